@@ -1,0 +1,65 @@
+# Settings that every target of this project shares, and the helpers that rooms use.
+
+# Warnings, as errors; sanitizers; nothing else that would differ between rooms.
+add_library(orx_settings INTERFACE)
+target_compile_options(orx_settings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+if(ORX_SANITIZE STREQUAL "address")
+  target_compile_options(orx_settings INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(orx_settings INTERFACE -fsanitize=address,undefined)
+elseif(ORX_SANITIZE STREQUAL "thread")
+  target_compile_options(orx_settings INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+  target_link_options(orx_settings INTERFACE -fsanitize=thread)
+endif()
+
+# The libraries proper: no exceptions, no RTTI. (UBSan's vptr check needs RTTI, so it stays off.)
+add_library(orx_library_settings INTERFACE)
+target_link_libraries(orx_library_settings INTERFACE orx_settings)
+target_compile_options(orx_library_settings INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+if(ORX_SANITIZE STREQUAL "address")
+  target_compile_options(orx_library_settings INTERFACE -fno-sanitize=vptr)
+endif()
+target_compile_definitions(orx_library_settings INTERFACE
+  $<$<CONFIG:Debug>:ZDDS_LOCK_ORDER_CHECK=1>)
+
+# orx_room_sources(TARGET SOURCES...): the sources of a room, added to the library TARGET it belongs to.
+function(orx_room_sources target)
+  list(TRANSFORM ARGN PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ OUTPUT_VARIABLE sources)
+  target_sources(${target} PRIVATE ${sources})
+endfunction()
+
+# orx_add_test(NAME SOURCES... [LIBS ...] [LABELS ...] [TIMEOUT seconds] [NO_MAIN]): one GoogleTest program.
+function(orx_add_test name)
+  if(NOT ORX_BUILD_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(arg "NO_MAIN" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 300)
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
+  target_link_libraries(${name} PRIVATE orx_settings ${arg_LIBS} GTest::gtest GTest::gmock Threads::Threads)
+  if(NOT arg_NO_MAIN)
+    target_link_libraries(${name} PRIVATE GTest::gtest_main)
+  endif()
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES
+    LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT}
+    ENVIRONMENT "ASAN_OPTIONS=detect_stack_use_after_return=1;TSAN_OPTIONS=halt_on_error=1:suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1")
+endfunction()
+
+# A room of the middleware: its sources go into the shared library and into its static twin for tests.
+function(orx_middleware_sources)
+  orx_room_sources(zddsc ${ARGN})
+  orx_room_sources(zddsc_testing ${ARGN})
+endfunction()
+
+# A room of the library proper, likewise.
+function(orx_library_sources)
+  orx_room_sources(orxmonitoring2d ${ARGN})
+  orx_room_sources(orxmonitoring2d_testing ${ARGN})
+endfunction()

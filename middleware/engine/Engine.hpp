@@ -1,0 +1,123 @@
+// The engine seam: what libzddsc needs of a DDS implementation, and nothing more.
+//
+// Bytes come ready: an encoding with its 4 bytes of encapsulation header. All of DDS that can be told in terms of
+// ready bytes (caches, states, conditions, listeners, typed samples, asynchronous publishing) lives above.
+//
+// Threads: every method may be called from any thread. Sinks are called on threads of the engine: they only queue.
+// A sink is not called any more once the destructor of its endpoint has returned, and a destructor must not be
+// called from inside a sink. For one reader a match is told before the first sample of that writer.
+// Errors: factories return null, other operations a status; nothing throws. Units: nanoseconds, bytes.
+#ifndef ZDDSC_ENGINE_ENGINE_HPP
+#define ZDDSC_ENGINE_ENGINE_HPP
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "zddsc/basic_types.h"
+#include "zddsc/qos.h"
+
+namespace zdds::engine {
+
+enum class Status { ok, error, badParameter, outOfResources, timeout, unsupported, notMatched };
+
+enum class SampleKind : uint8_t { data, dispose, unregister };
+
+constexpr int64_t infinite = INT64_MAX; // a time-out without end
+constexpr int64_t now = INT64_MIN;      // a source time that the engine is to take itself
+
+struct IncomingSample {
+    std::span<const uint8_t> bytes; // encapsulation header and encoding; of the key alone for dispose and unregister
+    DDS_GUID_t writer;
+    int64_t sequenceNumber; // 1 is a writer's first
+    int64_t sourceTimeNs;   // since 1970
+    SampleKind kind;
+};
+
+struct RemoteEndpoint {
+    DDS_GUID_t endpoint;
+    DDS_GUID_t participant;
+};
+
+class ReaderSink {
+public:
+    virtual void onSample(const IncomingSample& sample) = 0; // the bytes live until the call returns
+    virtual void onMatched(const RemoteEndpoint& writer) = 0;
+    virtual void onUnmatched(const RemoteEndpoint& writer) = 0;
+    virtual void onSampleLost(uint64_t /*count*/) {}
+
+protected:
+    ~ReaderSink() = default;
+};
+
+class WriterSink {
+public:
+    virtual void onMatched(const RemoteEndpoint& reader) = 0;
+    virtual void onUnmatched(const RemoteEndpoint& reader) = 0;
+
+protected:
+    ~WriterSink() = default;
+};
+
+// What a topic endpoint is made of. Texts are borrowed for the call.
+struct TopicInfo {
+    const char* topicName; // names that begin with "DCPS" are fine
+    const char* typeName;
+    bool keyed = false; // keyed bytes begin with the key, fully encoded: see keyBytes of the writer
+    // Extensibility of the type decides the encapsulation that peers accept.
+    enum class Extensibility : uint8_t { final, appendable, mutableType } extensibility = Extensibility::appendable;
+};
+
+class Writer {
+public:
+    virtual ~Writer() = default;
+    virtual DDS_GUID_t guid() const = 0;
+    // May take as long as the network needs: never call it on an application's thread.
+    // *sequenceNumber (may be null) gets the sample's number.
+    virtual Status write(std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs, int64_t* sequenceNumber) = 0;
+    // Waits until every matched reader has acknowledged all that was written. Nobody matched: ok.
+    virtual Status waitForAcknowledgments(int64_t timeoutNs) = 0;
+};
+
+class Reader {
+public:
+    virtual ~Reader() = default;
+    virtual DDS_GUID_t guid() const = 0;
+};
+
+struct ParticipantInfo {
+    DDS_DomainId_t domainId = 0;
+    const char* name = nullptr;
+    std::span<const char* const> peers; // addresses to announce to, for hosts without multicast
+};
+
+class Participant {
+public:
+    virtual ~Participant() = default; // every endpoint of it is gone before
+    virtual DDS_GUID_t guid() const = 0; // final from creation on
+    // partitions: those of the publisher or subscriber; none is the default partition.
+    virtual Writer* createWriter(
+        const TopicInfo& topic, const DDS_DataWriterQos& qos, std::span<const char* const> partitions, WriterSink* sink) = 0;
+    virtual Reader* createReader(
+        const TopicInfo& topic, const DDS_DataReaderQos& qos, std::span<const char* const> partitions, ReaderSink* sink) = 0;
+    // False when the transport (1 UDPv4, 2 UDPv6) is off, or the engine has no counters for it.
+    virtual bool isTransportEnabled(int transport) const = 0;
+};
+
+class Engine {
+public:
+    virtual ~Engine() = default;
+    virtual const char* name() const = 0;
+    virtual Participant* createParticipant(const ParticipantInfo& info) = 0;
+};
+
+// The engine of the process: Cyclone DDS unless a test sets another before the first participant is made.
+Engine& instance();
+void setInstance(Engine* engine); // borrowed; null goes back to the default
+
+// The real engine; one for the process. It makes no thread before its first participant.
+Engine& cyclone();
+
+} // namespace zdds::engine
+
+#endif

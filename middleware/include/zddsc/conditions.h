@@ -1,0 +1,42 @@
+/* Conditions and wait sets. */
+#ifndef ZDDSC_CONDITIONS_H
+#define ZDDSC_CONDITIONS_H
+
+#include "zddsc/entities.h"
+
+ZDDS_BEGIN_C
+
+/* Every condition begins with its DDS_Condition. */
+typedef struct DDS_ConditionImpl DDS_Condition;
+typedef struct DDS_GuardConditionImpl DDS_GuardCondition;
+typedef struct DDS_WaitSetImpl DDS_WaitSet;
+typedef DDS_Condition *DDS_ConditionPtr;
+DDS_SEQUENCE_DECLARE(ZDDSC_EXPORT, DDS_ConditionSeq, DDS_ConditionPtr);
+
+ZDDSC_EXPORT DDS_Boolean DDS_Condition_get_trigger_value(DDS_Condition *self);
+
+ZDDSC_EXPORT DDS_Condition *DDS_StatusCondition_as_condition(DDS_StatusCondition *self);
+/* A status condition starts with all statuses enabled. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_StatusCondition_set_enabled_statuses(DDS_StatusCondition *self, DDS_StatusMask mask);
+ZDDSC_EXPORT DDS_StatusMask DDS_StatusCondition_get_enabled_statuses(DDS_StatusCondition *self);
+ZDDSC_EXPORT DDS_Entity *DDS_StatusCondition_get_entity(DDS_StatusCondition *self);
+
+ZDDSC_EXPORT DDS_GuardCondition *DDS_GuardCondition_new(void);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_GuardCondition_delete(DDS_GuardCondition *self);
+ZDDSC_EXPORT DDS_Condition *DDS_GuardCondition_as_condition(DDS_GuardCondition *self);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_GuardCondition_set_trigger_value(DDS_GuardCondition *self, DDS_Boolean value);
+
+ZDDSC_EXPORT DDS_WaitSet *DDS_WaitSet_new(void);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_WaitSet_delete(DDS_WaitSet *self);
+/* The same; `reserved` is 0. Attached conditions are detached. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_WaitSet_deleteI(DDS_WaitSet *self, int reserved);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_WaitSet_attach_condition(DDS_WaitSet *self, DDS_Condition *condition);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_WaitSet_detach_condition(DDS_WaitSet *self, DDS_Condition *condition);
+/* Fills `active` with the conditions that are triggered. One thread may wait at a time
+ * (DDS_RETCODE_PRECONDITION_NOT_MET for a second). DDS_RETCODE_TIMEOUT with `active` empty. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_WaitSet_wait(
+    DDS_WaitSet *self, DDS_ConditionSeq *active, const DDS_Duration_t *timeout);
+
+ZDDS_END_C
+
+#endif
