@@ -2,8 +2,9 @@
  *
  * - Memory of zeros is a valid empty sequence that owns its buffer; X_initialize makes the same.
  * - Lengths, maxima and indexes are DDS_Long, never negative. A wrong argument fails and changes nothing.
- * - set_length needs length <= maximum; ensure_length(length, maximum) grows when length does not fit, at
- *   least geometrically, so that appending one by one is constant time.
+ * - set_length and ensure_length(length, maximum) grow a sequence that owns its buffer when length does not fit,
+ *   at least geometrically, so that appending one by one is constant time; a loaned buffer needs
+ *   length <= maximum.
  * - Growing keeps the elements; elements are initialized when they come to be within the maximum and
  *   finalized with the buffer.
  * - A loaned buffer is never freed or grown; unloan leaves an empty sequence that owns.
@@ -49,7 +50,8 @@ typedef struct DDS_TypeDeallocationParams_t DDS_TypeDeallocationParams_t;
     DDS_TypeDeallocationParams_t _element_deallocation; /* all 0: the default */                    \
     DDS_Boolean _element_pointers_not_allocated
 
-struct DDS_SequenceBase {
+/* Stands for any of them inside the implementation. */
+struct __attribute__((may_alias)) DDS_SequenceBase {
     DDS_SEQUENCE_FIELDS(void);
 };
 

@@ -11,13 +11,14 @@
 
 ZDDS_BEGIN_C
 
-struct DDS_TypeDescriptor; /* middleware/types/TypeDescriptor.h */
+struct DDS_TypeDescriptor; /* zddsc/type_descriptor.h */
 typedef struct DDS_TypeDescriptor DDS_TypeCode;
 
 /* Representation identifiers, and the mask 5 = XCDR | XCDR2 that every schema type allows. */
 #define DDS_XCDR_DATA_REPRESENTATION 0
 #define DDS_XML_DATA_REPRESENTATION 1
 #define DDS_XCDR2_DATA_REPRESENTATION 2
+#define DDS_AUTO_DATA_REPRESENTATION ((DDS_UnsignedShort)0xFFFFU) /* XCDR2 where the type allows it */
 #define DDS_DATA_REPRESENTATION_MASK_XCDR 0x1U
 #define DDS_DATA_REPRESENTATION_MASK_XCDR2 0x4U
 
@@ -56,6 +57,13 @@ ZDDSC_EXPORT DDS_Boolean PRESTypePlugin_interpretedDeserialize(
 /* Largest possible encoding, 2147483647 when unbounded. */
 ZDDSC_EXPORT DDS_UnsignedLong PRESTypePlugin_interpretedGetSerializedSampleMaxSize(
     const DDS_TypePlugin *self, DDS_UnsignedShort representation);
+/* No type of the schema has a key: the key's size is 0, and reading one gives the defaults. */
+ZDDSC_EXPORT DDS_UnsignedLong PRESTypePlugin_interpretedGetSerializedKeyMaxSize(
+    const DDS_TypePlugin *self, DDS_UnsignedShort representation);
+ZDDSC_EXPORT DDS_UnsignedLong PRESTypePlugin_interpretedGetSerializedKeyMaxSizeForKeyhash(
+    const DDS_TypePlugin *self, DDS_UnsignedShort representation);
+ZDDSC_EXPORT DDS_Boolean PRESTypePlugin_interpretedDeserializeKey(
+    const DDS_TypePlugin *self, void *sample, const char *buffer, size_t length);
 
 ZDDS_END_C
 

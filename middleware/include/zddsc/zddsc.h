@@ -10,9 +10,12 @@
 #include "zddsc/monitoring_property.h"
 #include "zddsc/qos.h"
 #include "zddsc/sequence.h"
+#include "zddsc/sequence_define.h"
 #include "zddsc/service_request.h"
 #include "zddsc/status.h"
 #include "zddsc/thread_settings.h"
+#include "zddsc/type_descriptor.h"
+#include "zddsc/type_engine.h"
 #include "zddsc/type_plugin.h"
 
 #endif
