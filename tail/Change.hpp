@@ -1,0 +1,49 @@
+// One change that a sample told, ready to be printed.
+#ifndef TAIL_CHANGE_HPP
+#define TAIL_CHANGE_HPP
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tail/ResourceTree.hpp"
+
+namespace tail {
+
+// A leaf of a value: its member path, and its text, quoted in JSON or not.
+struct Leaf {
+    std::string path;
+    std::string text;
+    bool isText = false; // strings, octets and enumerators; else a number or boolean
+};
+
+enum class ChangeKind {
+    created,    // a resource came to be
+    deleted,    // a resource ended, or an ancestor of it
+    selection,  // the metrics enabled on a resource changed
+    group,      // values of a metric group
+    log,        // a log message
+    gone,       // an application's writer left
+    undecodable // samples that could not be decoded
+};
+
+struct Change {
+    ChangeKind kind = ChangeKind::group;
+    std::int64_t timeNs = 0; // source time, since 1970
+    std::string topic;       // "event", "periodic" or "logging"
+    std::string application;
+    Guid applicationGuid{};
+    Guid guid{};
+    std::uint32_t classId = 0;
+    std::string path;
+    std::string group; // member name of the group; empty where there is none
+    std::vector<Leaf> values;
+    bool snapshot = false;
+    std::optional<std::pair<std::uint64_t, std::uint64_t>> epochs; // resource, metric
+};
+
+} // namespace tail
+
+#endif

@@ -1,0 +1,36 @@
+#include "tail/Options.hpp"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+namespace tail {
+
+Parsed parseOptions(int argc, char** argv) {
+    Parsed parsed;
+    Options& options = parsed.options;
+    double seconds = 0;
+    CLI::App app{"Prints what monitored applications publish, a line for each change, until interrupted."};
+    app.option_defaults()->always_capture_default();
+    app.add_option("--domain", options.domain, "domain of the monitoring")
+        ->check(CLI::Range(0, 232))
+        ->envname("ORX_DOMAIN")
+        ->capture_default_str();
+    app.add_option("--peers", options.peers, "addresses to announce to, on a network without multicast")
+        ->delimiter(',')
+        ->envname("ORX_PEERS");
+    auto* forOption = app.add_option("--for", seconds, "end after this many seconds")
+                          ->check(CLI::Range(0.0, 1e9))
+                          ->always_capture_default(false);
+    app.add_flag("--json", options.json, "print a JSON object on each line");
+    app.set_version_flag("--version", ORX_VERSION);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        parsed.exitCode = app.exit(error) == 0 ? 0 : 2;
+        return parsed;
+    }
+    if (forOption->count() != 0) options.seconds = seconds;
+    return parsed;
+}
+
+} // namespace tail
