@@ -1,0 +1,77 @@
+#include "tail/Printer.hpp"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace {
+
+using tail::Change;
+using tail::ChangeKind;
+using tail::Printer;
+
+Change sampleChange() {
+    Change change;
+    change.timeNs = 1'700'000'000'123'456'789;
+    change.topic = "event";
+    change.application = "app";
+    change.path = "/applications/app/domain_participants/p";
+    change.classId = 99258059;
+    change.group = "domain_id";
+    change.values = {{"domain_id", "7", false}, {"platform", "x86 \x1B", true}};
+    change.snapshot = true;
+    change.epochs = {3, 14};
+    return change;
+}
+
+TEST(Printer, PersonLineHoldsTimeApplicationPathGroupValuesOriginAndEpochs) {
+    EXPECT_EQ(Printer::personLine(sampleChange()),
+        "22:13:20.123  app  /applications/app/domain_participants/p  domain_id  domain_id=7  platform=x86 \\x1B  "
+        "[snapshot 3/14]");
+}
+
+TEST(Printer, PersonLineOfALiveDeletionNamesTheChange) {
+    Change change = sampleChange();
+    change.kind = ChangeKind::deleted;
+    change.group.clear();
+    change.values.clear();
+    change.snapshot = false;
+    EXPECT_EQ(Printer::personLine(change),
+        "22:13:20.123  app  /applications/app/domain_participants/p  deleted  [live 3/14]");
+}
+
+TEST(Printer, JsonLineParsesBackWithTypedValues) {
+    const auto line = nlohmann::json::parse(Printer::jsonLine(sampleChange()));
+    EXPECT_EQ(line["time"], "2023-11-14T22:13:20.123456789Z");
+    EXPECT_EQ(line["class"], "domain_participants");
+    EXPECT_EQ(line["values"]["domain_id"], 7);
+    EXPECT_EQ(line["values"]["platform"], "x86 \x1B");
+    EXPECT_EQ(line["snapshot"], true);
+    EXPECT_EQ(line["epoch_metric"], 14);
+}
+
+TEST(Printer, JsonLineSurvivesTextThatIsNoUtf8AndNumbersThatAreNone) {
+    Change change = sampleChange();
+    change.values = {{"a", "\xFF\xFE", true}, {"b", "nan", false}};
+    const auto line = nlohmann::json::parse(Printer::jsonLine(change));
+    EXPECT_EQ(line["values"]["b"], "nan");
+}
+
+TEST(Printer, EveryChangeIsOneLine) {
+    std::ostringstream out;
+    Printer printer(out, false);
+    Change change = sampleChange();
+    change.application = tail::escaped("two\nlines");
+    printer.print(change);
+    printer.print(change);
+    const std::string text = out.str();
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
+}
+
+TEST(ClockText, RoundsDownAlsoBefore1970) {
+    EXPECT_EQ(tail::clockText(-1), "23:59:59.999");
+    EXPECT_EQ(tail::timestampText(-1), "1969-12-31T23:59:59.999999999Z");
+}
+
+} // namespace
