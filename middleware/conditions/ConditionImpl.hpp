@@ -1,0 +1,71 @@
+// Conditions and wait sets from the inside.
+//
+// A condition's trigger is read from atomics, so that whoever raises it takes no lock unless a wait set is there.
+// Threads: one mutex of the process guards which condition is in which wait set, and is what waiters sleep with. It
+// is a leaf: nothing is called out while it is held. The order of the two steps is what makes a wake-up certain: a
+// raiser stores the trigger and then looks for wait sets, a waiter is attached and then looks at the trigger.
+// Ownership: a status condition is part of its entity; guard conditions and wait sets belong to who made them.
+#ifndef ZDDSC_CONDITIONS_CONDITION_IMPL_HPP
+#define ZDDSC_CONDITIONS_CONDITION_IMPL_HPP
+
+#include <atomic>
+
+#include "middleware/entities/Sync.hpp"
+#include "zddsc/conditions.h"
+
+namespace zdds::conditions {
+
+enum class ConditionKind { status, guard };
+
+// Membership of one condition in one wait set.
+struct Attachment {
+    DDS_ConditionImpl* condition;
+    DDS_WaitSetImpl* waitSet;
+    Attachment* nextOfCondition;
+    Attachment* nextOfWaitSet;
+};
+
+} // namespace zdds::conditions
+
+struct DDS_ConditionImpl {
+    explicit DDS_ConditionImpl(zdds::conditions::ConditionKind conditionKind) : kind(conditionKind) {}
+    const zdds::conditions::ConditionKind kind;
+    zdds::conditions::Attachment* attachments = nullptr; // under the conditions' mutex
+    std::atomic<DDS_UnsignedLong> attachmentCount{0};    // of the list; sequentially consistent, see above
+};
+
+// statusChanges are the entity's; the condition is triggered while an enabled one is raised.
+struct DDS_StatusConditionImpl : DDS_ConditionImpl {
+    explicit DDS_StatusConditionImpl(DDS_EntityImpl* owner)
+        : DDS_ConditionImpl(zdds::conditions::ConditionKind::status), entity(owner) {}
+    DDS_EntityImpl* const entity;
+    std::atomic<DDS_StatusMask> enabledStatuses{DDS_STATUS_MASK_ALL};
+    std::atomic<DDS_StatusMask> statusChanges{0};
+
+    void raise(DDS_StatusMask statuses);
+    void clear(DDS_StatusMask statuses) { statusChanges.fetch_and(~statuses); }
+};
+
+struct DDS_GuardConditionImpl : DDS_ConditionImpl {
+    DDS_GuardConditionImpl() : DDS_ConditionImpl(zdds::conditions::ConditionKind::guard) {}
+    std::atomic<bool> value{false};
+};
+
+struct DDS_WaitSetImpl {
+    zdds::conditions::Attachment* attachments = nullptr; // in the order of attaching
+    DDS_Long attachmentCount = 0;
+    bool isWaiting = false; // one thread at a time
+    zdds::Condition changed;
+};
+
+namespace zdds::conditions {
+
+bool isTriggered(const DDS_ConditionImpl& condition);
+// Wakes the waiters of every wait set that the condition is in, to look again.
+void wakeWaiters(DDS_ConditionImpl& condition);
+// Takes the condition out of every wait set: called before it goes away.
+void detachEverywhere(DDS_ConditionImpl& condition);
+
+} // namespace zdds::conditions
+
+#endif

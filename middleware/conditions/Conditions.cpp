@@ -1,0 +1,74 @@
+#include "middleware/conditions/ConditionImpl.hpp"
+#include "middleware/conditions/ConditionsMutex.hpp"
+#include "middleware/log/DdsLog.hpp"
+#include "middleware/log/Memory.hpp"
+
+namespace zdds::conditions {
+
+constinit Mutex conditionsMutex;
+
+bool isTriggered(const DDS_ConditionImpl& condition) {
+    if (condition.kind == ConditionKind::guard) return static_cast<const DDS_GuardConditionImpl&>(condition).value;
+    const auto& status = static_cast<const DDS_StatusConditionImpl&>(condition);
+    return (status.statusChanges & status.enabledStatuses) != 0;
+}
+
+void wakeWaiters(DDS_ConditionImpl& condition) {
+    if (condition.attachmentCount == 0) return;
+    Guard guard(conditionsMutex);
+    for (Attachment* a = condition.attachments; a != nullptr; a = a->nextOfCondition) a->waitSet->changed.wakeAll();
+}
+
+} // namespace zdds::conditions
+
+using namespace zdds::conditions;
+
+void DDS_StatusConditionImpl::raise(DDS_StatusMask statuses) {
+    statusChanges.fetch_or(statuses);
+    wakeWaiters(*this);
+}
+
+DDS_Boolean DDS_Condition_get_trigger_value(DDS_Condition* self) {
+    ZDDS_REQUIRE(self != nullptr, DDS_BOOLEAN_FALSE);
+    return isTriggered(*self);
+}
+
+DDS_Condition* DDS_StatusCondition_as_condition(DDS_StatusCondition* self) { return self; }
+
+DDS_ReturnCode_t DDS_StatusCondition_set_enabled_statuses(DDS_StatusCondition* self, DDS_StatusMask mask) {
+    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    self->enabledStatuses = mask;
+    wakeWaiters(*self);
+    return DDS_RETCODE_OK;
+}
+
+DDS_StatusMask DDS_StatusCondition_get_enabled_statuses(DDS_StatusCondition* self) {
+    ZDDS_REQUIRE(self != nullptr, DDS_STATUS_MASK_NONE);
+    return self->enabledStatuses;
+}
+
+DDS_Entity* DDS_StatusCondition_get_entity(DDS_StatusCondition* self) {
+    ZDDS_REQUIRE(self != nullptr, nullptr);
+    return self->entity;
+}
+
+DDS_GuardCondition* DDS_GuardCondition_new(void) {
+    auto* self = zdds::create<DDS_GuardConditionImpl>("struct DDS_GuardConditionImpl");
+    return self != nullptr ? self : ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "guard condition");
+}
+
+DDS_ReturnCode_t DDS_GuardCondition_delete(DDS_GuardCondition* self) {
+    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    detachEverywhere(*self);
+    zdds::destroy(self);
+    return DDS_RETCODE_OK;
+}
+
+DDS_Condition* DDS_GuardCondition_as_condition(DDS_GuardCondition* self) { return self; }
+
+DDS_ReturnCode_t DDS_GuardCondition_set_trigger_value(DDS_GuardCondition* self, DDS_Boolean value) {
+    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    self->value = value != 0;
+    if (value) wakeWaiters(*self);
+    return DDS_RETCODE_OK;
+}
