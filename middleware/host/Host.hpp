@@ -1,0 +1,28 @@
+// The host's state: the globals record, the library lock, the mutex pools, and whether the library is enabled.
+//
+// Threads: `enabled` may be read by any thread; everything else is written under the library lock.
+#ifndef ZDDSC_HOST_HOST_HPP
+#define ZDDSC_HOST_HOST_HPP
+
+#include <atomic>
+
+#include "middleware/host/MutexPools.hpp"
+#include "zddsc/monitoring.h"
+
+namespace zdds::host {
+
+struct Host {
+    ORX_MonitoringGlobals globals{};
+    MutexPool metricPool{"metric"};
+    MutexPool loggingPool{"logging"};
+    // Set, with release, once the created object stands in the globals; cleared before anything of it goes away.
+    std::atomic<bool> enabled{false};
+    // The record above once it is complete, null before: what readers without a lock look at.
+    std::atomic<ORX_MonitoringGlobals*> published{nullptr};
+};
+
+Host& host();
+
+} // namespace zdds::host
+
+#endif

@@ -1,0 +1,89 @@
+// Start and stop of the monitoring library in this process.
+#include "middleware/host/Host.hpp"
+#include "middleware/log/DdsLog.hpp"
+#include "middleware/log/Memory.hpp"
+
+namespace zdds::host {
+namespace {
+
+struct LibraryLock {
+    explicit LibraryLock(ORXOsapiSemaphore* mutex) : mutex_(mutex) { ORXOsapiSemaphore_take(mutex_, nullptr); }
+    ~LibraryLock() { ORXOsapiSemaphore_give(mutex_); }
+    LibraryLock(const LibraryLock&) = delete;
+    LibraryLock& operator=(const LibraryLock&) = delete;
+
+private:
+    ORXOsapiSemaphore* mutex_;
+};
+
+ORX_MonitoringClass* startLocked(ORX_MonitoringGlobals& globals, const ORX_MonitoringProperty_t& property) {
+    if (globals.createFunction == nullptr)
+        return ZDDS_FAIL(nullptr, FAILED_TO_FIND, "create function of the monitoring library");
+    if (globals.monitoringClass != nullptr)
+        return ZDDS_FAIL(nullptr, FAILED_TO_CREATE, "monitoring library: it runs already");
+    MutexPool& metric = host().metricPool;
+    MutexPool& logging = host().loggingPool;
+    Cleanup undo([&, metricMade = metric.made(), loggingMade = logging.made()] {
+        globals.eventConcurrency = globals.loggingConcurrency = {};
+        metric.discard(metricMade);
+        logging.discard(loggingMade);
+    });
+    if (!metric.reserve(property.event.concurrency_level)) return nullptr;
+    if (!logging.reserve(property.logging.concurrency_level)) return nullptr;
+    globals.eventConcurrency = {metric.mutexes(), metric.level()};
+    globals.loggingConcurrency = {logging.mutexes(), logging.level()};
+    DDS_DomainParticipantFactory* factory = DDS_DomainParticipantFactory_get_instance();
+    if (factory == nullptr) return nullptr;
+    ORX_MonitoringClass* monitoringClass = globals.createFunction(factory, &property);
+    if (monitoringClass == nullptr) return ZDDS_FAIL(nullptr, FAILED_TO_CREATE, "monitoring library");
+    undo.dismiss();
+    globals.monitoringClass = monitoringClass;
+    ++globals.libraryEpoch;
+    host().enabled.store(true, std::memory_order_release);
+    return monitoringClass;
+}
+
+} // namespace
+} // namespace zdds::host
+
+using zdds::host::host;
+
+DDS_Boolean ORX_MonitoringHost_set_create_function(ORX_Monitoring_CreateFunction createFunction) {
+    ZDDS_REQUIRE(createFunction != nullptr, DDS_BOOLEAN_FALSE);
+    if (!ORX_MonitoringHost_initialize()) return DDS_BOOLEAN_FALSE;
+    ORX_MonitoringGlobals& globals = *ORX_MonitoringGlobals_get_instance();
+    zdds::host::LibraryLock lock(globals.mutex);
+    globals.createFunction = createFunction;
+    return DDS_BOOLEAN_TRUE;
+}
+
+ORX_MonitoringClass* ORX_MonitoringHost_start(const ORX_MonitoringProperty_t* property) {
+    ZDDS_REQUIRE(property != nullptr, nullptr);
+    if (!ORX_MonitoringHost_initialize()) return nullptr;
+    ORX_MonitoringGlobals& globals = *ORX_MonitoringGlobals_get_instance();
+    // Held until the object stands in the globals: a reader that matches at once meets a busy lock.
+    zdds::host::LibraryLock lock(globals.mutex);
+    return zdds::host::startLocked(globals, *property);
+}
+
+// Disabling waits for whoever holds the library lock. It is not held any longer then, since threads of the library
+// that are to end may want it: they find it free and the library not enabled.
+DDS_Boolean ORX_MonitoringHost_stop(void) {
+    ORX_MonitoringGlobals* globals = ORX_MonitoringGlobals_get_instance();
+    if (globals == nullptr) return DDS_BOOLEAN_TRUE;
+    ORX_MonitoringClass* monitoringClass = nullptr;
+    {
+        zdds::host::LibraryLock lock(globals->mutex);
+        monitoringClass = globals->monitoringClass;
+        host().enabled.store(false, std::memory_order_release);
+    }
+    if (monitoringClass == nullptr) return DDS_BOOLEAN_TRUE;
+    // A thread that may still run needs its object: it stays, and so does its place in the globals.
+    if (!monitoringClass->prefinalizeFunction(monitoringClass))
+        return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_FINALIZE, "monitoring library: a thread did not end");
+    monitoringClass->deleteFunction(monitoringClass);
+    zdds::host::LibraryLock lock(globals->mutex);
+    globals->monitoringClass = nullptr;
+    globals->eventConcurrency = globals->loggingConcurrency = {};
+    return DDS_BOOLEAN_TRUE;
+}
