@@ -63,8 +63,9 @@ protected:
 struct TopicInfo {
     const char* topicName; // names that begin with "DCPS" are fine
     const char* typeName;
-    bool keyed = false; // keyed bytes begin with the key, fully encoded: see keyBytes of the writer
-    // Extensibility of the type decides the encapsulation that peers accept.
+    bool keyed = false;
+    uint32_t keyBytes = 0; // of a keyed type: the fixed length of the key that every encoding begins with
+    // Extensibility of the type decides the encapsulation that peers accept, and so that write accepts.
     enum class Extensibility : uint8_t { final, appendable, mutableType } extensibility = Extensibility::appendable;
 };
 

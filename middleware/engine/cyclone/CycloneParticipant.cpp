@@ -1,0 +1,51 @@
+#include "middleware/engine/cyclone/CycloneEndpoint.hpp"
+
+#include "middleware/engine/EngineLog.hpp"
+#include "middleware/engine/cyclone/CycloneEngine.hpp"
+#include "middleware/engine/cyclone/CycloneQos.hpp"
+
+namespace zdds::engine {
+
+CycloneParticipant::~CycloneParticipant() {
+    if (entity_ <= 0) return;
+    dds_delete(entity_);
+    engine_.leaveDomain(domainId_);
+}
+
+bool CycloneParticipant::create(const ParticipantInfo& info) {
+    if (!engine_.enterDomain(info)) return false;
+    entity_ = dds_create_participant(static_cast<dds_domainid_t>(domainId_), participantQos(info.name).get(), nullptr);
+    if (entity_ <= 0) {
+        ENGINE_LOG(ERROR, FAILED_TO_CREATE, "participant in domain %d: %s", domainId_, dds_strretcode(entity_));
+        engine_.leaveDomain(domainId_);
+        return false;
+    }
+    guid_ = guidOf(entity_);
+    return true;
+}
+
+Writer* CycloneParticipant::createWriter(const TopicInfo& topic, const DDS_DataWriterQos& qos,
+    std::span<const char* const> partitions, WriterSink* sink) {
+    auto* writer = new ("class CycloneWriter") CycloneWriter(sink);
+    if (writer == nullptr) {
+        ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "writer");
+        return nullptr;
+    }
+    if (writer->create(entity_, topic, qos, partitions)) return writer;
+    delete writer;
+    return nullptr;
+}
+
+Reader* CycloneParticipant::createReader(const TopicInfo& topic, const DDS_DataReaderQos& qos,
+    std::span<const char* const> partitions, ReaderSink* sink) {
+    auto* reader = new ("class CycloneReader") CycloneReader(sink);
+    if (reader == nullptr) {
+        ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "reader");
+        return nullptr;
+    }
+    if (reader->create(entity_, topic, qos, partitions)) return reader;
+    delete reader;
+    return nullptr;
+}
+
+} // namespace zdds::engine

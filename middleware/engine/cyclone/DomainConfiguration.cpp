@@ -1,0 +1,40 @@
+#include "middleware/engine/cyclone/DomainConfiguration.hpp"
+
+#include <cstring>
+
+namespace zdds::engine {
+
+namespace {
+
+bool append(HeapArray<char>& text, const char* part) {
+    for (; *part != '\0'; ++part)
+        if (!text.append(*part)) return false;
+    return true;
+}
+
+bool isAddress(const char* peer) {
+    return peer != nullptr && *peer != '\0' && std::strpbrk(peer, "<>&\"', \t\n") == nullptr;
+}
+
+bool appendPeer(HeapArray<char>& text, const char* peer) {
+    return isAddress(peer) && append(text, "<Peer Address=\"") && append(text, peer) && append(text, "\"/>");
+}
+
+// Every process takes the first free index of its host, and with it ports that others can guess: so peers are asked
+// at each of the possible ports. Multicast is left for discovery alone, since samples must not rely on it here.
+constexpr const char* head =
+    "<CycloneDDS><Domain id=\"any\"><General><AllowMulticast>spdp</AllowMulticast></General><Discovery>"
+    "<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>99</MaxAutoParticipantIndex><Peers>";
+constexpr const char* tail = "</Peers></Discovery></Domain></CycloneDDS>";
+
+} // namespace
+
+bool writeDomainConfiguration(HeapArray<char>& text, const char* environment, std::span<const char* const> peers) {
+    if (environment != nullptr && *environment != '\0' && !(append(text, environment) && append(text, ","))) return false;
+    if (!append(text, head)) return false;
+    for (const char* peer : peers)
+        if (!appendPeer(text, peer)) return false;
+    return append(text, tail) && text.append('\0');
+}
+
+} // namespace zdds::engine
