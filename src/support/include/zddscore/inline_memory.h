@@ -51,7 +51,7 @@ struct REDAInlineMemoryInfo {
     size_t usedBytes;        /* bytes of live buffers with their headers */
     ORX_UINT32 liveBuffers;
     ORX_UINT32 blocks;
-    ORX_UINT64 blockAllocations; /* calls to the lower level so far */
+    ORX_UINT64 blockAllocations; /* blocks taken from the lower level so far */
 };
 typedef struct REDAInlineMemoryInfo REDAInlineMemoryInfo;
 ZDDSCORE_EXPORT void REDAInlineMemory_getInfo(const REDAInlineMemory *self, REDAInlineMemoryInfo *info);

@@ -38,9 +38,10 @@ typedef struct REDASkiplistDescription REDASkiplistDescription;
 /* Negative, 0 or positive; receives two user data pointers. */
 typedef int (*REDASkiplistCompareFunction)(const void *left, const void *right);
 
-/* ceil(log2(nodeCount)), between 1 and 32: 13 for 8192 nodes. */
+/* ceil(log2(nodeCount)), at least 1: 13 for 8192 nodes. */
 ZDDSCORE_EXPORT ORX_INT8 REDASkiplist_getOptimumMaximumLevel(int nodeCount);
-/* Makes a node allocator with room for nodeCount nodes of each level at once; it grows. Non-zero on success. */
+/* Makes a node allocator with room for nodeCount nodes of the usual mix of levels (half of them have
+ * one link, a quarter two, and so on); it grows. maximumLevel is 0 to 32. Non-zero on success. */
 ZDDSCORE_EXPORT int REDASkiplist_newDefaultAllocator(
     REDASkiplistDescription *description, ORX_INT8 maximumLevel, int nodeCount);
 /* Frees the allocator with every node that is left. A zeroed description is a no-op. */

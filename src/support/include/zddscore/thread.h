@@ -32,8 +32,10 @@ struct ORXOsapiJoinableThread;
 typedef struct ORXOsapiJoinableThread ORXOsapiJoinableThread;
 typedef void *(*ORXOsapiJoinableThreadFunction)(void *param);
 
-/* Starts at once. All signals are blocked in the new thread. The name is cut to the system's 15
- * characters. stackSize in bytes, -1 for the default. bitmap may be null. Null on failure. */
+/* Starts at once. All signals are blocked in the new thread but faults of its own (SIGSEGV and the
+ * like), which still reach their handlers. The name is cut to the system's 15 characters. stackSize in
+ * bytes, -1 for the default; at least 128 KiB are taken. bitmap may be null. A priority or an affinity
+ * that the system refuses is left out, except an enforced priority. Null on failure. */
 ZDDSCORE_EXPORT ORXOsapiJoinableThread *ORXOsapiJoinableThread_new(
     const char *name, int priority, int options, int stackSize, const ORXOsapiCpuBitmap *bitmap,
     ORXOsapiJoinableThreadFunction function, void *param);
@@ -41,7 +43,7 @@ ZDDSCORE_EXPORT ORXOsapiJoinableThread *ORXOsapiJoinableThread_new(
  * on success. On a time-out the thread is left as it is and the result is 0. Null is a no-op. */
 ZDDSCORE_EXPORT int ORXOsapiJoinableThread_stopAndDelete(ORXOsapiJoinableThread *self, int timeout);
 
-/* Threads of the layer that run now, and the highest count so far. */
+/* Joinable threads whose function runs now. */
 ZDDSCORE_EXPORT ORX_UINT32 ORXOsapiThread_getLiveThreadCount(void);
 
 /* Thread-specific data made by a factory; opaque here. */

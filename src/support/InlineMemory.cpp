@@ -1,0 +1,348 @@
+// A block is a ring: `head` is the oldest buffer that is not released, `tail` is where the next one
+// goes. Buffers tile the ring, each behind its header, so that the head can step over what has been
+// released, whatever the order; every buffer is stepped over once. A block whose last buffer is
+// released starts afresh, and goes to the list of free blocks unless it is the current one. The most
+// recently freed block is used first, as it is the one that is still in the caches.
+//
+//   wrapped == false:  [ free | head ... tail | free ]
+//   wrapped == true:   [ ... tail | free | head ... end | unused ]
+#include "zddscore/inline_memory.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "src/support/Sanitizers.hpp"
+#include "zddscore/heap.h"
+
+namespace {
+
+constexpr std::size_t granule = alignof(std::max_align_t);
+constexpr std::uint32_t releasedMark = 0xDEAD0000U;
+constexpr std::uint32_t liveMark = 0x11FE0001U;
+constexpr std::size_t smallestBlock = 128;
+constexpr std::size_t smallestGrowth = 1024;
+
+constexpr std::size_t roundUp(std::size_t size, std::size_t unit) { return (size + unit - 1) & ~(unit - 1); }
+
+struct Block;
+
+struct alignas(granule) BufferHeader {
+    Block* block;
+    std::uint32_t span; // bytes from this header to the next, header included
+    std::uint32_t mark; // the block's mark while the buffer lives
+};
+static_assert(sizeof(BufferHeader) == granule);
+
+struct alignas(granule) Block {
+    REDAInlineMemory* arena;
+    void* memory;   // as the lower level gave it
+    Block* next;    // all blocks of the arena
+    Block* nextFree;
+    std::size_t capacity;
+    std::size_t head;
+    std::size_t tail;
+    std::size_t end; // of the used part, while wrapped
+    std::size_t liveBytes;
+    std::uint32_t live;
+    std::uint32_t mark; // changes with each reset, so that buffers from before it are known as stale
+    bool wrapped;
+
+    std::byte* base() { return reinterpret_cast<std::byte*>(this + 1); }
+    BufferHeader* headerAt(std::size_t offset) { return reinterpret_cast<BufferHeader*>(base() + offset); }
+};
+
+} // namespace
+
+struct REDAInlineMemory {
+    Block* current;
+    Block* free;
+    Block* blocks;
+    bool zeroBuffers;
+    bool contiguous;
+    std::uint32_t increment;
+    std::size_t maximal;
+    std::size_t blockBytes;
+    std::uint64_t blockAllocations;
+    std::uint32_t blockCount;
+    REDAInlineMemoryLowerLevelAllocateFunction allocate;
+    REDAInlineMemoryLowerLevelFreeFunction deallocate;
+    void* allocatorData;
+};
+
+namespace {
+
+Block* addBlock(REDAInlineMemory& arena, std::size_t capacity) {
+    // The lower level need not align for any type.
+    void* memory = arena.allocate(arena.allocatorData, sizeof(Block) + capacity + granule - 1);
+    if (memory == nullptr) return nullptr;
+    const auto place = roundUp(reinterpret_cast<std::uintptr_t>(memory), granule);
+    auto* block = new (reinterpret_cast<void*>(place)) Block{};
+    block->arena = &arena;
+    block->memory = memory;
+    block->capacity = capacity;
+    block->mark = liveMark;
+    block->next = arena.blocks;
+    arena.blocks = block;
+    arena.blockBytes += capacity;
+    ++arena.blockCount;
+    ++arena.blockAllocations;
+    zdds::poison(block->base(), capacity);
+    return block;
+}
+
+// A released stretch, so that the head finds a header at every step.
+void putFiller(Block& block, std::size_t offset, std::size_t span) {
+    BufferHeader* header = block.headerAt(offset);
+    zdds::unpoison(header, sizeof *header);
+    *header = {&block, static_cast<std::uint32_t>(span), releasedMark};
+}
+
+// Takes `span` bytes between tail and `limit`; the buffer behind the header is aligned as asked.
+BufferHeader* takeAtTail(Block& block, std::size_t limit, std::size_t span, std::size_t alignment) {
+    std::size_t padding = 0;
+    if (alignment > granule) {
+        const auto buffer = reinterpret_cast<std::uintptr_t>(block.base() + block.tail + sizeof(BufferHeader));
+        padding = roundUp(buffer, alignment) - buffer;
+    }
+    if (limit - block.tail < span + padding) return nullptr;
+    if (padding != 0) {
+        putFiller(block, block.tail, padding);
+        block.tail += padding;
+    }
+    BufferHeader* header = block.headerAt(block.tail);
+    block.tail += span;
+    return header;
+}
+
+BufferHeader* takeFrom(Block& block, std::size_t span, std::size_t alignment) {
+    if (block.wrapped) return takeAtTail(block, block.head, span, alignment);
+    if (BufferHeader* header = takeAtTail(block, block.capacity, span, alignment)) return header;
+    if (block.head < span) return nullptr;
+    // Room at the front: go round. Undone when the padding does not fit.
+    const std::size_t tail = block.tail;
+    block.tail = 0;
+    BufferHeader* header = takeAtTail(block, block.head, span, alignment);
+    if (header == nullptr) {
+        block.tail = tail;
+        return nullptr;
+    }
+    block.wrapped = true;
+    block.end = tail;
+    return header;
+}
+
+void pushFree(REDAInlineMemory& arena, Block& block) {
+    block.nextFree = arena.free;
+    arena.free = &block;
+}
+
+// The block so far is left as it is while buffers live in it; an empty one was too small.
+void makeCurrent(REDAInlineMemory& arena, Block& block) {
+    if (arena.current->live == 0) pushFree(arena, *arena.current);
+    arena.current = &block;
+}
+
+BufferHeader* takeFromFreeBlock(REDAInlineMemory& arena, std::size_t span, std::size_t alignment) {
+    for (Block** link = &arena.free; *link != nullptr; link = &(*link)->nextFree) {
+        Block* block = *link;
+        BufferHeader* header = takeFrom(*block, span, alignment);
+        if (header == nullptr) continue;
+        *link = block->nextFree;
+        block->nextFree = nullptr;
+        makeCurrent(arena, *block);
+        return header;
+    }
+    return nullptr;
+}
+
+BufferHeader* takeFromNewBlock(REDAInlineMemory& arena, std::size_t span, std::size_t alignment) {
+    if (arena.contiguous) return nullptr;
+    const std::size_t needed = span + (alignment > granule ? alignment : 0);
+    const std::size_t left = arena.maximal - arena.blockBytes;
+    if (needed > left) return nullptr;
+    const std::size_t grown = std::max(arena.blockBytes * arena.increment / 100, smallestGrowth);
+    const std::size_t capacity = std::min(roundUp(std::max(grown, needed), granule), left);
+    Block* block = addBlock(arena, capacity);
+    if (block == nullptr) return nullptr;
+    makeCurrent(arena, *block);
+    return takeFrom(*block, span, alignment);
+}
+
+// The last resort at the bound: what has become free at the front of a block that is still in use.
+// That block becomes the current one.
+BufferHeader* takeFromAnyBlock(REDAInlineMemory& arena, std::size_t span, std::size_t alignment) {
+    for (Block* block = arena.blocks; block != nullptr; block = block->next) {
+        if (block->live == 0) continue; // the current block or a free one: tried before
+        BufferHeader* header = takeFrom(*block, span, alignment);
+        if (header == nullptr) continue;
+        makeCurrent(arena, *block);
+        return header;
+    }
+    return nullptr;
+}
+
+[[gnu::noinline]] BufferHeader* takeBeyondCurrent(REDAInlineMemory& arena, std::size_t span, std::size_t alignment) {
+    if (BufferHeader* header = takeFromFreeBlock(arena, span, alignment)) return header;
+    if (BufferHeader* header = takeFromNewBlock(arena, span, alignment)) return header;
+    return takeFromAnyBlock(arena, span, alignment);
+}
+
+void startAfresh(Block& block) {
+    block.head = 0;
+    block.tail = 0;
+    block.end = 0;
+    block.wrapped = false;
+}
+
+// Steps the head over released buffers; at least one buffer of the block lives.
+void advanceHead(Block& block) {
+    for (;;) {
+        if (block.wrapped && block.head == block.end) {
+            block.head = 0;
+            block.wrapped = false;
+        }
+        const BufferHeader* header = block.headerAt(block.head);
+        if (header->mark == block.mark) return;
+        block.head += header->span;
+    }
+}
+
+bool isUsable(const REDAInlineMemoryProperty& property) {
+    return property.lowerLevelAllocator != nullptr && property.lowerLevelFree != nullptr && property.initial >= 0;
+}
+
+} // namespace
+
+void* REDAInlineMemoryLowerLevelAllocator_mallocAllocate(void*, size_t size) {
+    void* memory = nullptr;
+    return ORXOsapiHeap_reallocateMemoryInternal(&memory, size, granule, 0, "REDAInlineMemoryBlock") ? memory : nullptr;
+}
+
+void REDAInlineMemoryLowerLevelAllocator_mallocFree(void*, void* memory) { ORXOsapiHeap_freeMemoryInternal(memory); }
+
+REDAInlineMemory* REDAInlineMemory_new(const REDAInlineMemoryProperty* property) {
+    if (property == nullptr || !isUsable(*property)) return nullptr;
+    const std::size_t bound = property->maximal < 0 ? std::size_t{std::numeric_limits<REDAInlineMemorySize>::max()}
+                                                    : static_cast<std::size_t>(property->maximal);
+    const std::size_t initial = std::max(roundUp(static_cast<std::size_t>(property->initial), granule), smallestBlock);
+    // A multiple of the granule, so that every block is one.
+    const std::size_t maximal = bound & ~(granule - 1);
+    if (std::min(initial, maximal) < smallestBlock || static_cast<std::size_t>(property->initial) > bound) return nullptr;
+
+    void* memory = property->lowerLevelAllocator(property->lowerLevelAllocatorData, sizeof(REDAInlineMemory));
+    if (memory == nullptr) return nullptr;
+    auto* self = new (memory) REDAInlineMemory{};
+    self->zeroBuffers = property->initializeBuffersToZero != 0;
+    self->contiguous = property->forceContiguousMemory != 0;
+    self->increment = property->increment;
+    self->maximal = maximal;
+    self->allocate = property->lowerLevelAllocator;
+    self->deallocate = property->lowerLevelFree;
+    self->allocatorData = property->lowerLevelAllocatorData;
+    self->current = addBlock(*self, std::min(initial, maximal));
+    if (self->current == nullptr) {
+        REDAInlineMemory_delete(self);
+        return nullptr;
+    }
+    return self;
+}
+
+void REDAInlineMemory_delete(REDAInlineMemory* self) {
+    if (self == nullptr) return;
+    while (Block* block = self->blocks) {
+        self->blocks = block->next;
+        zdds::unpoison(block->base(), block->capacity);
+        self->deallocate(self->allocatorData, block->memory);
+    }
+    self->deallocate(self->allocatorData, self);
+}
+
+void* REDAInlineMemory_reserveBufferI(REDAInlineMemory** self, REDAInlineMemorySize size, int alignment) {
+    if (self == nullptr || *self == nullptr || size < 0 || alignment < 0) return nullptr;
+    const std::size_t bytes = static_cast<std::size_t>(size);
+    const std::size_t aligned = std::max(static_cast<std::size_t>(alignment), granule);
+    if ((aligned & (aligned - 1)) != 0) return nullptr;
+    const std::size_t span = sizeof(BufferHeader) + roundUp(bytes, granule);
+
+    REDAInlineMemory& arena = **self;
+    BufferHeader* header = takeFrom(*arena.current, span, aligned);
+    if (header == nullptr) [[unlikely]] header = takeBeyondCurrent(arena, span, aligned);
+    if (header == nullptr) return nullptr;
+
+    Block* block = arena.current;
+    zdds::unpoison(header, sizeof *header + bytes);
+    zdds::poison(reinterpret_cast<std::byte*>(header + 1) + bytes, span - sizeof *header - bytes);
+    *header = {block, static_cast<std::uint32_t>(span), block->mark};
+    ++block->live;
+    block->liveBytes += span;
+    if (arena.zeroBuffers) std::memset(header + 1, 0, bytes);
+    return header + 1;
+}
+
+int REDAInlineMemBuffer_release(void* buffer) {
+    if (buffer == nullptr || reinterpret_cast<std::uintptr_t>(buffer) % granule != 0) return ORX_FALSE;
+    BufferHeader* header = static_cast<BufferHeader*>(buffer) - 1;
+    if (header->mark == releasedMark) return ORX_FALSE;
+    Block& block = *header->block;
+    if (header->mark != block.mark) return ORX_FALSE; // from before a reset
+    header->mark = releasedMark;
+    zdds::poison(buffer, header->span - sizeof *header);
+    block.liveBytes -= header->span;
+    if (--block.live == 0) {
+        startAfresh(block);
+        REDAInlineMemory& arena = *block.arena;
+        if (arena.current != &block) pushFree(arena, block);
+    } else {
+        advanceHead(block);
+    }
+    return ORX_TRUE;
+}
+
+void REDAInlineMemory_reset(REDAInlineMemory* self) {
+    if (self == nullptr) return;
+    self->free = nullptr;
+    for (Block* block = self->blocks; block != nullptr; block = block->next) {
+        startAfresh(*block);
+        block->live = 0;
+        block->liveBytes = 0;
+        ++block->mark;
+        if (block != self->current) pushFree(*self, *block);
+    }
+}
+
+void REDAInlineMemory_getInfo(const REDAInlineMemory* self, REDAInlineMemoryInfo* info) {
+    *info = {self->blockBytes, 0, 0, self->blockCount, self->blockAllocations};
+    for (const Block* block = self->blocks; block != nullptr; block = block->next) {
+        info->usedBytes += block->liveBytes;
+        info->liveBuffers += block->live;
+    }
+}
+
+char* ORXCdrType_copyStringExWMemoryManager(char** destination, REDAInlineMemory** memoryManager,
+    const char* source, ORX_UINT32 maximumLength, int allocateMemory) {
+    if (destination == nullptr || source == nullptr) return nullptr;
+    const std::size_t length = strnlen(source, std::size_t{maximumLength} + 1);
+    if (length > maximumLength) return nullptr;
+    if (!allocateMemory) {
+        // The caller's buffer has room for maximumLength characters.
+        if (*destination != nullptr) std::memcpy(*destination, source, length + 1);
+        return *destination;
+    }
+    if (memoryManager == nullptr) {
+        ORXOsapiHeap_freeMemoryInternal(*destination);
+        if (!ORXOsapiHeap_allocateArray(destination, length + 1, char)) return nullptr;
+    } else {
+        if (*destination != nullptr) REDAInlineMemBuffer_release(*destination);
+        *destination = nullptr;
+        if (length >= std::size_t{std::numeric_limits<REDAInlineMemorySize>::max()}) return nullptr;
+        *destination = static_cast<char*>(
+            REDAInlineMemory_reserveBufferI(memoryManager, static_cast<REDAInlineMemorySize>(length + 1), 1));
+        if (*destination == nullptr) return nullptr;
+    }
+    std::memcpy(*destination, source, length + 1);
+    return *destination;
+}

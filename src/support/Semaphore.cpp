@@ -1,0 +1,171 @@
+// The mutex kind is a plain mutex with an owner and a depth beside it, so that recursion and the check
+// of the owner cost two loads. The two other kinds are a count under a mutex with a condition: giving
+// signals while the mutex is held, so that whoever was waiting may delete the semaphore at once.
+#include "zddscore/semaphore.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <new>
+
+#include "src/support/LockOrder.hpp"
+#include "src/support/MonotonicTime.hpp"
+#include "src/support/Sanitizers.hpp"
+#include "zddscore/heap.h"
+
+#ifdef ZDDS_THREAD_SANITIZER
+#include <sanitizer/tsan_interface.h>
+#endif
+
+struct ORXOsapiSemaphore {
+    ORXOsapiSemaphoreKind kind;
+    int rank;
+    const char* name;
+    pthread_mutex_t mutex;
+
+    // Mutex kind. `owner` is 0 or the holder, written by the holder alone; another thread that reads it
+    // only learns that it is not the holder itself. `depth` belongs to the holder.
+    std::atomic<pthread_t> owner;
+    unsigned depth;
+
+    // Binary and counting kinds, under the mutex.
+    pthread_cond_t changed;
+    unsigned count;
+};
+
+namespace {
+
+constexpr auto ok = ORX_OSAPI_SEMAPHORE_STATUS_OK;
+constexpr auto timedOut = ORX_OSAPI_SEMAPHORE_STATUS_TIMEOUT;
+constexpr auto error = ORX_OSAPI_SEMAPHORE_STATUS_ERROR;
+
+bool makeCondition(pthread_cond_t& condition) {
+    pthread_condattr_t attributes;
+    if (pthread_condattr_init(&attributes) != 0) return false;
+    const bool made = pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC) == 0 &&
+                      pthread_cond_init(&condition, &attributes) == 0;
+    pthread_condattr_destroy(&attributes);
+    return made;
+}
+
+// Waits on the monotonic clock. The thread sanitizer does not know this function, so it is told.
+int lockUntil(pthread_mutex_t& mutex, const timespec& deadline) {
+#ifdef ZDDS_THREAD_SANITIZER
+    __tsan_mutex_pre_lock(&mutex, __tsan_mutex_try_lock);
+    const int result = pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, &deadline);
+    const unsigned failed = result == 0 ? 0U : __tsan_mutex_try_lock_failed;
+    __tsan_mutex_post_lock(&mutex, __tsan_mutex_try_lock | failed, 0);
+    return result;
+#else
+    return pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, &deadline);
+#endif
+}
+
+int lock(pthread_mutex_t& mutex, const ORXNtpTime* timeout) {
+    if (zdds::isForEver(timeout)) return pthread_mutex_lock(&mutex);
+    const int result = pthread_mutex_trylock(&mutex);
+    if (result != EBUSY) return result;
+    if (timeout->sec <= 0 && (timeout->sec < 0 || timeout->frac == 0)) return ETIMEDOUT;
+    return lockUntil(mutex, zdds::deadlineAfter(*timeout));
+}
+
+ORXOsapiSemaphoreStatus takeMutex(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
+    const pthread_t me = pthread_self();
+    if (self.owner.load(std::memory_order_relaxed) == me) {
+        ++self.depth;
+        return ok;
+    }
+    zdds::lockOrderCheck(&self, self.rank, self.name);
+    const int result = lock(self.mutex, timeout);
+    if (result != 0) return result == ETIMEDOUT ? timedOut : error;
+    self.owner.store(me, std::memory_order_relaxed);
+    self.depth = 1;
+    zdds::lockOrderPush(&self, self.rank, self.name);
+    return ok;
+}
+
+ORXOsapiSemaphoreStatus giveMutex(ORXOsapiSemaphore& self) {
+    if (self.owner.load(std::memory_order_relaxed) != pthread_self()) return error;
+    if (--self.depth > 0) return ok;
+    zdds::lockOrderPop(&self);
+    self.owner.store(pthread_t{}, std::memory_order_relaxed);
+    return pthread_mutex_unlock(&self.mutex) == 0 ? ok : error;
+}
+
+ORXOsapiSemaphoreStatus takeCount(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
+    if (pthread_mutex_lock(&self.mutex) != 0) return error;
+    int result = 0;
+    if (self.count == 0 && !zdds::isForEver(timeout)) {
+        const timespec deadline = zdds::deadlineAfter(*timeout);
+        while (self.count == 0 && result == 0) result = pthread_cond_timedwait(&self.changed, &self.mutex, &deadline);
+    }
+    while (self.count == 0 && result == 0) result = pthread_cond_wait(&self.changed, &self.mutex);
+    const bool taken = self.count > 0;
+    if (taken) --self.count;
+    pthread_mutex_unlock(&self.mutex);
+    if (taken) return ok;
+    return result == ETIMEDOUT ? timedOut : error;
+}
+
+ORXOsapiSemaphoreStatus giveCount(ORXOsapiSemaphore& self) {
+    if (pthread_mutex_lock(&self.mutex) != 0) return error;
+    const unsigned most = self.kind == ORX_OSAPI_SEMAPHORE_KIND_BINARY ? 1U : ~0U;
+    if (self.count < most) ++self.count;
+    pthread_cond_signal(&self.changed);
+    pthread_mutex_unlock(&self.mutex);
+    return ok;
+}
+
+bool isMutex(const ORXOsapiSemaphore& self) { return self.kind == ORX_OSAPI_SEMAPHORE_KIND_MUTEX; }
+
+bool isKind(ORXOsapiSemaphoreKind kind) {
+    return kind == ORX_OSAPI_SEMAPHORE_KIND_BINARY || kind == ORX_OSAPI_SEMAPHORE_KIND_COUNTING ||
+           kind == ORX_OSAPI_SEMAPHORE_KIND_MUTEX;
+}
+
+} // namespace
+
+ORXOsapiSemaphore* ORXOsapiSemaphore_new(ORXOsapiSemaphoreKind kind, const void*) {
+    if (!isKind(kind)) return nullptr;
+    ORXOsapiSemaphore* memory = nullptr;
+    if (!ORXOsapiHeap_allocateStructure(&memory, struct ORXOsapiSemaphore)) return nullptr;
+    auto* self = new (memory) ORXOsapiSemaphore{};
+    self->kind = kind;
+    self->name = "unnamed";
+    if (pthread_mutex_init(&self->mutex, nullptr) != 0) {
+        ORXOsapiHeap_freeStructure(self);
+        return nullptr;
+    }
+    if (!isMutex(*self) && !makeCondition(self->changed)) {
+        pthread_mutex_destroy(&self->mutex);
+        ORXOsapiHeap_freeStructure(self);
+        return nullptr;
+    }
+    return self;
+}
+
+int ORXOsapiSemaphore_delete(ORXOsapiSemaphore* self) {
+    if (self == nullptr) return ORX_TRUE;
+    if (isMutex(*self) && self->owner.load(std::memory_order_relaxed) != pthread_t{}) return ORX_FALSE;
+    if (!isMutex(*self)) pthread_cond_destroy(&self->changed);
+    pthread_mutex_destroy(&self->mutex);
+    ORXOsapiHeap_freeStructure(self);
+    return ORX_TRUE;
+}
+
+ORXOsapiSemaphoreStatus ORXOsapiSemaphore_take(ORXOsapiSemaphore* self, const ORXNtpTime* timeout) {
+    if (self == nullptr) return error;
+    return isMutex(*self) ? takeMutex(*self, timeout) : takeCount(*self, timeout);
+}
+
+ORXOsapiSemaphoreStatus ORXOsapiSemaphore_give(ORXOsapiSemaphore* self) {
+    if (self == nullptr) return error;
+    return isMutex(*self) ? giveMutex(*self) : giveCount(*self);
+}
+
+void ORXOsapiSemaphore_setRank(ORXOsapiSemaphore* self, int rank, const char* name) {
+    if (self == nullptr) return;
+    self->rank = rank;
+    self->name = name != nullptr ? name : "unnamed";
+}
