@@ -1,0 +1,228 @@
+#include "tail/Interpreter.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "tail/Leaves.hpp"
+
+namespace tail {
+
+namespace {
+
+constexpr std::size_t maximalApplications = 10'000; // event writers remembered
+
+Guid guidOf(const DDS_Monitoring_GUID_t& octets) {
+    Guid guid;
+    std::memcpy(guid.data(), octets, guid.size());
+    return guid;
+}
+
+Guid guidOf(const DDS_InstanceHandle_t& handle) {
+    Guid guid;
+    std::memcpy(guid.data(), handle.keyHash, guid.size());
+    return guid;
+}
+
+std::int64_t timeOf(const DDS_SampleInfo& info) {
+    return info.source_timestamp.sec * 1'000'000'000 + info.source_timestamp.nanosec;
+}
+
+std::vector<std::uint32_t> metricIdsOf(const DDS_UnsignedLongSeq& sequence) {
+    std::vector<std::uint32_t> ids;
+    for (DDS_Long i = 0; i < DDS_UnsignedLongSeq_get_length(&sequence); ++i) {
+        ids.push_back(DDS_UnsignedLongSeq_get(&sequence, i));
+    }
+    return ids;
+}
+
+// The member that the discriminator of a union selects, null when it selects none.
+const DDS_TypeMember* selectedArm(const DDS_TypeDescriptor& type, const void* value) {
+    DDS_Long discriminator;
+    std::memcpy(&discriminator, static_cast<const char*>(value) + type.discriminatorOffset, sizeof discriminator);
+    for (DDS_UnsignedLong i = 0; i < type.memberCount; ++i) {
+        const DDS_TypeMember& arm = type.members[i];
+        const auto isSelected = [&](DDS_LongLong label) { return static_cast<DDS_Long>(label) == discriminator; };
+        if (std::any_of(arm.labels, arm.labels + arm.labelCount, isSelected)) return &arm;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+Change Interpreter::changeOf(
+    const char* topic, const DDS_SampleInfo& info, const Guid& application, const Guid& resource) const {
+    Change change;
+    change.timeNs = timeOf(info);
+    change.topic = topic;
+    change.applicationGuid = application;
+    change.application = tree_.applicationName(application);
+    change.guid = resource;
+    if (const Resource* known = tree_.find(resource)) {
+        change.classId = known->classId;
+        change.path = tree_.path(resource);
+    }
+    return change;
+}
+
+void Interpreter::event(const DDS_Monitoring_Event& sample, const DDS_SampleInfo& info) {
+    const Guid application = guidOf(sample.info.root_resource_guid);
+    if (applications_.size() < maximalApplications) applications_[guidOf(info.publication_handle)] = application;
+    // The registry first: it tells the names that the rest of the changes are shown under.
+    const bool isApplication = sample.value._d == static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
+    const auto prepared = [&] {
+        Change change = changeOf("event", info, application, guidOf(sample.resource_guid));
+        change.snapshot = sample.info.is_snapshot != 0;
+        change.epochs = {sample.info.epoch_resource, sample.info.epoch_metric};
+        return change;
+    };
+    if (isApplication && sample.value._u.application.resource_registry != nullptr) {
+        resourceRegistry(*sample.value._u.application.resource_registry, prepared());
+    }
+    if (isApplication && sample.value._u.application.resource_update != nullptr) {
+        resourceUpdate(*sample.value._u.application.resource_update, prepared());
+    }
+    groups(*DDS_Monitoring_EventUnion_get_typecode(), &sample.value, prepared());
+}
+
+void Interpreter::periodic(const DDS_Monitoring_Periodic& sample, const DDS_SampleInfo& info) {
+    const Guid guid = guidOf(sample.resource_guid);
+    const Resource* known = tree_.find(guid);
+    const Change change = changeOf("periodic", info, known != nullptr ? known->application : noGuid, guid);
+    groups(*DDS_Monitoring_PeriodicUnion_get_typecode(), &sample.value, change);
+}
+
+void Interpreter::logging(const DDS_Monitoring_Logging& sample, const DDS_SampleInfo& info) {
+    const Guid application = guidOf(sample.info.root_resource_guid);
+    Change change = changeOf("logging", info, application, application);
+    change.kind = ChangeKind::log;
+    change.snapshot = sample.info.is_snapshot != 0;
+    appendLeaves(*DDS_Monitoring_Logging_get_typecode(), &sample, "", change.values);
+    report_(change);
+}
+
+void Interpreter::resourceUpdate(const DDS_Monitoring_ResourceUpdate& update, Change change) {
+    switch (update._d) {
+    case DDS_Monitoring_RESOURCE_UPDATE_CREATION_KIND: {
+        const auto& creation = update._u.new_resource;
+        Resource resource{guidOf(creation.guid), guidOf(creation.owner_resource_guid), change.applicationGuid,
+            creation.class_id, creation.name != nullptr ? creation.name : "", metricIdsOf(creation.metric_ids)};
+        const Guid guid = resource.guid;
+        if (tree_.put(std::move(resource)) == ResourceTree::Outcome::added) reportCreated(*tree_.find(guid), change);
+        return;
+    }
+    case DDS_Monitoring_RESOURCE_UPDATE_DELETION_KIND: {
+        const Guid guid = guidOf(update._u.delete_resource.guid);
+        const std::string path = tree_.path(guid);
+        if (tree_.find(guid) == nullptr) {
+            change.kind = ChangeKind::deleted;
+            change.guid = guid;
+            change.path.clear();
+            return report_(change);
+        }
+        // Paths are made before the removal takes the ancestors away: the tree removes the deepest first.
+        tree_.remove(guid, [&](const Resource& gone) { reportDeleted(gone, change); });
+        return;
+    }
+    case DDS_Monitoring_RESOURCE_UPDATE_CHANGE_KIND: {
+        const auto& changed = update._u.change_resource;
+        const Guid guid = guidOf(changed.guid);
+        auto ids = metricIdsOf(changed.metric_ids);
+        change.kind = ChangeKind::selection;
+        change.guid = guid;
+        change.path = tree_.find(guid) != nullptr ? tree_.path(guid) : "";
+        change.classId = tree_.find(guid) != nullptr ? tree_.find(guid)->classId : 0;
+        change.values.push_back({"metrics", std::to_string(ids.size()), false});
+        tree_.setMetricIds(guid, std::move(ids));
+        return report_(change);
+    }
+    default: return;
+    }
+}
+
+void Interpreter::resourceRegistry(const DDS_Monitoring_ResourceRegistry& registry, const Change& change) {
+    std::vector<Resource> resources;
+    const DDS_Long count = DDS_Monitoring_ResourceReferenceSeq_get_length(&registry.resources);
+    for (DDS_Long i = 0; i < count; ++i) {
+        const auto* item = DDS_Monitoring_ResourceReferenceSeq_get_reference(&registry.resources, i);
+        resources.push_back({guidOf(item->guid), guidOf(item->owner_guid), change.applicationGuid, item->class_id,
+            item->name != nullptr ? item->name : "", metricIdsOf(item->metric_ids)});
+    }
+    tree_.replaceApplication(
+        change.applicationGuid, std::move(resources), [&](const Resource& gone) { reportDeleted(gone, change); },
+        [&](const Resource& added) { reportCreated(added, change); });
+}
+
+void Interpreter::reportCreated(const Resource& resource, Change change) {
+    change.kind = ChangeKind::created;
+    change.application = tree_.applicationName(change.applicationGuid);
+    change.guid = resource.guid;
+    change.classId = resource.classId;
+    change.path = tree_.path(resource.guid);
+    change.values.push_back({"metrics", std::to_string(resource.metricIds.size()), false});
+    report_(change);
+}
+
+void Interpreter::reportDeleted(const Resource& resource, Change change) {
+    change.kind = ChangeKind::deleted;
+    change.guid = resource.guid;
+    change.classId = resource.classId;
+    // The resource has left the tree, its ancestors have not yet.
+    const std::string owner = resource.owner == noGuid ? "" : tree_.path(resource.owner);
+    change.path = owner + "/" + classIdentifier(resource.classId) + "/" + escaped(resource.name);
+    report_(change);
+}
+
+void Interpreter::groups(const DDS_TypeDescriptor& unionType, const void* unionValue, const Change& change) {
+    const DDS_TypeDescriptor& type = resolved(unionType);
+    const DDS_TypeMember* arm = selectedArm(type, unionValue);
+    if (arm == nullptr) return;
+    const DDS_TypeDescriptor& branch = resolved(*arm->type);
+    const char* base = static_cast<const char*>(unionValue) + arm->offset;
+    for (DDS_UnsignedLong i = 0; i < branch.memberCount; ++i) {
+        const DDS_TypeMember& member = branch.members[i];
+        const std::string_view name = member.name;
+        // These two are told as creations, deletions and selections.
+        if (name == "resource_update" || name == "resource_registry") continue;
+        if ((member.flags & DDS_MEMBER_FLAG_OPTIONAL) == 0) continue; // the dummy of a class without periodic groups
+        const void* value = nullptr;
+        std::memcpy(&value, base + member.offset, sizeof value);
+        if (value == nullptr) continue;
+        Change group = change;
+        group.group = member.name;
+        // An optional string lies behind its member itself, anything else behind the pointer.
+        const bool isText = resolved(*member.type).kind == DDS_TYPE_STRING;
+        appendLeaves(*member.type, isText ? base + member.offset : value, "", group.values);
+        report_(group);
+    }
+}
+
+void Interpreter::writerLeft(const Guid& writer, std::int64_t timeNs) {
+    const auto known = applications_.find(writer);
+    if (known == applications_.end()) return;
+    Change change;
+    change.kind = ChangeKind::gone;
+    change.timeNs = timeNs;
+    change.topic = "event";
+    change.applicationGuid = change.guid = known->second;
+    change.application = tree_.applicationName(known->second);
+    change.classId = ORX_MONITORING_APPLICATION_CLASS_ID;
+    change.path = tree_.find(known->second) != nullptr ? tree_.path(known->second) : "";
+    report_(change);
+    tree_.remove(known->second, [](const Resource&) {});
+    applications_.erase(known);
+}
+
+void Interpreter::undecodable(const char* topic, std::uint64_t count, std::int64_t timeNs) {
+    std::uint64_t& told = undecodable_[topic];
+    if (count == told) return;
+    Change change;
+    change.kind = ChangeKind::undecodable;
+    change.timeNs = timeNs;
+    change.topic = topic;
+    change.values.push_back({"samples", std::to_string(count - told), false});
+    told = count;
+    report_(change);
+}
+
+} // namespace tail
