@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "src/utils/PathTokenizer.h"
+
 namespace tail {
 
 ResourceTree::Outcome ResourceTree::put(Resource resource) {
@@ -96,6 +98,8 @@ std::string ResourceTree::applicationName(const Guid& application) const {
     const Resource* resource = find(application);
     return resource != nullptr && !resource->name.empty() ? escaped(resource->name) : guidText(application);
 }
+
+const char* classIdentifier(std::uint32_t classId) { return ORX_Monitoring_resourceClassIdToIdentifierStr(classId); }
 
 std::string guidText(const Guid& guid) {
     std::string text = "GUID(";
