@@ -2,21 +2,25 @@
  * for each concurrency index.
  *
  * Threads: producers post under the mutex of their index; the worker alone runs tasks, walks batches (without
- * a lock) and frees; new, finalize and delete are the owner's. Ownership: a posted payload belongs to the
- * queues, whatever the call answers besides, and the worker frees it with the function that it was posted
- * with. Nodes, shared words and payloads live in the arena of one queue. Mutexes are borrowed. What is queued
- * at finalize is dropped with its arena and not freed one by one. Order: the tasks of one queue run in the
- * order of their posts. A task posted to all queues runs once, at the earliest position that it has in any
- * queue: so whoever posts to a queue after such a post has been finished finds its task run after it.
+ * a lock) and frees; new, finalize and delete are the owner's.
+ *
+ * Ownership: a posted payload belongs to the queues, even if the call fails after that, and the worker frees
+ * it with the function that it was posted with. Nodes, shared words and payloads live in the arena of one
+ * queue. Mutexes are borrowed. What is queued at finalize is dropped with its arena and not freed one by one.
+ *
+ * Order: the tasks of one queue run in the order of their posts. A task posted to all queues runs once, at
+ * the earliest position that it has in any queue: whatever is posted anywhere after such a post has returned
+ * runs after its task.
  *
  * How a post to all queues gets along with another one. The caller holds the mutex of its origin, and two
  * callers with different origins would wait for each other if each took the other queues' mutexes. So nobody
  * takes them: the nodes for the other queues are reserved together with the shared word in the origin's
  * arena, and each is handed to its queue through an inbox with a leaf lock. Whoever comes first empties the
- * inbox: a producer moves it to the back of the list before its own task, the worker takes it as the end of
- * its batch. Both do so under the leaf lock, and the worker reads the end of the list in the same breath, so
- * no task overtakes another. A post to one queue pays one load for it. The shared word counts the nodes that
- * other queues still have, and the origin frees it at 0, not sooner. */
+ * inbox: a producer moves it to the back of the list ahead of its own task, the worker takes it as the end of
+ * its batch. Both do so under the leaf lock, and the worker reads the end of the list under it too, so no
+ * task overtakes another. A post to one queue pays one load for it.
+ *
+ * The shared word counts the nodes that other queues still have. Its owner frees it at 0, not sooner. */
 #ifndef ORX_TASK_EXECUTOR_H
 #define ORX_TASK_EXECUTOR_H
 
@@ -32,13 +36,13 @@ ZDDS_BEGIN_C
 typedef enum ORX_MonitoringTaskExecutorTaskState {
     ORX_MONITORING_TASK_EXECUTOR_TASK_STATE_NO_PROCESSED = 0, /* no queue has reached the task yet */
     ORX_MONITORING_TASK_EXECUTOR_TASK_STATE_PROCESSED = 1,    /* one queue has run it */
-    ORX_MONITORING_TASK_EXECUTOR_TASK_STATE_READY_TO_REMOVE =
-        2 /* its owner asked all queues to drop their nodes */
+    /* The owner has asked all queues to drop their nodes. */
+    ORX_MONITORING_TASK_EXECUTOR_TASK_STATE_READY_TO_REMOVE = 2
 } ORX_MonitoringTaskExecutorTaskState;
 
 /* What the nodes of a task posted to all queues share. The producer fills it before the first node is
- * reachable; from then on the worker alone reads and writes it. The nodes of the queues other than the owner
- * lie behind it in one buffer. */
+ * reachable; from then on the worker alone reads and writes it. The nodes of the other queues lie behind it
+ * in the same buffer. */
 struct ORX_MonitoringTaskExecutorSharedState {
     ORX_MonitoringTaskExecutorTaskState state;
     ORX_UINT32 foreignNodes; /* nodes that other queues still hold */
@@ -48,30 +52,31 @@ typedef struct ORX_MonitoringTaskExecutorSharedState ORX_MonitoringTaskExecutorS
 /* A node in a queue. Complete when it is linked; nobody but the worker looks at it afterwards. */
 struct ORX_MonitoringTaskExecutorTask {
     struct REDAInlineListNode node; /* first */
-    int (*deletePayloadFunction)(
-        void* payload); /* non-zero on success; runs under the mutex of the payload's queue */
+    /* Non-zero on success. Runs under the mutex of the payload's queue. */
+    int (*deletePayloadFunction)(void* payload);
     void* payload;
     struct ORX_MonitoringTaskExecutorSharedState* state; /* null for a task posted to one queue */
-    ORX_UINT32 payloadMemoryManagerIndex; /* the queue whose arena holds payload and shared word: the owner */
+    ORX_UINT32 payloadMemoryManagerIndex; /* the owner: the queue whose arena has payload and shared word */
 };
 typedef struct ORX_MonitoringTaskExecutorTask ORX_MonitoringTaskExecutorTask;
 
+struct ORX_MonitoringTaskExecutorForeignTask; /* a node that waits in an inbox; TaskQueue.hpp */
+
 struct ORX_MonitoringTaskExecutorTaskQueue {
-    struct REDAInlineList
-        tasks; /* oldest first; added to under `mutex`, walked by the worker without a lock */
+    /* Oldest first. Added to under `mutex`, walked by the worker without a lock. */
+    struct REDAInlineList tasks;
     struct REDAInlineMemory* memoryManager; /* owned; under `mutex` */
-    struct ORXOsapiSemaphore* mutex;        /* borrowed: the metric or logging mutex of this index */
+    struct ORXOsapiSemaphore* mutex;        /* borrowed; rank 3: the metric or logging mutex of this index */
     ORX_UINT32 concurrencyIndex;
-    /* Non-zero while `inbox` has nodes. Read by producers without the leaf lock. Written under it, with
-     * release, read with acquire: who reads 0 links behind whatever the worker took. */
-    ORX_UINT32 inboxPending;
-    struct REDAInlineList inbox; /* nodes posted from other queues, oldest first; under `inboxMutex` */
-    struct ORXOsapiSemaphore*
-        inboxMutex; /* owned; a leaf: nothing is taken, allocated or waited for under it */
+    /* Nodes posted from other queues, oldest first. Changed under `inboxMutex`. The head is atomic: producers
+     * look without the lock whether it is null. It is cleared with release and looked at with acquire, so
+     * that who finds it null links behind whatever the worker took. */
+    struct ORX_MonitoringTaskExecutorForeignTask* inboxHead;
+    struct ORX_MonitoringTaskExecutorForeignTask* inboxTail;
+    struct ORXOsapiSemaphore* inboxMutex; /* owned; rank 4: a leaf, nothing is waited for under it */
     /* The worker's own. */
     ORX_UINT32 processedTasks; /* nodes visited and not yet walked by the collector */
-    struct ORX_MonitoringTaskExecutorTask*
-        lastProcessedTask; /* cursor; null at the start and after a collection */
+    struct ORX_MonitoringTaskExecutorTask* lastProcessedTask; /* cursor; null at first and once collected */
 };
 typedef struct ORX_MonitoringTaskExecutorTaskQueue ORX_MonitoringTaskExecutorTaskQueue;
 
@@ -107,8 +112,8 @@ struct ORX_MonitoringTaskExecutor {
     struct ORX_MonitoringTaskExecutorTaskQueue* queues;
     struct ORXOsapiJoinableThread* thread;
     ORX_UINT64 threadId; /* atomic: the worker stores its id; 0 before and after */
-    ORX_MonitoringTaskExecutor_ThreadStatus
-        status; /* atomic: stored before the thread starts and by finalize */
+    /* Atomic: stored before the thread starts and by finalize. */
+    ORX_MonitoringTaskExecutor_ThreadStatus status;
     struct ORX_MonitoringTaskExecutorProperty_t property;
     struct ORX_MonitoringTaskExecutorListener listener;
     struct ORXOsapiSemaphore* newTaskSignal;
