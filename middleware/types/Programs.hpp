@@ -1,0 +1,46 @@
+// What the engine makes of a descriptor, once: its shape, and its wire program.
+//
+// Threads: made under one lock by whoever comes first, then constant; found without a lock through the
+// descriptor's runtime record.
+// Ownership: all programs live until DDS_Type_finalize_programs.
+#ifndef ZDDSC_TYPES_PROGRAMS_HPP
+#define ZDDSC_TYPES_PROGRAMS_HPP
+
+#include <atomic>
+
+#include "middleware/types/Memory.hpp"
+#include "middleware/types/Shape.hpp"
+
+struct DDS_TypePrograms {
+    const DDS_TypeDescriptor* type = nullptr;
+    DDS_TypePrograms* next = nullptr;
+    zdds::types::Shape shape;
+    zdds::types::Arms arms{};
+    zdds::types::HeapArray<zdds::types::Op> ops;
+    zdds::types::HeapArray<zdds::types::Arm> armList;
+    zdds::types::HeapArray<uint8_t> image;
+};
+
+namespace zdds::types {
+
+// Slow path: makes the programs. Null when memory is out or the type is none that the engine can serve (recursive,
+// nested too deep, too large): that is logged.
+const DDS_TypePrograms* makePrograms(const DDS_TypeDescriptor* type);
+
+inline const DDS_TypePrograms* programsOf(const DDS_TypeDescriptor* type) {
+    if (type->runtime != nullptr) {
+        // Pairs with the release in makePrograms: the programs are complete before anybody sees them.
+        void* program = std::atomic_ref(type->runtime->program).load(std::memory_order_acquire);
+        if (program != nullptr) return static_cast<const DDS_TypePrograms*>(program);
+    }
+    return makePrograms(type);
+}
+
+inline const Shape* shapeOf(const DDS_TypeDescriptor* type) {
+    const DDS_TypePrograms* programs = programsOf(type);
+    return programs == nullptr ? nullptr : &programs->shape;
+}
+
+} // namespace zdds::types
+
+#endif

@@ -1,0 +1,36 @@
+// The one implementation of sequences, for use inside the engine.
+#ifndef ZDDSC_TYPES_SEQUENCE_HPP
+#define ZDDSC_TYPES_SEQUENCE_HPP
+
+#include "middleware/types/Memory.hpp"
+#include "middleware/types/Shape.hpp"
+#include "zddsc/sequence_define.h"
+
+namespace zdds::types {
+
+// An element type: a shape, or a caller's operations; neither for plain bytes.
+struct Element {
+    size_t size;
+    const Shape* shape;
+    const DDS_SequenceElement* custom;
+};
+inline Element elementOf(const Shape& shape) { return {shape.size, &shape, nullptr}; }
+
+inline char* elementAt(const Element& element, const DDS_SequenceBase& sequence, size_t index) {
+    if (sequence._discontiguous_buffer != nullptr)
+        return static_cast<char*>(sequence._discontiguous_buffer[index]);
+    return static_cast<char*>(sequence._contiguous_buffer) + index * element.size;
+}
+
+// Room for `length` elements that the caller is about to overwrite, exactly unless there is more. Sets no length.
+bool reserveElements(const Element& element, DDS_SequenceBase& sequence, size_t length, const Memory& memory);
+bool copySequence(
+    const Element& element, DDS_SequenceBase& destination, const DDS_SequenceBase& source, const Memory& memory);
+// Releases what the sequence owns, in the way that it came; a loan on the caller's memory is dropped, unless
+// isArena: then it is taken for a buffer of an arena, elements included. The sequence is empty afterwards and
+// keeps its settings.
+void finalizeSequence(const Element& element, DDS_SequenceBase& sequence, bool isArena);
+
+} // namespace zdds::types
+
+#endif

@@ -1,0 +1,103 @@
+// The memory side of a type as a flat program: what a value consists of, and what its defaults are.
+//
+// A shape is an image of the default value, and operations for what is not covered by copying the image: strings,
+// sequences, pointers, unions. Nested structures and arrays of plain elements are flattened: neighbouring plain
+// members are one operation, a plain type is one copy.
+// Threads: constant once made. Ownership: the shape's programs (Programs.hpp) own it.
+#ifndef ZDDSC_TYPES_SHAPE_HPP
+#define ZDDSC_TYPES_SHAPE_HPP
+
+#include <cstddef>
+#include <cstdint>
+
+#include "zddsc/type_descriptor.h"
+
+namespace zdds::types {
+
+struct Shape;
+
+enum class OpCode : uint8_t {
+    plain,          // `size` bytes
+    string,         // char*, never null in an initialized value; text: the default
+    optionalString, // char*, null when absent
+    sequence,       // of elements of `shape`
+    optional,       // pointer to a value of `shape`, null when absent
+    reference,      // pointer to a value of `shape`
+    loop,           // `count` values of `shape` in place
+    arms            // a union
+};
+
+struct Arm {
+    uint32_t offset; // from the start of the union
+    bool isDefault;
+    uint32_t labelCount;
+    const DDS_LongLong* labels;
+    const Shape* shape;
+    const DDS_TypeMember* member;
+};
+
+struct Arms {
+    uint32_t discriminatorOffset;
+    uint32_t count;
+    const DDS_TypeDescriptor* discriminator; // alias resolved
+    DDS_LongLong defaultDiscriminator;
+    const Arm* list;
+
+    DDS_LongLong read(const void* unionValue) const;
+    void write(void* unionValue, DDS_LongLong discriminator) const;
+    // The arm that the discriminator selects; null for none.
+    const Arm* select(DDS_LongLong label) const {
+        const Arm* fallback = nullptr;
+        for (const Arm* arm = list; arm != list + count; ++arm) {
+            for (uint32_t i = 0; i < arm->labelCount; ++i)
+                if (arm->labels[i] == label) return arm;
+            if (arm->isDefault) fallback = arm;
+        }
+        return fallback;
+    }
+};
+
+struct Op {
+    OpCode code;
+    uint32_t offset;
+    uint32_t size;  // plain
+    uint32_t count; // loop; sequence: its bound, 0 for none
+    union {
+        const Shape* shape;
+        const Arms* arms;
+        const char* text; // string; null: ""
+    };
+};
+
+struct Shape {
+    uint32_t size = 0;
+    uint32_t alignment = 1;
+    uint32_t ownerCount = 0; // the first so many operations are all that are not plain
+    uint32_t opCount = 0;
+    const Op* ops = nullptr;
+    const uint8_t* image = nullptr; // null: zeros
+
+    bool isPlain() const { return ownerCount == 0; }
+    const Op* owners() const { return ops; }
+    const Op* ownersEnd() const { return ops + ownerCount; }
+    const Op* opsEnd() const { return ops + opCount; }
+};
+
+// The type behind aliases that are not references.
+inline const DDS_TypeDescriptor* resolve(const DDS_TypeDescriptor* type) {
+    while (type->kind == DDS_TYPE_ALIAS && (type->flags & DDS_TYPE_FLAG_REFERENCE) == 0) type = type->element;
+    return type;
+}
+// The type behind all aliases: what travels on the wire.
+inline const DDS_TypeDescriptor* resolveAll(const DDS_TypeDescriptor* type) {
+    while (type->kind == DDS_TYPE_ALIAS) type = type->element;
+    return type;
+}
+inline bool isPrimitive(DDS_TypeKind kind) { return kind >= DDS_TYPE_BOOLEAN && kind <= DDS_TYPE_DOUBLE; }
+inline bool isOptional(const DDS_TypeMember& member) { return (member.flags & DDS_MEMBER_FLAG_OPTIONAL) != 0; }
+// The lowest enumerator that is not negative, or the first.
+DDS_Long defaultLiteral(const DDS_TypeDescriptor* enumeration);
+
+} // namespace zdds::types
+
+#endif

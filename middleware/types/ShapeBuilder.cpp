@@ -1,0 +1,195 @@
+#include "middleware/types/ShapeBuilder.hpp"
+
+#include <algorithm>
+
+#include "middleware/log/DdsLog.hpp"
+#include "zddsc/sequence.h"
+
+namespace zdds::types {
+
+bool ShapeBuilderBase::reportUnusable(const char* reason) const {
+    return ZDDS_FAIL(false, NOT_SUPPORTED, "type '%s': %s", type_.name == nullptr ? "" : type_.name, reason);
+}
+
+bool ShapeBuilderBase::checkDescriptor() const {
+    if (type_.size == 0 || type_.size > INT32_MAX) return reportUnusable("size in memory");
+    switch (type_.kind) {
+    case DDS_TYPE_STRUCT:
+    case DDS_TYPE_UNION:
+        if (type_.memberCount > DDS_TYPE_MAXIMUM_MEMBERS) return reportUnusable("too many members");
+        for (const DDS_TypeMember* member = type_.members; member != type_.members + type_.memberCount; ++member) {
+            const size_t size = isOptional(*member) ? sizeof(void*) : member->type->size;
+            if (member->offset > type_.size || size > type_.size - member->offset)
+                return reportUnusable("a member outside of the structure");
+        }
+        if (type_.kind == DDS_TYPE_STRUCT) return true;
+        if (type_.extensibility == DDS_TYPE_MUTABLE) return reportUnusable("a mutable union");
+        if (type_.discriminator == nullptr || resolve(type_.discriminator)->kind > DDS_TYPE_ENUM ||
+            resolve(type_.discriminator)->kind == DDS_TYPE_FLOAT ||
+            resolve(type_.discriminator)->kind == DDS_TYPE_DOUBLE)
+            return reportUnusable("discriminator");
+        for (const DDS_TypeMember* member = type_.members; member != type_.members + type_.memberCount; ++member)
+            if (isOptional(*member)) return reportUnusable("an optional arm");
+        return true;
+    case DDS_TYPE_ARRAY:
+        if (type_.bound == 0 || type_.bound != type_.size / type_.element->size) return reportUnusable("array bound");
+        return true;
+    case DDS_TYPE_SEQUENCE:
+        if (type_.size != sizeof(DDS_SequenceBase)) return reportUnusable("sequence size");
+        return true;
+    case DDS_TYPE_ALIAS:
+    case DDS_TYPE_STRING: {
+        const bool isPointer = type_.kind == DDS_TYPE_STRING || (type_.flags & DDS_TYPE_FLAG_REFERENCE) != 0;
+        if (type_.size != (isPointer ? sizeof(void*) : type_.element->size)) return reportUnusable("size in memory");
+        return true;
+    }
+    case DDS_TYPE_ENUM:
+        if (type_.size != sizeof(DDS_Enum) || type_.literalCount == 0) return reportUnusable("enumeration");
+        return true;
+    default: return isPrimitive(type_.kind) || reportUnusable("kind");
+    }
+}
+
+bool ShapeBuilderBase::push(const Op& op) {
+    if (op.code == OpCode::sequence && op.count != 0) {
+        DDS_SequenceBase empty{};
+        empty._absolute_maximum = op.count;
+        if (!putImage(op.offset, &empty, sizeof empty)) return false;
+    }
+    return programs_.ops.push(op);
+}
+
+bool ShapeBuilderBase::pushPlain(size_t offset, size_t size) {
+    if (size == 0) return true;
+    if (programs_.ops.size() > 0) {
+        // Members come in the order of memory, so what lies between two plain neighbours is padding.
+        Op& last = programs_.ops.back();
+        const size_t end = last.offset + last.size;
+        if (last.code == OpCode::plain && offset >= end && offset - end < alignof(max_align_t)) {
+            last.size = static_cast<uint32_t>(offset + size - last.offset);
+            return true;
+        }
+    }
+    return programs_.ops.push(
+        {OpCode::plain, static_cast<uint32_t>(offset), static_cast<uint32_t>(size), 0, {.shape = nullptr}});
+}
+
+bool ShapeBuilderBase::putImage(size_t offset, const void* bytes, size_t size) {
+    std::memcpy(programs_.image.data() + offset, bytes, size);
+    return true;
+}
+
+bool ShapeBuilderBase::splice(const Shape& inner, size_t offset) {
+    if (inner.image != nullptr && !putImage(offset, inner.image, inner.size)) return false;
+    if (inner.isPlain()) return pushPlain(offset, inner.size);
+    for (const Op* op = inner.ops; op != inner.opsEnd(); ++op) {
+        Op moved = *op;
+        moved.offset += static_cast<uint32_t>(offset);
+        if (!(op->code == OpCode::plain ? pushPlain(moved.offset, moved.size) : programs_.ops.push(moved))) return false;
+    }
+    return true;
+}
+
+bool ShapeBuilderBase::pushMember(const DDS_TypeMember& member, const Shape& inner) {
+    if (isOptional(member)) {
+        const auto offset = static_cast<uint32_t>(member.offset);
+        if (resolveAll(member.type)->kind == DDS_TYPE_STRING)
+            return programs_.ops.push({OpCode::optionalString, offset, sizeof(char*), 0, {.text = nullptr}});
+        return programs_.ops.push({OpCode::optional, offset, sizeof(void*), 0, {.shape = &inner}});
+    }
+    return splice(inner, member.offset) && putDefault(member);
+}
+
+bool ShapeBuilderBase::pushArm(const DDS_TypeMember& member, const Shape& inner) {
+    if (inner.image != nullptr && !putImage(member.offset, inner.image, inner.size)) return false;
+    isPlainUnion_ = isPlainUnion_ && inner.isPlain();
+    return programs_.armList.push({static_cast<uint32_t>(member.offset),
+        (member.flags & DDS_MEMBER_FLAG_DEFAULT_ARM) != 0, member.labelCount, member.labels, &inner, &member});
+}
+
+bool ShapeBuilderBase::pushArray(const Shape& inner) {
+    for (uint32_t i = 0; inner.image != nullptr && i < type_.bound; ++i)
+        if (!putImage(i * inner.size, inner.image, inner.size)) return false;
+    if (inner.isPlain()) return pushPlain(0, type_.size);
+    return programs_.ops.push({OpCode::loop, 0, 0, type_.bound, {.shape = &inner}});
+}
+
+bool ShapeBuilderBase::putDefault(const DDS_TypeMember& member) {
+    const DDS_TypeDescriptor& type = *resolve(member.type);
+    const DDS_LongLong integer = member.defaultInteger;
+    switch (type.kind) {
+    case DDS_TYPE_STRING: programs_.ops.back().text = member.defaultText; return true;
+    case DDS_TYPE_FLOAT: {
+        const auto value = static_cast<DDS_Float>(member.defaultReal);
+        return putImage(member.offset, &value, sizeof value);
+    }
+    case DDS_TYPE_DOUBLE: return putImage(member.offset, &member.defaultReal, sizeof member.defaultReal);
+    default:
+        // The low bytes of the integer; the machine is little-endian (Xcdr.hpp asserts it).
+        return (type.kind > DDS_TYPE_ENUM) || putImage(member.offset, &integer, type.size);
+    }
+}
+
+bool ShapeBuilderBase::finish() {
+    Shape& shape = programs_.shape;
+    if (type_.kind == DDS_TYPE_UNION) {
+        programs_.arms = {static_cast<uint32_t>(type_.discriminatorOffset),
+            static_cast<uint32_t>(programs_.armList.size()), resolve(type_.discriminator), type_.defaultDiscriminator,
+            programs_.armList.data()};
+        programs_.arms.write(programs_.image.data(), type_.defaultDiscriminator);
+        if (!(isPlainUnion_ ? pushPlain(0, type_.size)
+                            : programs_.ops.push({OpCode::arms, 0, 0, 0, {.arms = &programs_.arms}})))
+            return false;
+    }
+    if (type_.kind == DDS_TYPE_ENUM) {
+        const DDS_Long value = defaultLiteral(&type_);
+        if (!putImage(0, &value, sizeof value)) return false;
+    }
+    Op* owners = std::partition(
+        programs_.ops.begin(), programs_.ops.end(), [](const Op& op) { return op.code != OpCode::plain; });
+    shape.size = static_cast<uint32_t>(type_.size);
+    shape.alignment = static_cast<uint32_t>(std::max<size_t>(type_.alignment, 1));
+    shape.ownerCount = static_cast<uint32_t>(owners - programs_.ops.begin());
+    shape.opCount = static_cast<uint32_t>(programs_.ops.size());
+    shape.ops = programs_.ops.data();
+    if (std::any_of(programs_.image.begin(), programs_.image.end(), [](uint8_t byte) { return byte != 0; }))
+        shape.image = programs_.image.data();
+    return true;
+}
+
+DDS_Long defaultLiteral(const DDS_TypeDescriptor* enumeration) {
+    for (uint32_t i = 0; i < enumeration->literalCount; ++i)
+        if (enumeration->literals[i].value >= 0) return enumeration->literals[i].value;
+    return enumeration->literals[0].value;
+}
+
+namespace {
+
+template <typename T> DDS_LongLong readAs(const char* at) {
+    T value;
+    std::memcpy(&value, at, sizeof value);
+    return static_cast<DDS_LongLong>(value);
+}
+
+} // namespace
+
+DDS_LongLong Arms::read(const void* unionValue) const {
+    const char* at = static_cast<const char*>(unionValue) + discriminatorOffset;
+    switch (discriminator->kind) {
+    case DDS_TYPE_BOOLEAN: return readAs<DDS_Boolean>(at) != 0;
+    case DDS_TYPE_OCTET: return readAs<DDS_Octet>(at);
+    case DDS_TYPE_CHAR: return readAs<DDS_Char>(at);
+    case DDS_TYPE_SHORT: return readAs<DDS_Short>(at);
+    case DDS_TYPE_USHORT: return readAs<DDS_UnsignedShort>(at);
+    case DDS_TYPE_ULONG: return readAs<DDS_UnsignedLong>(at);
+    case DDS_TYPE_LONGLONG: return readAs<DDS_LongLong>(at);
+    case DDS_TYPE_ULONGLONG: return readAs<DDS_LongLong>(at); // labels above 2^63 appear negative there too
+    default: return readAs<DDS_Long>(at);
+    }
+}
+
+void Arms::write(void* unionValue, DDS_LongLong value) const {
+    std::memcpy(static_cast<char*>(unionValue) + discriminatorOffset, &value, discriminator->size);
+}
+
+} // namespace zdds::types

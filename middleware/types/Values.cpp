@@ -1,0 +1,293 @@
+#include "middleware/types/Values.hpp"
+
+#include <algorithm>
+
+#include "middleware/types/Sequence.hpp"
+
+namespace zdds::types {
+namespace {
+
+template <typename T> T& fieldAt(void* value, const Op& op) {
+    return *reinterpret_cast<T*>(static_cast<char*>(value) + op.offset);
+}
+template <typename T> const T& fieldAt(const void* value, const Op& op) {
+    return *reinterpret_cast<const T*>(static_cast<const char*>(value) + op.offset);
+}
+
+// Sequences alias through DDS_SequenceBase, which may.
+DDS_SequenceBase& sequenceAt(void* value, const Op& op) { return fieldAt<DDS_SequenceBase>(value, op); }
+const DDS_SequenceBase& sequenceAt(const void* value, const Op& op) { return fieldAt<DDS_SequenceBase>(value, op); }
+
+size_t lengthOf(const char* text) { return text == nullptr ? 0 : std::strlen(text); }
+
+void copyImage(const Shape& shape, void* value) {
+    if (shape.image == nullptr) std::memset(value, 0, shape.size);
+    else std::memcpy(value, shape.image, shape.size);
+}
+
+// The image stands; makes what it does not cover.
+bool initializeOwners(
+    const Shape& shape, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory) {
+    for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op) {
+        switch (op->code) {
+        case OpCode::string: {
+            if (!params.allocate_memory) break;
+            if (!assignText(&fieldAt<char*>(value, *op), op->text, lengthOf(op->text), memory)) return false;
+            break;
+        }
+        case OpCode::optionalString:
+            if (params.allocate_optional_members && !assignText(&fieldAt<char*>(value, *op), nullptr, 0, memory))
+                return false;
+            break;
+        case OpCode::optional:
+        case OpCode::reference: {
+            if (op->code == OpCode::optional ? !params.allocate_optional_members : !params.allocate_pointers) break;
+            void*& pointer = fieldAt<void*>(value, *op);
+            pointer = createValue(*op->shape, params, memory);
+            if (pointer == nullptr) return false;
+            break;
+        }
+        case OpCode::loop:
+            for (uint32_t i = 0; i < op->count; ++i)
+                if (!initializeOwners(*op->shape, &fieldAt<char>(value, *op) + i * op->shape->size, params, memory))
+                    return false;
+            break;
+        case OpCode::arms:
+            for (const Arm* arm = op->arms->list; arm != op->arms->list + op->arms->count; ++arm)
+                if (!initializeOwners(*arm->shape, &fieldAt<char>(value, *op) + arm->offset, params, memory))
+                    return false;
+            break;
+        case OpCode::sequence:
+        case OpCode::plain: break;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+bool assignText(char** destination, const char* text, size_t length, const Memory& memory) {
+    char* old = *destination;
+    if (old != nullptr && strnlen(old, length) == length) {
+        if (length > 0) std::memmove(old, text, length);
+        old[length] = '\0';
+        return true;
+    }
+    auto* copy = static_cast<char*>(memory.allocate(length + 1, 1, "char"));
+    if (copy == nullptr) return false;
+    if (length > 0) std::memcpy(copy, text, length);
+    copy[length] = '\0';
+    Memory::release(old, memory.arena != nullptr);
+    *destination = copy;
+    return true;
+}
+
+void* createValue(const Shape& shape, const DDS_TypeAllocationParams_t& params, const Memory& memory) {
+    void* value = memory.allocate(shape.size, shape.alignment, "value");
+    if (value == nullptr) return nullptr;
+    if (!initializeValue(shape, value, params, memory)) {
+        Memory::release(value, memory.arena != nullptr);
+        return nullptr;
+    }
+    return value;
+}
+
+void destroyValue(const Shape& shape, void** pointer, const DDS_TypeDeallocationParams_t& params, bool isArena) {
+    if (*pointer == nullptr) return;
+    finalizeValue(shape, *pointer, params, isArena);
+    Memory::release(*pointer, isArena);
+    *pointer = nullptr;
+}
+
+bool initializeValue(
+    const Shape& shape, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory) {
+    copyImage(shape, value);
+    if (initializeOwners(shape, value, params, memory)) return true;
+    finalizeValue(shape, value, defaultDeallocation, memory.arena != nullptr);
+    return false;
+}
+
+void finalizeValue(const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params, bool isArena) {
+    for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op) {
+        switch (op->code) {
+        case OpCode::optionalString:
+            if (!params.delete_optional_members) break;
+            [[fallthrough]];
+        case OpCode::string: {
+            char*& text = fieldAt<char*>(value, *op);
+            Memory::release(text, isArena);
+            text = nullptr;
+            break;
+        }
+        case OpCode::sequence: finalizeSequence(elementOf(*op->shape), sequenceAt(value, *op), isArena); break;
+        case OpCode::optional:
+        case OpCode::reference:
+            if (op->code == OpCode::optional ? params.delete_optional_members : params.delete_pointers)
+                destroyValue(*op->shape, &fieldAt<void*>(value, *op), params, isArena);
+            break;
+        case OpCode::loop:
+            for (uint32_t i = 0; i < op->count; ++i)
+                finalizeValue(*op->shape, &fieldAt<char>(value, *op) + i * op->shape->size, params, isArena);
+            break;
+        case OpCode::arms:
+            for (const Arm* arm = op->arms->list; arm != op->arms->list + op->arms->count; ++arm)
+                finalizeValue(*arm->shape, &fieldAt<char>(value, *op) + arm->offset, params, isArena);
+            break;
+        case OpCode::plain: break;
+        }
+    }
+}
+
+void finalizeOptionalMembers(const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params) {
+    for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op) {
+        switch (op->code) {
+        case OpCode::optionalString: {
+            char*& text = fieldAt<char*>(value, *op);
+            Memory::release(text, false);
+            text = nullptr;
+            break;
+        }
+        case OpCode::optional: destroyValue(*op->shape, &fieldAt<void*>(value, *op), params, false); break;
+        case OpCode::reference:
+            if (fieldAt<void*>(value, *op) != nullptr)
+                finalizeOptionalMembers(*op->shape, fieldAt<void*>(value, *op), params);
+            break;
+        case OpCode::loop:
+            for (uint32_t i = 0; i < op->count; ++i)
+                finalizeOptionalMembers(*op->shape, &fieldAt<char>(value, *op) + i * op->shape->size, params);
+            break;
+        case OpCode::arms:
+            for (const Arm* arm = op->arms->list; arm != op->arms->list + op->arms->count; ++arm)
+                finalizeOptionalMembers(*arm->shape, &fieldAt<char>(value, *op) + arm->offset, params);
+            break;
+        case OpCode::string:
+        case OpCode::sequence:
+        case OpCode::plain: break;
+        }
+    }
+}
+
+bool resetValue(const Shape& shape, void* value, const Memory& memory) {
+    const bool isArena = memory.arena != nullptr;
+    bool complete = true;
+    if (shape.isPlain()) {
+        copyImage(shape, value);
+        return true;
+    }
+    for (const Op* op = shape.ops; op != shape.opsEnd(); ++op) {
+        switch (op->code) {
+        case OpCode::plain:
+            if (shape.image == nullptr) std::memset(&fieldAt<char>(value, *op), 0, op->size);
+            else std::memcpy(&fieldAt<char>(value, *op), shape.image + op->offset, op->size);
+            break;
+        case OpCode::string:
+            complete &= assignText(&fieldAt<char*>(value, *op), op->text, lengthOf(op->text), memory);
+            break;
+        case OpCode::optionalString: {
+            char*& text = fieldAt<char*>(value, *op);
+            Memory::release(text, isArena);
+            text = nullptr;
+            break;
+        }
+        case OpCode::sequence: sequenceAt(value, *op)._length = 0; break;
+        case OpCode::optional:
+            destroyValue(*op->shape, &fieldAt<void*>(value, *op), defaultDeallocation, isArena);
+            break;
+        case OpCode::reference:
+            if (fieldAt<void*>(value, *op) != nullptr)
+                complete &= resetValue(*op->shape, fieldAt<void*>(value, *op), memory);
+            break;
+        case OpCode::loop:
+            for (uint32_t i = 0; i < op->count; ++i)
+                complete &= resetValue(*op->shape, &fieldAt<char>(value, *op) + i * op->shape->size, memory);
+            break;
+        case OpCode::arms: {
+            char* at = &fieldAt<char>(value, *op);
+            for (const Arm* arm = op->arms->list; arm != op->arms->list + op->arms->count; ++arm)
+                complete &= resetValue(*arm->shape, at + arm->offset, memory);
+            op->arms->write(at, op->arms->defaultDiscriminator);
+            break;
+        }
+        }
+    }
+    return complete;
+}
+
+bool switchArm(const Arms& arms, void* unionValue, DDS_LongLong discriminator, const Memory& memory) {
+    const DDS_LongLong before = arms.read(unionValue);
+    if (before == discriminator) return true;
+    const Arm* old = arms.select(before);
+    const bool complete = old == nullptr || old == arms.select(discriminator) ||
+                          resetValue(*old->shape, static_cast<char*>(unionValue) + old->offset, memory);
+    arms.write(unionValue, discriminator);
+    return complete;
+}
+
+namespace {
+
+bool copyPointer(const Op& op, void** destination, const void* source, const Memory& memory) {
+    if (source == nullptr) {
+        destroyValue(*op.shape, destination, defaultDeallocation, memory.arena != nullptr);
+        return true;
+    }
+    if (*destination == nullptr) *destination = createValue(*op.shape, defaultAllocation, memory);
+    return *destination != nullptr && copyValue(*op.shape, *destination, source, memory);
+}
+
+bool copyText(const Op& op, char** destination, const char* source, const Memory& memory) {
+    if (source == nullptr && op.code == OpCode::optionalString) {
+        Memory::release(*destination, memory.arena != nullptr);
+        *destination = nullptr;
+        return true;
+    }
+    return assignText(destination, source, lengthOf(source), memory);
+}
+
+bool copyArm(const Arms& arms, char* destination, const char* source, const Memory& memory) {
+    const DDS_LongLong discriminator = arms.read(source);
+    if (!switchArm(arms, destination, discriminator, memory)) return false;
+    const Arm* arm = arms.select(discriminator);
+    return arm == nullptr || copyValue(*arm->shape, destination + arm->offset, source + arm->offset, memory);
+}
+
+} // namespace
+
+bool copyValue(const Shape& shape, void* destination, const void* source, const Memory& memory) {
+    if (destination == source) return true;
+    if (shape.isPlain()) {
+        std::memcpy(destination, source, shape.size);
+        return true;
+    }
+    for (const Op* op = shape.ops; op != shape.opsEnd(); ++op) {
+        char* to = &fieldAt<char>(destination, *op);
+        const char* from = &fieldAt<char>(source, *op);
+        switch (op->code) {
+        case OpCode::plain: std::memcpy(to, from, op->size); break;
+        case OpCode::string:
+        case OpCode::optionalString:
+            if (!copyText(*op, &fieldAt<char*>(destination, *op), fieldAt<char*>(source, *op), memory)) return false;
+            break;
+        case OpCode::sequence:
+            if (!copySequence(
+                    elementOf(*op->shape), sequenceAt(destination, *op), sequenceAt(source, *op), memory))
+                return false;
+            break;
+        case OpCode::optional:
+        case OpCode::reference:
+            if (!copyPointer(*op, &fieldAt<void*>(destination, *op), fieldAt<void*>(source, *op), memory))
+                return false;
+            break;
+        case OpCode::loop:
+            for (uint32_t i = 0; i < op->count; ++i)
+                if (!copyValue(*op->shape, to + i * op->shape->size, from + i * op->shape->size, memory))
+                    return false;
+            break;
+        case OpCode::arms:
+            if (!copyArm(*op->arms, to, from, memory)) return false;
+            break;
+        }
+    }
+    return true;
+}
+
+} // namespace zdds::types
