@@ -18,6 +18,10 @@ int ORX_MonitoringResource_lock(
 int ORX_MonitoringResource_unlock(
     ORX_MonitoringResource* self, ORX_MonitoringResourceLockThreadMask lockThreadBit, int mutexAlreadyTaken);
 
+/* One round of a wait for pins: gives the registry's mutex, which the caller holds, for some 23 ms. On
+ * failure it is not held. */
+int ORX_MonitoringResource_letPinsChangeI(struct ORXOsapiSemaphore* resourcesMutex);
+
 ZDDS_END_C
 
 #endif
