@@ -224,6 +224,83 @@ typedef struct DDS_DataReaderCountersI {
 } DDS_DataReaderCountersI;
 ZDDSC_EXPORT void DDS_DataReader_get_countersI(const DDS_DataReader *self, DDS_DataReaderCountersI *counters);
 
+/* ---- The rest of what typed writers and readers forward to ----
+ *
+ * Topic types of the schema have no key: a topic has one instance, whose handle is DDS_HANDLE_NIL. */
+
+typedef struct DDS_ReadConditionImpl DDS_ReadCondition;
+
+/* Nothing is to be registered for a type without a key: DDS_HANDLE_NIL, and no traffic. */
+ZDDSC_EXPORT DDS_InstanceHandle_t DDS_DataWriter_register_instance_untypedI(DDS_DataWriter *self, const void *sample);
+ZDDSC_EXPORT DDS_InstanceHandle_t DDS_DataWriter_register_instance_w_timestamp_untypedI(
+    DDS_DataWriter *self, const void *sample, const DDS_Time_t *sourceTimestamp);
+ZDDSC_EXPORT DDS_InstanceHandle_t DDS_DataWriter_register_instance_w_params_untypedI(
+    DDS_DataWriter *self, const void *sample, DDS_WriteParams_t *params);
+/* Without a key: DDS_RETCODE_PRECONDITION_NOT_MET. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_unregister_instance_untypedI(
+    DDS_DataWriter *self, const void *sample, const DDS_InstanceHandle_t *handle);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_unregister_instance_w_timestamp_untypedI(
+    DDS_DataWriter *self, const void *sample, const DDS_InstanceHandle_t *handle, const DDS_Time_t *sourceTimestamp);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_unregister_instance_w_params_untypedI(
+    DDS_DataWriter *self, const void *sample, DDS_WriteParams_t *params);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_dispose_untypedI(
+    DDS_DataWriter *self, const void *sample, const DDS_InstanceHandle_t *handle);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_dispose_w_timestamp_untypedI(
+    DDS_DataWriter *self, const void *sample, const DDS_InstanceHandle_t *handle, const DDS_Time_t *sourceTimestamp);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_dispose_w_params_untypedI(
+    DDS_DataWriter *self, const void *sample, DDS_WriteParams_t *params);
+/* Without a key: DDS_RETCODE_BAD_PARAMETER, and DDS_HANDLE_NIL. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_get_key_value_untypedI(
+    DDS_DataWriter *self, void *keyHolder, const DDS_InstanceHandle_t *handle);
+ZDDSC_EXPORT DDS_InstanceHandle_t DDS_DataWriter_lookup_instance_untypedI(DDS_DataWriter *self, const void *keyHolder);
+/* Samples are copied on write, so there is nothing to loan: DDS_RETCODE_UNSUPPORTED, and *sample is null. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_get_loan_untypedI(DDS_DataWriter *self, void **sample);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_discard_loan_untypedI(DDS_DataWriter *self, void *sample);
+
+/* As read_or_take_untypedI, with the states of the condition, which belongs to this reader (else
+ * DDS_RETCODE_PRECONDITION_NOT_MET); null is DDS_RETCODE_BAD_PARAMETER. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_read_or_take_w_condition_untypedI(
+    DDS_DataReader *self, struct DDS_SequenceBase *samples, DDS_SampleInfoSeq *infos, DDS_Long maxSamples,
+    DDS_ReadCondition *condition, DDS_Boolean take);
+/* The next sample that has not been read, copied into an initialized value. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_read_or_take_next_sample_untypedI(
+    DDS_DataReader *self, void *sample, DDS_SampleInfo *info, DDS_Boolean take);
+/* The samples of one instance, and of the one that follows (DDS_HANDLE_NIL: of the first). Without a key the one
+ * instance is DDS_HANDLE_NIL, and none follows another. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_read_or_take_instance_untypedI(
+    DDS_DataReader *self, struct DDS_SequenceBase *samples, DDS_SampleInfoSeq *infos, DDS_Long maxSamples,
+    const DDS_InstanceHandle_t *handle, DDS_SampleStateMask sampleStates, DDS_ViewStateMask viewStates,
+    DDS_InstanceStateMask instanceStates, DDS_Boolean take);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_read_or_take_instance_w_condition_untypedI(
+    DDS_DataReader *self, struct DDS_SequenceBase *samples, DDS_SampleInfoSeq *infos, DDS_Long maxSamples,
+    const DDS_InstanceHandle_t *handle, DDS_ReadCondition *condition, DDS_Boolean take);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_read_or_take_next_instance_untypedI(
+    DDS_DataReader *self, struct DDS_SequenceBase *samples, DDS_SampleInfoSeq *infos, DDS_Long maxSamples,
+    const DDS_InstanceHandle_t *previousHandle, DDS_SampleStateMask sampleStates, DDS_ViewStateMask viewStates,
+    DDS_InstanceStateMask instanceStates, DDS_Boolean take);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_read_or_take_next_instance_w_condition_untypedI(
+    DDS_DataReader *self, struct DDS_SequenceBase *samples, DDS_SampleInfoSeq *infos, DDS_Long maxSamples,
+    const DDS_InstanceHandle_t *previousHandle, DDS_ReadCondition *condition, DDS_Boolean take);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_get_key_value_untypedI(
+    DDS_DataReader *self, void *keyHolder, const DDS_InstanceHandle_t *handle);
+ZDDSC_EXPORT DDS_InstanceHandle_t DDS_DataReader_lookup_instance_untypedI(DDS_DataReader *self, const void *keyHolder);
+
+/* Samples enter a reader's cache as if the writer with that GUID had sent them, at params->source_timestamp (0: now;
+ * null params: now). The writer needs a queue, made by hand: without one, DDS_RETCODE_PRECONDITION_NOT_MET. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_assert_remote_writer_queue(
+    DDS_DataReader *self, const DDS_GUID_t *writerGuid, const DDS_DataWriterQos *qos);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_delete_remote_writer_queue(
+    DDS_DataReader *self, const DDS_GUID_t *writerGuid);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_add_sample_to_remote_writer_queue_untypedI(
+    DDS_DataReader *self, const void *sample, const DDS_GUID_t *writerGuid, DDS_WriteParams_t *params);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_add_unregister_to_remote_writer_queue_untypedI(
+    DDS_DataReader *self, const DDS_GUID_t *writerGuid, DDS_WriteParams_t *params, const DDS_GUID_t *instance);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_add_dispose_to_remote_writer_queue_untypedI(
+    DDS_DataReader *self, const DDS_GUID_t *writerGuid, DDS_WriteParams_t *params, const DDS_GUID_t *instance);
+/* A loaned sample is never overwritten while it is on loan: always true. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_is_data_consistent_untypedI(
+    DDS_DataReader *self, DDS_Boolean *isConsistent, const void *sample, const DDS_SampleInfo *info);
+
 ZDDS_END_C
 
 #endif
