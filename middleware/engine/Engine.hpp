@@ -3,9 +3,15 @@
 // Bytes come ready: an encoding with its 4 bytes of encapsulation header. All of DDS that can be told in terms of
 // ready bytes (caches, states, conditions, listeners, typed samples, asynchronous publishing) lives above.
 //
-// Threads: every method may be called from any thread. Sinks are called on threads of the engine: they only queue.
+// Threads: every method may be called from any thread. Sinks are called on threads of the engine, and also on the
+// thread that makes, deletes or writes when the other endpoint is in this process: even before the factory of their
+// own endpoint has returned. They only queue, and never call the engine; whoever calls the engine holds no lock that
+// a sink takes. The calls of one endpoint come one at a time. For one reader a match is told before the first sample
+// of that writer, once, and nothing of that writer comes after its unmatch.
 // A sink is not called any more once the destructor of its endpoint has returned, and a destructor must not be
-// called from inside a sink. For one reader a match is told before the first sample of that writer.
+// called from inside a sink, nor while another call of its object runs. The end of an endpoint is told to the others,
+// not to its own sink. A sink may be null.
+// Ownership: what a factory gives is deleted by its caller with `delete`, endpoints before their participant.
 // Errors: factories return null, other operations a status; nothing throws. Units: nanoseconds, bytes.
 #ifndef ZDDSC_ENGINE_ENGINE_HPP
 #define ZDDSC_ENGINE_ENGINE_HPP
@@ -27,7 +33,9 @@ constexpr int64_t infinite = INT64_MAX; // a time-out without end
 constexpr int64_t now = INT64_MIN;      // a source time that the engine is to take itself
 
 struct IncomingSample {
-    std::span<const uint8_t> bytes; // encapsulation header and encoding; of the key alone for dispose and unregister
+    // Encapsulation header and encoding; of the key alone for dispose and unregister. From another process there may
+    // be up to 3 bytes of padding at the end, which the header's options tell when the sender set them.
+    std::span<const uint8_t> bytes;
     DDS_GUID_t writer;
     int64_t sequenceNumber; // 1 is a writer's first
     int64_t sourceTimeNs;   // since 1970
@@ -71,12 +79,19 @@ struct TopicInfo {
 
 class Writer {
 public:
-    virtual ~Writer() = default;
+    virtual ~Writer() = default; // a reliable writer may linger about a second for what is unacknowledged
     virtual DDS_GUID_t guid() const = 0;
-    // May take as long as the network needs: never call it on an application's thread.
-    // *sequenceNumber (may be null) gets the sample's number.
+    // Bytes whose length is no multiple of 4 are padded on the way. *sequenceNumber (may be null) gets the sample's
+    // number; a sample that was refused has none.
+    // May take as long as the network needs: never call it on an application's thread. A reliable reader that stops
+    // acknowledging costs bounded memory: once the bound of the engine is reached (Cyclone DDS: its watermark of
+    // 500 kB of unacknowledged samples per writer, unless the environment's configuration says otherwise), write
+    // blocks, at most for max_blocking_time of the writer's reliability, and then gives Status::timeout with the
+    // sample not written. It goes on when the reader acknowledges, or is given up as gone. Other threads that write
+    // through the same writer wait meanwhile. Encodings that do not fit the topic give Status::badParameter.
     virtual Status write(std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs, int64_t* sequenceNumber) = 0;
-    // Waits until every matched reader has acknowledged all that was written. Nobody matched: ok.
+    // Waits until every matched reader has acknowledged all that was written before. Nobody matched: ok; best effort:
+    // ok. It may run beside a write.
     virtual Status waitForAcknowledgments(int64_t timeoutNs) = 0;
 };
 
@@ -89,7 +104,9 @@ public:
 struct ParticipantInfo {
     DDS_DomainId_t domainId = 0;
     const char* name = nullptr;
-    std::span<const char* const> peers; // addresses to announce to, for hosts without multicast
+    // Addresses to announce to, for hosts without multicast. A domain is configured by its first participant in the
+    // process: later ones join it as it is, and their peers are reported as not honoured.
+    std::span<const char* const> peers;
 };
 
 class Participant {

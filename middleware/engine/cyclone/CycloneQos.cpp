@@ -79,6 +79,9 @@ QosPointer writerQos(const DDS_DataWriterQos& qos) {
     dds_qset_lifespan(result.get(), positiveDuration(qos.lifespan.duration));
     dds_qset_ownership_strength(result.get(), qos.ownership_strength.value);
     dds_qset_writer_data_lifecycle(result.get(), false);
+    // What late readers get of a writer with a memory: its history, where the library's own default is one sample.
+    dds_qset_durability_service(result.get(), 0, static_cast<dds_history_kind_t>(qos.history.kind),
+        qos.history.depth > 0 ? qos.history.depth : 1, DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED);
     if (qos.publication_name.name != nullptr) dds_qset_entity_name(result.get(), qos.publication_name.name);
     return result;
 }

@@ -1,27 +1,9 @@
 #include "middleware/engine/cyclone/CycloneEndpoint.hpp"
 
+#include "middleware/engine/Encapsulation.hpp"
 #include "middleware/engine/EngineLog.hpp"
 
 namespace zdds::engine {
-
-namespace {
-
-constexpr std::size_t headerBytes = 4;
-
-// The encapsulation ids of a type, without the bit for the byte order: XCDR 1 plain or parameter list, and XCDR 2
-// plain, delimited or parameter list. A reader drops a sample whose id does not fit its type without a word.
-bool fits(uint8_t high, uint8_t low, TopicInfo::Extensibility extensibility) {
-    if (high != 0) return false;
-    const int form = low & ~1;
-    switch (extensibility) {
-    case TopicInfo::Extensibility::final: return form == 0x00 || form == 0x06;
-    case TopicInfo::Extensibility::appendable: return form == 0x00 || form == 0x08;
-    case TopicInfo::Extensibility::mutableType: return form == 0x02 || form == 0x0a;
-    }
-    return false;
-}
-
-} // namespace
 
 DDS_GUID_t guidOf(dds_entity_t entity) {
     DDS_GUID_t result{};
@@ -61,9 +43,7 @@ bool CycloneTopic::create(dds_entity_t participant, const TopicInfo& info) {
 }
 
 bool CycloneTopic::accepts(std::span<const uint8_t> bytes, SampleKind kind) const {
-    if (bytes.size() < headerBytes + keyBytes_ || bytes.size() > INT32_MAX) return false;
-    if (kind != SampleKind::data && bytes.size() != headerBytes + keyBytes_) return false;
-    return fits(bytes[0], bytes[1], extensibility_);
+    return isEncapsulated(bytes, kind, keyBytes_, extensibility_);
 }
 
 } // namespace zdds::engine
