@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "src/dataModel/MetricCatalogue.h"
 #include "tail/Leaves.hpp"
 
 namespace tail {
@@ -103,7 +104,7 @@ void Interpreter::logging(const DDS_Monitoring_Logging& sample, const DDS_Sample
 
 void Interpreter::resourceUpdate(const DDS_Monitoring_ResourceUpdate& update, Change change) {
     switch (update._d) {
-    case DDS_Monitoring_RESOURCE_UPDATE_CREATION_KIND: {
+    case DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_CREATION_KIND: {
         const auto& creation = update._u.new_resource;
         Resource resource{guidOf(creation.guid), guidOf(creation.owner_resource_guid), change.applicationGuid,
             creation.class_id, creation.name != nullptr ? creation.name : "", metricIdsOf(creation.metric_ids)};
@@ -111,7 +112,7 @@ void Interpreter::resourceUpdate(const DDS_Monitoring_ResourceUpdate& update, Ch
         if (tree_.put(std::move(resource)) == ResourceTree::Outcome::added) reportCreated(*tree_.find(guid), change);
         return;
     }
-    case DDS_Monitoring_RESOURCE_UPDATE_DELETION_KIND: {
+    case DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_DELETION_KIND: {
         const Guid guid = guidOf(update._u.delete_resource.guid);
         const std::string path = tree_.path(guid);
         if (tree_.find(guid) == nullptr) {
@@ -124,7 +125,7 @@ void Interpreter::resourceUpdate(const DDS_Monitoring_ResourceUpdate& update, Ch
         tree_.remove(guid, [&](const Resource& gone) { reportDeleted(gone, change); });
         return;
     }
-    case DDS_Monitoring_RESOURCE_UPDATE_CHANGE_KIND: {
+    case DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_CHANGE_KIND: {
         const auto& changed = update._u.change_resource;
         const Guid guid = guidOf(changed.guid);
         auto ids = metricIdsOf(changed.metric_ids);
@@ -144,7 +145,8 @@ void Interpreter::resourceRegistry(const DDS_Monitoring_ResourceRegistry& regist
     std::vector<Resource> resources;
     const DDS_Long count = DDS_Monitoring_ResourceReferenceSeq_get_length(&registry.resources);
     for (DDS_Long i = 0; i < count; ++i) {
-        const auto* item = DDS_Monitoring_ResourceReferenceSeq_get_reference(&registry.resources, i);
+        const DDS_Monitoring_Resource* item = DDS_Monitoring_ResourceReferenceSeq_get(&registry.resources, i);
+        if (item == nullptr) continue;
         resources.push_back({guidOf(item->guid), guidOf(item->owner_guid), change.applicationGuid, item->class_id,
             item->name != nullptr ? item->name : "", metricIdsOf(item->metric_ids)});
     }
