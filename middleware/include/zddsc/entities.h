@@ -64,6 +64,8 @@ ZDDSC_EXPORT void DDS_Entity_delete_observedI(DDS_Entity *self);
 
 /* The one factory of the process; made on the first call. */
 ZDDSC_EXPORT DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void);
+/* Frees what the factory keeps; it may be used again. DDS_RETCODE_PRECONDITION_NOT_MET while it has participants. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void);
 /* A participant and, unless the factory says otherwise, enabled. `listener` is null and `mask` 0. */
 ZDDSC_EXPORT DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
     DDS_DomainParticipantFactory *self, DDS_DomainId_t domainId, const DDS_DomainParticipantQos *qos,

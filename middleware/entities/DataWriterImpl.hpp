@@ -1,0 +1,70 @@
+// A writer from the inside.
+//
+// A sample is serialized on the thread that writes. An asynchronous writer queues the bytes for the participant's
+// flusher; a synchronous one calls the engine itself. Either way the bytes lie in the writer's queue memory.
+#ifndef ZDDSC_ENTITIES_DATA_WRITER_IMPL_HPP
+#define ZDDSC_ENTITIES_DATA_WRITER_IMPL_HPP
+
+#include <atomic>
+
+#include "middleware/entities/MatchedEndpoints.hpp"
+#include "middleware/entities/ParticipantImpl.hpp"
+#include "middleware/entities/WriterQueue.hpp"
+
+struct DDS_DataWriterImpl : DDS_EntityImpl {
+    DDS_DataWriterImpl(DDS_PublisherImpl& owner, DDS_TopicImpl& writtenTopic);
+    ~DDS_DataWriterImpl();
+
+    bool isAsynchronous() const { return qos.publish_mode.kind == DDS_ASYNCHRONOUS_PUBLISH_MODE_QOS; }
+
+    // What the engine tells. Its threads only count and wake.
+    struct Sink final : zdds::engine::WriterSink {
+        explicit Sink(DDS_DataWriterImpl& owner) : writer(owner) {}
+        void onMatched(const zdds::engine::RemoteEndpoint& reader) override { count(reader, true); }
+        void onUnmatched(const zdds::engine::RemoteEndpoint& reader) override { count(reader, false); }
+        void count(const zdds::engine::RemoteEndpoint& reader, bool matched);
+        DDS_DataWriterImpl& writer;
+    };
+    struct Target final : zdds::FlushTarget {
+        explicit Target(DDS_DataWriterImpl& owner) : writer(owner) {}
+        Outcome flush(unsigned limit) override;
+        DDS_DataWriterImpl& writer;
+    };
+
+    // Relaxed: counters that nothing is ordered by.
+    struct Counters {
+        std::atomic<uint64_t> written{0};
+        std::atomic<uint64_t> writtenBytes{0};
+        std::atomic<uint64_t> droppedQueueFull{0};
+        std::atomic<uint64_t> droppedEngine{0};
+        std::atomic<uint64_t> droppedEncoding{0};
+    };
+
+    DDS_PublisherImpl* const publisher;
+    DDS_TopicImpl* const topic;
+    DDS_DataWriterQos qos{};
+    DDS_UnsignedShort representation = DDS_XCDR2_DATA_REPRESENTATION;
+    zdds::engine::Writer* engineWriter = nullptr; // written before isEnabled is released
+    zdds::WriterQueue queue;
+    Target target{*this};
+    Sink sink{*this};
+    Counters counters;
+    std::atomic<bool> isFull{false}; // the last write found the queue full: the log tells each change once
+    mutable zdds::Mutex statusMutex; // guards the two below
+    DDS_PublicationMatchedStatus matchedStatus{};
+    zdds::MatchedEndpoints matched;
+};
+
+namespace zdds {
+
+// The tree mutex is held.
+DDS_ReturnCode_t enableWriter(DDS_DataWriterImpl& writer);
+// Stops and frees a writer that is out of the tree. What is queued is dropped. Takes at most one engine call.
+void destroyWriter(DDS_DataWriterImpl& writer);
+// Hands one encoded sample of any kind on; see the functions of entities.h for the results.
+DDS_ReturnCode_t writeSample(DDS_DataWriterImpl& writer, const void* sample, engine::SampleKind kind,
+    int64_t sourceTimeNs, int64_t* sequenceNumber);
+
+} // namespace zdds
+
+#endif

@@ -1,0 +1,62 @@
+#include "middleware/entities/InstanceKey.hpp"
+
+#include <cstring>
+#include <utility>
+
+#include "middleware/entities/ServiceRequestType.hpp"
+#include "zddscore/hash.h"
+
+namespace zdds {
+namespace {
+
+// CDR in either version: bit 0 of the identifier tells little-endian.
+bool isLittleEndian(std::span<const uint8_t> encoding) { return (encoding[1] & 1U) != 0; }
+
+void swapServiceId(uint8_t* key) {
+    std::swap(key[0], key[3]);
+    std::swap(key[1], key[2]);
+}
+
+} // namespace
+
+bool findKeyBytes(const DDS_TypePlugin& plugin, DDS_UnsignedLong* keyBytes) {
+    *keyBytes = 0;
+    if (plugin.keyKind == PRES_TYPEPLUGIN_NO_KEY) return true;
+    if (plugin.type != serviceRequestTypePlugin().type) return false;
+    *keyBytes = serviceRequestKeyBytes;
+    return true;
+}
+
+bool InstanceKey::read(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, std::span<const uint8_t> encoding) {
+    if (keyBytes > maximumKeyBytes || encoding.size() < encapsulationBytes + keyBytes || encoding[0] != 0) return false;
+    length = keyBytes;
+    std::memcpy(bytes, encoding.data() + encapsulationBytes, keyBytes);
+    if (plugin.type == serviceRequestTypePlugin().type && isLittleEndian(encoding)) swapServiceId(bytes);
+    return true;
+}
+
+DDS_InstanceHandle_t InstanceKey::handle() const {
+    DDS_InstanceHandle_t handle = DDS_HANDLE_NIL;
+    if (length <= sizeof handle.keyHash) {
+        std::memcpy(handle.keyHash, bytes, length);
+    } else {
+        ORXOsapiHash hash;
+        ORXOsapiHash_initialize(&hash);
+        ORXOsapiHash_computeMd5(&hash, bytes, length);
+        std::memcpy(handle.keyHash, hash.value, sizeof handle.keyHash);
+    }
+    handle.length = sizeof handle.keyHash;
+    handle.isValid = 1;
+    return handle;
+}
+
+void InstanceKey::fill(const DDS_TypePlugin& plugin, void* sample) const {
+    if (plugin.type != serviceRequestTypePlugin().type) return;
+    auto& request = *static_cast<DDS_ServiceRequest*>(sample);
+    uint32_t id = 0;
+    for (size_t i = 0; i < 4; ++i) id = id << 8 | bytes[i];
+    request.service_id = static_cast<DDS_Long>(id);
+    std::memcpy(request.instance_id.value, bytes + 4, sizeof request.instance_id.value);
+}
+
+} // namespace zdds

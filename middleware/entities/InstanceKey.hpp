@@ -1,0 +1,35 @@
+// Keys of keyed topics. A keyed type is final and its key members come first, so that the key is the first bytes of
+// every encoding behind the encapsulation header.
+#ifndef ZDDSC_ENTITIES_INSTANCE_KEY_HPP
+#define ZDDSC_ENTITIES_INSTANCE_KEY_HPP
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "zddsc/type_plugin.h"
+
+namespace zdds {
+
+constexpr size_t encapsulationBytes = 4;
+constexpr size_t maximumKeyBytes = 32;
+
+// *keyBytes is 0 for a type without a key. False for a keyed type whose key is not known here.
+bool findKeyBytes(const DDS_TypePlugin& plugin, DDS_UnsignedLong* keyBytes);
+
+// A key in the byte order of the network, so that it does not depend on who encoded it.
+struct InstanceKey {
+    uint8_t bytes[maximumKeyBytes] = {};
+    DDS_UnsignedLong length = 0;
+
+    // False when there are not enough bytes, or the encapsulation is none of CDR.
+    bool read(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, std::span<const uint8_t> encoding);
+    // The key itself where it fits, else its MD5.
+    DDS_InstanceHandle_t handle() const;
+    // Fills the key members of an initialized sample.
+    void fill(const DDS_TypePlugin& plugin, void* sample) const;
+};
+
+} // namespace zdds
+
+#endif

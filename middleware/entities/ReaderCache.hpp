@@ -1,0 +1,87 @@
+// The cache of a reader: samples in the order of arrival, their states and those of their instances.
+//
+// Threads: the cache's mutex is taken by its own functions, by engine threads that bring samples and by readers.
+// Bounded in samples and in bytes, whatever the QoS says: a fast writer and a slow reader cost dropped samples, which
+// are counted, and no memory. Decoding is left to who takes, so that engine threads only copy.
+#ifndef ZDDSC_ENTITIES_READER_CACHE_HPP
+#define ZDDSC_ENTITIES_READER_CACHE_HPP
+
+#include "middleware/entities/InstanceTable.hpp"
+#include "middleware/entities/Sync.hpp"
+#include "zddsc/entities.h"
+
+namespace zdds {
+
+// Which samples a read or take wants.
+struct SampleSelection {
+    DDS_SampleStateMask sampleStates = DDS_ANY_SAMPLE_STATE;
+    DDS_ViewStateMask viewStates = DDS_ANY_VIEW_STATE;
+    DDS_InstanceStateMask instanceStates = DDS_ANY_INSTANCE_STATE;
+    // Whose samples: everybody's, one instance's, or those of the first instance behind `instance` that has some.
+    enum class Scope { all, instance, nextInstance } scope = Scope::all;
+    DDS_InstanceHandle_t instance{};
+};
+
+class ReaderCache {
+public:
+    static constexpr DDS_UnsignedLong safetyBoundSamples = 65536; // where the QoS has no bound
+    static constexpr size_t safetyBoundBytes = 64U << 20;
+
+    ReaderCache(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes) : plugin_(plugin), instances_(plugin, keyBytes) {}
+    ~ReaderCache();
+    ReaderCache(const ReaderCache&) = delete;
+    ReaderCache& operator=(const ReaderCache&) = delete;
+    void setQos(const DDS_DataReaderQos& qos);
+
+    // Takes a sample in. False when there is nothing new to read: it was dropped, and counted.
+    bool insert(const engine::IncomingSample& sample);
+    // A writer came or went. True when there is something new to read: an instance lost its last writer.
+    bool writerMatched();
+    bool writerUnmatched(const DDS_GUID_t& writer);
+
+    // How many samples of the selection there are, at most `limit`.
+    DDS_Long count(const SampleSelection& selection, DDS_Long limit);
+    // Collects at most `limit` samples into `samples`, with their infos: unlinked for a take, pinned for a read.
+    DDS_Long collect(
+        const SampleSelection& selection, DDS_Long limit, bool take, CachedSample** samples, DDS_SampleInfo* infos);
+    // Makes the value of a collected sample. False, and counted, when it has none.
+    bool decode(CachedSample& sample);
+    // Gives back what collect gave.
+    void release(CachedSample& sample);
+
+    DDS_DataReaderCountersI counters() const;
+    // Nil when no sample of that key is known.
+    DDS_InstanceHandle_t lookup(std::span<const uint8_t> encoding);
+    // Fills the key members of an initialized sample. False when there is no such instance.
+    bool fillKey(const DDS_InstanceHandle_t& handle, void* sample);
+
+private:
+    Instance* instanceOf(const engine::IncomingSample& sample);
+    bool take(CachedSample& cached, const engine::IncomingSample& sample);
+    bool fits(const Instance& instance, size_t bytes) const;
+    void link(CachedSample& sample, Instance& instance);
+    void unlink(CachedSample& sample);
+    void dropOldest(const Instance& instance);
+    void changeState(Instance& instance, const engine::IncomingSample& sample);
+    bool selects(const SampleSelection& selection, const Instance* only, const CachedSample& sample) const;
+    bool findScope(const SampleSelection& selection, const Instance** only);
+    template <class Function>
+    void forSelected(const SampleSelection& selection, Function function);
+
+    const DDS_TypePlugin& plugin_;
+    mutable Mutex mutex_;
+    Mutex decodeMutex_; // two readers may have collected one sample; taken alone
+    InstanceTable instances_;
+    CachedSample* first_ = nullptr;
+    CachedSample* last_ = nullptr;
+    size_t bytes_ = 0;
+    DDS_UnsignedLong maxSamples_ = safetyBoundSamples;
+    DDS_UnsignedLong maxSamplesPerInstance_ = safetyBoundSamples;
+    DDS_UnsignedLong depth_ = 0; // of a keep-last history; 0 keeps all
+    DDS_UnsignedLong matchedWriters_ = 0;
+    DDS_DataReaderCountersI counters_{};
+};
+
+} // namespace zdds
+
+#endif

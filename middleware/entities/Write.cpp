@@ -1,0 +1,186 @@
+// Writing: serialize, queue or hand on, count.
+#include <time.h>
+
+#include <cstring>
+
+#include "middleware/entities/DataWriterImpl.hpp"
+#include "middleware/log/DdsLog.hpp"
+
+namespace zdds {
+namespace {
+
+constexpr auto relaxed = std::memory_order_relaxed;
+
+int64_t systemTimeNs() {
+    timespec time{};
+    clock_gettime(CLOCK_REALTIME, &time);
+    return int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+DDS_ReturnCode_t toReturnCode(engine::Status status) {
+    switch (status) {
+    case engine::Status::ok:
+        return DDS_RETCODE_OK;
+    case engine::Status::badParameter:
+        return DDS_RETCODE_BAD_PARAMETER;
+    case engine::Status::outOfResources:
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    case engine::Status::timeout:
+        return DDS_RETCODE_TIMEOUT;
+    case engine::Status::unsupported:
+        return DDS_RETCODE_UNSUPPORTED;
+    case engine::Status::notMatched:
+        return DDS_RETCODE_PRECONDITION_NOT_MET;
+    case engine::Status::error:
+        break;
+    }
+    return DDS_RETCODE_ERROR;
+}
+
+void countWritten(DDS_DataWriterImpl& writer, size_t bytes) {
+    writer.counters.written.fetch_add(1, relaxed);
+    writer.counters.writtenBytes.fetch_add(bytes, relaxed);
+}
+
+// Counts the sample that found no room. A flood of drops is one line of the log, as is its end.
+DDS_ReturnCode_t dropFull(DDS_DataWriterImpl& writer) {
+    writer.counters.droppedQueueFull.fetch_add(1, relaxed);
+    if (!writer.isFull.exchange(true, relaxed))
+        ZDDS_LOG_WARNING(FAILED_TO_ADD, "sample of topic '%s' to the full queue of its writer", writer.topic->name);
+    return DDS_RETCODE_OUT_OF_RESOURCES;
+}
+
+DDS_ReturnCode_t dropUnencodable(DDS_DataWriterImpl& writer) {
+    writer.counters.droppedEncoding.fetch_add(1, relaxed);
+    return ZDDS_FAIL(DDS_RETCODE_BAD_PARAMETER, FAILED_TO_SERIALIZE, "sample of topic '%s'", writer.topic->name);
+}
+
+DDS_ReturnCode_t handToEngine(DDS_DataWriterImpl& writer, PendingSample& pending, int64_t* sequenceNumber) {
+    const engine::Status status =
+        writer.engineWriter->write(pending.view(), pending.kind, pending.sourceTimeNs, sequenceNumber);
+    if (status == engine::Status::ok)
+        countWritten(writer, pending.size);
+    else
+        writer.counters.droppedEngine.fetch_add(1, relaxed);
+    writer.queue.release(pending);
+    return toReturnCode(status);
+}
+
+// The flusher is the engine's only caller, and so the engine numbers samples in the order of the queue: as long as
+// it took all of them, the place in the queue is the sequence number. After a refusal the number is unknown, 0.
+void handToFlusher(DDS_DataWriterImpl& writer, PendingSample& pending, int64_t* sequenceNumber) {
+    int64_t position = 0;
+    const bool wasIdle = writer.queue.push(pending, &position);
+    if (wasIdle) writer.participant->flusher.schedule(writer.target);
+    *sequenceNumber = writer.counters.droppedEngine.load(relaxed) == 0 ? position : 0;
+}
+
+} // namespace
+
+DDS_ReturnCode_t writeSample(DDS_DataWriterImpl& writer, const void* sample, engine::SampleKind kind,
+    int64_t sourceTimeNs, int64_t* sequenceNumber) {
+    if (!writer.isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!writer.isEnabled.load(std::memory_order_acquire)) return DDS_RETCODE_NOT_ENABLED;
+    const DDS_TypePlugin* plugin = writer.topic->plugin;
+    const size_t size = PRESTypePlugin_interpretedGetSerializedSampleSize(plugin, writer.representation, sample);
+    if (size == 0) return dropUnencodable(writer);
+    PendingSample* pending = writer.queue.reserve(size);
+    if (pending == nullptr) return dropFull(writer);
+    if (writer.isFull.load(relaxed)) writer.isFull.store(false, relaxed);
+    size_t length = size;
+    if (!PRESTypePlugin_interpretedSerialize(plugin, pending->bytes(), &length, writer.representation, sample) ||
+        length != size) {
+        writer.queue.release(*pending);
+        return dropUnencodable(writer);
+    }
+    pending->kind = kind;
+    pending->sourceTimeNs = sourceTimeNs == engine::now ? systemTimeNs() : sourceTimeNs;
+    if (!writer.isAsynchronous()) return handToEngine(writer, *pending, sequenceNumber);
+    handToFlusher(writer, *pending, sequenceNumber);
+    return DDS_RETCODE_OK;
+}
+
+} // namespace zdds
+
+// Samples leave in order. A time-out of the engine is a slow reader: the sample stays for a later turn. Any other
+// failure is of this sample, which is dropped and counted.
+zdds::FlushTarget::Outcome DDS_DataWriterImpl::Target::flush(unsigned limit) {
+    for (unsigned i = 0; i < limit; ++i) {
+        zdds::PendingSample* sample = writer.queue.front();
+        if (sample == nullptr) return Outcome::idle;
+        const zdds::engine::Status status =
+            writer.engineWriter->write(sample->view(), sample->kind, sample->sourceTimeNs, nullptr);
+        if (status == zdds::engine::Status::timeout) return Outcome::stalled;
+        if (status == zdds::engine::Status::ok)
+            zdds::countWritten(writer, sample->size);
+        else
+            writer.counters.droppedEngine.fetch_add(1, zdds::relaxed);
+        writer.queue.pop();
+    }
+    return Outcome::more;
+}
+
+DDS_ReturnCode_t DDS_DataWriter_write_untypedI(
+    DDS_DataWriter* self, const void* sample, const DDS_InstanceHandle_t* handle) {
+    return DDS_DataWriter_write_w_timestamp_untypedI(self, sample, handle, nullptr);
+}
+
+namespace {
+
+// Null and the invalid time are now. False for a time before 1970 or too far ahead to count.
+bool toNanoseconds(const DDS_Time_t* time, int64_t* nanoseconds) {
+    *nanoseconds = zdds::engine::now;
+    if (time == nullptr || time->sec == DDS_TIME_INVALID_SEC) return true;
+    if (time->sec < 0 || time->sec >= INT64_MAX / 1'000'000'000 || time->nanosec >= 1'000'000'000U) return false;
+    *nanoseconds = time->sec * 1'000'000'000 + time->nanosec;
+    return true;
+}
+
+} // namespace
+
+// The handle is redundant: the key is in the sample.
+DDS_ReturnCode_t DDS_DataWriter_write_w_timestamp_untypedI(DDS_DataWriter* self, const void* sample,
+    const DDS_InstanceHandle_t* /*handle*/, const DDS_Time_t* sourceTimestamp) {
+    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    ZDDS_REQUIRE(sample != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    int64_t sourceTimeNs = 0;
+    int64_t sequenceNumber = 0;
+    ZDDS_REQUIRE(toNanoseconds(sourceTimestamp, &sourceTimeNs), DDS_RETCODE_BAD_PARAMETER);
+    return zdds::writeSample(*self, sample, zdds::engine::SampleKind::data, sourceTimeNs, &sequenceNumber);
+}
+
+DDS_ReturnCode_t DDS_DataWriter_write_w_params_untypedI(
+    DDS_DataWriter* self, const void* sample, DDS_WriteParams_t* params) {
+    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    ZDDS_REQUIRE(sample != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    ZDDS_REQUIRE(params != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    constexpr DDS_GUID_t everybody{};
+    if (!DDS_GUID_equals(&params->destination, &everybody))
+        return ZDDS_FAIL(DDS_RETCODE_UNSUPPORTED, NOT_SUPPORTED, "write to one reader of topic '%s'", self->topic->name);
+    const bool isNow = params->source_timestamp.sec == 0 && params->source_timestamp.nanosec == 0;
+    int64_t sourceTimeNs = 0;
+    int64_t number = 0;
+    ZDDS_REQUIRE(toNanoseconds(isNow ? nullptr : &params->source_timestamp, &sourceTimeNs), DDS_RETCODE_BAD_PARAMETER);
+    const DDS_ReturnCode_t result =
+        zdds::writeSample(*self, sample, zdds::engine::SampleKind::data, sourceTimeNs, &number);
+    params->identity = {static_cast<DDS_Long>(number >> 32), static_cast<DDS_UnsignedLong>(number)};
+    return result;
+}
+
+DDS_ReturnCode_t DDS_DataWriter_flushI(DDS_DataWriter* self, const DDS_Duration_t* maxWait) {
+    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    ZDDS_REQUIRE(maxWait != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    return self->queue.waitUntilEmpty(zdds::Deadline::in(*maxWait)) ? DDS_RETCODE_OK : DDS_RETCODE_TIMEOUT;
+}
+
+DDS_ReturnCode_t DDS_DataWriter_wait_for_acknowledgments(DDS_DataWriter* self, const DDS_Duration_t* maxWait) {
+    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    ZDDS_REQUIRE(maxWait != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isEnabled.load(std::memory_order_acquire)) return DDS_RETCODE_NOT_ENABLED;
+    if (self->qos.reliability.kind == DDS_BEST_EFFORT_RELIABILITY_QOS) return DDS_RETCODE_OK;
+    const zdds::Deadline deadline = zdds::Deadline::in(*maxWait);
+    if (!self->queue.waitUntilEmpty(deadline)) return DDS_RETCODE_TIMEOUT;
+    return zdds::toReturnCode(self->engineWriter->waitForAcknowledgments(deadline.remaining()));
+}
