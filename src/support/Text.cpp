@@ -3,7 +3,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 
 int ORXOsapiUtility_snprintf(char* buffer, size_t size, const char* format, ...) {
     va_list arguments;
@@ -37,13 +36,31 @@ char* ORXOsapiUtility_strncat(char* dest, size_t max, const char* src, size_t le
     return ORXOsapiUtility_strncpy(dest + used, max - used, src, length) != nullptr ? dest : nullptr;
 }
 
+// Without the C library, whose conversion takes a lock. Years are counted from March, so that the leap
+// day is the last of its year, in eras of 400 years, which all have the same days.
 int ORXOsapiUtility_getUtcTime(ORXOsapiUtcTime* utc, ORX_INT64 secondsSinceEpoch) {
-    if (utc == nullptr) return ORX_FALSE;
-    const std::time_t time = secondsSinceEpoch;
-    std::tm broken{};
-    if (gmtime_r(&time, &broken) == nullptr) return ORX_FALSE; // the year does not fit
-    if (broken.tm_year > 0x7FFFFFFF - 1900) return ORX_FALSE;
-    *utc = {broken.tm_year + 1900, broken.tm_mon + 1, broken.tm_mday, broken.tm_hour, broken.tm_min, broken.tm_sec};
+    constexpr ORX_INT64 secondsPerDay = 86400;
+    constexpr ORX_INT64 daysPerEra = 146097;
+    constexpr ORX_INT64 fromMarchOfYearZero = 719468;                  // days, to 1970-01-01
+    constexpr ORX_INT64 furthest = ORX_INT64{67767976233532800} - 86400; // within the year 2147483647
+    if (utc == nullptr || secondsSinceEpoch > furthest || secondsSinceEpoch < -furthest) return ORX_FALSE;
+    ORX_INT64 days = secondsSinceEpoch / secondsPerDay;
+    ORX_INT64 seconds = secondsSinceEpoch % secondsPerDay;
+    if (seconds < 0) {
+        seconds += secondsPerDay;
+        --days;
+    }
+    days += fromMarchOfYearZero;
+    const ORX_INT64 era = (days >= 0 ? days : days - (daysPerEra - 1)) / daysPerEra;
+    const ORX_INT64 dayOfEra = days - era * daysPerEra;
+    const ORX_INT64 yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const ORX_INT64 dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const ORX_INT64 monthFromMarch = (5 * dayOfYear + 2) / 153;
+    const ORX_INT64 day = dayOfYear - (153 * monthFromMarch + 2) / 5 + 1;
+    const ORX_INT64 month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;
+    const ORX_INT64 year = era * 400 + yearOfEra + (month <= 2 ? 1 : 0);
+    *utc = {static_cast<int>(year), static_cast<int>(month), static_cast<int>(day), static_cast<int>(seconds / 3600),
+        static_cast<int>(seconds / 60 % 60), static_cast<int>(seconds % 60)};
     return ORX_TRUE;
 }
 

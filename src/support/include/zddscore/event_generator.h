@@ -26,14 +26,18 @@ struct ORXOsapiActivityContextStackEntry {
 typedef struct ORXOsapiActivityContextStackEntry ORXOsapiActivityContextStackEntry;
 
 /* A worker is the identity under which a generator's thread runs; made by a factory that a
- * participant factory owns. */
+ * participant factory owns. A factory outlives its workers. */
 struct REDAWorker;
 typedef struct REDAWorker REDAWorker;
 struct REDAWorkerFactory;
 typedef struct REDAWorkerFactory REDAWorkerFactory;
 ZDDSCORE_EXPORT REDAWorkerFactory *REDAWorkerFactory_new(void);
 ZDDSCORE_EXPORT void REDAWorkerFactory_delete(REDAWorkerFactory *self);
+ZDDSCORE_EXPORT int REDAWorkerFactory_getWorkerCount(const REDAWorkerFactory *self);
+/* Thread name, participant id and GUID prefix. */
 ZDDSCORE_EXPORT const char *REDAWorker_getName(const REDAWorker *self);
+/* On the worker's own thread: the activity of the event that runs, as it was posted, or null. */
+ZDDSCORE_EXPORT const ORXOsapiActivityContextStackEntry *REDAWorker_getActivity(const REDAWorker *self);
 
 struct ORXEventSmartTimer;
 typedef struct ORXEventSmartTimer ORXEventSmartTimer;
@@ -59,7 +63,7 @@ typedef struct ORXEventGeneratorListener ORXEventGeneratorListener;
 
 struct ORXEventGeneratorProperty {
     REDAFastBufferPoolGrowthProperty growth; /* of the event pool */
-    ORXNtpTime eventTimeThreshold;
+    ORXNtpTime eventTimeThreshold;           /* not used: events of any time are taken */
 };
 typedef struct ORXEventGeneratorProperty ORXEventGeneratorProperty;
 
@@ -71,6 +75,8 @@ struct ORXEventActiveObjectProperty {
 };
 typedef struct ORXEventActiveObjectProperty ORXEventActiveObjectProperty;
 
+/* How an event that waits is moved by somebody else than its callback, which this interface does not
+ * offer: both values give the same behaviour. */
 typedef enum ORXEventActiveGeneratorReschedulingPolicy {
     ORX_EVENT_ACTIVE_GENERATOR_OVERRIDE_RESCHEDULING_POLICY = 0,
     ORX_EVENT_ACTIVE_GENERATOR_NEVER_DELAY_RESCHEDULING_POLICY = 1
@@ -81,7 +87,7 @@ struct ORXEventActiveGeneratorProperty {
     ORXEventActiveObjectProperty active;
     char threadParticipantId[6];
     ORXEventActiveGeneratorReschedulingPolicy reschedulingPolicy;
-    ORXNtpTime maxEventInterval;
+    ORXNtpTime maxEventInterval; /* longest wait before the clock is read again; zero is none */
 };
 typedef struct ORXEventActiveGeneratorProperty ORXEventActiveGeneratorProperty;
 
@@ -115,8 +121,11 @@ typedef struct ORXEventGenerator ORXEventGenerator;
 struct ORXEventActiveGenerator;
 typedef struct ORXEventActiveGenerator ORXEventActiveGenerator; /* begins with ORXEventGenerator */
 
-/* Starts the thread. The clock, the timer and the factory are borrowed and outlive the generator.
- * guidPrefix (may be null) only names the thread's worker in reports. Null on failure. */
+/* Starts the thread. The clock, the timer (may be null) and the factory are borrowed and outlive the
+ * generator; the listener (may be null) and the property are copied. guidPrefix (may be null) only names
+ * the thread's worker in reports. Null on failure.
+ * Time is what the clock says: while an event is queued the thread reads the clock again at each post,
+ * and at least once in the clock's required call period, so a clock that a test moves is followed. */
 ZDDSCORE_EXPORT ORXEventActiveGenerator *ORXEventActiveGenerator_new(
     const char *threadName, REDAWorkerFactory *workerFactory, ORXClock *clock, ORXEventSmartTimer *timer,
     const ORXEventActiveGeneratorListener *listener, const ORXEventActiveGeneratorProperty *property,
@@ -124,7 +133,8 @@ ZDDSCORE_EXPORT ORXEventActiveGenerator *ORXEventActiveGenerator_new(
 /* Asks the thread to end and returns at once; the event that runs now is finished first. Non-zero on
  * success, also when asked before. */
 ZDDSCORE_EXPORT int ORXEventActiveGenerator_shutdown(ORXEventActiveGenerator *self, REDAWorker *worker);
-/* After shutdown, joins the thread and frees. Null is a no-op. */
+/* After shutdown and onStopped, joins the thread and frees. Null is a no-op. When the thread does not
+ * end within 20 s, an error is logged and everything is left as it is. */
 ZDDSCORE_EXPORT void ORXEventActiveGenerator_delete(ORXEventActiveGenerator *self, REDAWorker *worker);
 
 ZDDS_END_C
