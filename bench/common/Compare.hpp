@@ -41,7 +41,7 @@ Table compare(std::string title, std::string note, std::vector<Candidate>& candi
     std::size_t rounds);
 // Percentiles of single calls, in nanoseconds, less the cost of reading the clock.
 void samplePercentiles(Row& row, const std::function<void()>& once, std::size_t count);
-// Heap calls (malloc and its kin) of this process so far; programs link HeapCount.cpp for it.
+// Heap calls (malloc and its kin) of the calling thread so far.
 std::uint64_t heapCalls();
 
 void print(const Table& table);

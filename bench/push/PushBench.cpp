@@ -145,7 +145,6 @@ int main(int argc, char** argv) {
         };
     };
 
-    // Between batches the worker catches up, as it does in a program that has something else to do.
     std::vector<bench::Candidate> candidates{{"floor: recursive mutex, bump, copy, link", repeat(pushFloor)},
         {"pushEventMetricFunction with its mutex", repeat(push)},
         {"prometheus-cpp: 8 x Gauge::Set", repeat(setGauges)}, {"spdlog: one asynchronous call", repeat(log)}};
