@@ -15,7 +15,7 @@
 
 namespace zdds::conditions {
 
-enum class ConditionKind { status, guard };
+enum class ConditionKind { status, guard, read };
 
 // Membership of one condition in one wait set.
 struct Attachment {

@@ -1,5 +1,6 @@
 #include "middleware/conditions/ConditionImpl.hpp"
 #include "middleware/conditions/ConditionsMutex.hpp"
+#include "middleware/conditions/ReadConditionImpl.hpp"
 #include "middleware/log/DdsLog.hpp"
 #include "middleware/log/Memory.hpp"
 
@@ -8,9 +9,19 @@ namespace zdds::conditions {
 constinit Mutex conditionsMutex;
 
 bool isTriggered(const DDS_ConditionImpl& condition) {
-    if (condition.kind == ConditionKind::guard) return static_cast<const DDS_GuardConditionImpl&>(condition).value;
-    const auto& status = static_cast<const DDS_StatusConditionImpl&>(condition);
-    return (status.statusChanges & status.enabledStatuses) != 0;
+    switch (condition.kind) {
+    case ConditionKind::guard:
+        return static_cast<const DDS_GuardConditionImpl&>(condition).value;
+    case ConditionKind::status: {
+        const auto& status = static_cast<const DDS_StatusConditionImpl&>(condition);
+        return (status.statusChanges & status.enabledStatuses) != 0;
+    }
+    case ConditionKind::read: {
+        const auto& read = static_cast<const DDS_ReadConditionImpl&>(condition);
+        return read.cache.count(read.selection, 1) > 0;
+    }
+    }
+    return false;
 }
 
 void wakeWaiters(DDS_ConditionImpl& condition) {

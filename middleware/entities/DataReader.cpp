@@ -13,8 +13,13 @@ DDS_DataReaderImpl::DDS_DataReaderImpl(DDS_SubscriberImpl& owner, DDS_TopicImpl&
 
 DDS_DataReaderImpl::~DDS_DataReaderImpl() { DDS_DataReaderQos_finalize(&qos); }
 
+bool DDS_DataReaderImpl::isUnused() const {
+    return loans.isEmpty() && readConditions.isEmpty() && !listener.isCallingThread();
+}
+
 void DDS_DataReaderImpl::Sink::raise(DDS_StatusMask statuses) {
     reader.statusCondition.raise(statuses);
+    if ((statuses & DDS_DATA_AVAILABLE_STATUS) != 0) reader.readConditions.wakeWaiters();
     reader.listener.notify(statuses);
 }
 
@@ -121,10 +126,10 @@ DDS_ReturnCode_t DDS_Subscriber_delete_datareader(DDS_Subscriber* self, DDS_Data
     if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
     zdds::Guard guard(self->participant->tree);
     const bool isChild = self->readers.contains(*reader);
-    if (!isChild || !reader->loans.isEmpty() || reader->listener.isCallingThread()) {
+    if (!isChild || !reader->isUnused()) {
         guard.release();
         return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE,
-            "reader: it is not of this subscriber, has samples on loan, or is calling its listener on this thread");
+            "reader: it is not of this subscriber, has loans or read conditions, or this thread is in its listener");
     }
     DDS_TopicImpl* topic = reader->topic;
     self->readers.detach(*reader);

@@ -5,12 +5,16 @@
 #include "middleware/entities/ListenerThread.hpp"
 #include "middleware/entities/MatchedEndpoints.hpp"
 #include "middleware/entities/ParticipantImpl.hpp"
+#include "middleware/entities/ReadConditionList.hpp"
 #include "middleware/entities/ReaderCache.hpp"
 #include "middleware/entities/SampleLoan.hpp"
 
 struct DDS_DataReaderImpl : DDS_EntityImpl {
     DDS_DataReaderImpl(DDS_SubscriberImpl& owner, DDS_TopicImpl& readTopic);
     ~DDS_DataReaderImpl();
+
+    // Nobody holds on to it: it may be deleted.
+    bool isUnused() const;
 
     // What the engine tells. Its threads only store, wake and return.
     struct Sink final : zdds::engine::ReaderSink {
@@ -31,6 +35,7 @@ struct DDS_DataReaderImpl : DDS_EntityImpl {
     zdds::LoanList loans;
     zdds::ListenerThread listener{*this};
     Sink sink{*this};
+    zdds::ReadConditionList readConditions;
     mutable zdds::Mutex statusMutex; // guards the two below
     DDS_SubscriptionMatchedStatus matchedStatus{};
     zdds::MatchedEndpoints matched;

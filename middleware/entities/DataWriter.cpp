@@ -6,7 +6,8 @@
 #include "middleware/qos/Profiles.hpp"
 
 DDS_DataWriterImpl::DDS_DataWriterImpl(DDS_PublisherImpl& owner, DDS_TopicImpl& writtenTopic)
-    : DDS_EntityImpl(DDS_DATAWRITER_ENTITY_KIND, owner.participant), publisher(&owner), topic(&writtenTopic) {}
+    : DDS_EntityImpl(DDS_DATAWRITER_ENTITY_KIND, owner.participant), publisher(&owner), topic(&writtenTopic),
+      instances(*writtenTopic.plugin, writtenTopic.keyBytes) {}
 
 DDS_DataWriterImpl::~DDS_DataWriterImpl() { DDS_DataWriterQos_finalize(&qos); }
 
@@ -44,6 +45,7 @@ DDS_DataWriterImpl* createWriter(DDS_PublisherImpl& publisher, DDS_TopicImpl& to
     DDS_DataWriterQos_initialize(&writer->qos);
     if (qos != nullptr && DDS_DataWriterQos_copy(&writer->qos, qos) != DDS_RETCODE_OK) return nullptr;
     if (!qos::isConsistent(writer->qos)) return nullptr;
+    writer->instances.setBound(writer->qos.resource_limits.max_instances);
     writer->representation = representationOf(writer->qos);
     DDS_PublishModeQosPolicy& mode = writer->qos.publish_mode;
     if (mode.max_queued_samples == 0) mode.max_queued_samples = qos::defaultMaxQueuedSamples;

@@ -35,6 +35,27 @@ bool InstanceKey::read(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, 
     return true;
 }
 
+bool InstanceKey::readSample(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, const void* sample) {
+    KeyEncoding encoding;
+    return encoding.write(plugin, keyBytes, DDS_XCDR2_DATA_REPRESENTATION, sample) &&
+        read(plugin, keyBytes, encoding.view());
+}
+
+// Encodes a sample that has the key and nothing else, and keeps the beginning.
+bool KeyEncoding::write(
+    const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, DDS_UnsignedShort representation, const void* sample) {
+    if (plugin.type != serviceRequestTypePlugin().type) return false;
+    const auto& request = *static_cast<const DDS_ServiceRequest*>(sample);
+    const DDS_ServiceRequest keyOnly{request.service_id, request.instance_id, {}};
+    char whole[2 * sizeof bytes];
+    size_t wholeLength = sizeof whole;
+    if (!PRESTypePlugin_interpretedSerialize(&plugin, whole, &wholeLength, representation, &keyOnly)) return false;
+    length = encapsulationBytes + keyBytes;
+    if (wholeLength < length) return false;
+    std::memcpy(bytes, whole, length);
+    return true;
+}
+
 DDS_InstanceHandle_t InstanceKey::handle() const {
     DDS_InstanceHandle_t handle = DDS_HANDLE_NIL;
     if (length <= sizeof handle.keyHash) {

@@ -24,10 +24,21 @@ struct InstanceKey {
 
     // False when there are not enough bytes, or the encapsulation is none of CDR.
     bool read(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, std::span<const uint8_t> encoding);
+    // Of a sample in memory. False when it cannot be encoded.
+    bool readSample(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, const void* sample);
     // The key itself where it fits, else its MD5.
     DDS_InstanceHandle_t handle() const;
     // Fills the key members of an initialized sample.
     void fill(const DDS_TypePlugin& plugin, void* sample) const;
+};
+
+// The encoding of a sample's key alone, with its encapsulation header: what a dispose or unregister carries.
+struct KeyEncoding {
+    uint8_t bytes[encapsulationBytes + maximumKeyBytes] = {};
+    size_t length = 0;
+
+    bool write(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, DDS_UnsignedShort representation, const void* sample);
+    std::span<const uint8_t> view() const { return {bytes, length}; }
 };
 
 } // namespace zdds

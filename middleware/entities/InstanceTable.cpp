@@ -41,7 +41,10 @@ bool InstanceTable::hasReadableKey(std::span<const uint8_t> encoding) const {
 
 Instance* InstanceTable::assertInstance(std::span<const uint8_t> encoding) {
     InstanceKey key;
-    if (!key.read(plugin_, keyBytes_, encoding)) return nullptr;
+    return key.read(plugin_, keyBytes_, encoding) ? assertInstance(key) : nullptr;
+}
+
+Instance* InstanceTable::assertInstance(const InstanceKey& key) {
     const DDS_InstanceHandle_t handle = key.handle();
     if (Instance* known = find(handle)) return known;
     if (count_ >= bound_ && !makeRoom()) return nullptr;
@@ -76,13 +79,6 @@ Instance* InstanceTable::find(const DDS_InstanceHandle_t& handle) {
         if (DDS_InstanceHandle_equals(&instance->handle, &handle)) return instance;
     }
     return nullptr;
-}
-
-DDS_InstanceHandle_t InstanceTable::lookup(std::span<const uint8_t> encoding) {
-    InstanceKey key;
-    if (!isKeyed() || !key.read(plugin_, keyBytes_, encoding)) return DDS_HANDLE_NIL;
-    const Instance* instance = find(key.handle());
-    return instance != nullptr ? instance->handle : DDS_HANDLE_NIL;
 }
 
 Instance* InstanceTable::findNext(const DDS_InstanceHandle_t& handle) {

@@ -27,9 +27,8 @@ public:
     bool hasReadableKey(std::span<const uint8_t> encoding) const;
     // The instance of an encoding, made when it is new. Null when the key cannot be read, or there is no room.
     Instance* assertInstance(std::span<const uint8_t> encoding);
+    Instance* assertInstance(const InstanceKey& key);
     Instance* find(const DDS_InstanceHandle_t& handle);
-    // The handle of the instance of an encoding, nil when it is not known.
-    DDS_InstanceHandle_t lookup(std::span<const uint8_t> encoding);
     // The instance that comes next in the order of handles; nil begins. Null after the last.
     Instance* findNext(const DDS_InstanceHandle_t& handle);
     // The one instance of a topic without a key.

@@ -70,6 +70,22 @@ DDS_ReturnCode_t copyOut(
 
 } // namespace
 
+DDS_ReturnCode_t readOne(
+    DDS_DataReaderImpl& reader, void* sample, DDS_SampleInfo& info, const SampleSelection& selection, bool take) {
+    if (!reader.isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!reader.isEnabled.load(std::memory_order_acquire)) return DDS_RETCODE_NOT_ENABLED;
+    reader.statusCondition.clear(DDS_DATA_AVAILABLE_STATUS);
+    SampleLoan* loan = nullptr;
+    const DDS_ReturnCode_t collected = collectInto(reader, selection, 1, take, &loan);
+    if (collected != DDS_RETCODE_OK) return collected;
+    const bool isCopied = DDS_TypePlugin_copy_sample(reader.topic->plugin, sample, loan->values[0]);
+    info = loan->infos[0];
+    loan->releaseSamples(reader.cache);
+    SampleLoan::destroy(loan);
+    return isCopied ? DDS_RETCODE_OK
+                    : ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_COPY, "sample of topic '%s'", reader.topic->name);
+}
+
 DDS_ReturnCode_t readOrTake(DDS_DataReaderImpl& reader, DDS_SequenceBase& samples, DDS_SampleInfoSeq& infos,
     DDS_Long maxSamples, const SampleSelection& selection, bool take) {
     if (!reader.isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
@@ -96,19 +112,6 @@ DDS_ReturnCode_t readOrTake(DDS_DataReaderImpl& reader, DDS_SequenceBase& sample
 }
 
 } // namespace zdds
-
-DDS_ReturnCode_t DDS_DataReader_read_or_take_untypedI(DDS_DataReader* self, struct DDS_SequenceBase* samples,
-    DDS_SampleInfoSeq* infos, DDS_Long maxSamples, DDS_SampleStateMask sampleStates, DDS_ViewStateMask viewStates,
-    DDS_InstanceStateMask instanceStates, DDS_Boolean take) {
-    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    ZDDS_REQUIRE(samples != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    ZDDS_REQUIRE(infos != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    zdds::SampleSelection selection;
-    selection.sampleStates = sampleStates;
-    selection.viewStates = viewStates;
-    selection.instanceStates = instanceStates;
-    return zdds::readOrTake(*self, *samples, *infos, maxSamples, selection, take);
-}
 
 // Sequences without a loan are fine: there is nothing to return.
 DDS_ReturnCode_t DDS_DataReader_return_loan_untypedI(

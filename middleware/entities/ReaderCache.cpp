@@ -167,12 +167,23 @@ bool ReaderCache::selects(const SampleSelection& selection, const Instance* only
         (selection.viewStates & viewState) != 0 && (selection.instanceStates & instance.state) != 0;
 }
 
+// Without a key the nil handle is the one instance.
+const Instance* ReaderCache::findInstance(const DDS_InstanceHandle_t& handle) {
+    if (!instances_.isKeyed()) return DDS_InstanceHandle_is_nil(&handle) ? &instances_.single() : nullptr;
+    return instances_.find(handle);
+}
+
+bool ReaderCache::knows(const DDS_InstanceHandle_t& handle) {
+    Guard guard(mutex_);
+    return findInstance(handle) != nullptr;
+}
+
 // *only is the instance to look at, null for all. False when there is none.
 bool ReaderCache::findScope(const SampleSelection& selection, const Instance** only) {
     *only = nullptr;
     if (selection.scope == SampleSelection::Scope::all) return true;
     if (selection.scope == SampleSelection::Scope::instance) {
-        *only = instances_.isKeyed() ? instances_.find(selection.instance) : nullptr;
+        *only = findInstance(selection.instance);
         return *only != nullptr;
     }
     DDS_InstanceHandle_t handle = selection.instance;
@@ -251,11 +262,6 @@ bool ReaderCache::decode(CachedSample& sample) {
 DDS_DataReaderCountersI ReaderCache::counters() const {
     Guard guard(mutex_);
     return counters_;
-}
-
-DDS_InstanceHandle_t ReaderCache::lookup(std::span<const uint8_t> encoding) {
-    Guard guard(mutex_);
-    return instances_.lookup(encoding);
 }
 
 bool ReaderCache::fillKey(const DDS_InstanceHandle_t& handle, void* sample) {

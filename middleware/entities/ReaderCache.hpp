@@ -50,8 +50,8 @@ public:
     void release(CachedSample& sample);
 
     DDS_DataReaderCountersI counters() const;
-    // Nil when no sample of that key is known.
-    DDS_InstanceHandle_t lookup(std::span<const uint8_t> encoding);
+    // Whether there is an instance of that handle; without a key it is the nil handle.
+    bool knows(const DDS_InstanceHandle_t& handle);
     // Fills the key members of an initialized sample. False when there is no such instance.
     bool fillKey(const DDS_InstanceHandle_t& handle, void* sample);
 
@@ -64,6 +64,7 @@ private:
     void dropOldest(const Instance& instance);
     void changeState(Instance& instance, const engine::IncomingSample& sample);
     bool selects(const SampleSelection& selection, const Instance* only, const CachedSample& sample) const;
+    const Instance* findInstance(const DDS_InstanceHandle_t& handle);
     bool findScope(const SampleSelection& selection, const Instance** only);
     template <class Function>
     void forSelected(const SampleSelection& selection, Function function);

@@ -77,27 +77,68 @@ void handToFlusher(DDS_DataWriterImpl& writer, PendingSample& pending, int64_t* 
 
 } // namespace
 
+namespace {
+
+PendingSample* refuse(DDS_ReturnCode_t* result, DDS_ReturnCode_t reason) {
+    *result = reason;
+    return nullptr;
+}
+
+// Fills reserved memory with the encoding; *result tells what went wrong when it is null.
+PendingSample* encodeSample(DDS_DataWriterImpl& writer, const void* sample, DDS_ReturnCode_t* result) {
+    const DDS_TypePlugin* plugin = writer.topic->plugin;
+    const size_t size = PRESTypePlugin_interpretedGetSerializedSampleSize(plugin, writer.representation, sample);
+    if (size == 0) return refuse(result, dropUnencodable(writer));
+    PendingSample* pending = writer.queue.reserve(size);
+    if (pending == nullptr) return refuse(result, dropFull(writer));
+    size_t length = size;
+    if (PRESTypePlugin_interpretedSerialize(plugin, pending->bytes(), &length, writer.representation, sample) &&
+        length == size)
+        return pending;
+    writer.queue.release(*pending);
+    return refuse(result, dropUnencodable(writer));
+}
+
+PendingSample* encodeKey(DDS_DataWriterImpl& writer, const void* sample, DDS_ReturnCode_t* result) {
+    KeyEncoding key;
+    if (!key.write(*writer.topic->plugin, writer.topic->keyBytes, writer.representation, sample))
+        return refuse(result, dropUnencodable(writer));
+    PendingSample* pending = writer.queue.reserve(key.length);
+    if (pending == nullptr) return refuse(result, dropFull(writer));
+    std::memcpy(pending->bytes(), key.bytes, key.length);
+    return pending;
+}
+
+} // namespace
+
 DDS_ReturnCode_t writeSample(DDS_DataWriterImpl& writer, const void* sample, engine::SampleKind kind,
     int64_t sourceTimeNs, int64_t* sequenceNumber) {
     if (!writer.isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
     if (!writer.isEnabled.load(std::memory_order_acquire)) return DDS_RETCODE_NOT_ENABLED;
-    const DDS_TypePlugin* plugin = writer.topic->plugin;
-    const size_t size = PRESTypePlugin_interpretedGetSerializedSampleSize(plugin, writer.representation, sample);
-    if (size == 0) return dropUnencodable(writer);
-    PendingSample* pending = writer.queue.reserve(size);
-    if (pending == nullptr) return dropFull(writer);
+    const bool isData = kind == engine::SampleKind::data;
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+    PendingSample* pending = isData ? encodeSample(writer, sample, &result) : encodeKey(writer, sample, &result);
+    if (pending == nullptr) return result;
     if (writer.isFull.load(relaxed)) writer.isFull.store(false, relaxed);
-    size_t length = size;
-    if (!PRESTypePlugin_interpretedSerialize(plugin, pending->bytes(), &length, writer.representation, sample) ||
-        length != size) {
-        writer.queue.release(*pending);
-        return dropUnencodable(writer);
-    }
     pending->kind = kind;
     pending->sourceTimeNs = sourceTimeNs == engine::now ? systemTimeNs() : sourceTimeNs;
+    if (writer.topic->isKeyed()) noteInstance(writer, sample, kind != engine::SampleKind::unregister);
     if (!writer.isAsynchronous()) return handToEngine(writer, *pending, sequenceNumber);
     handToFlusher(writer, *pending, sequenceNumber);
     return DDS_RETCODE_OK;
+}
+
+bool toNanoseconds(const DDS_Time_t* time, int64_t* nanoseconds) {
+    *nanoseconds = engine::now;
+    if (time == nullptr || time->sec == DDS_TIME_INVALID_SEC) return true;
+    if (time->sec < 0 || time->sec >= INT64_MAX / 1'000'000'000 || time->nanosec >= 1'000'000'000U) return false;
+    *nanoseconds = time->sec * 1'000'000'000 + time->nanosec;
+    return true;
+}
+
+bool toNanoseconds(const DDS_WriteParams_t& params, int64_t* nanoseconds) {
+    const bool isNow = params.source_timestamp.sec == 0 && params.source_timestamp.nanosec == 0;
+    return toNanoseconds(isNow ? nullptr : &params.source_timestamp, nanoseconds);
 }
 
 } // namespace zdds
@@ -125,19 +166,6 @@ DDS_ReturnCode_t DDS_DataWriter_write_untypedI(
     return DDS_DataWriter_write_w_timestamp_untypedI(self, sample, handle, nullptr);
 }
 
-namespace {
-
-// Null and the invalid time are now. False for a time before 1970 or too far ahead to count.
-bool toNanoseconds(const DDS_Time_t* time, int64_t* nanoseconds) {
-    *nanoseconds = zdds::engine::now;
-    if (time == nullptr || time->sec == DDS_TIME_INVALID_SEC) return true;
-    if (time->sec < 0 || time->sec >= INT64_MAX / 1'000'000'000 || time->nanosec >= 1'000'000'000U) return false;
-    *nanoseconds = time->sec * 1'000'000'000 + time->nanosec;
-    return true;
-}
-
-} // namespace
-
 // The handle is redundant: the key is in the sample.
 DDS_ReturnCode_t DDS_DataWriter_write_w_timestamp_untypedI(DDS_DataWriter* self, const void* sample,
     const DDS_InstanceHandle_t* /*handle*/, const DDS_Time_t* sourceTimestamp) {
@@ -145,7 +173,7 @@ DDS_ReturnCode_t DDS_DataWriter_write_w_timestamp_untypedI(DDS_DataWriter* self,
     ZDDS_REQUIRE(sample != nullptr, DDS_RETCODE_BAD_PARAMETER);
     int64_t sourceTimeNs = 0;
     int64_t sequenceNumber = 0;
-    ZDDS_REQUIRE(toNanoseconds(sourceTimestamp, &sourceTimeNs), DDS_RETCODE_BAD_PARAMETER);
+    ZDDS_REQUIRE(zdds::toNanoseconds(sourceTimestamp, &sourceTimeNs), DDS_RETCODE_BAD_PARAMETER);
     return zdds::writeSample(*self, sample, zdds::engine::SampleKind::data, sourceTimeNs, &sequenceNumber);
 }
 
@@ -157,13 +185,12 @@ DDS_ReturnCode_t DDS_DataWriter_write_w_params_untypedI(
     constexpr DDS_GUID_t everybody{};
     if (!DDS_GUID_equals(&params->destination, &everybody))
         return ZDDS_FAIL(DDS_RETCODE_UNSUPPORTED, NOT_SUPPORTED, "write to one reader of topic '%s'", self->topic->name);
-    const bool isNow = params->source_timestamp.sec == 0 && params->source_timestamp.nanosec == 0;
     int64_t sourceTimeNs = 0;
     int64_t number = 0;
-    ZDDS_REQUIRE(toNanoseconds(isNow ? nullptr : &params->source_timestamp, &sourceTimeNs), DDS_RETCODE_BAD_PARAMETER);
+    ZDDS_REQUIRE(zdds::toNanoseconds(*params, &sourceTimeNs), DDS_RETCODE_BAD_PARAMETER);
     const DDS_ReturnCode_t result =
         zdds::writeSample(*self, sample, zdds::engine::SampleKind::data, sourceTimeNs, &number);
-    params->identity = {static_cast<DDS_Long>(number >> 32), static_cast<DDS_UnsignedLong>(number)};
+    params->identity = {static_cast<DDS_Long>(number >> 32), static_cast<DDS_UnsignedLong>(number & 0xFFFFFFFF)};
     return result;
 }
 

@@ -21,6 +21,13 @@ ZDDSC_EXPORT DDS_ReturnCode_t DDS_StatusCondition_set_enabled_statuses(DDS_Statu
 ZDDSC_EXPORT DDS_StatusMask DDS_StatusCondition_get_enabled_statuses(DDS_StatusCondition *self);
 ZDDSC_EXPORT DDS_Entity *DDS_StatusCondition_get_entity(DDS_StatusCondition *self);
 
+/* Triggered while the reader has samples with these states; deleted before its reader. Null on failure. */
+ZDDSC_EXPORT DDS_ReadCondition *DDS_DataReader_create_readcondition(
+    DDS_DataReader *self, DDS_SampleStateMask sampleStates, DDS_ViewStateMask viewStates,
+    DDS_InstanceStateMask instanceStates);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_delete_readcondition(DDS_DataReader *self, DDS_ReadCondition *condition);
+ZDDSC_EXPORT DDS_Condition *DDS_ReadCondition_as_condition(DDS_ReadCondition *self);
+
 ZDDSC_EXPORT DDS_GuardCondition *DDS_GuardCondition_new(void);
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_GuardCondition_delete(DDS_GuardCondition *self);
 ZDDSC_EXPORT DDS_Condition *DDS_GuardCondition_as_condition(DDS_GuardCondition *self);
