@@ -19,6 +19,7 @@
 #include "orxmonitoring2d/data_model.h"
 #include "src/dataModel/MetricCatalogue.h"
 #include "zddsc/monitoring.h"
+#include "zddscore/log.h"
 
 extern "C" DDS_Boolean ORX_Monitoring_initialize(void);
 
