@@ -19,10 +19,10 @@ struct ORX_MonitoringResourceRegistry {
     struct REDASkiplistDescription resourceListDesc;
     struct REDASkiplist* resourceList; /* by GUID; user data is the resource */
     struct ORXOsapiSemaphore* resourcesMutex;
-    struct REDAInlineList resourceDeepFirstList; /* a parent stands before all of its descendants */
-    ORX_UINT64 snapshotEpoch;                    /* resource snapshots posted; under the library lock */
-    struct REDAInlineList* metricSelectionList;  /* borrowed; every new resource is held against it */
-    struct DDS_Monitoring_Resource** references; /* owned; what base.resources has on loan */
+    struct REDAInlineList resourceDeepFirstList;  /* a parent stands before all of its descendants */
+    ORX_UINT64 snapshotEpoch;                     /* resource snapshots posted; under the library lock */
+    struct REDAInlineList* metricSelectionList;   /* borrowed; every new resource is held against it */
+    DDS_Monitoring_ResourceReference* references; /* owned; what base.resources has on loan */
     ORX_INT32 referenceCapacity;
 };
 typedef struct ORX_MonitoringResourceRegistry ORX_MonitoringResourceRegistry;
@@ -33,6 +33,10 @@ int ORX_MonitoringResourceRegistry_compareNode(const void* left, const void* rig
 ORX_MonitoringResourceRegistry* ORX_MonitoringResourceRegistry_new(REDAInlineList* metricSelectionList);
 int ORX_MonitoringResourceRegistry_initialize(
     ORX_MonitoringResourceRegistry* self, REDAInlineList* metricSelectionList);
+
+/* Frees what the registry holds besides resources, of which none may be left. Takes any half-built registry.
+ */
+void ORX_MonitoringResourceRegistry_finalizeContainersI(ORX_MonitoringResourceRegistry* self);
 
 /* Null when there is none. */
 ORX_MonitoringResource* ORX_MonitoringResourceRegistry_findResource(
