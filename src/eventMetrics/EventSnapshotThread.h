@@ -34,9 +34,9 @@ typedef struct ORX_MonitoringEventSnapshotThread ORX_MonitoringEventSnapshotThre
 ORX_MonitoringEventSnapshotThread* ORX_MonitoringEventSnapshotThread_new(
     struct ORX_MonitoringClass* monitoringClass, DDS_DataWriter* eventWriter,
     const ORX_MonitoringProperty_t* property, const char* threadName);
-/* When the thread does not end within 20 s, or the wait set cannot be deleted, the object stays allocated.
- * Null is a no-op. */
-void ORX_MonitoringEventSnapshotThread_delete(ORX_MonitoringEventSnapshotThread* self);
+/* Non-zero once everything is freed, also for null. Zero when the thread does not end within 20 s or the wait
+ * set cannot be deleted: the object stays allocated, and what it borrowed has to stay too. */
+int ORX_MonitoringEventSnapshotThread_delete(ORX_MonitoringEventSnapshotThread* self);
 
 ZDDS_END_C
 

@@ -39,10 +39,14 @@ struct ORX_MonitoringEventTask {
 };
 typedef struct ORX_MonitoringEventTask ORX_MonitoringEventTask;
 
+/* Elements for such a sequence, zeroed, in the arena; null on failure, also for 2^31 bytes and more. */
+ORX_MonitoringEventTaskExecutorSnapshotMetric* ORX_MonitoringEventTaskExecutorSnapshotMetric_newArray(
+    struct REDAInlineMemory** memoryManager, ORX_UINT32 concurrencyIndex, DDS_Long length);
+
 /* Makes the event from application data, in the arena of the queue `concurrencyIndex` (named in messages).
  * For kind 6 the data is a sequence of metrics in application form, of which null entries stay null. On
- * failure the task itself is released; what was mapped before the failure stays in the arena until its end.
- * Null on failure. */
+ * failure everything made so far goes back to the arena, but for what a failed copy of a group had reserved:
+ * that stays until the arena ends. Null on failure. */
 ORX_MonitoringEventTask* ORX_MonitoringEventTask_new(struct REDAInlineMemory** memoryManager,
     ORX_UINT32 concurrencyIndex, const DDS_Octet resourceGuid[16], ORX_UINT32 metricGroupIndex,
     DDS_UnsignedLong resourceClassIdForMetricGroupInfo, const void* applicationMetricGroup,

@@ -1,0 +1,71 @@
+#include "src/eventMetrics/EventPost.hpp"
+
+#include "src/eventMetrics/MetricLock.hpp"
+
+namespace {
+
+constexpr ORX_UINT32 orxLogSubmodule = orx::log::submodule::event;
+
+using namespace orx::event;
+
+int deleteTaskPayload(void* payload) {
+    return ORX_MonitoringEventTask_delete(static_cast<ORX_MonitoringEventTask*>(payload));
+}
+
+// Makes the event and posts it with `post`. The metric mutex is held throughout, so an event that reached no
+// queue goes back to the arena under it too.
+template <typename Post>
+bool createAndPost(
+    ORX_MonitoringEventTaskExecutor& self, const Event& event, ORX_UINT32 concurrencyIndex, Post post) {
+    REDAInlineMemory** memoryManager =
+        ORX_MonitoringTaskExecutor_getMemoryManager(self.taskExecutor, concurrencyIndex);
+    if (memoryManager == nullptr) {
+        return ORX_ERROR(FAILED_TO_GET, "Memory manager with index %u\n", concurrencyIndex);
+    }
+    ORX_MonitoringEventTask* task = ORX_MonitoringEventTask_new(memoryManager, concurrencyIndex,
+        event.resourceGuid, event.metricGroupIndex, event.classId, event.applicationMetricGroup, event.kind);
+    if (task == nullptr)
+        return false;
+    int posted = 0;
+    const bool result = post(self.taskExecutor, &posted, concurrencyIndex, task, deleteTaskPayload);
+    if (!posted)
+        (void)ORX_MonitoringEventTask_delete(task);
+    return result;
+}
+
+} // namespace
+
+bool orx::event::postTask(ORX_MonitoringEventTaskExecutor& self, const Event& event,
+    ORX_UINT32 concurrencyIndex, bool mutexTakenOutside) {
+    bool result = false;
+    if (mutexTakenOutside) {
+        result = createAndPost(self, event, concurrencyIndex, ORX_MonitoringTaskExecutor_postTask);
+    } else if (MetricLock lock{concurrencyIndex}) {
+        result = createAndPost(self, event, concurrencyIndex, ORX_MonitoringTaskExecutor_postTask);
+        if (!lock.release())
+            result = false;
+    }
+    if (!result) {
+        return ORX_ERROR(FAILED_TO_POST,
+            "Distribution data for event kind '%s' with metric group index %u in concurrency queue with "
+            "index %u\n",
+            ORX_MonitoringEventTaskKind_toString(event.kind), event.metricGroupIndex, concurrencyIndex);
+    }
+    return true;
+}
+
+bool orx::event::postTaskAllQueues(
+    ORX_MonitoringEventTaskExecutor& self, const Event& event, ORX_UINT32 concurrencyIndex) {
+    bool result = false;
+    if (MetricLock lock{concurrencyIndex}) {
+        result = createAndPost(self, event, concurrencyIndex, ORX_MonitoringTaskExecutor_postTaskAllQueues);
+        if (!lock.release())
+            result = false;
+    }
+    if (!result) {
+        return ORX_ERROR(FAILED_TO_POST,
+            "Distribution data for event kind '%s' with metric group index %u in all the queues\n",
+            ORX_MonitoringEventTaskKind_toString(event.kind), event.metricGroupIndex);
+    }
+    return true;
+}

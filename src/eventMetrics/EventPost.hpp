@@ -1,0 +1,28 @@
+// How an event gets into the queues.
+#ifndef ORX_EVENT_POST_HPP
+#define ORX_EVENT_POST_HPP
+
+#include "src/eventMetrics/EventTaskExecutor.h"
+
+namespace orx::event {
+
+// What an event says, before it is copied.
+struct Event {
+    const DDS_Octet* resourceGuid; // 16 octets
+    ORX_UINT32 metricGroupIndex;
+    DDS_UnsignedLong classId; // the class whose group table applies
+    const void* applicationMetricGroup;
+    ORX_MonitoringEventTaskKind kind;
+};
+
+// To one queue. Takes the metric mutex unless the caller holds it.
+bool postTask(ORX_MonitoringEventTaskExecutor& self, const Event& event, ORX_UINT32 concurrencyIndex,
+    bool mutexTakenOutside);
+// To all queues; `concurrencyIndex` is the one that owns the event. Takes that metric mutex. When the result
+// is false the event may nevertheless have been posted.
+bool postTaskAllQueues(
+    ORX_MonitoringEventTaskExecutor& self, const Event& event, ORX_UINT32 concurrencyIndex);
+
+} // namespace orx::event
+
+#endif
