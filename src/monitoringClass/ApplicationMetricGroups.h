@@ -10,11 +10,6 @@
 
 ZDDS_BEGIN_C
 
-#define ORX_MONITORING_APPLICATION_HOSTNAME_GROUP 2
-#define ORX_MONITORING_APPLICATION_PROCESS_ID_GROUP 3
-#define ORX_MONITORING_APPLICATION_LOGGING_GROUP 5
-#define ORX_MONITORING_APPLICATION_PROCESS_MEMORY_GROUP 26
-
 struct ORX_Monitoring_ProcessMemoryUtilization {
     DDS_UnsignedLongLong resident_memory_bytes;
     DDS_UnsignedLongLong virtual_memory_bytes;

@@ -22,8 +22,8 @@ DDS_Boolean ORX_Monitoring_is_shared_library(void);
 /* While the host's entities still exist: no command runs and no log message is taken after it returns. False
  * for null, silently. */
 DDS_Boolean ORX_Monitoring_prefinalize(struct ORX_MonitoringClass* monitoringClass);
-/* Stops the threads and frees all; what is queued is dropped. Copes with any prefix of create. Null is a
- * no-op. */
+/* Stops the threads and frees all; what is queued is dropped. Copes with any prefix of create. When a thread
+ * does not end, what it may still use is left. Null is a no-op. */
 void ORX_Monitoring_delete(struct ORX_MonitoringClass* monitoringClass);
 
 ZDDS_END_C

@@ -16,6 +16,7 @@ FLOORS = [
     ("src/dataModel/", 3),
     ("src/monitoringClass/MonitoringClassImpl", 4),
     ("src/monitoringClass/ApplicationMetricGroups", 5),
+    ("src/monitoringClass/LoggingConfiguration", 5),
     ("src/utils/", 5),
     ("src/taskExecutor/", 5),
     ("src/entities/EntitiesHelper", 5),
