@@ -28,6 +28,7 @@ FLOORS = [
     ("src/eventMetrics/", 7),
     ("src/monitoringClass/ResourceOperations", 9),
     ("src/monitoringClass/MetricSelectionStore", 9),
+    ("src/monitoringClass/RootResource", 9),
     ("src/monitoringClass/", 11),
     ("agent/", 12),
     ("tail/", 12),
