@@ -190,6 +190,30 @@ private:
     std::map<std::string, std::string> anonymous; // by kind, bound and element
 };
 
+void emitLists(Schema& schema, const std::string& path) {
+    Output out(schema, path);
+    out << "/* Lists of the schema's types: a macro is called with the name of each. MANAGED are those that "
+           "have\n"
+           " * memory-manager forms, TOPIC the topic types. */\n"
+           "#ifndef ORXMONITORING2D_SCHEMA_LISTS_H\n#define ORXMONITORING2D_SCHEMA_LISTS_H\n\n";
+    const auto list = [&](const char* macro, auto&& has) {
+        out << "#define ORX_SCHEMA_LIST_" << macro << "(X)";
+        for (const auto* type : schema.named) {
+            if (has(*type)) {
+                out << " \\\n    X(" << type->flatName << ")";
+            }
+        }
+        out << "\n";
+    };
+    list("STRUCT", [](const Type& type) { return type.kind == Kind::Struct; });
+    list("UNION", [](const Type& type) { return type.kind == Kind::Union; });
+    list("ENUM", [](const Type& type) { return type.kind == Kind::Enum; });
+    list("ALIAS", [](const Type& type) { return type.kind == Kind::Alias; });
+    list("MANAGED", hasMemoryManagerForms);
+    list("TOPIC", isTopicType);
+    out << "\n#endif\n";
+}
+
 } // namespace
 
 void emitDescriptors(Schema& schema, const std::string& unit, const std::string& folder) {
@@ -203,37 +227,20 @@ void emitDescriptors(Schema& schema, const std::string& unit, const std::string&
 
 // All descriptors by name and as a list, for the library itself and for tests.
 void emitTypeList(Schema& schema, const std::string& folder) {
-    const auto count = std::to_string(schema.named.size());
-    Output header(schema, folder + "/private/orxmonitoring2d/schema_types.h");
+    const std::string privateFolder = folder + "/private/orxmonitoring2d/";
+    Output header(schema, privateFolder + "schema_types.h");
     header << "/* The descriptors, inside the library. */\n#ifndef ORXMONITORING2D_SCHEMA_TYPES_H\n"
-              "#define ORXMONITORING2D_SCHEMA_TYPES_H\n\n#include "
-              "\"orxmonitoring2d/data_model.h\"\n\nZDDS_BEGIN_C\n\n";
+              "#define ORXMONITORING2D_SCHEMA_TYPES_H\n\n#include \"orxmonitoring2d/data_model.h\"\n"
+              "#include \"orxmonitoring2d/schema_lists.h\"\n\nZDDS_BEGIN_C\n\n";
     for (const auto* type : schema.named) {
         header << fill(
             "extern const DDS_TypeDescriptor $T_g_type;\nextern const DDS_TypePlugin $T_g_typePlugin;\n",
             {{'T', type->flatName}});
     }
-    header << "\n#define ORX_SCHEMA_TYPE_COUNT " << count
+    header << "\n#define ORX_SCHEMA_TYPE_COUNT " << std::to_string(schema.named.size())
            << "U\nextern const DDS_TypePlugin *const orx_schema_types[ORX_SCHEMA_TYPE_COUNT];\n\n"
-              "/* STRUCT, UNION, ENUM and ALIAS are called with the name of each type, MANAGED with that of "
-              "each\n"
-              " * type that has memory-manager forms, TOPIC with that of each topic type. */\n";
-    const auto list = [&](const char* macro, auto&& has) {
-        header << "#define ORX_SCHEMA_LIST_" << macro << "(X)";
-        for (const auto* type : schema.named) {
-            if (has(*type)) {
-                header << " \\\n    X(" << type->flatName << ")";
-            }
-        }
-        header << "\n";
-    };
-    list("STRUCT", [](const Type& type) { return type.kind == Kind::Struct; });
-    list("UNION", [](const Type& type) { return type.kind == Kind::Union; });
-    list("ENUM", [](const Type& type) { return type.kind == Kind::Enum; });
-    list("ALIAS", [](const Type& type) { return type.kind == Kind::Alias; });
-    list("MANAGED", hasMemoryManagerForms);
-    list("TOPIC", isTopicType);
-    header << "\nZDDS_END_C\n\n#endif\n";
+              "ZDDS_END_C\n\n#endif\n";
+    emitLists(schema, privateFolder + "schema_lists.h");
     Output source(schema, folder + std::string(sourceFolder) + "schema_list.c");
     source << "#include \"orxmonitoring2d/schema_types.h\"\n\n"
               "const DDS_TypePlugin *const orx_schema_types[ORX_SCHEMA_TYPE_COUNT] = {\n";
