@@ -61,6 +61,10 @@ bool giveLibraryLock() {
     return true;
 }
 
+void count(ORX_UINT32& counter) {
+    std::atomic_ref(counter).fetch_add(1, std::memory_order_release);
+}
+
 ORX_UINT64 snapshotEpoch(ORX_MonitoringResourceRegistry& registry) {
     return std::atomic_ref(registry.snapshotEpoch).load(std::memory_order_relaxed);
 }
@@ -97,9 +101,10 @@ bool onMatch(SnapshotThread& self) {
     if (!known)
         return ORX_ERROR(FAILED_TO_GET, "Event DataWriter DDS_PublicationMatchedStatus");
     if (change < 0)
-        return true; // readers have left, and none has come
+        return true; // readers have left, and more than came
     const auto& library = *reinterpret_cast<const ORX_MonitoringClassImpl*>(self.monitoringClass);
     const ORX_UINT64 lastEpoch = snapshotEpoch(*library.resourceRegistry);
+    count(self.delaysBegun);
     if (!waitOutDelay(self, library.snapshotDelay) || !takeLibraryLock(self))
         return false;
     const bool posted = postUnlessPosted(library, lastEpoch);
@@ -117,7 +122,11 @@ bool waitForMatch(SnapshotThread& self, DDS_ConditionSeq& active) {
     }
     const DDS_Condition* condition = DDS_StatusCondition_as_condition(self.statusCondition);
     for (DDS_Long i = 0; isRunning(self) && i < DDS_ConditionSeq_get_length(&active); ++i) {
-        if (*DDS_ConditionSeq_get_reference(&active, i) == condition && !onMatch(self))
+        if (*DDS_ConditionSeq_get_reference(&active, i) != condition)
+            continue;
+        const bool goesOn = onMatch(self);
+        count(self.matchesHandled);
+        if (!goesOn)
             return false;
     }
     return true;
@@ -215,8 +224,10 @@ ORX_MonitoringEventSnapshotThread* ORX_MonitoringEventSnapshotThread_new(
 }
 
 int ORX_MonitoringEventSnapshotThread_delete(ORX_MonitoringEventSnapshotThread* self) {
-    if (self == nullptr) return 1;
-    if (!finalize(*self)) return 0;
+    if (self == nullptr)
+        return 1;
+    if (!finalize(*self))
+        return 0;
     ORXOsapiHeap_freeStructure(self);
     return 1;
 }

@@ -26,6 +26,9 @@ struct ORX_MonitoringEventSnapshotThread {
     DDS_StatusCondition* statusCondition; /* the writer's */
     int isRunning;                        /* atomic: true from the start until finalize */
     struct ORXOsapiSemaphore* stopSignal; /* given once by finalize */
+    /* Progress, for debuggers and tests; atomic. Matches whose delay has begun, and matches dealt with. */
+    ORX_UINT32 delaysBegun;
+    ORX_UINT32 matchesHandled;
 };
 typedef struct ORX_MonitoringEventSnapshotThread ORX_MonitoringEventSnapshotThread;
 

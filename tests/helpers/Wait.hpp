@@ -36,8 +36,8 @@ private:
     uint64_t value_ = 0;
 };
 
-// A door that one thread reaches and waits at, until another opens it for good. Copies are the same door, so that
-// the thread held may still be leaving when the other's copy ends.
+// A door that one thread reaches and waits at, until another opens it for good. Copies are the same door, so
+// that the thread held may still be leaving when the other's copy ends.
 class Gate {
 public:
     // On the thread that is to be held. False when the bound has passed.
