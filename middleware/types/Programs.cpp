@@ -5,6 +5,7 @@
 #include "middleware/log/DdsLog.hpp"
 #include "middleware/log/Memory.hpp"
 #include "middleware/types/ShapeBuilder.hpp"
+#include "middleware/types/WireBuilder.hpp"
 #include "zddsc/type_engine.h"
 
 namespace zdds::types {
@@ -21,8 +22,18 @@ DDS_TypePrograms*& bucketOf(const DDS_TypeDescriptor* type) {
 
 const DDS_TypePrograms* findLocked(const DDS_TypeDescriptor* type) {
     for (const DDS_TypePrograms* programs = bucketOf(type); programs != nullptr; programs = programs->next)
-        if (programs->type == type) return programs;
+        if (programs->type == type) return programs->target != nullptr ? programs->target : programs;
     return nullptr;
+}
+
+template <typename Nested> bool build(DDS_TypePrograms& programs, Nested nested) {
+    const DDS_TypeDescriptor& type = *programs.type;
+    if (type.kind == DDS_TYPE_ALIAS && (type.flags & DDS_TYPE_FLAG_REFERENCE) == 0) {
+        programs.target = nested(type.element);
+        return programs.target != nullptr;
+    }
+    ShapeBuilder shapes(programs, nested);
+    return shapes.build() && buildWire(programs);
 }
 
 // depth: how many types enclose this one. Types within are made first; those that are complete stay when an outer
@@ -34,16 +45,18 @@ const DDS_TypePrograms* makeLocked(const DDS_TypeDescriptor* type, unsigned dept
     auto* programs = create<DDS_TypePrograms>("struct DDS_TypePrograms");
     if (programs == nullptr) return nullptr;
     programs->type = type;
-    ShapeBuilder builder(*programs, [depth](const DDS_TypeDescriptor* inner) { return makeLocked(inner, depth + 1); });
-    if (!builder.build()) {
+    const auto nested = [depth](const DDS_TypeDescriptor* inner) { return makeLocked(inner, depth + 1); };
+    if (!build(*programs, nested)) {
         destroy(programs);
         return nullptr;
     }
     programs->next = bucketOf(type);
     bucketOf(type) = programs;
+    const DDS_TypePrograms* result = programs->target != nullptr ? programs->target : programs;
     if (type->runtime != nullptr)
-        std::atomic_ref(type->runtime->program).store(programs, std::memory_order_release);
-    return programs;
+        std::atomic_ref(type->runtime->program)
+            .store(const_cast<DDS_TypePrograms*>(result), std::memory_order_release);
+    return result;
 }
 
 } // namespace

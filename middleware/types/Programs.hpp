@@ -10,15 +10,28 @@
 
 #include "middleware/types/Memory.hpp"
 #include "middleware/types/Shape.hpp"
+#include "middleware/types/Wire.hpp"
 
+// The programs of one type. An alias that is no reference has those of its target.
 struct DDS_TypePrograms {
     const DDS_TypeDescriptor* type = nullptr;
     DDS_TypePrograms* next = nullptr;
+    const DDS_TypePrograms* target = nullptr; // of such an alias; nothing below is used then
     zdds::types::Shape shape;
+    zdds::types::Wire wire;
+    // The types within: one for each member or arm (behind all aliases where it is optional), or the element. An
+    // array of arrays is one array of `count` innermost elements.
+    uint32_t count = 0;
+    zdds::types::HeapArray<const DDS_TypePrograms*> nested;
+    const DDS_TypePrograms* discriminator = nullptr;
     zdds::types::Arms arms{};
     zdds::types::HeapArray<zdds::types::Op> ops;
     zdds::types::HeapArray<zdds::types::Arm> armList;
     zdds::types::HeapArray<uint8_t> image;
+    zdds::types::HeapArray<zdds::types::Piece> pieces;
+    zdds::types::HeapArray<zdds::types::WireOp> wireOps;
+
+    const DDS_TypePrograms& element() const { return *nested.data()[0]; }
 };
 
 namespace zdds::types {

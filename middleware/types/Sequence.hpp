@@ -23,7 +23,13 @@ inline char* elementAt(const Element& element, const DDS_SequenceBase& sequence,
 }
 
 // Room for `length` elements that the caller is about to overwrite, exactly unless there is more. Sets no length.
-bool reserveElements(const Element& element, DDS_SequenceBase& sequence, size_t length, const Memory& memory);
+// What is new is made by `params`, if given, instead of the sequence's own.
+bool reserveElements(
+    const Element& element, DDS_SequenceBase& sequence, size_t length, const Memory& memory,
+    const DDS_TypeAllocationParams_t* params = nullptr);
+// Finalizes the elements from `maximum` on, for good. Only for a sequence that owns its buffer on the heap; otherwise
+// nothing happens.
+void dropElements(const Element& element, DDS_SequenceBase& sequence, uint32_t maximum);
 bool copySequence(
     const Element& element, DDS_SequenceBase& destination, const DDS_SequenceBase& source, const Memory& memory);
 // Releases what the sequence owns, in the way that it came; a loan on the caller's memory is dropped, unless

@@ -49,12 +49,13 @@ void finalizeElements(
 }
 
 bool initializeElements(
-    const Element& element, char* first, size_t count, const DDS_SequenceBase& self, const Memory& memory) {
+    const Element& element, char* first, size_t count, const DDS_SequenceBase& self, const Memory& memory,
+    const DDS_TypeAllocationParams_t* given = nullptr) {
     if (isPlain(element) && (element.shape == nullptr || element.shape->image == nullptr)) {
         std::memset(first, 0, count * element.size);
         return true;
     }
-    const DDS_TypeAllocationParams_t params = elementAllocation(self);
+    const DDS_TypeAllocationParams_t params = given != nullptr ? *given : elementAllocation(self);
     for (size_t i = 0; i < count; ++i) {
         char* at = first + i * element.size;
         if (element.shape != nullptr ? initializeValue(*element.shape, at, params, memory)
@@ -101,7 +102,9 @@ bool lendFromArena(const Element& element, DDS_SequenceBase& self, size_t maximu
 }
 
 // Resizes a buffer of the heap that the sequence owns, to exactly `maximum` elements.
-bool resizeBuffer(const Element& element, DDS_SequenceBase& self, size_t maximum, const Memory& memory) {
+bool resizeBuffer(
+    const Element& element, DDS_SequenceBase& self, size_t maximum, const Memory& memory,
+    const DDS_TypeAllocationParams_t* params = nullptr) {
     if (maximum > absoluteMaximum(self) || maximum > PTRDIFF_MAX / element.size) return false;
     if (maximum < self._maximum) {
         char* tail = static_cast<char*>(self._contiguous_buffer) + maximum * element.size;
@@ -120,7 +123,7 @@ bool resizeBuffer(const Element& element, DDS_SequenceBase& self, size_t maximum
     if (!memory.reallocate(&self._contiguous_buffer, maximum * element.size, alignment, "sequence buffer"))
         return false;
     char* tail = static_cast<char*>(self._contiguous_buffer) + self._maximum * element.size;
-    if (!initializeElements(element, tail, maximum - self._maximum, self, memory)) {
+    if (!initializeElements(element, tail, maximum - self._maximum, self, memory, params)) {
         if (self._maximum == 0) { // An empty sequence owns no buffer.
             Memory::release(self._contiguous_buffer, false);
             self._contiguous_buffer = nullptr;
@@ -133,9 +136,11 @@ bool resizeBuffer(const Element& element, DDS_SequenceBase& self, size_t maximum
 
 } // namespace
 
-bool reserveElements(const Element& element, DDS_SequenceBase& self, size_t length, const Memory& memory) {
+bool reserveElements(
+    const Element& element, DDS_SequenceBase& self, size_t length, const Memory& memory,
+    const DDS_TypeAllocationParams_t* params) {
     if (length <= self._maximum) return true;
-    if (memory.arena == nullptr) return !self._loaned && resizeBuffer(element, self, length, memory);
+    if (memory.arena == nullptr) return !self._loaned && resizeBuffer(element, self, length, memory, params);
     // In an arena a buffer does not grow. One that the caller lent is not replaced behind its back.
     if (self._loaned && !self._arena) return false;
     DDS_SequenceBase grown = self;
@@ -144,6 +149,12 @@ bool reserveElements(const Element& element, DDS_SequenceBase& self, size_t leng
     finalizeSequence(element, self, true);
     self = grown;
     return true;
+}
+
+void dropElements(const Element& element, DDS_SequenceBase& self, uint32_t maximum) {
+    if (self._loaned || maximum >= self._maximum) return;
+    resizeBuffer(element, self, maximum, {});
+    if (self._length > maximum) self._length = maximum;
 }
 
 bool copySequence(

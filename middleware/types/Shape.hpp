@@ -15,6 +15,7 @@
 namespace zdds::types {
 
 struct Shape;
+struct Wire;
 
 enum class OpCode : uint8_t {
     plain,          // `size` bytes
@@ -33,7 +34,7 @@ struct Arm {
     uint32_t labelCount;
     const DDS_LongLong* labels;
     const Shape* shape;
-    const DDS_TypeMember* member;
+    const Wire* wire;
 };
 
 struct Arms {
@@ -43,7 +44,11 @@ struct Arms {
     DDS_LongLong defaultDiscriminator;
     const Arm* list;
 
-    DDS_LongLong read(const void* unionValue) const;
+    // Of the bytes of a discriminator.
+    DDS_LongLong valueOf(const char* bytes) const;
+    DDS_LongLong read(const void* unionValue) const {
+        return valueOf(static_cast<const char*>(unionValue) + discriminatorOffset);
+    }
     void write(void* unionValue, DDS_LongLong discriminator) const;
     // The arm that the discriminator selects; null for none.
     const Arm* select(DDS_LongLong label) const {
@@ -76,6 +81,7 @@ struct Shape {
     uint32_t opCount = 0;
     const Op* ops = nullptr;
     const uint8_t* image = nullptr; // null: zeros
+    bool hasArms = false;           // a union that is not plain lies in the value itself
 
     bool isPlain() const { return ownerCount == 0; }
     const Op* owners() const { return ops; }
@@ -92,6 +98,12 @@ inline const DDS_TypeDescriptor* resolve(const DDS_TypeDescriptor* type) {
 inline const DDS_TypeDescriptor* resolveAll(const DDS_TypeDescriptor* type) {
     while (type->kind == DDS_TYPE_ALIAS) type = type->element;
     return type;
+}
+// Of an array, through arrays that are its elements.
+inline const DDS_TypeDescriptor* innermostElement(const DDS_TypeDescriptor& array) {
+    const DDS_TypeDescriptor* element = resolve(array.element);
+    while (element->kind == DDS_TYPE_ARRAY) element = resolve(element->element);
+    return element;
 }
 inline bool isPrimitive(DDS_TypeKind kind) { return kind >= DDS_TYPE_BOOLEAN && kind <= DDS_TYPE_DOUBLE; }
 inline bool isOptional(const DDS_TypeMember& member) { return (member.flags & DDS_MEMBER_FLAG_OPTIONAL) != 0; }

@@ -44,9 +44,31 @@ bool ShapeBuilderBase::checkDescriptor() const {
         return true;
     }
     case DDS_TYPE_ENUM:
+        for (uint32_t i = 1; i < type_.literalCount; ++i)
+            if (type_.literals[i - 1].value >= type_.literals[i].value) return reportUnusable("order of enumerators");
         if (type_.size != sizeof(DDS_Enum) || type_.literalCount == 0) return reportUnusable("enumeration");
         return true;
     default: return isPrimitive(type_.kind) || reportUnusable("kind");
+    }
+}
+
+bool ShapeBuilderBase::collect() {
+    switch (type_.kind) {
+    case DDS_TYPE_STRING: return push({OpCode::string, 0, sizeof(char*), 0, {.text = nullptr}});
+    case DDS_TYPE_STRUCT:
+    case DDS_TYPE_UNION:
+        for (uint32_t i = 0; i < type_.memberCount; ++i) {
+            const DDS_TypePrograms& inner = *programs_.nested[i];
+            if (!(type_.kind == DDS_TYPE_STRUCT ? pushMember(type_.members[i], inner.shape)
+                                                : pushArm(type_.members[i], inner)))
+                return false;
+        }
+        return true;
+    case DDS_TYPE_ALIAS: return push({OpCode::reference, 0, 0, 0, {.shape = &programs_.element().shape}});
+    case DDS_TYPE_ARRAY: return pushArray(programs_.element().shape);
+    case DDS_TYPE_SEQUENCE:
+        return push({OpCode::sequence, 0, 0, type_.bound, {.shape = &programs_.element().shape}});
+    default: return pushPlain(0, type_.size); // primitives and enumerations
     }
 }
 
@@ -100,18 +122,19 @@ bool ShapeBuilderBase::pushMember(const DDS_TypeMember& member, const Shape& inn
     return splice(inner, member.offset) && putDefault(member);
 }
 
-bool ShapeBuilderBase::pushArm(const DDS_TypeMember& member, const Shape& inner) {
-    if (inner.image != nullptr && !putImage(member.offset, inner.image, inner.size)) return false;
-    isPlainUnion_ = isPlainUnion_ && inner.isPlain();
+bool ShapeBuilderBase::pushArm(const DDS_TypeMember& member, const DDS_TypePrograms& inner) {
+    const Shape& shape = inner.shape;
+    if (shape.image != nullptr && !putImage(member.offset, shape.image, shape.size)) return false;
+    isPlainUnion_ = isPlainUnion_ && shape.isPlain();
     return programs_.armList.push({static_cast<uint32_t>(member.offset),
-        (member.flags & DDS_MEMBER_FLAG_DEFAULT_ARM) != 0, member.labelCount, member.labels, &inner, &member});
+        (member.flags & DDS_MEMBER_FLAG_DEFAULT_ARM) != 0, member.labelCount, member.labels, &shape, &inner.wire});
 }
 
 bool ShapeBuilderBase::pushArray(const Shape& inner) {
-    for (uint32_t i = 0; inner.image != nullptr && i < type_.bound; ++i)
+    for (uint32_t i = 0; inner.image != nullptr && i < programs_.count; ++i)
         if (!putImage(i * inner.size, inner.image, inner.size)) return false;
     if (inner.isPlain()) return pushPlain(0, type_.size);
-    return programs_.ops.push({OpCode::loop, 0, 0, type_.bound, {.shape = &inner}});
+    return programs_.ops.push({OpCode::loop, 0, 0, programs_.count, {.shape = &inner}});
 }
 
 bool ShapeBuilderBase::putDefault(const DDS_TypeMember& member) {
@@ -152,6 +175,9 @@ bool ShapeBuilderBase::finish() {
     shape.ownerCount = static_cast<uint32_t>(owners - programs_.ops.begin());
     shape.opCount = static_cast<uint32_t>(programs_.ops.size());
     shape.ops = programs_.ops.data();
+    for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op)
+        shape.hasArms |= op->code == OpCode::arms || (op->code == OpCode::loop && op->shape->hasArms) ||
+                         (op->code == OpCode::reference && op->shape->hasArms);
     if (std::any_of(programs_.image.begin(), programs_.image.end(), [](uint8_t byte) { return byte != 0; }))
         shape.image = programs_.image.data();
     return true;
@@ -173,8 +199,7 @@ template <typename T> DDS_LongLong readAs(const char* at) {
 
 } // namespace
 
-DDS_LongLong Arms::read(const void* unionValue) const {
-    const char* at = static_cast<const char*>(unionValue) + discriminatorOffset;
+DDS_LongLong Arms::valueOf(const char* at) const {
     switch (discriminator->kind) {
     case DDS_TYPE_BOOLEAN: return readAs<DDS_Boolean>(at) != 0;
     case DDS_TYPE_OCTET: return readAs<DDS_Octet>(at);

@@ -167,50 +167,63 @@ void finalizeOptionalMembers(const Shape& shape, void* value, const DDS_TypeDeal
     }
 }
 
-bool resetValue(const Shape& shape, void* value, const Memory& memory) {
-    const bool isArena = memory.arena != nullptr;
+namespace {
+
+void resetPlain(const Shape& shape, void* value, size_t begin, size_t end) {
+    if (begin >= end) return;
+    char* at = static_cast<char*>(value) + begin;
+    if (shape.image == nullptr) std::memset(at, 0, end - begin);
+    else std::memcpy(at, shape.image + begin, end - begin);
+}
+
+bool resetArms(const Arms& arms, char* unionValue, const Memory& memory) {
     bool complete = true;
-    if (shape.isPlain()) {
-        copyImage(shape, value);
+    for (const Arm* arm = arms.list; arm != arms.list + arms.count; ++arm)
+        complete &= resetValue(*arm->shape, unionValue + arm->offset, memory);
+    arms.write(unionValue, arms.defaultDiscriminator);
+    return complete;
+}
+
+bool resetOwner(const Op& op, void* value, const Memory& memory) {
+    const bool isArena = memory.arena != nullptr;
+    char* at = &fieldAt<char>(value, op);
+    bool complete = true;
+    switch (op.code) {
+    case OpCode::plain: return true;
+    case OpCode::string: return assignText(&fieldAt<char*>(value, op), op.text, lengthOf(op.text), memory);
+    case OpCode::optionalString:
+        Memory::release(fieldAt<char*>(value, op), isArena);
+        fieldAt<char*>(value, op) = nullptr;
         return true;
+    case OpCode::sequence: sequenceAt(value, op)._length = 0; return true;
+    case OpCode::optional: destroyValue(*op.shape, &fieldAt<void*>(value, op), defaultDeallocation, isArena); return true;
+    case OpCode::reference: {
+        void* target = fieldAt<void*>(value, op);
+        return target == nullptr || resetValue(*op.shape, target, memory);
     }
+    case OpCode::loop:
+        for (uint32_t i = 0; i < op.count; ++i) complete &= resetValue(*op.shape, at + i * op.shape->size, memory);
+        return complete;
+    case OpCode::arms: return resetArms(*op.arms, at, memory);
+    }
+    return true;
+}
+
+} // namespace
+
+bool resetMembers(const Shape& shape, void* value, size_t begin, size_t end, const Memory& memory) {
+    bool complete = true;
     for (const Op* op = shape.ops; op != shape.opsEnd(); ++op) {
-        switch (op->code) {
-        case OpCode::plain:
-            if (shape.image == nullptr) std::memset(&fieldAt<char>(value, *op), 0, op->size);
-            else std::memcpy(&fieldAt<char>(value, *op), shape.image + op->offset, op->size);
-            break;
-        case OpCode::string:
-            complete &= assignText(&fieldAt<char*>(value, *op), op->text, lengthOf(op->text), memory);
-            break;
-        case OpCode::optionalString: {
-            char*& text = fieldAt<char*>(value, *op);
-            Memory::release(text, isArena);
-            text = nullptr;
-            break;
-        }
-        case OpCode::sequence: sequenceAt(value, *op)._length = 0; break;
-        case OpCode::optional:
-            destroyValue(*op->shape, &fieldAt<void*>(value, *op), defaultDeallocation, isArena);
-            break;
-        case OpCode::reference:
-            if (fieldAt<void*>(value, *op) != nullptr)
-                complete &= resetValue(*op->shape, fieldAt<void*>(value, *op), memory);
-            break;
-        case OpCode::loop:
-            for (uint32_t i = 0; i < op->count; ++i)
-                complete &= resetValue(*op->shape, &fieldAt<char>(value, *op) + i * op->shape->size, memory);
-            break;
-        case OpCode::arms: {
-            char* at = &fieldAt<char>(value, *op);
-            for (const Arm* arm = op->arms->list; arm != op->arms->list + op->arms->count; ++arm)
-                complete &= resetValue(*arm->shape, at + arm->offset, memory);
-            op->arms->write(at, op->arms->defaultDiscriminator);
-            break;
-        }
-        }
+        if (op->code == OpCode::plain)
+            resetPlain(shape, value, std::max<size_t>(begin, op->offset), std::min<size_t>(end, op->offset + op->size));
+        else if (op->offset >= begin && op->offset < end)
+            complete &= resetOwner(*op, value, memory);
     }
     return complete;
+}
+
+bool resetValue(const Shape& shape, void* value, const Memory& memory) {
+    return resetMembers(shape, value, 0, shape.size, memory);
 }
 
 bool switchArm(const Arms& arms, void* unionValue, DDS_LongLong discriminator, const Memory& memory) {

@@ -13,12 +13,20 @@ namespace zdds::types {
 inline constexpr DDS_TypeAllocationParams_t defaultAllocation = DDS_TYPE_ALLOCATION_PARAMS_DEFAULT;
 inline constexpr DDS_TypeDeallocationParams_t defaultDeallocation = DDS_TYPE_DEALLOCATION_PARAMS_DEFAULT;
 
+// For values that are read at once: their strings need not be made twice. Of a union only one arm is read.
+inline const DDS_TypeAllocationParams_t& bareAllocation(const Shape& shape) {
+    static constexpr DDS_TypeAllocationParams_t bare = {DDS_BOOLEAN_TRUE, DDS_BOOLEAN_FALSE, DDS_BOOLEAN_FALSE};
+    return shape.hasArms ? defaultAllocation : bare;
+}
+
 // Raw memory becomes the default value. On failure nothing is left allocated, and the value can be finalized.
 bool initializeValue(const Shape& shape, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory);
 void finalizeValue(const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params, bool isArena);
 void finalizeOptionalMembers(const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params);
 // An initialized value gets its defaults and keeps what memory it has, but for optional members.
 bool resetValue(const Shape& shape, void* value, const Memory& memory);
+// The same for what lies in [begin, end) of the value, which are bounds of members.
+bool resetMembers(const Shape& shape, void* value, size_t begin, size_t end, const Memory& memory);
 bool copyValue(const Shape& shape, void* destination, const void* source, const Memory& memory);
 
 // *destination becomes the text, in place when there is room; null counts as "".

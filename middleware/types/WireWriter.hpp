@@ -1,0 +1,55 @@
+// Runs wire programs: values to XCDR 2 in native byte order.
+//
+// Errors: false for a string or sequence beyond its bound, an unknown enumerator, a null reference, and a lack of
+// room.
+#ifndef ZDDSC_TYPES_WIRE_WRITER_HPP
+#define ZDDSC_TYPES_WIRE_WRITER_HPP
+
+#include <cstring>
+
+#include "middleware/types/Wire.hpp"
+
+namespace zdds::types {
+
+// Where the bytes go: a fixed buffer, or one of the heap that grows.
+class WriteBuffer {
+public:
+    WriteBuffer(char* buffer, size_t capacity) : base_(buffer), current_(buffer), end_(buffer + capacity) {}
+    // Grows *buffer of *capacity bytes.
+    WriteBuffer(char** buffer, size_t* capacity)
+        : base_(*buffer), current_(*buffer), end_(*buffer + *capacity), growing_(buffer), capacity_(capacity) {}
+
+    bool room(size_t size) { return static_cast<size_t>(end_ - current_) >= size || grow(size); }
+    char* at(size_t position) { return base_ + position; }
+    size_t position() const { return static_cast<size_t>(current_ - base_); }
+    char* current() { return current_; }
+    void advance(size_t size) { current_ += size; }
+    // Zeros up to the alignment, counted from the start of the buffer; there is room.
+    void pad(size_t alignment) {
+        const size_t gap = (0 - position()) & (alignment - 1);
+        for (size_t i = 0; i < gap; ++i) current_[i] = 0;
+        current_ += gap;
+    }
+    void put4(uint32_t value) {
+        std::memcpy(current_, &value, 4);
+        current_ += 4;
+    }
+
+private:
+    bool grow(size_t size);
+
+    char* base_;
+    char* current_;
+    char* end_;
+    char** growing_ = nullptr;
+    size_t* capacity_ = nullptr;
+};
+
+// Alignment counts from the start of the buffer, which is a multiple of 4 away from the start of the encoding.
+bool writeWire(const Wire& wire, const char* value, WriteBuffer& out);
+// Adds the size to *position.
+bool measureWire(const Wire& wire, const char* value, size_t* position);
+
+} // namespace zdds::types
+
+#endif
