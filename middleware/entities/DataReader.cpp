@@ -13,10 +13,6 @@ DDS_DataReaderImpl::DDS_DataReaderImpl(DDS_SubscriberImpl& owner, DDS_TopicImpl&
 
 DDS_DataReaderImpl::~DDS_DataReaderImpl() { DDS_DataReaderQos_finalize(&qos); }
 
-bool DDS_DataReaderImpl::isUnused() const {
-    return loans.isEmpty() && readConditions.isEmpty() && !listener.isCallingThread();
-}
-
 void DDS_DataReaderImpl::Sink::raise(DDS_StatusMask statuses) {
     reader.statusCondition.raise(statuses);
     if ((statuses & DDS_DATA_AVAILABLE_STATUS) != 0) reader.readConditions.wakeWaiters();
@@ -120,23 +116,37 @@ DDS_DataReader* DDS_Subscriber_create_datareader(DDS_Subscriber* self, DDS_Topic
     return reader;
 }
 
+namespace zdds {
+namespace {
+
+// Takes a reader that nobody uses out of the tree.
+bool detachReader(DDS_SubscriberImpl& subscriber, DDS_DataReaderImpl& reader) {
+    Guard guard(subscriber.participant->tree);
+    if (!subscriber.readers.contains(reader) || !reader.isUnused()) return false;
+    subscriber.readers.detach(reader);
+    return true;
+}
+
+} // namespace
+} // namespace zdds
+
+// A running callback is waited for, with the tree's mutex free, since it may use the tree; what it has on loan is
+// returned by then.
 DDS_ReturnCode_t DDS_Subscriber_delete_datareader(DDS_Subscriber* self, DDS_DataReader* reader) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(reader != nullptr, DDS_RETCODE_BAD_PARAMETER);
     if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
-    zdds::Guard guard(self->participant->tree);
-    const bool isChild = self->readers.contains(*reader);
-    if (!isChild || !reader->isUnused()) {
-        guard.release();
+    if (reader->listener.isCallingThread())
+        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE, "reader: this is a callback of its listener");
+    reader->listener.pause();
+    if (!zdds::detachReader(*self, *reader)) {
+        reader->listener.resume();
         return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE,
-            "reader: it is not of this subscriber, has loans or read conditions, or this thread is in its listener");
+            "reader: it is not of this subscriber, or has samples on loan or read conditions");
     }
     DDS_TopicImpl* topic = reader->topic;
-    self->readers.detach(*reader);
-    guard.release();
-    // Waits for a callback, which may use the tree: so the mutex is free.
     const bool isDestroyed = zdds::destroyReader(*reader);
-    guard.take();
+    zdds::Guard guard(self->participant->tree);
     self->readers.forget();
     --topic->endpointCount;
     return isDestroyed ? DDS_RETCODE_OK : DDS_RETCODE_ERROR;

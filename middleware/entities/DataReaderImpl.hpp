@@ -13,8 +13,8 @@ struct DDS_DataReaderImpl : DDS_EntityImpl {
     DDS_DataReaderImpl(DDS_SubscriberImpl& owner, DDS_TopicImpl& readTopic);
     ~DDS_DataReaderImpl();
 
-    // Nobody holds on to it: it may be deleted.
-    bool isUnused() const;
+    // No loans and no conditions: it may be deleted.
+    bool isUnused() const { return loans.isEmpty() && readConditions.isEmpty(); }
 
     // What the engine tells. Its threads only store, wake and return.
     struct Sink final : zdds::engine::ReaderSink {

@@ -59,9 +59,12 @@ Instance* InstanceTable::assertInstance(const InstanceKey& key) {
     return instance;
 }
 
-// Forgets one instance that has nothing to tell any more.
+// Forgets one instance that has nothing to tell any more. Looks at a few buckets only, others the next time: a flood
+// of new keys must not make each of them expensive.
 bool InstanceTable::makeRoom() {
-    for (Instance*& bucket : buckets_) {
+    constexpr int bucketsPerSearch = 4;
+    for (int i = 0; i < bucketsPerSearch; ++i) {
+        Instance*& bucket = buckets_[nextToClear_++ % bucketCount];
         for (Instance** link = &bucket; *link != nullptr; link = &(*link)->next) {
             Instance* instance = *link;
             if (instance->state == DDS_ALIVE_INSTANCE_STATE || instance->samples != 0) continue;

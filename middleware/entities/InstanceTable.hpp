@@ -49,13 +49,14 @@ private:
     static void destroyInstance(Instance* instance);
     bool makeRoom();
 
-    static constexpr size_t bucketCount = 64;
-    Instance*& bucketOf(const DDS_InstanceHandle_t& handle) { return buckets_[handle.keyHash[0] % bucketCount]; }
+    static constexpr size_t bucketCount = 256;
+    Instance*& bucketOf(const DDS_InstanceHandle_t& handle) { return buckets_[handle.keyHash[15] % bucketCount]; }
 
     const DDS_TypePlugin& plugin_;
     const DDS_UnsignedLong keyBytes_;
     DDS_UnsignedLong bound_ = safetyBound;
     DDS_UnsignedLong count_ = 0;
+    size_t nextToClear_ = 0; // where the next search for room begins
     std::array<Instance*, bucketCount> buckets_{};
     Instance single_;
 };

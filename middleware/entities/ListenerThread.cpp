@@ -38,6 +38,18 @@ bool ListenerThread::isCallingThread() const {
     return hasSelf_ && pthread_equal(self_, pthread_self());
 }
 
+void ListenerThread::pause() {
+    Guard guard(mutex_);
+    isPaused_ = true;
+    while (isCalling_) changed_.wait(mutex_);
+}
+
+void ListenerThread::resume() {
+    Guard guard(mutex_);
+    isPaused_ = false;
+    changed_.wakeAll();
+}
+
 bool ListenerThread::stop() {
     Guard guard(mutex_);
     isStopping_ = true;
@@ -61,7 +73,7 @@ void ListenerThread::work() {
     self_ = pthread_self();
     hasSelf_ = true;
     while (!isStopping_) {
-        if (pending_ == 0) {
+        if (pending_ == 0 || isPaused_) {
             changed_.wait(mutex_);
             continue;
         }

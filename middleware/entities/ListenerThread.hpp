@@ -25,6 +25,9 @@ public:
     // Statuses of the listener's mask call it.
     void notify(DDS_StatusMask statuses);
     bool isCallingThread() const;
+    // Returns when no callback runs; none begins before resume. Not for the thread itself.
+    void pause();
+    void resume();
     // After setListener(null): ends the thread. False when it did not end.
     bool stop();
 
@@ -41,6 +44,7 @@ private:
     DDS_StatusMask mask_ = 0;
     DDS_StatusMask pending_ = 0;
     bool isCalling_ = false;
+    bool isPaused_ = false;
     bool isStopping_ = false;
     pthread_t self_{}; // the thread, once it runs
     bool hasSelf_ = false;
