@@ -69,6 +69,11 @@ void checkVerbosity(std::string_view value, Problem& problem) {
             value.data());
 }
 
+void checkLibrary(std::string_view value, Problem& problem) {
+    if (value.empty())
+        report(problem, "the name of the file is empty");
+}
+
 void checkOff(std::string_view, Problem&) {}
 
 constexpr Option optionTable[] = {
@@ -90,6 +95,9 @@ constexpr Option optionTable[] = {
     {"verbosity", "LEVEL", "ORX_AGENT_VERBOSITY", false, checkVerbosity,
         "what the agent writes to stderr: silent, error, warning, info or\n"
         "debug (default warning)"},
+    {"library", "FILE", "ORX_AGENT_LIBRARY", false, checkLibrary,
+        "the monitoring library (default: liborxmonitoring2d.so.0 from beside\n"
+        "the agent)"},
     {"off", nullptr, "ORX_AGENT_OFF", false, checkOff, "run the program without the agent"},
 };
 

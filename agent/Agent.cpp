@@ -1,0 +1,215 @@
+#include "agent/Agent.hpp"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+#include "agent/AgentLog.hpp"
+#include "agent/Engine.hpp"
+#include "agent/Interposition.hpp"
+#include "agent/Listeners.hpp"
+#include "agent/MetricGroups.hpp"
+#include "agent/Push.hpp"
+#include "zddscore/thread.h"
+
+namespace orx::agent {
+
+namespace {
+
+OrxEngineFunctions engineFunctions;
+
+// At the program's end: how long work that is queued may take, and how long what was handed to the library
+// needs to leave the process, which is its publication period and a little more.
+constexpr int64_t endBoundNs = 300'000'000;
+constexpr int64_t publicationNs = 150'000'000;
+constexpr size_t workUnderOneLock = 64;
+
+// Never destroyed: callbacks of the engine may come until the process is gone.
+Registry& theRegistry() {
+    alignas(Registry) static char memory[sizeof(Registry)];
+    static auto* registry = new (memory) Registry;
+    return *registry;
+}
+
+pid_t startedIn = 0;
+std::atomic<int64_t> lastWorkNs{0}; // relaxed: a moment more or less does no harm
+
+class LibraryLock {
+public:
+    LibraryLock()
+        : isHeld_(ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 1, 1, nullptr) ==
+                  ORX_MONITORING_LOCK_RESULT_OK) {}
+    ~LibraryLock() {
+        if (isHeld_)
+            ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 1);
+    }
+    LibraryLock(const LibraryLock&) = delete;
+    LibraryLock& operator=(const LibraryLock&) = delete;
+    explicit operator bool() const { return isHeld_; }
+
+private:
+    bool isHeld_;
+};
+
+void assertResource(ORX_MonitoringClass& library, Observed& observed) {
+    ORX_MonitoringResource* parent =
+        observed.parent != nullptr ? observed.parent->resource : library.rootResource;
+    if (parent == nullptr)
+        return AGENT_WARNING(FAILED_TO_ASSERT, "'%s': its parent has no resource", observed.name);
+    uint32_t generations[maximumStatuses];
+    noteGenerations(observed, generations);
+    DDS_UnsignedLong index = 0;
+    ORX_MonitoringResource* resource = library.assertResourceFunction(&library, &index, &observed.guid,
+        classIdOf(observed.kind), observed.name, observed.standIn, parent, &resourceForwarder());
+    if (resource == nullptr)
+        return AGENT_WARNING(FAILED_TO_ASSERT, "'%s'", observed.name);
+    attachResource(observed, resource, index, generations);
+}
+
+bool isGoneWithAnAncestor(const Observed& observed) {
+    for (const Observed* at = observed.parent; at != nullptr; at = at->parent) {
+        if (at->isResourceGone)
+            return true;
+    }
+    return false;
+}
+
+void deleteResource(ORX_MonitoringClass& library, Observed& observed) {
+    ORX_MonitoringResource* resource = isGoneWithAnAncestor(observed) ? nullptr : observed.resource;
+    Registry::walk(observed, [](Observed& at) { detachResource(at); });
+    if (resource != nullptr)
+        library.deleteResourceFunction(&library, resource);
+    observed.isResourceGone = true;
+}
+
+bool startLibrary() {
+    ORX_MonitoringProperty_t property;
+    if (!ORX_MonitoringProperty_t_initialize(&property))
+        return false;
+    const bool isStarted = fillProperty(property) &&
+                           ORX_MonitoringHost_load_library(std::getenv("ORX_AGENT_LIBRARY")) &&
+                           ORX_MonitoringHost_start(&property) != nullptr;
+    ORX_MonitoringProperty_t_finalize_ex(&property, DDS_BOOLEAN_FALSE);
+    return isStarted;
+}
+
+void* runAgent(void*) {
+    Registry& registry = theRegistry();
+    const bool isStarted = startLibrary();
+    if (!isStarted)
+        AGENT_WARNING(FAILED_TO_CREATE, "the monitoring library: the program runs on without monitoring");
+    while (isStarted && registry.waitForWork() && processWork(registry, workUnderOneLock))
+        lastWorkNs.store(monotonicNow(), std::memory_order_relaxed);
+    if (isStarted)
+        AGENT_WARNING(FAILURE, "monitoring has ended with the engine or the library; the program runs on");
+    registry.stopWork();
+    return nullptr;
+}
+
+// At the program's end, on the thread that ends it. In a child that was forked nothing of the agent runs.
+void quiesce() {
+    if (getpid() != startedIn)
+        return;
+    const int64_t deadline = monotonicNow() + endBoundNs;
+    if (!theRegistry().waitUntilIdle(deadline))
+        return;
+    const int64_t published = lastWorkNs.load(std::memory_order_relaxed) + publicationNs;
+    const int64_t left = (published < deadline ? published : deadline) - monotonicNow();
+    if (left > 0)
+        usleep(static_cast<useconds_t>(left / 1000));
+}
+
+bool applySettings(int32_t& domain) {
+    Problem problem;
+    checkEnvironment(problem);
+    if (problem)
+        return std::fprintf(stderr, "orx-agent: not monitoring: %s\n", problem.text), false;
+    const char* verbosityText = std::getenv("ORX_AGENT_VERBOSITY");
+    Verbosity verbosity = defaultVerbosity;
+    if (verbosityText != nullptr)
+        parseVerbosity(verbosityText, verbosity);
+    setVerbosity(verbosity);
+    const char* domainText = std::getenv("ORX_AGENT_DOMAIN");
+    domain = defaultDomain;
+    if (domainText != nullptr)
+        parseDomain(domainText, domain);
+    return true;
+}
+
+// The engine that this library calls must be the one that the program calls.
+bool isSameEngine(const OrxEngineFunctions& functions) {
+    Dl_info program{};
+    Dl_info own{};
+    return dladdr(reinterpret_cast<const void*>(functions.dds_create_participant), &program) != 0 &&
+           dladdr(reinterpret_cast<const void*>(&dds_create_listener), &own) != 0 &&
+           program.dli_fbase == own.dli_fbase;
+}
+
+const OrxAgentTable* makeTable(const OrxShimStart& start) {
+    static OrxAgentTable table;
+    fillInterposedFunctions(table.functions);
+    table.ownCode[table.ownCodeCount++] = start.codeRangeOf(reinterpret_cast<const void*>(&orxAgent_start));
+    table.ownCode[table.ownCodeCount++] =
+        start.codeRangeOf(reinterpret_cast<const void*>(&ORX_MonitoringHost_start));
+    return &table;
+}
+
+} // namespace
+
+const OrxEngineFunctions& engine() {
+    return engineFunctions;
+}
+void setEngine(const OrxEngineFunctions& functions) {
+    engineFunctions = functions;
+}
+
+bool processWork(Registry& registry, size_t maximum) {
+    const LibraryLock lock;
+    const ORX_MonitoringGlobals* globals = lock ? ORX_MonitoringGlobals_get_instance() : nullptr;
+    if (globals == nullptr || globals->monitoringClass == nullptr)
+        return false;
+    for (size_t i = 0; i < maximum; ++i) {
+        const Registry::Task task = registry.takeWork();
+        if (!task.observed)
+            return true;
+        if (task.isDeletion) {
+            deleteResource(*globals->monitoringClass, *task.observed);
+            registry.deleted(*task.observed);
+        } else {
+            assertResource(*globals->monitoringClass, *task.observed);
+            registry.asserted(*task.observed);
+        }
+    }
+    return true;
+}
+
+} // namespace orx::agent
+
+const OrxAgentTable* orxAgent_start(const OrxShimStart* start) {
+    using namespace orx::agent;
+    int32_t domain = 0;
+    if (!isSameEngine(*start->engine)) {
+        std::fputs("orx-agent: not monitoring: the program uses another copy of the DDS library\n", stderr);
+        return nullptr;
+    }
+    if (!applySettings(domain) || !ORX_MonitoringHost_initialize())
+        return nullptr;
+    Registry& registry = theRegistry();
+    setEngine(*start->engine);
+    setListenerRegistry(registry);
+    setMetricGroupRegistry(registry);
+    setInterpositionRegistry(registry, domain);
+    startedIn = getpid();
+    if (std::atexit(quiesce) != 0)
+        return nullptr;
+    if (ORXOsapiJoinableThread_new("orxAgent", ORX_OSAPI_THREAD_PRIORITY_DEFAULT,
+            ORX_OSAPI_THREAD_OPTION_DEFAULT, ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT, nullptr, runAgent,
+            nullptr) == nullptr) {
+        AGENT_ERROR(FAILED_TO_CREATE, "the agent's thread");
+        return nullptr;
+    }
+    return makeTable(*start);
+}

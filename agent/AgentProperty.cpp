@@ -1,0 +1,102 @@
+// From the environment to the property record of the monitoring library.
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "agent/Agent.hpp"
+#include "agent/AgentLog.hpp"
+#include "agent/ResourceName.hpp"
+#include "agent/Settings.hpp"
+
+namespace orx::agent {
+
+namespace {
+
+// Texts of the settings are parts of longer ones.
+bool replace(char** destination, std::string_view text) {
+    char* copy = DDS_String_ndup(text.data(), text.size());
+    if (copy == nullptr)
+        return false;
+    DDS_String_free(*destination);
+    *destination = copy;
+    return true;
+}
+
+bool append(DDS_StringSeq& sequence, std::string_view text) {
+    const DDS_Long length = DDS_StringSeq_get_length(&sequence);
+    return DDS_StringSeq_ensure_length(&sequence, length + 1, length + 1) &&
+           replace(DDS_StringSeq_get_reference(&sequence, length), text);
+}
+
+bool appendSelection(DDS_MonitoringMetricSelectionSeq& list, std::string_view text) {
+    const DDS_Long length = DDS_MonitoringMetricSelectionSeq_get_length(&list);
+    if (!DDS_MonitoringMetricSelectionSeq_ensure_length(&list, length + 1, length + 1))
+        return false;
+    DDS_MonitoringMetricSelection& selection = *DDS_MonitoringMetricSelectionSeq_get_reference(&list, length);
+    const Selection parts = splitSelection(text);
+    if (!replace(&selection.resource_selection, parts.expression))
+        return false;
+    Pattern pattern{};
+    for (std::string_view rest = parts.patterns; nextPattern(rest, pattern);) {
+        DDS_StringSeq& patterns =
+            pattern.enables ? selection.enabled_metrics_selection : selection.disabled_metrics_selection;
+        if (!append(patterns, pattern.text))
+            return false;
+    }
+    return true;
+}
+
+bool fillSelections(ORX_MonitoringProperty_t& property, std::string_view selections) {
+    std::string_view selection;
+    while (nextSelection(selections, selection)) {
+        if (!appendSelection(property.metric_selection_list, selection))
+            return false;
+    }
+    return true;
+}
+
+bool fillPeers(ORX_MonitoringProperty_t& property, std::string_view peers) {
+    std::string_view peer;
+    while (nextItem(peers, peer)) {
+        if (!append(property.collector_initial_peers, peer))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool fillProperty(ORX_MonitoringProperty_t& property) {
+    const char* domain = std::getenv("ORX_AGENT_DOMAIN");
+    const char* name = std::getenv("ORX_AGENT_APP_NAME");
+    const char* peers = std::getenv("ORX_AGENT_PEERS");
+    const char* selections = std::getenv("ORX_AGENT_SELECT");
+    property.domain_id = defaultDomain;
+    if (domain != nullptr)
+        parseDomain(domain, property.domain_id);
+    const bool isFilled = (name == nullptr || DDS_String_replace(&property.application_name,
+                                                  resourceName(name).text) != nullptr) &&
+                          (peers == nullptr || fillPeers(property, peers)) &&
+                          fillSelections(property, selections != nullptr ? selections : defaultSelections());
+    if (!isFilled)
+        AGENT_ERROR(FAILED_TO_SET, "properties of the monitoring");
+    return isFilled;
+}
+
+void setVerbosity(Verbosity verbosity) {
+    ORX_UINT32 mask = 0;
+    if (verbosity >= Verbosity::error)
+        mask |= ORX_LOG_BIT_PRECONDITION | ORX_LOG_BIT_ERROR;
+    if (verbosity >= Verbosity::warning)
+        mask |= ORX_LOG_BIT_WARNING;
+    if (verbosity >= Verbosity::info)
+        mask |= ORX_LOG_BIT_STATUS;
+    if (verbosity >= Verbosity::debug)
+        mask |= ORX_LOG_BIT_DEBUG;
+    logMask.store(mask, std::memory_order_relaxed);
+    ORX_MonitoringLog_setBitmaps(~0U, mask);
+    DDSLog_setDependencyInstrumentationMask(mask);
+    ORXLog_setStderrEnabled(verbosity != Verbosity::silent);
+}
+
+} // namespace orx::agent

@@ -1,0 +1,140 @@
+// What the agent keeps for one entity of the program.
+//
+// An Observed is made when the program makes the entity, and outlives both the entity and its resource: it is
+// reference-counted. References are held by the registry (one, while the entity lives and until the agent
+// thread is done with its end), by children of it, and by whoever looked it up.
+//
+// Locks, outermost first:
+//   entity lock (DDS_Entity_lock of `standIn`): `statuses`, `generations`; reading `resource`
+//   metric mutex of the resource's index: together with the entity lock, writing `resource`,
+//   `concurrencyIndex` the registry's mutex, a leaf: everything that is marked so below
+// No call into the engine under any of them: a listener of the engine may be waiting for just that lock.
+#ifndef ORX_AGENT_OBSERVED_HPP
+#define ORX_AGENT_OBSERVED_HPP
+
+#include <atomic>
+#include <cstdint>
+
+#include "agent/StatusCopies.hpp"
+#include "dds/dds.h"
+#include "zddsc/monitoring.h"
+
+namespace orx::agent {
+
+enum class Kind : uint8_t { participant, publisher, subscriber, topic, writer, reader };
+
+// One entry of the listener that the program would see on the entity if the agent were not there.
+struct ProgramCallback {
+    void (*function)() = nullptr; // of the type that belongs to the status
+    void* argument = nullptr;
+    bool resets = false;    // the program wants the status reset when the callback is invoked
+    bool inherited = false; // came from an ancestor, and follows that ancestor's changes
+};
+
+// Changes that the program has been told and wants reset, and that the engine could not reset yet.
+struct UnresetChanges {
+    int32_t first = 0;
+    int32_t second = 0;
+    bool isPending = false;
+};
+
+constexpr size_t maximumStatuses = 6; // of one entity: a reader's
+
+// Where the agent thread stands with an entity.
+enum class Work : uint8_t {
+    assertion, // queued: no resource yet
+    asserting, // taken by the agent thread
+    idle,      // has its resource, or failed to get one
+    deletion   // queued: the entity is gone
+};
+
+struct Observed {
+    std::atomic<uint32_t> references{1};
+    const Kind kind;
+    bool isImplicit = false; // a publisher or subscriber that the engine made by itself
+
+    // Constant once the entity is in the registry.
+    dds_entity_t handle = 0;
+    int32_t domainId = 0;
+    DDS_GUID_t guid{};
+    DDS_Entity* standIn = nullptr; // the library locks it; its GUID is not used
+    char* texts = nullptr;         // the block that holds the three below
+    const char* name = "";
+    const char* topicName = "";
+    const char* typeName = "";
+
+    // Entity lock.
+    StatusCopies statuses{};                    // all of it zero at first
+    uint32_t generations[maximumStatuses] = {}; // grows with each change of a status
+
+    // Entity lock and metric mutex.
+    ORX_MonitoringResource* resource = nullptr;
+    DDS_UnsignedLong concurrencyIndex = 0;
+
+    // Registry's mutex.
+    ProgramCallback callbacks[maximumStatuses];
+    UnresetChanges unreset[maximumStatuses];
+    uint32_t callbacksRunning = 0;
+    uint32_t madeIds = 0;       // of a participant: ids given to entities that have no GUID in the engine
+    Observed* parent = nullptr; // with a reference
+    Observed* firstChild = nullptr;
+    Observed* nextSibling = nullptr;
+    Observed* previousSibling = nullptr;
+    Observed* nextByHandle = nullptr;
+    Observed* nextByStandIn = nullptr;
+    Observed* nextWork = nullptr;
+    Observed* previousWork = nullptr;
+    Work work = Work::assertion;
+    bool isListed = false; // in the registry: the entity lives
+    bool isQueued = false;
+    bool isEnded = false;         // the entity is gone
+    bool wantsDeletion = false;   // its resource is to be deleted, and with it those of its descendants
+    bool isCountedUnseen = false; // ended before the agent thread came to it
+
+    // Agent thread.
+    bool isResourceGone = false; // deleted, and with it those of all descendants
+
+    explicit Observed(Kind entityKind) : kind(entityKind) {}
+};
+
+// With one reference for the caller; null when memory is out.
+Observed* createObserved(Kind kind);
+// Copies the three texts; false when memory is out. Once, before the entity is in the registry.
+bool setTexts(Observed& observed, const char* name, const char* topicName, const char* typeName);
+void retain(Observed& observed);
+void release(Observed* observed); // null is fine
+
+// A reference with a scope.
+class Reference {
+public:
+    Reference() = default;
+    explicit Reference(Observed* owned) : observed_(owned) {}
+    Reference(Reference&& other) noexcept : observed_(other.observed_) { other.observed_ = nullptr; }
+    Reference& operator=(Reference&& other) noexcept {
+        Observed* mine = observed_;
+        observed_ = other.observed_;
+        other.observed_ = mine;
+        return *this;
+    }
+    ~Reference() { release(observed_); }
+    Observed* get() const { return observed_; }
+    Observed* operator->() const { return observed_; }
+    Observed& operator*() const { return *observed_; }
+    explicit operator bool() const { return observed_ != nullptr; }
+    Observed* take() {
+        Observed* mine = observed_;
+        observed_ = nullptr;
+        return mine;
+    }
+
+private:
+    Observed* observed_ = nullptr;
+};
+
+inline bool isLeaf(Kind kind) {
+    return kind == Kind::topic || kind == Kind::writer || kind == Kind::reader;
+}
+
+} // namespace orx::agent
+
+#endif
