@@ -29,8 +29,8 @@ std::string integer(std::int64_t value) {
 
 class UnitWriter {
 public:
-    UnitWriter(Schema& schema_, const std::string& unit, const std::string& folder)
-        : schema(schema_), out(schema_, folder + std::string(sourceFolder) + unit + "_types.c") {
+    UnitWriter(Schema& schema, const std::string& unit, const std::string& folder)
+        : out(schema, folder + std::string(sourceFolder) + unit + "_types.c") {
         out << "#include <stddef.h>\n\n#include \"orxmonitoring2d/schema_types.h\"\n\n";
     }
 
@@ -185,7 +185,6 @@ private:
             << "U,\n    .access = " << type.flatName << "_access};\n";
     }
 
-    Schema& schema;
     Output out;
     std::map<std::string, std::string> anonymous; // by kind, bound and element
 };
