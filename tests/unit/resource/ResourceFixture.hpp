@@ -1,4 +1,5 @@
-// A monitoring object reduced to what resources need: globals with their mutexes, a registry, selections and a root.
+// A monitoring object reduced to what resources need: globals with their mutexes, a registry, selections and
+// a root.
 #ifndef ORX_TESTS_RESOURCE_FIXTURE_HPP
 #define ORX_TESTS_RESOURCE_FIXTURE_HPP
 
@@ -8,7 +9,11 @@
 #include <string>
 #include <vector>
 
+#include <cstring>
+#include <set>
+
 #include "src/dataModel/MetricCatalogue.h"
+#include "src/eventMetrics/EventTaskExecutor.h"
 #include "src/monitoringClass/MetricSelectionStore.h"
 #include "src/resource/MetricSubscription.h"
 #include "src/resource/ResourceLifecycle.h"
@@ -19,7 +24,8 @@ using Names = std::vector<std::string>;
 
 inline DDS_GUID_t makeGuid(uint32_t number) {
     DDS_GUID_t guid{};
-    for (int i = 0; i < 4; ++i) guid.value[15 - i] = static_cast<DDS_Octet>(number >> (8 * i));
+    for (int i = 0; i < 4; ++i)
+        guid.value[15 - i] = static_cast<DDS_Octet>(number >> (8 * i));
     return guid;
 }
 
@@ -60,10 +66,48 @@ public:
 
 private:
     static void fill(DDS_StringSeq& sequence, std::initializer_list<const char*> texts) {
-        DDS_StringSeq_ensure_length(&sequence, static_cast<DDS_Long>(texts.size()), static_cast<DDS_Long>(texts.size()));
+        DDS_StringSeq_ensure_length(
+            &sequence, static_cast<DDS_Long>(texts.size()), static_cast<DDS_Long>(texts.size()));
         DDS_Long i = 0;
-        for (const char* text : texts) DDS_String_replace(DDS_StringSeq_get_reference(&sequence, i++), text);
+        for (const char* text : texts)
+            DDS_String_replace(DDS_StringSeq_get_reference(&sequence, i++), text);
     }
+};
+
+// An executor whose worker sleeps, so that what was posted can be looked at. It never comes to its writer.
+class PostedEvents {
+public:
+    explicit PostedEvents(const ORX_MonitoringResource& root) {
+        ORX_MonitoringProperty_t property{};
+        ORX_MonitoringProperty_t_initialize(&property);
+        property.event.publication_period = {3600, 0};
+        executor = ORX_MonitoringEventTaskExecutor_new(&property.event, "test",
+            reinterpret_cast<DDS_DataWriter*>(this), &ORX_MonitoringGlobals_get_instance()->eventConcurrency,
+            root.base.guid);
+        ORX_MonitoringProperty_t_finalize_ex(&property, DDS_BOOLEAN_FALSE);
+    }
+    ~PostedEvents() { ORX_MonitoringEventTaskExecutor_delete(executor); }
+    PostedEvents(const PostedEvents&) = delete;
+    PostedEvents& operator=(const PostedEvents&) = delete;
+
+    // Events of a kind, each counted once however many queues it is in; of one resource, if one is named.
+    size_t count(ORX_MonitoringEventTaskKind kind, const ORX_MonitoringResource* resource = nullptr) const {
+        std::set<const void*> events;
+        for (ORX_UINT32 queue = 0; queue < executor->taskExecutor->property.concurrencyLevel; ++queue) {
+            const REDAInlineList& tasks = executor->taskExecutor->queues[queue].tasks;
+            for (auto* node = REDAInlineList_getFirst(&tasks); node != nullptr;
+                 node = REDAInlineListNode_getNext(node)) {
+                const auto* event = static_cast<const ORX_MonitoringEventTask*>(
+                    reinterpret_cast<const ORX_MonitoringTaskExecutorTask*>(node)->payload);
+                if (event->kind == kind &&
+                    (resource == nullptr || std::memcmp(event->resourceGuid, resource->base.guid, 16) == 0))
+                    events.insert(event);
+            }
+        }
+        return events.size();
+    }
+
+    ORX_MonitoringEventTaskExecutor* executor;
 };
 
 class ResourceFixture : public testing::Test {
@@ -86,14 +130,15 @@ protected:
         void* userResource = nullptr) {
         const DDS_GUID_t guid = makeGuid(++guidCount);
         return ORX_MonitoringResourceRegistry_assertResource(
-            registry, &guid, classId, name, userResource, parent, nullptr, 0, nullptr, nullptr);
+            registry, &guid, classId, name, userResource, parent, &noGroups, 0, nullptr, nullptr);
     }
     void remove(ORX_MonitoringResource* resource) {
         ORX_MonitoringResourceRegistry_deleteResource(registry, resource, 0, nullptr, nullptr);
     }
     Names deepFirst() const {
         Names names;
-        for (auto* resource = ORX_MonitoringResourceRegistry_getFirstResource(registry, 0, 0); resource != nullptr;
+        for (auto* resource = ORX_MonitoringResourceRegistry_getFirstResource(registry, 0, 0);
+             resource != nullptr;
              resource = ORX_MonitoringResourceRegistry_getNextResource(registry, resource, 0, 0))
             names.emplace_back(resource->base.name);
         return names;
@@ -108,7 +153,8 @@ protected:
     // Every way to the resources tells the same tree.
     void expectSoundTree() const {
         int count = 0;
-        for (auto* resource = ORX_MonitoringResourceRegistry_getFirstResource(registry, 0, 0); resource != nullptr;
+        for (auto* resource = ORX_MonitoringResourceRegistry_getFirstResource(registry, 0, 0);
+             resource != nullptr;
              resource = ORX_MonitoringResourceRegistry_getNextResource(registry, resource, 0, 0)) {
             ++count;
             EXPECT_EQ(ORX_MonitoringResourceRegistry_findResource(registry, resource->base.guid), resource);
@@ -117,6 +163,13 @@ protected:
         EXPECT_EQ(REDASkiplist_getNodeCount(registry->resourceList), count);
     }
 
+    // Has no value for any group.
+    static constexpr ORX_MonitoringResourceForwarder noGroups = {
+        [](void** group, const void*, DDS_UnsignedLong) -> DDS_Boolean {
+            *group = nullptr;
+            return DDS_BOOLEAN_TRUE;
+        },
+        nullptr};
     static inline ResourceFixture* self = nullptr;
     ORX_MonitoringProperty_t property{};
     ORX_MonitoringClassImpl impl{};
@@ -126,16 +179,20 @@ protected:
     uint32_t guidCount = 0;
 
 private:
-    static ORX_MonitoringClass* create(DDS_DomainParticipantFactory* factory, const ORX_MonitoringProperty_t*) {
+    static ORX_MonitoringClass* create(
+        DDS_DomainParticipantFactory* factory, const ORX_MonitoringProperty_t*) {
         self->registry = ORX_MonitoringResourceRegistry_new(&self->selections.list);
         self->impl.resourceRegistry = self->registry;
         self->impl.parent.factory = factory;
-        self->impl.parent.prefinalizeFunction = [](ORX_MonitoringClass*) -> DDS_Boolean { return DDS_BOOLEAN_TRUE; };
+        self->impl.parent.prefinalizeFunction = [](ORX_MonitoringClass*) -> DDS_Boolean {
+            return DDS_BOOLEAN_TRUE;
+        };
         self->impl.parent.deleteFunction = [](ORX_MonitoringClass*) {
             ORX_MonitoringResourceRegistry_delete(self->registry);
         };
         self->root = self->add(nullptr, ORX_MONITORING_APPLICATION_CLASS_ID, "app");
-        if (self->root == nullptr) return nullptr;
+        if (self->root == nullptr)
+            return nullptr;
         self->root->concurrencyIndex = 0;
         self->impl.parent.rootResource = self->root;
         return &self->impl.parent;
@@ -151,8 +208,8 @@ private:
             EXPECT_EQ(std::memcmp(child->base.owner_guid, parent.base.guid, 16), 0);
             bool isListed = false;
             for (DDS_Long i = 0; i < DDS_Monitoring_GUID_tSeq_get_length(&guids); ++i)
-                isListed |=
-                    std::memcmp(*DDS_Monitoring_GUID_tSeq_get_reference(&guids, i), child->base.guid, 16) == 0;
+                isListed |= std::memcmp(*DDS_Monitoring_GUID_tSeq_get_reference(&guids, i), child->base.guid,
+                                16) == 0;
             EXPECT_TRUE(isListed) << child->base.name;
             before = child;
             ++count;
