@@ -34,12 +34,12 @@ void DDS_DataReaderImpl::Sink::onUnmatched(const zdds::engine::RemoteEndpoint& w
     if (hasNews) raise(DDS_DATA_AVAILABLE_STATUS);
 }
 
-void DDS_DataReaderImpl::Sink::count(const zdds::engine::RemoteEndpoint& writer, bool matched) {
+void DDS_DataReaderImpl::Sink::count(const zdds::engine::RemoteEndpoint& writer, bool isMatch) {
     zdds::Guard guard(reader.statusMutex);
-    if (!matched) reader.matched.remove(writer);
-    const bool isListed = !matched || reader.matched.add(writer);
+    if (!isMatch) reader.matched.remove(writer);
+    const bool isListed = !isMatch || reader.matched.add(writer);
     zdds::countMatch(
-        reader.matchedStatus, &DDS_SubscriptionMatchedStatus::last_publication_handle, writer.endpoint, matched);
+        reader.matchedStatus, &DDS_SubscriptionMatchedStatus::last_publication_handle, writer.endpoint, isMatch);
     guard.release();
     if (!isListed) ZDDS_LOG_WARNING(FAILED_TO_ADD, "matched writer of topic '%s' to the list", reader.topic->name);
     raise(DDS_SUBSCRIPTION_MATCHED_STATUS);

@@ -22,7 +22,7 @@ struct DDS_DataReaderImpl : DDS_EntityImpl {
         void onSample(const zdds::engine::IncomingSample& sample) override;
         void onMatched(const zdds::engine::RemoteEndpoint& writer) override;
         void onUnmatched(const zdds::engine::RemoteEndpoint& writer) override;
-        void count(const zdds::engine::RemoteEndpoint& writer, bool matched);
+        void count(const zdds::engine::RemoteEndpoint& writer, bool isMatch);
         void raise(DDS_StatusMask statuses);
         DDS_DataReaderImpl& reader;
     };

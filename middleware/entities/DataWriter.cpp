@@ -11,12 +11,12 @@ DDS_DataWriterImpl::DDS_DataWriterImpl(DDS_PublisherImpl& owner, DDS_TopicImpl& 
 
 DDS_DataWriterImpl::~DDS_DataWriterImpl() { DDS_DataWriterQos_finalize(&qos); }
 
-void DDS_DataWriterImpl::Sink::count(const zdds::engine::RemoteEndpoint& reader, bool matched) {
+void DDS_DataWriterImpl::Sink::count(const zdds::engine::RemoteEndpoint& reader, bool isMatch) {
     zdds::Guard guard(writer.statusMutex);
-    if (!matched) writer.matched.remove(reader);
-    const bool isListed = !matched || writer.matched.add(reader);
+    if (!isMatch) writer.matched.remove(reader);
+    const bool isListed = !isMatch || writer.matched.add(reader);
     zdds::countMatch(
-        writer.matchedStatus, &DDS_PublicationMatchedStatus::last_subscription_handle, reader.endpoint, matched);
+        writer.matchedStatus, &DDS_PublicationMatchedStatus::last_subscription_handle, reader.endpoint, isMatch);
     guard.release();
     if (!isListed) ZDDS_LOG_WARNING(FAILED_TO_ADD, "matched reader of topic '%s' to the list", writer.topic->name);
     writer.statusCondition.raise(DDS_PUBLICATION_MATCHED_STATUS);

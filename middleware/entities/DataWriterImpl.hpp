@@ -23,7 +23,7 @@ struct DDS_DataWriterImpl : DDS_EntityImpl {
         explicit Sink(DDS_DataWriterImpl& owner) : writer(owner) {}
         void onMatched(const zdds::engine::RemoteEndpoint& reader) override { count(reader, true); }
         void onUnmatched(const zdds::engine::RemoteEndpoint& reader) override { count(reader, false); }
-        void count(const zdds::engine::RemoteEndpoint& reader, bool matched);
+        void count(const zdds::engine::RemoteEndpoint& reader, bool isMatch);
         DDS_DataWriterImpl& writer;
     };
     struct Target final : zdds::FlushTarget {

@@ -278,10 +278,19 @@ struct Heard {
         changed.notify_all();
     }
 };
+// The listeners outlive the readers that call them.
+class Listening : public Reading {
+protected:
+    Heard heard;
+    Heard second;
+    struct Context {
+        DDS_Subscriber* subscriber = nullptr;
+        std::promise<DDS_ReturnCode_t> deletesOther, deletesSelf, removesListener;
+    } context;
+};
 constexpr DDS_StatusMask bothStatuses = DDS_DATA_AVAILABLE_STATUS | DDS_SUBSCRIPTION_MATCHED_STATUS;
 
-TEST_F(Reading, AListenerHearsTheMatchBeforeTheData) {
-    Heard heard;
+TEST_F(Listening, AListenerHearsTheMatchBeforeTheData) {
     makeWriter(WriterQos());
     makeReader(ReaderQos(), &heard.listener, bothStatuses);
     ASSERT_EQ(write(1), DDS_RETCODE_OK);
@@ -289,8 +298,7 @@ TEST_F(Reading, AListenerHearsTheMatchBeforeTheData) {
     EXPECT_EQ(heard.events, (std::vector<std::string>{"matched", "1"}));
 }
 
-TEST_F(Reading, TheMaskDecidesWhatAListenerHears) {
-    Heard heard;
+TEST_F(Listening, TheMaskDecidesWhatAListenerHears) {
     makeWriter(WriterQos());
     makeReader(ReaderQos(), &heard.listener, DDS_DATA_AVAILABLE_STATUS);
     ASSERT_EQ(write(1), DDS_RETCODE_OK);
@@ -298,8 +306,7 @@ TEST_F(Reading, TheMaskDecidesWhatAListenerHears) {
     EXPECT_EQ(heard.events, std::vector<std::string>{"1"});
 }
 
-TEST_F(Reading, AListenerThatComesLateHearsWhatIsThere) {
-    Heard heard;
+TEST_F(Listening, AListenerThatComesLateHearsWhatIsThere) {
     makeBoth();
     ASSERT_EQ(write(1), DDS_RETCODE_OK);
     ASSERT_EQ(DDS_DataReader_set_listener(reader, &heard.listener, bothStatuses), DDS_RETCODE_OK);
@@ -307,8 +314,7 @@ TEST_F(Reading, AListenerThatComesLateHearsWhatIsThere) {
     EXPECT_EQ(heard.events, (std::vector<std::string>{"matched", "1"}));
 }
 
-TEST_F(Reading, RemovingAListenerWaitsForItsCallback) {
-    Heard heard;
+TEST_F(Listening, RemovingAListenerWaitsForItsCallback) {
     makeWriter(WriterQos());
     makeReader(ReaderQos(), &heard.listener, DDS_DATA_AVAILABLE_STATUS);
     heard.block(true);
@@ -323,8 +329,9 @@ TEST_F(Reading, RemovingAListenerWaitsForItsCallback) {
     EXPECT_EQ(readerCounters().cached, 1U);
 }
 
-TEST_F(Reading, ASlowListenerHoldsUpNobodyElse) {
-    Heard slow, quick;
+TEST_F(Listening, ASlowListenerHoldsUpNobodyElse) {
+    Heard& slow = heard;
+    Heard& quick = second;
     makeWriter(WriterQos());
     makeReader(ReaderQos(), &slow.listener, DDS_DATA_AVAILABLE_STATUS);
     ASSERT_NE(DDS_Subscriber_create_datareader(subscriber, DDS_DataReader_get_topicdescription(reader),
@@ -339,11 +346,7 @@ TEST_F(Reading, ASlowListenerHoldsUpNobodyElse) {
     ASSERT_TRUE(slow.waitFor(5));
 }
 
-TEST_F(Reading, ACallbackMayUseOtherEntitiesAndItsOwnListener) {
-    struct Context {
-        DDS_Subscriber* subscriber;
-        std::promise<DDS_ReturnCode_t> deletesOther, deletesSelf, removesListener;
-    } context{nullptr, {}, {}, {}};
+TEST_F(Listening, ACallbackMayUseOtherEntitiesAndItsOwnListener) {
     const DDS_DataReaderListener listener{&context,
         [](void* data, DDS_DataReader* self) {
             auto& c = *static_cast<Context*>(data);

@@ -106,7 +106,8 @@ protected:
 // One writer and one reader of one topic, each with a participant of its own.
 class WriterAndReader : public LoopbackEntities {
 protected:
-    ~WriterAndReader() override {
+    // Before the members of derived fixtures go: listeners may still be called.
+    void TearDown() override {
         if (writing != nullptr) deleteParticipant(writing);
         if (reading != nullptr) deleteParticipant(reading);
     }

@@ -220,15 +220,22 @@ TEST_F(Host, ABusyLockTimesOut) {
 
 TEST_F(Host, WhoWaitsWhileTheLibraryStopsLearnsIt) {
     start();
-    ASSERT_EQ(lock(metric, 0, 1, 1), ORX_MONITORING_LOCK_RESULT_OK);
-    std::promise<void> waits;
+    std::promise<void> holds, waits, stopped;
+    auto holder = std::async(std::launch::async, [&] {
+        EXPECT_EQ(lock(metric, 0, 1, 1), ORX_MONITORING_LOCK_RESULT_OK);
+        holds.set_value();
+        stopped.get_future().wait();
+        EXPECT_EQ(ORX_Monitoring_unlockI(metric, 0, 1), 0);
+    });
+    holds.get_future().wait();
     auto waiter = std::async(std::launch::async, [&] {
         waits.set_value();
-        return ORX_Monitoring_lockI(metric, 0, 1, 1, nullptr);
+        return lock(metric, 0, 1, 1);
     });
     waits.get_future().wait();
     ASSERT_TRUE(ORX_MonitoringHost_stop());
-    EXPECT_EQ(ORX_Monitoring_unlockI(metric, 0, 1), 0);
+    stopped.set_value();
+    holder.get();
     ASSERT_EQ(waiter.wait_for(20s), std::future_status::ready);
     EXPECT_EQ(waiter.get(), ORX_MONITORING_LOCK_RESULT_NOT_ENABLED);
     // Nobody holds it: the next library can.
