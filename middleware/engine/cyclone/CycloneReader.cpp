@@ -67,9 +67,9 @@ void CycloneReader::onSubscriptionMatched(
 }
 
 void CycloneReader::onSampleLost(dds_entity_t, const dds_sample_lost_status_t status, void* self) {
-    if (status.total_count_change == 0) return;
+    if (status.total_count_change <= 0) return;
     static_cast<CycloneReader*>(self)->matches_.withSink(
-        [&](ReaderSink& sink) { sink.onSampleLost(status.total_count_change); });
+        [&](ReaderSink& sink) { sink.onSampleLost(static_cast<uint64_t>(status.total_count_change)); });
 }
 
 void CycloneReader::onSample(void* context, const ZddsCycloneSample* sample) {
