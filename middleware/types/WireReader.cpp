@@ -51,6 +51,19 @@ bool getSegment(const Segment& segment, char* value, const char* in) {
     return true;
 }
 
+// What was copied before a check failed must not stay: a value has booleans and enumerators only.
+void discardUnchecked(const Segment& segment, char* value) {
+    for (const Piece *piece = segment.pieces, *end = piece + segment.count; piece != end; ++piece) {
+        char* at = value + piece->memory;
+        if (piece->code == PieceCode::boolean) {
+            *at = *at != 0;
+        } else if (piece->code == PieceCode::enumeration && !hasLiteral(*piece->type, longAt(at))) {
+            const DDS_Long literal = defaultLiteral(piece->type);
+            std::memcpy(at, &literal, sizeof literal);
+        }
+    }
+}
+
 class Reader {
 public:
     Reader(const char* bytes, size_t size, const Memory& memory)
@@ -91,7 +104,10 @@ private:
 
     ReadResult readSegment(const Segment& segment, char* value) {
         if (!align(segment.alignment) || left() < segment.size) return other;
-        if (!getSegment(segment, value, current_)) return other;
+        if (!getSegment(segment, value, current_)) {
+            discardUnchecked(segment, value);
+            return other;
+        }
         current_ += segment.size;
         return done;
     }
