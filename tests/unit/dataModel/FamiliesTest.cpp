@@ -2,8 +2,10 @@
 // heap and in an arena.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "RandomValue.hpp"
@@ -41,6 +43,7 @@ std::vector<char> encode(
 }
 
 TEST_P(EveryType, CopiesCompareEqualAndNothingLeaks) {
+    DDS_Type_finalize_programs(); // what the engine keeps is no leak
     const auto before = ORXOsapiHeap_getLiveBufferCount();
     for (unsigned seed = 0; seed < 8; ++seed) {
         Value original(type()), copy(type());
@@ -206,6 +209,31 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(ResourceUpdate, HasOneAccessEntryForTheDiscriminatorAndOneForEachArm) {
     EXPECT_EQ(DDS_Monitoring_ResourceUpdate_get_sample_access_info()->memberCount, 4U);
+}
+
+// Nobody prepares types: whichever thread comes first makes the programs, while others wait for nothing.
+TEST(Types, AreMadeReadyByWhicheverThreadComesFirst) {
+    DDS_Type_finalize_programs();
+    std::atomic<unsigned> failures{0};
+    std::vector<std::thread> threads;
+    for (unsigned seed = 0; seed < 4; ++seed) {
+        threads.emplace_back([&failures, seed] {
+            for (unsigned i = 0; i < ORX_SCHEMA_TYPE_COUNT; ++i) {
+                const auto& type = *orx_schema_types[seed % 2 == 0 ? i : ORX_SCHEMA_TYPE_COUNT - 1 - i]->type;
+                Value original(type), copy(type);
+                RandomValue random(seed);
+                const bool ok = original.data != nullptr && copy.data != nullptr &&
+                                random.fill(type, original.data) &&
+                                DDS_Type_copy(&type, copy.data, original.data) &&
+                                DDS_Type_equals(&type, original.data, copy.data);
+                (void)DDS_Type_get_sample_access_info(&type);
+                failures += ok ? 0U : 1U;
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(failures, 0U);
 }
 
 } // namespace
