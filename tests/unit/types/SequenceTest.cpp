@@ -107,6 +107,7 @@ TEST(Sequence, AbsoluteMaximumBoundsGrowth) {
 }
 
 TEST(Sequence, SetMaximumIsExactAndFreesAtZero) {
+    DDS_Type_finalize_programs();
     HeapFault heap;
     DDS_StringSeq seq{};
     ASSERT_TRUE(DDS_StringSeq_set_maximum(&seq, 10));
@@ -120,6 +121,7 @@ TEST(Sequence, SetMaximumIsExactAndFreesAtZero) {
 }
 
 TEST(Sequence, StringsAreNeverNullAndCopiesAreDeep) {
+    DDS_Type_finalize_programs();
     HeapFault heap;
     DDS_StringSeq seq{}, copy{};
     ASSERT_TRUE(DDS_StringSeq_set_length(&seq, 2));

@@ -1,5 +1,7 @@
 #include "TestTypes.hpp"
 
+#include <memory>
+
 namespace tt {
 
 Type::Type(
@@ -72,9 +74,10 @@ namespace {
 
 constexpr DDS_UnsignedLong optional = DDS_MEMBER_FLAG_OPTIONAL;
 
-// Leaked on purpose, like the constants that generated code has: other static objects may refer to them.
+// Of the types without a name. Other static objects refer to them.
 Type& make(DDS_TypeKind kind, const char* name, size_t size, size_t alignment, DDS_TypeExtensibility extensibility) {
-    return *new Type(kind, name, size, alignment, extensibility);
+    static std::vector<std::unique_ptr<Type>> types;
+    return *types.emplace_back(std::make_unique<Type>(kind, name, size, alignment, extensibility));
 }
 
 } // namespace
