@@ -1,10 +1,11 @@
 // Conditions and wait sets from the inside.
 //
-// A condition's trigger is read from atomics, so that whoever raises it takes no lock unless a wait set is there.
-// Threads: one mutex of the process guards which condition is in which wait set, and is what waiters sleep with. It
-// is a leaf: nothing is called out while it is held. The order of the two steps is what makes a wake-up certain: a
-// raiser stores the trigger and then looks for wait sets, a waiter is attached and then looks at the trigger.
-// Ownership: a status condition is part of its entity; guard conditions and wait sets belong to who made them.
+// A condition's trigger is read from atomics, so that whoever raises it takes no lock unless a wait set is
+// there. Threads: one mutex of the process guards which condition is in which wait set, and is what waiters
+// sleep with. It is a leaf: nothing is called out while it is held. The order of the two steps is what makes
+// a wake-up certain: a raiser stores the trigger and then looks for wait sets, a waiter is attached and then
+// looks at the trigger. Ownership: a status condition is part of its entity; guard conditions and wait sets
+// belong to who made them.
 #ifndef ZDDSC_CONDITIONS_CONDITION_IMPL_HPP
 #define ZDDSC_CONDITIONS_CONDITION_IMPL_HPP
 

@@ -25,9 +25,11 @@ bool isTriggered(const DDS_ConditionImpl& condition) {
 }
 
 void wakeWaiters(DDS_ConditionImpl& condition) {
-    if (condition.attachmentCount == 0) return;
+    if (condition.attachmentCount == 0)
+        return;
     Guard guard(conditionsMutex);
-    for (Attachment* a = condition.attachments; a != nullptr; a = a->nextOfCondition) a->waitSet->changed.wakeAll();
+    for (Attachment* a = condition.attachments; a != nullptr; a = a->nextOfCondition)
+        a->waitSet->changed.wakeAll();
 }
 
 } // namespace zdds::conditions
@@ -44,7 +46,9 @@ DDS_Boolean DDS_Condition_get_trigger_value(DDS_Condition* self) {
     return isTriggered(*self);
 }
 
-DDS_Condition* DDS_StatusCondition_as_condition(DDS_StatusCondition* self) { return self; }
+DDS_Condition* DDS_StatusCondition_as_condition(DDS_StatusCondition* self) {
+    return self;
+}
 
 DDS_ReturnCode_t DDS_StatusCondition_set_enabled_statuses(DDS_StatusCondition* self, DDS_StatusMask mask) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
@@ -75,11 +79,14 @@ DDS_ReturnCode_t DDS_GuardCondition_delete(DDS_GuardCondition* self) {
     return DDS_RETCODE_OK;
 }
 
-DDS_Condition* DDS_GuardCondition_as_condition(DDS_GuardCondition* self) { return self; }
+DDS_Condition* DDS_GuardCondition_as_condition(DDS_GuardCondition* self) {
+    return self;
+}
 
 DDS_ReturnCode_t DDS_GuardCondition_set_trigger_value(DDS_GuardCondition* self, DDS_Boolean value) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     self->value = value != 0;
-    if (value) wakeWaiters(*self);
+    if (value)
+        wakeWaiters(*self);
     return DDS_RETCODE_OK;
 }

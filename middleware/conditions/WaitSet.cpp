@@ -10,7 +10,8 @@ constexpr DDS_Long spareRoom = 8;
 
 Attachment* find(const DDS_WaitSetImpl& waitSet, const DDS_ConditionImpl& condition) {
     for (Attachment* a = waitSet.attachments; a != nullptr; a = a->nextOfWaitSet) {
-        if (a->condition == &condition) return a;
+        if (a->condition == &condition)
+            return a;
     }
     return nullptr;
 }
@@ -18,11 +19,13 @@ Attachment* find(const DDS_WaitSetImpl& waitSet, const DDS_ConditionImpl& condit
 // The mutex is held. Unlinks from both lists; the caller frees.
 void unlink(Attachment& attachment) {
     Attachment** link = &attachment.condition->attachments;
-    while (*link != &attachment) link = &(*link)->nextOfCondition;
+    while (*link != &attachment)
+        link = &(*link)->nextOfCondition;
     *link = attachment.nextOfCondition;
     --attachment.condition->attachmentCount;
     link = &attachment.waitSet->attachments;
-    while (*link != &attachment) link = &(*link)->nextOfWaitSet;
+    while (*link != &attachment)
+        link = &(*link)->nextOfWaitSet;
     *link = attachment.nextOfWaitSet;
     --attachment.waitSet->attachmentCount;
 }
@@ -33,7 +36,8 @@ void link(Attachment& attachment) {
     attachment.condition->attachments = &attachment;
     ++attachment.condition->attachmentCount;
     Attachment** last = &attachment.waitSet->attachments;
-    while (*last != nullptr) last = &(*last)->nextOfWaitSet;
+    while (*last != nullptr)
+        last = &(*last)->nextOfWaitSet;
     *last = &attachment;
     ++attachment.waitSet->attachmentCount;
 }
@@ -43,7 +47,8 @@ DDS_Long listTriggered(const DDS_WaitSetImpl& waitSet, DDS_ConditionSeq& active,
     DDS_ConditionSeq_set_length(&active, room);
     DDS_Long count = 0;
     for (const Attachment* a = waitSet.attachments; a != nullptr && count < room; a = a->nextOfWaitSet) {
-        if (isTriggered(*a->condition)) *DDS_ConditionSeq_get_reference(&active, count++) = a->condition;
+        if (isTriggered(*a->condition))
+            *DDS_ConditionSeq_get_reference(&active, count++) = a->condition;
     }
     DDS_ConditionSeq_set_length(&active, count);
     return count;
@@ -73,7 +78,8 @@ DDS_ReturnCode_t DDS_WaitSet_deleteI(DDS_WaitSet* self, int /*reserved*/) {
     zdds::Guard guard(conditionsMutex);
     if (self->isWaiting) {
         guard.release();
-        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE, "wait set: a thread waits in it");
+        return ZDDS_FAIL(
+            DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE, "wait set: a thread waits in it");
     }
     while (Attachment* attachment = self->attachments) {
         unlink(*attachment);
@@ -84,13 +90,16 @@ DDS_ReturnCode_t DDS_WaitSet_deleteI(DDS_WaitSet* self, int /*reserved*/) {
     return DDS_RETCODE_OK;
 }
 
-DDS_ReturnCode_t DDS_WaitSet_delete(DDS_WaitSet* self) { return DDS_WaitSet_deleteI(self, 0); }
+DDS_ReturnCode_t DDS_WaitSet_delete(DDS_WaitSet* self) {
+    return DDS_WaitSet_deleteI(self, 0);
+}
 
 DDS_ReturnCode_t DDS_WaitSet_attach_condition(DDS_WaitSet* self, DDS_Condition* condition) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(condition != nullptr, DDS_RETCODE_BAD_PARAMETER);
     auto* attachment = zdds::create<Attachment>("struct Attachment", condition, self, nullptr, nullptr);
-    if (attachment == nullptr) return ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_ATTACH, "condition");
+    if (attachment == nullptr)
+        return ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_ATTACH, "condition");
     zdds::Guard guard(conditionsMutex);
     if (find(*self, *condition) != nullptr) {
         guard.release();
@@ -109,7 +118,8 @@ DDS_ReturnCode_t DDS_WaitSet_detach_condition(DDS_WaitSet* self, DDS_Condition* 
     Attachment* attachment = find(*self, *condition);
     if (attachment == nullptr) {
         guard.release();
-        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DETACH, "condition: it is not in the wait set");
+        return ZDDS_FAIL(
+            DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DETACH, "condition: it is not in the wait set");
     }
     unlink(*attachment);
     guard.release();
@@ -117,7 +127,8 @@ DDS_ReturnCode_t DDS_WaitSet_detach_condition(DDS_WaitSet* self, DDS_Condition* 
     return DDS_RETCODE_OK;
 }
 
-DDS_ReturnCode_t DDS_WaitSet_wait(DDS_WaitSet* self, DDS_ConditionSeq* active, const DDS_Duration_t* timeout) {
+DDS_ReturnCode_t DDS_WaitSet_wait(
+    DDS_WaitSet* self, DDS_ConditionSeq* active, const DDS_Duration_t* timeout) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(active != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(timeout != nullptr, DDS_RETCODE_BAD_PARAMETER);
@@ -128,8 +139,8 @@ DDS_ReturnCode_t DDS_WaitSet_wait(DDS_WaitSet* self, DDS_ConditionSeq* active, c
         return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILURE, "wait set: another thread waits in it");
     }
     self->isWaiting = true;
-    // Memory is made before the wait, with the mutex free. Conditions that are attached meanwhile may find no room:
-    // they stay triggered for the next wait.
+    // Memory is made before the wait, with the mutex free. Conditions that are attached meanwhile may find no
+    // room: they stay triggered for the next wait.
     const DDS_Long room = self->attachmentCount + spareRoom;
     guard.release();
     const bool hasRoom = DDS_ConditionSeq_ensure_length(active, room, room);
@@ -140,6 +151,7 @@ DDS_ReturnCode_t DDS_WaitSet_wait(DDS_WaitSet* self, DDS_ConditionSeq* active, c
     self->isWaiting = false;
     guard.release();
     if (!hasRoom)
-        return ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_SET, "length %d of the active conditions", room);
+        return ZDDS_FAIL(
+            DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_SET, "length %d of the active conditions", room);
     return DDS_ConditionSeq_get_length(active) > 0 ? DDS_RETCODE_OK : DDS_RETCODE_TIMEOUT;
 }

@@ -10,7 +10,8 @@ namespace zdds {
 namespace {
 
 DDS_Time_t toTime(int64_t ns) {
-    if (ns < 0) return DDS_TIME_INVALID;
+    if (ns < 0)
+        return DDS_TIME_INVALID;
     return {ns / 1'000'000'000, static_cast<DDS_UnsignedLong>(ns % 1'000'000'000)};
 }
 
@@ -41,29 +42,35 @@ DDS_SampleInfo makeInfo(const engine::IncomingSample& sample) {
 CachedSample* CachedSample::create(const engine::IncomingSample& sample) {
     const size_t size = sample.bytes.size();
     void* memory = nullptr;
-    if (size > UINT32_MAX || !ORXOsapiHeap_reallocateMemoryInternal(
-                                 &memory, sizeof(CachedSample) + size, alignof(CachedSample), 0, "struct CachedSample"))
+    if (size > UINT32_MAX || !ORXOsapiHeap_reallocateMemoryInternal(&memory, sizeof(CachedSample) + size,
+                                 alignof(CachedSample), 0, "struct CachedSample"))
         return nullptr;
     auto* self = new (memory) CachedSample{};
     self->info = makeInfo(sample);
     self->size = static_cast<uint32_t>(size);
-    if (size > 0) std::memcpy(self->bytes(), sample.bytes.data(), size);
+    if (size > 0)
+        std::memcpy(self->bytes(), sample.bytes.data(), size);
     return self;
 }
 
 void CachedSample::destroy(CachedSample* sample, const DDS_TypePlugin& plugin) {
-    if (sample == nullptr) return;
-    if (sample->value != nullptr) DDS_TypePlugin_delete_sample(&plugin, sample->value);
+    if (sample == nullptr)
+        return;
+    if (sample->value != nullptr)
+        DDS_TypePlugin_delete_sample(&plugin, sample->value);
     ORXOsapiHeap_freeMemoryInternal(sample);
 }
 
 bool CachedSample::decode(const DDS_TypePlugin& plugin) {
-    if (value != nullptr) return true;
+    if (value != nullptr)
+        return true;
     void* fresh = DDS_TypePlugin_create_sample(&plugin);
-    if (fresh == nullptr) return false;
+    if (fresh == nullptr)
+        return false;
     if (!info.valid_data) {
         key.fill(plugin, fresh);
-    } else if (!PRESTypePlugin_interpretedDeserialize(&plugin, fresh, reinterpret_cast<const char*>(bytes()), size)) {
+    } else if (!PRESTypePlugin_interpretedDeserialize(
+                   &plugin, fresh, reinterpret_cast<const char*>(bytes()), size)) {
         DDS_TypePlugin_delete_sample(&plugin, fresh);
         return false;
     }

@@ -1,7 +1,7 @@
 // One sample in a reader's cache, and the instance that it belongs to.
 //
-// Ownership: a sample is the cache's while it is linked, and is kept alive by pins, which loans of reads hold; a take
-// unlinks it and makes it the taker's.
+// Ownership: a sample is the cache's while it is linked, and is kept alive by pins, which loans of reads
+// hold; a take unlinks it and makes it the taker's.
 #ifndef ZDDSC_ENTITIES_CACHED_SAMPLE_HPP
 #define ZDDSC_ENTITIES_CACHED_SAMPLE_HPP
 
@@ -25,9 +25,9 @@ struct Instance {
     DDS_InstanceHandle_t handle{};
     InstanceWriter* writers = nullptr;
     DDS_InstanceStateMask state = DDS_ALIVE_INSTANCE_STATE;
-    bool isNew = true; // nobody has accessed it since it came alive
+    bool isNew = true;            // nobody has accessed it since it came alive
     DDS_UnsignedLong samples = 0; // in the cache
-    DDS_Long rank = 0; // scratch of a collection
+    DDS_Long rank = 0;            // scratch of a collection
 };
 
 struct CachedSample {

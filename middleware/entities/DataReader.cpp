@@ -11,16 +11,20 @@ DDS_DataReaderImpl::DDS_DataReaderImpl(DDS_SubscriberImpl& owner, DDS_TopicImpl&
     : DDS_EntityImpl(DDS_DATAREADER_ENTITY_KIND, owner.participant), subscriber(&owner), topic(&readTopic),
       cache(*readTopic.plugin, readTopic.keyBytes) {}
 
-DDS_DataReaderImpl::~DDS_DataReaderImpl() { DDS_DataReaderQos_finalize(&qos); }
+DDS_DataReaderImpl::~DDS_DataReaderImpl() {
+    DDS_DataReaderQos_finalize(&qos);
+}
 
 void DDS_DataReaderImpl::Sink::raise(DDS_StatusMask statuses) {
     reader.statusCondition.raise(statuses);
-    if ((statuses & DDS_DATA_AVAILABLE_STATUS) != 0) reader.readConditions.wakeWaiters();
+    if ((statuses & DDS_DATA_AVAILABLE_STATUS) != 0)
+        reader.readConditions.wakeWaiters();
     reader.listener.notify(statuses);
 }
 
 void DDS_DataReaderImpl::Sink::onSample(const zdds::engine::IncomingSample& sample) {
-    if (reader.cache.insert(sample)) raise(DDS_DATA_AVAILABLE_STATUS);
+    if (reader.cache.insert(sample))
+        raise(DDS_DATA_AVAILABLE_STATUS);
 }
 
 void DDS_DataReaderImpl::Sink::onMatched(const zdds::engine::RemoteEndpoint& writer) {
@@ -31,17 +35,20 @@ void DDS_DataReaderImpl::Sink::onMatched(const zdds::engine::RemoteEndpoint& wri
 void DDS_DataReaderImpl::Sink::onUnmatched(const zdds::engine::RemoteEndpoint& writer) {
     const bool hasNews = reader.cache.writerUnmatched(writer.endpoint);
     count(writer, false);
-    if (hasNews) raise(DDS_DATA_AVAILABLE_STATUS);
+    if (hasNews)
+        raise(DDS_DATA_AVAILABLE_STATUS);
 }
 
 void DDS_DataReaderImpl::Sink::count(const zdds::engine::RemoteEndpoint& writer, bool isMatch) {
     zdds::Guard guard(reader.statusMutex);
-    if (!isMatch) reader.matched.remove(writer);
+    if (!isMatch)
+        reader.matched.remove(writer);
     const bool isListed = !isMatch || reader.matched.add(writer);
-    zdds::countMatch(
-        reader.matchedStatus, &DDS_SubscriptionMatchedStatus::last_publication_handle, writer.endpoint, isMatch);
+    zdds::countMatch(reader.matchedStatus, &DDS_SubscriptionMatchedStatus::last_publication_handle,
+        writer.endpoint, isMatch);
     guard.release();
-    if (!isListed) ZDDS_LOG_WARNING(FAILED_TO_ADD, "matched writer of topic '%s' to the list", reader.topic->name);
+    if (!isListed)
+        ZDDS_LOG_WARNING(FAILED_TO_ADD, "matched writer of topic '%s' to the list", reader.topic->name);
     raise(DDS_SUBSCRIPTION_MATCHED_STATUS);
 }
 
@@ -49,19 +56,25 @@ namespace zdds {
 namespace {
 
 bool isIsolated(const DDS_DataReaderQos& qos) {
-    const DDS_Property_t* property = DDS_PropertyQosPolicyHelper_lookup_property(&qos.property, isolatedProperty);
+    const DDS_Property_t* property =
+        DDS_PropertyQosPolicyHelper_lookup_property(&qos.property, isolatedProperty);
     return property != nullptr && property->value != nullptr && std::strcmp(property->value, "true") == 0;
 }
 
-DDS_DataReaderImpl* createReader(DDS_SubscriberImpl& subscriber, DDS_TopicImpl& topic, const DDS_DataReaderQos* qos) {
+DDS_DataReaderImpl* createReader(
+    DDS_SubscriberImpl& subscriber, DDS_TopicImpl& topic, const DDS_DataReaderQos* qos) {
     auto* reader = create<DDS_DataReaderImpl>("struct DDS_DataReaderImpl", subscriber, topic);
-    if (reader == nullptr) return ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "reader of topic '%s'", topic.name);
+    if (reader == nullptr)
+        return ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "reader of topic '%s'", topic.name);
     Cleanup undo([&] { destroy(reader); });
     DDS_DataReaderQos_initialize(&reader->qos);
-    if (qos != nullptr && DDS_DataReaderQos_copy(&reader->qos, qos) != DDS_RETCODE_OK) return nullptr;
-    if (!qos::isConsistent(reader->qos)) return nullptr;
+    if (qos != nullptr && DDS_DataReaderQos_copy(&reader->qos, qos) != DDS_RETCODE_OK)
+        return nullptr;
+    if (!qos::isConsistent(reader->qos))
+        return nullptr;
     reader->cache.setQos(reader->qos);
-    if (!reader->initialize()) return nullptr;
+    if (!reader->initialize())
+        return nullptr;
     undo.dismiss();
     return reader;
 }
@@ -69,23 +82,27 @@ DDS_DataReaderImpl* createReader(DDS_SubscriberImpl& subscriber, DDS_TopicImpl& 
 } // namespace
 
 DDS_ReturnCode_t enableReader(DDS_DataReaderImpl& reader) {
-    if (isIsolated(reader.qos)) return DDS_RETCODE_OK;
+    if (isIsolated(reader.qos))
+        return DDS_RETCODE_OK;
     reader.engineReader = reader.participant->engineParticipant->createReader(
         reader.topic->info(), reader.qos, textsOf(reader.subscriber->qos.partition.name), &reader.sink);
     if (reader.engineReader == nullptr)
-        return ZDDS_FAIL(DDS_RETCODE_ERROR, FAILED_TO_CREATE, "engine reader of topic '%s'", reader.topic->name);
-    if (!reader.hasGuid) reader.guid = reader.engineReader->guid();
+        return ZDDS_FAIL(
+            DDS_RETCODE_ERROR, FAILED_TO_CREATE, "engine reader of topic '%s'", reader.topic->name);
+    if (!reader.hasGuid)
+        reader.guid = reader.engineReader->guid();
     reader.hasGuid = true;
     return DDS_RETCODE_OK;
 }
 
-// The listener goes first, so that it is not called for a reader that is half gone; then the engine's reader, after
-// which nobody notifies any more; then the thread.
+// The listener goes first, so that it is not called for a reader that is half gone; then the engine's reader,
+// after which nobody notifies any more; then the thread.
 bool destroyReader(DDS_DataReaderImpl& reader) {
     reader.listener.setListener(nullptr, DDS_STATUS_MASK_NONE);
     delete reader.engineReader;
     reader.engineReader = nullptr;
-    if (!reader.listener.stop()) return false;
+    if (!reader.listener.stop())
+        return false;
     destroy(&reader);
     return true;
 }
@@ -97,9 +114,11 @@ DDS_DataReader* DDS_Subscriber_create_datareader(DDS_Subscriber* self, DDS_Topic
     ZDDS_REQUIRE(self != nullptr, nullptr);
     ZDDS_REQUIRE(topic != nullptr, nullptr);
     ZDDS_REQUIRE(topic->participant == self->participant, nullptr);
-    if (!self->isOfThisProcess()) return nullptr;
+    if (!self->isOfThisProcess())
+        return nullptr;
     DDS_DataReaderImpl* reader = zdds::createReader(*self, *topic, qos);
-    if (reader == nullptr) return nullptr;
+    if (reader == nullptr)
+        return nullptr;
     if (listener != nullptr && !reader->listener.setListener(listener, mask)) {
         zdds::destroyReader(*reader);
         return nullptr;
@@ -122,7 +141,8 @@ namespace {
 // Takes a reader that nobody uses out of the tree.
 bool detachReader(DDS_SubscriberImpl& subscriber, DDS_DataReaderImpl& reader) {
     Guard guard(subscriber.participant->tree);
-    if (!subscriber.readers.contains(reader) || !reader.isUnused()) return false;
+    if (!subscriber.readers.contains(reader) || !reader.isUnused())
+        return false;
     subscriber.readers.detach(reader);
     return true;
 }
@@ -130,14 +150,16 @@ bool detachReader(DDS_SubscriberImpl& subscriber, DDS_DataReaderImpl& reader) {
 } // namespace
 } // namespace zdds
 
-// A running callback is waited for, with the tree's mutex free, since it may use the tree; what it has on loan is
-// returned by then.
+// A running callback is waited for, with the tree's mutex free, since it may use the tree; what it has on
+// loan is returned by then.
 DDS_ReturnCode_t DDS_Subscriber_delete_datareader(DDS_Subscriber* self, DDS_DataReader* reader) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(reader != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     if (reader->listener.isCallingThread())
-        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE, "reader: this is a callback of its listener");
+        return ZDDS_FAIL(
+            DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE, "reader: this is a callback of its listener");
     reader->listener.pause();
     if (!zdds::detachReader(*self, *reader)) {
         reader->listener.resume();
@@ -152,7 +174,9 @@ DDS_ReturnCode_t DDS_Subscriber_delete_datareader(DDS_Subscriber* self, DDS_Data
     return isDestroyed ? DDS_RETCODE_OK : DDS_RETCODE_ERROR;
 }
 
-DDS_Entity* DDS_DataReader_as_entity(DDS_DataReader* self) { return self; }
+DDS_Entity* DDS_DataReader_as_entity(DDS_DataReader* self) {
+    return self;
+}
 
 DDS_TopicDescription* DDS_DataReader_get_topicdescription(DDS_DataReader* self) {
     ZDDS_REQUIRE(self != nullptr, nullptr);
@@ -168,9 +192,12 @@ const DDS_TypePlugin* DDS_DataReader_get_type_pluginI(const DDS_DataReader* self
 DDS_ReturnCode_t DDS_DataReader_set_listener(
     DDS_DataReader* self, const DDS_DataReaderListener* listener, DDS_StatusMask mask) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
-    if (!self->listener.setListener(listener, mask)) return DDS_RETCODE_OUT_OF_RESOURCES;
-    if (listener != nullptr) self->listener.notify(self->statusCondition.statusChanges);
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->listener.setListener(listener, mask))
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    if (listener != nullptr)
+        self->listener.notify(self->statusCondition.statusChanges);
     return DDS_RETCODE_OK;
 }
 
@@ -184,7 +211,8 @@ DDS_ReturnCode_t DDS_DataReader_get_subscription_matched_status(
     return DDS_RETCODE_OK;
 }
 
-DDS_ReturnCode_t DDS_DataReader_get_matched_publications(DDS_DataReader* self, DDS_InstanceHandleSeq* handles) {
+DDS_ReturnCode_t DDS_DataReader_get_matched_publications(
+    DDS_DataReader* self, DDS_InstanceHandleSeq* handles) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(handles != nullptr, DDS_RETCODE_BAD_PARAMETER);
     zdds::Guard guard(self->statusMutex);

@@ -1,4 +1,5 @@
-// A reader from the inside. What arrives goes into the cache, then raises the status, then calls the listener.
+// A reader from the inside. What arrives goes into the cache, then raises the status, then calls the
+// listener.
 #ifndef ZDDSC_ENTITIES_DATA_READER_IMPL_HPP
 #define ZDDSC_ENTITIES_DATA_READER_IMPL_HPP
 
@@ -48,7 +49,8 @@ constexpr const char* isolatedProperty = "dds.data_reader.is_isolated";
 
 // The tree mutex is held.
 DDS_ReturnCode_t enableReader(DDS_DataReaderImpl& reader);
-// Stops and frees a reader that is out of the tree. False when its listener thread did not end: it is then left.
+// Stops and frees a reader that is out of the tree. False when its listener thread did not end: it is then
+// left.
 bool destroyReader(DDS_DataReaderImpl& reader);
 
 } // namespace zdds

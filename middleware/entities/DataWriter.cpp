@@ -9,24 +9,28 @@ DDS_DataWriterImpl::DDS_DataWriterImpl(DDS_PublisherImpl& owner, DDS_TopicImpl& 
     : DDS_EntityImpl(DDS_DATAWRITER_ENTITY_KIND, owner.participant), publisher(&owner), topic(&writtenTopic),
       instances(*writtenTopic.plugin, writtenTopic.keyBytes) {}
 
-DDS_DataWriterImpl::~DDS_DataWriterImpl() { DDS_DataWriterQos_finalize(&qos); }
+DDS_DataWriterImpl::~DDS_DataWriterImpl() {
+    DDS_DataWriterQos_finalize(&qos);
+}
 
 void DDS_DataWriterImpl::Sink::count(const zdds::engine::RemoteEndpoint& reader, bool isMatch) {
     zdds::Guard guard(writer.statusMutex);
-    if (!isMatch) writer.matched.remove(reader);
+    if (!isMatch)
+        writer.matched.remove(reader);
     const bool isListed = !isMatch || writer.matched.add(reader);
-    zdds::countMatch(
-        writer.matchedStatus, &DDS_PublicationMatchedStatus::last_subscription_handle, reader.endpoint, isMatch);
+    zdds::countMatch(writer.matchedStatus, &DDS_PublicationMatchedStatus::last_subscription_handle,
+        reader.endpoint, isMatch);
     guard.release();
-    if (!isListed) ZDDS_LOG_WARNING(FAILED_TO_ADD, "matched reader of topic '%s' to the list", writer.topic->name);
+    if (!isListed)
+        ZDDS_LOG_WARNING(FAILED_TO_ADD, "matched reader of topic '%s' to the list", writer.topic->name);
     writer.statusCondition.raise(DDS_PUBLICATION_MATCHED_STATUS);
 }
 
 namespace zdds {
 namespace {
 
-// A stalled engine gives the sample back after this long, for the flusher to try again later: so neither a writer's
-// deletion nor the other writers wait longer than that for it.
+// A stalled engine gives the sample back after this long, for the flusher to try again later: so neither a
+// writer's deletion nor the other writers wait longer than that for it.
 constexpr DDS_Duration_t longestAsynchronousBlock{0, 20'000'000U};
 
 bool isLonger(const DDS_Duration_t& left, const DDS_Duration_t& right) {
@@ -34,23 +38,31 @@ bool isLonger(const DDS_Duration_t& left, const DDS_Duration_t& right) {
 }
 
 DDS_UnsignedShort representationOf(const DDS_DataWriterQos& qos) {
-    if (DDS_LongSeq_get_length(&qos.representation.value) == 0) return DDS_XCDR2_DATA_REPRESENTATION;
+    if (DDS_LongSeq_get_length(&qos.representation.value) == 0)
+        return DDS_XCDR2_DATA_REPRESENTATION;
     return static_cast<DDS_UnsignedShort>(DDS_LongSeq_get(&qos.representation.value, 0));
 }
 
-DDS_DataWriterImpl* createWriter(DDS_PublisherImpl& publisher, DDS_TopicImpl& topic, const DDS_DataWriterQos* qos) {
+DDS_DataWriterImpl* createWriter(
+    DDS_PublisherImpl& publisher, DDS_TopicImpl& topic, const DDS_DataWriterQos* qos) {
     auto* writer = create<DDS_DataWriterImpl>("struct DDS_DataWriterImpl", publisher, topic);
-    if (writer == nullptr) return ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "writer of topic '%s'", topic.name);
+    if (writer == nullptr)
+        return ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "writer of topic '%s'", topic.name);
     Cleanup undo([&] { destroy(writer); });
     DDS_DataWriterQos_initialize(&writer->qos);
-    if (qos != nullptr && DDS_DataWriterQos_copy(&writer->qos, qos) != DDS_RETCODE_OK) return nullptr;
-    if (!qos::isConsistent(writer->qos)) return nullptr;
+    if (qos != nullptr && DDS_DataWriterQos_copy(&writer->qos, qos) != DDS_RETCODE_OK)
+        return nullptr;
+    if (!qos::isConsistent(writer->qos))
+        return nullptr;
     writer->instances.setBound(writer->qos.resource_limits.max_instances);
     writer->representation = representationOf(writer->qos);
     DDS_PublishModeQosPolicy& mode = writer->qos.publish_mode;
-    if (mode.max_queued_samples == 0) mode.max_queued_samples = qos::defaultMaxQueuedSamples;
-    if (mode.max_queued_bytes == 0) mode.max_queued_bytes = qos::defaultMaxQueuedBytes;
-    if (!writer->initialize()) return nullptr;
+    if (mode.max_queued_samples == 0)
+        mode.max_queued_samples = qos::defaultMaxQueuedSamples;
+    if (mode.max_queued_bytes == 0)
+        mode.max_queued_bytes = qos::defaultMaxQueuedBytes;
+    if (!writer->initialize())
+        return nullptr;
     if (!writer->queue.initialize(mode.max_queued_samples, mode.max_queued_bytes))
         return ZDDS_FAIL(nullptr, FAILED_TO_CREATE, "queue of the writer of topic '%s'", topic.name);
     undo.dismiss();
@@ -61,7 +73,8 @@ DDS_DataWriterImpl* createWriter(DDS_PublisherImpl& publisher, DDS_TopicImpl& to
 
 DDS_ReturnCode_t enableWriter(DDS_DataWriterImpl& writer) {
     DDS_DomainParticipantImpl& participant = *writer.participant;
-    if (writer.isAsynchronous() && !participant.flusher.start()) return DDS_RETCODE_OUT_OF_RESOURCES;
+    if (writer.isAsynchronous() && !participant.flusher.start())
+        return DDS_RETCODE_OUT_OF_RESOURCES;
     // The engine borrows the QoS for the call: a shallow copy with another blocking time is enough.
     DDS_DataWriterQos qos = writer.qos;
     if (writer.isAsynchronous() && isLonger(qos.reliability.max_blocking_time, longestAsynchronousBlock))
@@ -69,28 +82,33 @@ DDS_ReturnCode_t enableWriter(DDS_DataWriterImpl& writer) {
     writer.engineWriter = participant.engineParticipant->createWriter(
         writer.topic->info(), qos, textsOf(writer.publisher->qos.partition.name), &writer.sink);
     if (writer.engineWriter == nullptr)
-        return ZDDS_FAIL(DDS_RETCODE_ERROR, FAILED_TO_CREATE, "engine writer of topic '%s'", writer.topic->name);
-    if (!writer.hasGuid) writer.guid = writer.engineWriter->guid();
+        return ZDDS_FAIL(
+            DDS_RETCODE_ERROR, FAILED_TO_CREATE, "engine writer of topic '%s'", writer.topic->name);
+    if (!writer.hasGuid)
+        writer.guid = writer.engineWriter->guid();
     writer.hasGuid = true;
     return DDS_RETCODE_OK;
 }
 
 void destroyWriter(DDS_DataWriterImpl& writer) {
-    if (writer.isAsynchronous()) writer.participant->flusher.remove(writer.target);
+    if (writer.isAsynchronous())
+        writer.participant->flusher.remove(writer.target);
     delete writer.engineWriter;
     destroy(&writer);
 }
 
 } // namespace zdds
 
-DDS_DataWriter* DDS_Publisher_create_datawriter(DDS_Publisher* self, DDS_Topic* topic, const DDS_DataWriterQos* qos,
-    const void* /*listener*/, DDS_StatusMask /*mask*/) {
+DDS_DataWriter* DDS_Publisher_create_datawriter(DDS_Publisher* self, DDS_Topic* topic,
+    const DDS_DataWriterQos* qos, const void* /*listener*/, DDS_StatusMask /*mask*/) {
     ZDDS_REQUIRE(self != nullptr, nullptr);
     ZDDS_REQUIRE(topic != nullptr, nullptr);
     ZDDS_REQUIRE(topic->participant == self->participant, nullptr);
-    if (!self->isOfThisProcess()) return nullptr;
+    if (!self->isOfThisProcess())
+        return nullptr;
     DDS_DataWriterImpl* writer = zdds::createWriter(*self, *topic, qos);
-    if (writer == nullptr) return nullptr;
+    if (writer == nullptr)
+        return nullptr;
     zdds::Guard guard(self->participant->tree);
     if (self->isEnabled && self->qos.entity_factory.autoenable_created_entities &&
         zdds::enableLocked(*writer) != DDS_RETCODE_OK) {
@@ -106,12 +124,14 @@ DDS_DataWriter* DDS_Publisher_create_datawriter(DDS_Publisher* self, DDS_Topic* 
 DDS_ReturnCode_t DDS_Publisher_delete_datawriter(DDS_Publisher* self, DDS_DataWriter* writer) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(writer != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     DDS_TopicImpl* topic = nullptr;
     zdds::Guard guard(self->participant->tree);
     if (!self->writers.contains(*writer)) {
         guard.release();
-        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE, "writer: it is not of this publisher");
+        return ZDDS_FAIL(
+            DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE, "writer: it is not of this publisher");
     }
     topic = writer->topic;
     self->writers.detach(*writer);
@@ -123,7 +143,9 @@ DDS_ReturnCode_t DDS_Publisher_delete_datawriter(DDS_Publisher* self, DDS_DataWr
     return DDS_RETCODE_OK;
 }
 
-DDS_Entity* DDS_DataWriter_as_entity(DDS_DataWriter* self) { return self; }
+DDS_Entity* DDS_DataWriter_as_entity(DDS_DataWriter* self) {
+    return self;
+}
 
 DDS_Topic* DDS_DataWriter_get_topic(DDS_DataWriter* self) {
     ZDDS_REQUIRE(self != nullptr, nullptr);
@@ -150,7 +172,8 @@ DDS_ReturnCode_t DDS_DataWriter_get_publication_matched_status(
     return DDS_RETCODE_OK;
 }
 
-DDS_ReturnCode_t DDS_DataWriter_get_matched_subscriptions(DDS_DataWriter* self, DDS_InstanceHandleSeq* handles) {
+DDS_ReturnCode_t DDS_DataWriter_get_matched_subscriptions(
+    DDS_DataWriter* self, DDS_InstanceHandleSeq* handles) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(handles != nullptr, DDS_RETCODE_BAD_PARAMETER);
     zdds::Guard guard(self->statusMutex);

@@ -1,7 +1,8 @@
 // A writer from the inside.
 //
-// A sample is serialized on the thread that writes. An asynchronous writer queues the bytes for the participant's
-// flusher; a synchronous one calls the engine itself. Either way the bytes lie in the writer's queue memory.
+// A sample is serialized on the thread that writes. An asynchronous writer queues the bytes for the
+// participant's flusher; a synchronous one calls the engine itself. Either way the bytes lie in the writer's
+// queue memory.
 #ifndef ZDDSC_ENTITIES_DATA_WRITER_IMPL_HPP
 #define ZDDSC_ENTITIES_DATA_WRITER_IMPL_HPP
 
@@ -50,7 +51,7 @@ struct DDS_DataWriterImpl : DDS_EntityImpl {
     Target target{*this};
     Sink sink{*this};
     Counters counters;
-    std::atomic<bool> isFull{false}; // the last write found the queue full: the log tells each change once
+    std::atomic<bool> isFull{false};    // the last write found the queue full: the log tells each change once
     mutable zdds::Mutex instancesMutex; // guards the one below
     zdds::InstanceTable instances;      // of a keyed topic: those registered or written and not unregistered
     mutable zdds::Mutex statusMutex;    // guards the two below
@@ -64,8 +65,8 @@ namespace zdds {
 DDS_ReturnCode_t enableWriter(DDS_DataWriterImpl& writer);
 // Stops and frees a writer that is out of the tree. What is queued is dropped. Takes at most one engine call.
 void destroyWriter(DDS_DataWriterImpl& writer);
-// The instance of a sample of a keyed topic: the writer has it from now on (`alive`) or no longer. Nil when memory is
-// out, or there are too many instances.
+// The instance of a sample of a keyed topic: the writer has it from now on (`alive`) or no longer. Nil when
+// memory is out, or there are too many instances.
 DDS_InstanceHandle_t noteInstance(DDS_DataWriterImpl& writer, const void* sample, bool alive);
 
 // Null and the invalid time are now. False for a time before 1970 or too far ahead to count.
@@ -73,7 +74,8 @@ bool toNanoseconds(const DDS_Time_t* time, int64_t* nanoseconds);
 // The time of write parameters, where 0 is now.
 bool toNanoseconds(const DDS_WriteParams_t& params, int64_t* nanoseconds);
 
-// Encodes one sample, or its key alone for a dispose or unregister, and hands it on; see the functions of entities.h for the results.
+// Encodes one sample, or its key alone for a dispose or unregister, and hands it on; see the functions of
+// entities.h for the results.
 DDS_ReturnCode_t writeSample(DDS_DataWriterImpl& writer, const void* sample, engine::SampleKind kind,
     int64_t sourceTimeNs, int64_t* sequenceNumber);
 

@@ -13,7 +13,8 @@ DDS_EntityImpl::~DDS_EntityImpl() {
 
 bool DDS_EntityImpl::initialize() {
     lock = ORXOsapiSemaphore_new(ORX_OSAPI_SEMAPHORE_KIND_MUTEX, nullptr);
-    if (lock == nullptr) return ZDDS_FAIL(false, FAILED_TO_CREATE, "entity lock");
+    if (lock == nullptr)
+        return ZDDS_FAIL(false, FAILED_TO_CREATE, "entity lock");
     ORXOsapiSemaphore_setRank(lock, zdds::host::lockRankEntity, "entity");
     return true;
 }
@@ -22,7 +23,8 @@ namespace zdds {
 
 bool ChildList::contains(const DDS_EntityImpl& child) const {
     for (const DDS_EntityImpl* one = first_; one != nullptr; one = one->next) {
-        if (one == &child) return true;
+        if (one == &child)
+            return true;
     }
     return false;
 }
@@ -57,7 +59,8 @@ namespace {
 // Enables the children that are not enabled yet; the first failure ends it.
 DDS_ReturnCode_t enableChildren(const ChildList& children) {
     for (DDS_EntityImpl* child = children.first(); child != nullptr; child = child->next) {
-        if (const DDS_ReturnCode_t result = enableLocked(*child); result != DDS_RETCODE_OK) return result;
+        if (const DDS_ReturnCode_t result = enableLocked(*child); result != DDS_RETCODE_OK)
+            return result;
     }
     return DDS_RETCODE_OK;
 }
@@ -66,19 +69,23 @@ DDS_ReturnCode_t enableChildrenOf(DDS_EntityImpl& entity) {
     switch (entity.kind) {
     case DDS_PARTICIPANT_ENTITY_KIND: {
         auto& self = static_cast<DDS_DomainParticipantImpl&>(entity);
-        if (!self.qos.entity_factory.autoenable_created_entities) return DDS_RETCODE_OK;
+        if (!self.qos.entity_factory.autoenable_created_entities)
+            return DDS_RETCODE_OK;
         for (const ChildList* children : {&self.topics, &self.publishers, &self.subscribers}) {
-            if (const DDS_ReturnCode_t result = enableChildren(*children); result != DDS_RETCODE_OK) return result;
+            if (const DDS_ReturnCode_t result = enableChildren(*children); result != DDS_RETCODE_OK)
+                return result;
         }
         return DDS_RETCODE_OK;
     }
     case DDS_PUBLISHER_ENTITY_KIND: {
         auto& self = static_cast<DDS_PublisherImpl&>(entity);
-        return self.qos.entity_factory.autoenable_created_entities ? enableChildren(self.writers) : DDS_RETCODE_OK;
+        return self.qos.entity_factory.autoenable_created_entities ? enableChildren(self.writers)
+                                                                   : DDS_RETCODE_OK;
     }
     case DDS_SUBSCRIBER_ENTITY_KIND: {
         auto& self = static_cast<DDS_SubscriberImpl&>(entity);
-        return self.qos.entity_factory.autoenable_created_entities ? enableChildren(self.readers) : DDS_RETCODE_OK;
+        return self.qos.entity_factory.autoenable_created_entities ? enableChildren(self.readers)
+                                                                   : DDS_RETCODE_OK;
     }
     default:
         return DDS_RETCODE_OK;
@@ -99,8 +106,10 @@ const DDS_EntityImpl* parentOf(const DDS_EntityImpl& entity) {
 }
 
 DDS_ReturnCode_t enableSelf(DDS_EntityImpl& entity) {
-    if (entity.kind == DDS_DATAWRITER_ENTITY_KIND) return enableWriter(static_cast<DDS_DataWriterImpl&>(entity));
-    if (entity.kind == DDS_DATAREADER_ENTITY_KIND) return enableReader(static_cast<DDS_DataReaderImpl&>(entity));
+    if (entity.kind == DDS_DATAWRITER_ENTITY_KIND)
+        return enableWriter(static_cast<DDS_DataWriterImpl&>(entity));
+    if (entity.kind == DDS_DATAREADER_ENTITY_KIND)
+        return enableReader(static_cast<DDS_DataReaderImpl&>(entity));
     return DDS_RETCODE_OK;
 }
 
@@ -116,16 +125,20 @@ DDS_Octet kindOctetOf(const DDS_EntityImpl& entity) {
 } // namespace
 
 DDS_ReturnCode_t enableLocked(DDS_EntityImpl& entity) {
-    if (entity.isEnabled) return DDS_RETCODE_OK;
+    if (entity.isEnabled)
+        return DDS_RETCODE_OK;
     const DDS_EntityImpl* parent = parentOf(entity);
     if (parent != nullptr && !parent->isEnabled)
-        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_ENABLE, "entity: its parent is disabled");
-    if (const DDS_ReturnCode_t result = enableSelf(entity); result != DDS_RETCODE_OK) return result;
+        return ZDDS_FAIL(
+            DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_ENABLE, "entity: its parent is disabled");
+    if (const DDS_ReturnCode_t result = enableSelf(entity); result != DDS_RETCODE_OK)
+        return result;
     entity.isEnabled.store(true, std::memory_order_release);
     const DDS_ReturnCode_t result = enableChildrenOf(entity);
-    // A factory whose children failed counts as disabled, so that enabling it again tries the rest. Endpoints have
-    // no children: what they got from the engine stays theirs.
-    if (result != DDS_RETCODE_OK) entity.isEnabled.store(false, std::memory_order_release);
+    // A factory whose children failed counts as disabled, so that enabling it again tries the rest. Endpoints
+    // have no children: what they got from the engine stays theirs.
+    if (result != DDS_RETCODE_OK)
+        entity.isEnabled.store(false, std::memory_order_release);
     return result;
 }
 
@@ -134,7 +147,8 @@ DDS_ReturnCode_t enableLocked(DDS_EntityImpl& entity) {
 DDS_ReturnCode_t DDS_Entity_enable(DDS_Entity* self) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(!self->isObserved, DDS_RETCODE_ILLEGAL_OPERATION);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     zdds::Guard guard(self->participant->tree);
     return zdds::enableLocked(*self);
 }
@@ -149,18 +163,19 @@ DDS_EntityKind DDS_Entity_get_entity_kind(const DDS_Entity* self) {
     return self->kind;
 }
 
-// An endpoint that was never asked while it was disabled has the GUID of the engine's endpoint, which is what peers
-// see; one that was asked keeps the computed GUID that it answered with.
+// An endpoint that was never asked while it was disabled has the GUID of the engine's endpoint, which is what
+// peers see; one that was asked keeps the computed GUID that it answered with.
 DDS_ReturnCode_t DDS_Entity_get_guid(const DDS_Entity* self, DDS_GUID_t* guid) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(guid != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    const bool isEndpoint = !self->isObserved &&
-        (self->kind == DDS_DATAWRITER_ENTITY_KIND || self->kind == DDS_DATAREADER_ENTITY_KIND);
+    const bool isEndpoint = !self->isObserved && (self->kind == DDS_DATAWRITER_ENTITY_KIND ||
+                                                     self->kind == DDS_DATAREADER_ENTITY_KIND);
     if (!isEndpoint) {
         *guid = self->guid;
         return DDS_RETCODE_OK;
     }
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     zdds::Guard guard(self->participant->tree);
     if (!self->hasGuid) {
         DDS_EntityImpl& endpoint = *const_cast<DDS_EntityImpl*>(self);
@@ -174,24 +189,28 @@ DDS_ReturnCode_t DDS_Entity_get_guid(const DDS_Entity* self, DDS_GUID_t* guid) {
 DDS_InstanceHandle_t DDS_Entity_get_instance_handle(const DDS_Entity* self) {
     DDS_InstanceHandle_t handle = DDS_HANDLE_NIL;
     DDS_GUID_t guid;
-    if (DDS_Entity_get_guid(self, &guid) == DDS_RETCODE_OK) DDS_InstanceHandle_from_guid(&handle, &guid);
+    if (DDS_Entity_get_guid(self, &guid) == DDS_RETCODE_OK)
+        DDS_InstanceHandle_from_guid(&handle, &guid);
     return handle;
 }
 
 DDS_ReturnCode_t DDS_Entity_lock(const DDS_Entity* self) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     return ORXOsapiSemaphore_take(self->lock, nullptr) == ORX_OSAPI_SEMAPHORE_STATUS_OK
-        ? DDS_RETCODE_OK
-        : ZDDS_FAIL(DDS_RETCODE_ERROR, FAILED_TO_LOCK, "entity");
+               ? DDS_RETCODE_OK
+               : ZDDS_FAIL(DDS_RETCODE_ERROR, FAILED_TO_LOCK, "entity");
 }
 
 DDS_ReturnCode_t DDS_Entity_unlock(const DDS_Entity* self) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     return ORXOsapiSemaphore_give(self->lock) == ORX_OSAPI_SEMAPHORE_STATUS_OK
-        ? DDS_RETCODE_OK
-        : ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_UNLOCK, "entity: the caller does not hold it");
+               ? DDS_RETCODE_OK
+               : ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_UNLOCK,
+                     "entity: the caller does not hold it");
 }
 
 DDS_StatusCondition* DDS_Entity_get_statuscondition(DDS_Entity* self) {

@@ -1,9 +1,9 @@
 // What every entity begins with.
 //
-// Threads: the tree (parents, children, enabled states, GUIDs of endpoints) is guarded by the tree mutex of the
-// participant, which is held across calls that create or enable, and never while waiting for a callback. The entity
-// lock is for callers (DDS_Entity_lock) and guards nothing in here.
-// Ownership: a parent owns its children.
+// Threads: the tree (parents, children, enabled states, GUIDs of endpoints) is guarded by the tree mutex of
+// the participant, which is held across calls that create or enable, and never while waiting for a callback.
+// The entity lock is for callers (DDS_Entity_lock) and guards nothing in here. Ownership: a parent owns its
+// children.
 #ifndef ZDDSC_ENTITIES_ENTITY_IMPL_HPP
 #define ZDDSC_ENTITIES_ENTITY_IMPL_HPP
 
@@ -29,7 +29,8 @@ struct DDS_EntityImpl {
     DDS_DomainParticipantImpl* const participant; // null for observed entities; a participant's is itself
     const unsigned forkGeneration;
     ORXOsapiSemaphore* lock = nullptr;
-    // Released once everything that an enabled entity needs stands, so that a writer may be used without a lock.
+    // Released once everything that an enabled entity needs stands, so that a writer may be used without a
+    // lock.
     std::atomic<bool> isEnabled{false};
     bool hasGuid = false;
     DDS_GUID_t guid{};
@@ -47,8 +48,8 @@ public:
     bool isEmpty() const { return first_ == nullptr && detached_ == 0; }
     bool contains(const DDS_EntityImpl& child) const;
     void add(DDS_EntityImpl& child);
-    // Deleting has two steps, since a child may have to wait for its callbacks with the tree mutex free: it leaves
-    // the list, and counts as a child until forget.
+    // Deleting has two steps, since a child may have to wait for its callbacks with the tree mutex free: it
+    // leaves the list, and counts as a child until forget.
     void detach(DDS_EntityImpl& child);
     void forget() { --detached_; }
 
@@ -58,9 +59,9 @@ private:
     unsigned detached_ = 0;
 };
 
-// Makes the GUID of an entity that the engine does not know (publishers, subscribers, topics), or does not know yet
-// (endpoints that are asked for it while disabled): the participant's prefix, a number from the upper half of the
-// numbers, which the engine does not reach, and the kind octet. The tree mutex is held.
+// Makes the GUID of an entity that the engine does not know (publishers, subscribers, topics), or does not
+// know yet (endpoints that are asked for it while disabled): the participant's prefix, a number from the
+// upper half of the numbers, which the engine does not reach, and the kind octet. The tree mutex is held.
 DDS_GUID_t makeGuid(DDS_DomainParticipantImpl& participant, DDS_Octet kindOctet);
 
 // Enables an entity and, where the QoS says so, its children. The tree mutex is held.

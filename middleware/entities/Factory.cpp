@@ -26,14 +26,20 @@ bool attachEngine(DDS_DomainParticipantImpl& participant) {
 
 DDS_DomainParticipantImpl* createParticipant(
     DDS_DomainParticipantFactoryImpl& factory, DDS_DomainId_t domainId, const DDS_DomainParticipantQos* qos) {
-    if (!ForkGeneration::watch()) return ZDDS_FAIL(nullptr, FAILED_TO_CREATE, "participant of domain %d", domainId);
-    auto* participant = create<DDS_DomainParticipantImpl>("struct DDS_DomainParticipantImpl", &factory, domainId);
-    if (participant == nullptr) return ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "participant of domain %d", domainId);
+    if (!ForkGeneration::watch())
+        return ZDDS_FAIL(nullptr, FAILED_TO_CREATE, "participant of domain %d", domainId);
+    auto* participant =
+        create<DDS_DomainParticipantImpl>("struct DDS_DomainParticipantImpl", &factory, domainId);
+    if (participant == nullptr)
+        return ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "participant of domain %d", domainId);
     Cleanup undo([&] { destroy(participant); });
     DDS_DomainParticipantQos_initialize(&participant->qos);
-    if (qos != nullptr && DDS_DomainParticipantQos_copy(&participant->qos, qos) != DDS_RETCODE_OK) return nullptr;
-    if (!participant->initialize()) return nullptr;
-    if (!attachEngine(*participant)) return nullptr;
+    if (qos != nullptr && DDS_DomainParticipantQos_copy(&participant->qos, qos) != DDS_RETCODE_OK)
+        return nullptr;
+    if (!participant->initialize())
+        return nullptr;
+    if (!attachEngine(*participant))
+        return nullptr;
     undo.dismiss();
     Guard guard(factory.mutex);
     factory.participants.add(*participant);
@@ -42,26 +48,31 @@ DDS_DomainParticipantImpl* createParticipant(
 
 bool hasChildren(DDS_DomainParticipantImpl& participant) {
     Guard guard(participant.tree);
-    return !participant.topics.isEmpty() || !participant.publishers.isEmpty() || !participant.subscribers.isEmpty();
+    return !participant.topics.isEmpty() || !participant.publishers.isEmpty() ||
+           !participant.subscribers.isEmpty();
 }
 
 } // namespace
 } // namespace zdds
 
-DDS_DomainParticipantFactory* DDS_DomainParticipantFactory_get_instance(void) { return &zdds::theFactory; }
+DDS_DomainParticipantFactory* DDS_DomainParticipantFactory_get_instance(void) {
+    return &zdds::theFactory;
+}
 
 DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void) {
     DDS_DomainParticipantFactoryImpl& self = zdds::theFactory;
     zdds::Guard guard(self.mutex);
     if (!self.participants.isEmpty())
-        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_FINALIZE, "participant factory: it has participants");
+        return ZDDS_FAIL(
+            DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_FINALIZE, "participant factory: it has participants");
     REDAWorkerFactory_delete(self.workerFactory);
     self.workerFactory = nullptr;
     return DDS_RETCODE_OK;
 }
 
-DDS_DomainParticipant* DDS_DomainParticipantFactory_create_participant_disabled(DDS_DomainParticipantFactory* self,
-    DDS_DomainId_t domainId, const DDS_DomainParticipantQos* qos, const void* /*listener*/, DDS_StatusMask /*mask*/) {
+DDS_DomainParticipant* DDS_DomainParticipantFactory_create_participant_disabled(
+    DDS_DomainParticipantFactory* self, DDS_DomainId_t domainId, const DDS_DomainParticipantQos* qos,
+    const void* /*listener*/, DDS_StatusMask /*mask*/) {
     ZDDS_REQUIRE(self != nullptr, nullptr);
     ZDDS_REQUIRE(domainId >= 0, nullptr);
     return zdds::createParticipant(*self, domainId, qos);
@@ -71,7 +82,8 @@ DDS_DomainParticipant* DDS_DomainParticipantFactory_create_participant(DDS_Domai
     DDS_DomainId_t domainId, const DDS_DomainParticipantQos* qos, const void* listener, DDS_StatusMask mask) {
     DDS_DomainParticipant* participant =
         DDS_DomainParticipantFactory_create_participant_disabled(self, domainId, qos, listener, mask);
-    if (participant == nullptr || DDS_Entity_enable(participant) == DDS_RETCODE_OK) return participant;
+    if (participant == nullptr || DDS_Entity_enable(participant) == DDS_RETCODE_OK)
+        return participant;
     DDS_DomainParticipantFactory_delete_participant(self, participant);
     return nullptr;
 }
@@ -80,23 +92,27 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_delete_participant(
     DDS_DomainParticipantFactory* self, DDS_DomainParticipant* participant) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(participant != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!participant->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!participant->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     zdds::Guard guard(self->mutex);
     if (!self->participants.contains(*participant))
-        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE, "participant: it is not of this factory");
+        return ZDDS_FAIL(
+            DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE, "participant: it is not of this factory");
     if (zdds::hasChildren(*participant))
         return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE, "participant: it has children");
     // Out of the list: what a flusher that does not end leaves behind is nobody's, and is never used again.
     self->participants.detach(*participant);
     self->participants.forget();
     guard.release();
-    if (!participant->flusher.stop()) return DDS_RETCODE_ERROR;
+    if (!participant->flusher.stop())
+        return DDS_RETCODE_ERROR;
     zdds::destroy(participant);
     return DDS_RETCODE_OK;
 }
 
 DDS_ReturnCode_t DDS_DomainParticipantFactory_get_participant_qos_from_profile(
-    DDS_DomainParticipantFactory* self, DDS_DomainParticipantQos* qos, const char* library, const char* profile) {
+    DDS_DomainParticipantFactory* self, DDS_DomainParticipantQos* qos, const char* library,
+    const char* profile) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(qos != nullptr, DDS_RETCODE_BAD_PARAMETER);
     return zdds::qos::loadProfile(*qos, library, profile);
@@ -132,9 +148,12 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_get_datareader_qos_from_profile_w_
     return zdds::qos::loadProfile(*qos, library, profile, topicName);
 }
 
-REDAWorkerFactory* DDS_DomainParticipantFactory_get_worker_factoryI(DDS_DomainParticipantFactory* self, void* /*worker*/) {
+REDAWorkerFactory* DDS_DomainParticipantFactory_get_worker_factoryI(
+    DDS_DomainParticipantFactory* self, void* /*worker*/) {
     ZDDS_REQUIRE(self != nullptr, nullptr);
     zdds::Guard guard(self->mutex);
-    if (self->workerFactory == nullptr) self->workerFactory = REDAWorkerFactory_new();
-    return self->workerFactory != nullptr ? self->workerFactory : ZDDS_FAIL(nullptr, FAILED_TO_CREATE, "worker factory");
+    if (self->workerFactory == nullptr)
+        self->workerFactory = REDAWorkerFactory_new();
+    return self->workerFactory != nullptr ? self->workerFactory
+                                          : ZDDS_FAIL(nullptr, FAILED_TO_CREATE, "worker factory");
 }

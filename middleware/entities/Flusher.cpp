@@ -5,17 +5,18 @@
 namespace zdds {
 namespace {
 
-constexpr unsigned turnLength = 256;                // samples
-constexpr int64_t stallPauseNs = 5'000'000;         // when nobody is ready who does not stall
+constexpr unsigned turnLength = 256;        // samples
+constexpr int64_t stallPauseNs = 5'000'000; // when nobody is ready who does not stall
 constexpr int joinTimeoutMs = 20'000;
 
 } // namespace
 
 bool Flusher::start() {
     Guard guard(mutex_);
-    if (thread_ != nullptr) return true;
-    thread_ = ORXOsapiJoinableThread_new("oZddsFlush", ORX_OSAPI_THREAD_PRIORITY_DEFAULT, ORX_OSAPI_THREAD_OPTION_DEFAULT,
-        ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT, nullptr, &Flusher::run, this);
+    if (thread_ != nullptr)
+        return true;
+    thread_ = ORXOsapiJoinableThread_new("oZddsFlush", ORX_OSAPI_THREAD_PRIORITY_DEFAULT,
+        ORX_OSAPI_THREAD_OPTION_DEFAULT, ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT, nullptr, &Flusher::run, this);
     return thread_ != nullptr || ZDDS_FAIL(false, FAILED_TO_CREATE, "flusher thread");
 }
 
@@ -25,7 +26,8 @@ bool Flusher::stop() {
     changed_.wakeAll();
     ORXOsapiJoinableThread* thread = thread_;
     guard.release();
-    if (thread == nullptr) return true;
+    if (thread == nullptr)
+        return true;
     if (!ORXOsapiJoinableThread_stopAndDelete(thread, joinTimeoutMs))
         return ZDDS_FAIL(false, FAILED_TO_DELETE, "flusher thread: the engine did not return");
     thread_ = nullptr;
@@ -34,7 +36,8 @@ bool Flusher::stop() {
 
 void Flusher::schedule(FlushTarget& target) {
     Guard guard(mutex_);
-    if (target.isRemoved_) return;
+    if (target.isRemoved_)
+        return;
     appendLocked(target);
     changed_.wakeAll();
 }
@@ -47,14 +50,16 @@ void Flusher::remove(FlushTarget& target) {
         FlushTarget* next = one->nextReady_;
         if (one == &target) {
             (kept != nullptr ? kept->nextReady_ : first_) = next;
-            if (last_ == one) last_ = kept;
+            if (last_ == one)
+                last_ = kept;
             --readyCount_;
         } else {
             kept = one;
         }
         one = next;
     }
-    while (current_ == &target) changed_.wait(mutex_);
+    while (current_ == &target)
+        changed_.wait(mutex_);
 }
 
 void* Flusher::run(void* self) {
@@ -84,9 +89,11 @@ void Flusher::work() {
 
 FlushTarget* Flusher::popLocked() {
     FlushTarget* target = first_;
-    if (target == nullptr) return nullptr;
+    if (target == nullptr)
+        return nullptr;
     first_ = target->nextReady_;
-    if (first_ == nullptr) last_ = nullptr;
+    if (first_ == nullptr)
+        last_ = nullptr;
     --readyCount_;
     return target;
 }
@@ -101,7 +108,8 @@ void Flusher::appendLocked(FlushTarget& target) {
 // A removed target is not looked at any more: its owner may be waiting for just this.
 void Flusher::settleLocked(FlushTarget& target, FlushTarget::Outcome outcome) {
     stallsInRow_ = outcome == FlushTarget::Outcome::stalled ? stallsInRow_ + 1 : 0;
-    if (outcome != FlushTarget::Outcome::idle && !target.isRemoved_) appendLocked(target);
+    if (outcome != FlushTarget::Outcome::idle && !target.isRemoved_)
+        appendLocked(target);
 }
 
 } // namespace zdds

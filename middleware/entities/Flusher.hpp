@@ -1,8 +1,8 @@
 // The thread of a participant that hands queued samples to the engine, so that no writing thread waits on the
 // network. It starts with the first asynchronous writer that is enabled.
 //
-// Fairness: ready writers take turns of bounded length. One whose engine stalls keeps its sample and goes to the back
-// of the line, so that it costs the others at most one bounded engine call for each of their turns.
+// Fairness: ready writers take turns of bounded length. One whose engine stalls keeps its sample and goes to
+// the back of the line, so that it costs the others at most one bounded engine call for each of their turns.
 // Threads: start, stop and remove by owners of writers; schedule by any thread.
 #ifndef ZDDSC_ENTITIES_FLUSHER_HPP
 #define ZDDSC_ENTITIES_FLUSHER_HPP
@@ -32,7 +32,8 @@ class Flusher {
 public:
     // Idempotent. False when the thread cannot be made.
     bool start();
-    // Ends the thread after its current engine call; every target was removed before. False when it did not end.
+    // Ends the thread after its current engine call; every target was removed before. False when it did not
+    // end.
     bool stop();
     void schedule(FlushTarget& target);
     // Returns once the thread is not inside the target and will not be again: after at most one engine call.

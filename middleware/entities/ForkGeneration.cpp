@@ -14,7 +14,8 @@ bool isWatching = false;
 bool ForkGeneration::watch() {
     pthread_mutex_lock(&watchMutex);
     if (!isWatching)
-        isWatching = pthread_atfork(nullptr, nullptr, [] { count_.fetch_add(1, std::memory_order_relaxed); }) == 0;
+        isWatching =
+            pthread_atfork(nullptr, nullptr, [] { count_.fetch_add(1, std::memory_order_relaxed); }) == 0;
     const bool watches = isWatching;
     pthread_mutex_unlock(&watchMutex);
     return watches;

@@ -1,6 +1,6 @@
-// Tells a forked child from the process that made an object: a child has none of the threads, and locks may be held
-// by threads that it does not have. So entities of the parent are dead in a child, and every call on one that could
-// wait answers DDS_RETCODE_ILLEGAL_OPERATION without touching a lock.
+// Tells a forked child from the process that made an object: a child has none of the threads, and locks may
+// be held by threads that it does not have. So entities of the parent are dead in a child, and every call on
+// one that could wait answers DDS_RETCODE_ILLEGAL_OPERATION without touching a lock.
 #ifndef ZDDSC_ENTITIES_FORK_GENERATION_HPP
 #define ZDDSC_ENTITIES_FORK_GENERATION_HPP
 

@@ -10,7 +10,9 @@ namespace zdds {
 namespace {
 
 // CDR in either version: bit 0 of the identifier tells little-endian.
-bool isLittleEndian(std::span<const uint8_t> encoding) { return (encoding[1] & 1U) != 0; }
+bool isLittleEndian(std::span<const uint8_t> encoding) {
+    return (encoding[1] & 1U) != 0;
+}
 
 void swapServiceId(uint8_t* key) {
     std::swap(key[0], key[3]);
@@ -21,37 +23,45 @@ void swapServiceId(uint8_t* key) {
 
 bool findKeyBytes(const DDS_TypePlugin& plugin, DDS_UnsignedLong* keyBytes) {
     *keyBytes = 0;
-    if (plugin.keyKind == PRES_TYPEPLUGIN_NO_KEY) return true;
-    if (plugin.type != serviceRequestTypePlugin().type) return false;
+    if (plugin.keyKind == PRES_TYPEPLUGIN_NO_KEY)
+        return true;
+    if (plugin.type != serviceRequestTypePlugin().type)
+        return false;
     *keyBytes = serviceRequestKeyBytes;
     return true;
 }
 
-bool InstanceKey::read(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, std::span<const uint8_t> encoding) {
-    if (keyBytes > maximumKeyBytes || encoding.size() < encapsulationBytes + keyBytes || encoding[0] != 0) return false;
+bool InstanceKey::read(
+    const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, std::span<const uint8_t> encoding) {
+    if (keyBytes > maximumKeyBytes || encoding.size() < encapsulationBytes + keyBytes || encoding[0] != 0)
+        return false;
     length = keyBytes;
     std::memcpy(bytes, encoding.data() + encapsulationBytes, keyBytes);
-    if (plugin.type == serviceRequestTypePlugin().type && isLittleEndian(encoding)) swapServiceId(bytes);
+    if (plugin.type == serviceRequestTypePlugin().type && isLittleEndian(encoding))
+        swapServiceId(bytes);
     return true;
 }
 
 bool InstanceKey::readSample(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, const void* sample) {
     KeyEncoding encoding;
     return encoding.write(plugin, keyBytes, DDS_XCDR2_DATA_REPRESENTATION, sample) &&
-        read(plugin, keyBytes, encoding.view());
+           read(plugin, keyBytes, encoding.view());
 }
 
 // Encodes a sample that has the key and nothing else, and keeps the beginning.
-bool KeyEncoding::write(
-    const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, DDS_UnsignedShort representation, const void* sample) {
-    if (plugin.type != serviceRequestTypePlugin().type) return false;
+bool KeyEncoding::write(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes,
+    DDS_UnsignedShort representation, const void* sample) {
+    if (plugin.type != serviceRequestTypePlugin().type)
+        return false;
     const auto& request = *static_cast<const DDS_ServiceRequest*>(sample);
     const DDS_ServiceRequest keyOnly{request.service_id, request.instance_id, {}};
     char whole[2 * sizeof bytes];
     size_t wholeLength = sizeof whole;
-    if (!PRESTypePlugin_interpretedSerialize(&plugin, whole, &wholeLength, representation, &keyOnly)) return false;
+    if (!PRESTypePlugin_interpretedSerialize(&plugin, whole, &wholeLength, representation, &keyOnly))
+        return false;
     length = encapsulationBytes + keyBytes;
-    if (wholeLength < length) return false;
+    if (wholeLength < length)
+        return false;
     std::memcpy(bytes, whole, length);
     return true;
 }
@@ -72,10 +82,12 @@ DDS_InstanceHandle_t InstanceKey::handle() const {
 }
 
 void InstanceKey::fill(const DDS_TypePlugin& plugin, void* sample) const {
-    if (plugin.type != serviceRequestTypePlugin().type) return;
+    if (plugin.type != serviceRequestTypePlugin().type)
+        return;
     auto& request = *static_cast<DDS_ServiceRequest*>(sample);
     uint32_t id = 0;
-    for (size_t i = 0; i < 4; ++i) id = id << 8 | bytes[i];
+    for (size_t i = 0; i < 4; ++i)
+        id = id << 8 | bytes[i];
     request.service_id = static_cast<DDS_Long>(id);
     std::memcpy(request.instance_id.value, bytes + 4, sizeof request.instance_id.value);
 }

@@ -1,5 +1,5 @@
-// Keys of keyed topics. A keyed type is final and its key members come first, so that the key is the first bytes of
-// every encoding behind the encapsulation header.
+// Keys of keyed topics. A keyed type is final and its key members come first, so that the key is the first
+// bytes of every encoding behind the encapsulation header.
 #ifndef ZDDSC_ENTITIES_INSTANCE_KEY_HPP
 #define ZDDSC_ENTITIES_INSTANCE_KEY_HPP
 
@@ -37,7 +37,8 @@ struct KeyEncoding {
     uint8_t bytes[encapsulationBytes + maximumKeyBytes] = {};
     size_t length = 0;
 
-    bool write(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, DDS_UnsignedShort representation, const void* sample);
+    bool write(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes, DDS_UnsignedShort representation,
+        const void* sample);
     std::span<const uint8_t> view() const { return {bytes, length}; }
 };
 

@@ -31,7 +31,8 @@ void InstanceTable::destroyInstance(Instance* instance) {
 }
 
 void InstanceTable::setBound(DDS_Long maxInstances) {
-    if (maxInstances != DDS_LENGTH_UNLIMITED) bound_ = static_cast<DDS_UnsignedLong>(maxInstances);
+    if (maxInstances != DDS_LENGTH_UNLIMITED)
+        bound_ = static_cast<DDS_UnsignedLong>(maxInstances);
 }
 
 bool InstanceTable::hasReadableKey(std::span<const uint8_t> encoding) const {
@@ -46,10 +47,13 @@ Instance* InstanceTable::assertInstance(std::span<const uint8_t> encoding) {
 
 Instance* InstanceTable::assertInstance(const InstanceKey& key) {
     const DDS_InstanceHandle_t handle = key.handle();
-    if (Instance* known = find(handle)) return known;
-    if (count_ >= bound_ && !makeRoom()) return nullptr;
+    if (Instance* known = find(handle))
+        return known;
+    if (count_ >= bound_ && !makeRoom())
+        return nullptr;
     auto* instance = create<Instance>("struct Instance");
-    if (instance == nullptr) return nullptr;
+    if (instance == nullptr)
+        return nullptr;
     instance->key = key;
     instance->handle = handle;
     Instance*& bucket = bucketOf(handle);
@@ -59,15 +63,16 @@ Instance* InstanceTable::assertInstance(const InstanceKey& key) {
     return instance;
 }
 
-// Forgets one instance that has nothing to tell any more. Looks at a few buckets only, others the next time: a flood
-// of new keys must not make each of them expensive.
+// Forgets one instance that has nothing to tell any more. Looks at a few buckets only, others the next time:
+// a flood of new keys must not make each of them expensive.
 bool InstanceTable::makeRoom() {
     constexpr int bucketsPerSearch = 4;
     for (int i = 0; i < bucketsPerSearch; ++i) {
         Instance*& bucket = buckets_[nextToClear_++ % bucketCount];
         for (Instance** link = &bucket; *link != nullptr; link = &(*link)->next) {
             Instance* instance = *link;
-            if (instance->state == DDS_ALIVE_INSTANCE_STATE || instance->samples != 0) continue;
+            if (instance->state == DDS_ALIVE_INSTANCE_STATE || instance->samples != 0)
+                continue;
             *link = instance->next;
             destroyInstance(instance);
             --count_;
@@ -79,28 +84,34 @@ bool InstanceTable::makeRoom() {
 
 Instance* InstanceTable::find(const DDS_InstanceHandle_t& handle) {
     for (Instance* instance = bucketOf(handle); instance != nullptr; instance = instance->next) {
-        if (DDS_InstanceHandle_equals(&instance->handle, &handle)) return instance;
+        if (DDS_InstanceHandle_equals(&instance->handle, &handle))
+            return instance;
     }
     return nullptr;
 }
 
 Instance* InstanceTable::findNext(const DDS_InstanceHandle_t& handle) {
     const bool fromStart = DDS_InstanceHandle_is_nil(&handle);
-    if (!isKeyed()) return fromStart ? &single_ : nullptr;
+    if (!isKeyed())
+        return fromStart ? &single_ : nullptr;
     Instance* best = nullptr;
     forEach([&](Instance& instance) {
-        if (!fromStart && compareHandles(instance.handle, handle) <= 0) return;
-        if (best == nullptr || compareHandles(instance.handle, best->handle) < 0) best = &instance;
+        if (!fromStart && compareHandles(instance.handle, handle) <= 0)
+            return;
+        if (best == nullptr || compareHandles(instance.handle, best->handle) < 0)
+            best = &instance;
     });
     return best;
 }
 
 bool InstanceTable::addWriter(Instance& instance, const DDS_GUID_t& guid) {
     for (const InstanceWriter* writer = instance.writers; writer != nullptr; writer = writer->next) {
-        if (DDS_GUID_equals(&writer->guid, &guid)) return true;
+        if (DDS_GUID_equals(&writer->guid, &guid))
+            return true;
     }
     auto* writer = create<InstanceWriter>("struct InstanceWriter", instance.writers, guid);
-    if (writer == nullptr) return false;
+    if (writer == nullptr)
+        return false;
     instance.writers = writer;
     return true;
 }
@@ -108,7 +119,8 @@ bool InstanceTable::addWriter(Instance& instance, const DDS_GUID_t& guid) {
 void InstanceTable::removeWriter(Instance& instance, const DDS_GUID_t& guid) {
     for (InstanceWriter** link = &instance.writers; *link != nullptr; link = &(*link)->next) {
         InstanceWriter* writer = *link;
-        if (!DDS_GUID_equals(&writer->guid, &guid)) continue;
+        if (!DDS_GUID_equals(&writer->guid, &guid))
+            continue;
         *link = writer->next;
         destroy(writer);
         return;

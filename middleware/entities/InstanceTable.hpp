@@ -1,7 +1,7 @@
 // The instances that a reader knows. A topic without a key has one, with the nil handle.
 //
-// Threads: callers serialize. Bounded: remote writers make instances, so their number has a limit; one that is not
-// alive and has no samples makes room for a new one.
+// Threads: callers serialize. Bounded: remote writers make instances, so their number has a limit; one that
+// is not alive and has no samples makes room for a new one.
 #ifndef ZDDSC_ENTITIES_INSTANCE_TABLE_HPP
 #define ZDDSC_ENTITIES_INSTANCE_TABLE_HPP
 
@@ -15,7 +15,8 @@ class InstanceTable {
 public:
     static constexpr DDS_UnsignedLong safetyBound = 16384; // instances, where the QoS has no bound
 
-    InstanceTable(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes) : plugin_(plugin), keyBytes_(keyBytes) {}
+    InstanceTable(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes)
+        : plugin_(plugin), keyBytes_(keyBytes) {}
     ~InstanceTable();
     InstanceTable(const InstanceTable&) = delete;
     InstanceTable& operator=(const InstanceTable&) = delete;
@@ -25,7 +26,8 @@ public:
 
     // False for an encoding too short to hold a key, or none of CDR.
     bool hasReadableKey(std::span<const uint8_t> encoding) const;
-    // The instance of an encoding, made when it is new. Null when the key cannot be read, or there is no room.
+    // The instance of an encoding, made when it is new. Null when the key cannot be read, or there is no
+    // room.
     Instance* assertInstance(std::span<const uint8_t> encoding);
     Instance* assertInstance(const InstanceKey& key);
     Instance* find(const DDS_InstanceHandle_t& handle);
@@ -34,10 +36,10 @@ public:
     // The one instance of a topic without a key.
     Instance& single() { return single_; }
 
-    template <class Function>
-    void forEach(Function function) {
+    template <class Function> void forEach(Function function) {
         for (Instance* bucket : buckets_) {
-            for (Instance* instance = bucket; instance != nullptr; instance = instance->next) function(*instance);
+            for (Instance* instance = bucket; instance != nullptr; instance = instance->next)
+                function(*instance);
         }
     }
 
@@ -50,7 +52,9 @@ private:
     bool makeRoom();
 
     static constexpr size_t bucketCount = 256;
-    Instance*& bucketOf(const DDS_InstanceHandle_t& handle) { return buckets_[handle.keyHash[15] % bucketCount]; }
+    Instance*& bucketOf(const DDS_InstanceHandle_t& handle) {
+        return buckets_[handle.keyHash[15] % bucketCount];
+    }
 
     const DDS_TypePlugin& plugin_;
     const DDS_UnsignedLong keyBytes_;

@@ -10,25 +10,30 @@ constexpr int joinTimeoutMs = 20'000;
 
 bool ListenerThread::setListener(const DDS_DataReaderListener* listener, DDS_StatusMask mask) {
     Guard guard(mutex_);
-    if (listener != nullptr && !startLocked()) return false;
+    if (listener != nullptr && !startLocked())
+        return false;
     listener_ = listener != nullptr ? *listener : DDS_DataReaderListener{};
     mask_ = listener != nullptr ? mask : DDS_STATUS_MASK_NONE;
     pending_ = 0;
     const bool isSelf = hasSelf_ && pthread_equal(self_, pthread_self());
-    while (isCalling_ && !isSelf) changed_.wait(mutex_);
+    while (isCalling_ && !isSelf)
+        changed_.wait(mutex_);
     return true;
 }
 
 bool ListenerThread::startLocked() {
-    if (thread_ != nullptr) return true;
-    thread_ = ORXOsapiJoinableThread_new("oZddsListen", ORX_OSAPI_THREAD_PRIORITY_DEFAULT, ORX_OSAPI_THREAD_OPTION_DEFAULT,
-        ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT, nullptr, &ListenerThread::run, this);
+    if (thread_ != nullptr)
+        return true;
+    thread_ = ORXOsapiJoinableThread_new("oZddsListen", ORX_OSAPI_THREAD_PRIORITY_DEFAULT,
+        ORX_OSAPI_THREAD_OPTION_DEFAULT, ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT, nullptr, &ListenerThread::run,
+        this);
     return thread_ != nullptr || ZDDS_FAIL(false, FAILED_TO_CREATE, "listener thread");
 }
 
 void ListenerThread::notify(DDS_StatusMask statuses) {
     Guard guard(mutex_);
-    if ((statuses & mask_) == 0) return;
+    if ((statuses & mask_) == 0)
+        return;
     pending_ |= statuses & mask_;
     changed_.wakeAll();
 }
@@ -41,7 +46,8 @@ bool ListenerThread::isCallingThread() const {
 void ListenerThread::pause() {
     Guard guard(mutex_);
     isPaused_ = true;
-    while (isCalling_) changed_.wait(mutex_);
+    while (isCalling_)
+        changed_.wait(mutex_);
 }
 
 void ListenerThread::resume() {
@@ -56,7 +62,8 @@ bool ListenerThread::stop() {
     changed_.wakeAll();
     ORXOsapiJoinableThread* thread = thread_;
     guard.release();
-    if (thread == nullptr) return true;
+    if (thread == nullptr)
+        return true;
     if (!ORXOsapiJoinableThread_stopAndDelete(thread, joinTimeoutMs))
         return ZDDS_FAIL(false, FAILED_TO_DELETE, "listener thread");
     thread_ = nullptr;

@@ -1,9 +1,9 @@
 // The thread that calls a reader's listener.
 //
-// It begins with the reader's first listener and ends with the reader, so that a slow listener holds up nobody but
-// itself. Callbacks of one reader come one at a time, a match before the data of its writer; several events of one
-// kind that happen while a callback runs become one call.
-// Threads: notify by any thread (engine threads among them), the rest by owners of the reader.
+// It begins with the reader's first listener and ends with the reader, so that a slow listener holds up
+// nobody but itself. Callbacks of one reader come one at a time, a match before the data of its writer;
+// several events of one kind that happen while a callback runs become one call. Threads: notify by any thread
+// (engine threads among them), the rest by owners of the reader.
 #ifndef ZDDSC_ENTITIES_LISTENER_THREAD_HPP
 #define ZDDSC_ENTITIES_LISTENER_THREAD_HPP
 
@@ -19,8 +19,8 @@ class ListenerThread {
 public:
     explicit ListenerThread(DDS_DataReaderImpl& reader) : reader_(reader) {}
 
-    // Null removes. Returns when no callback of the old listener runs any more, except on the calling thread itself.
-    // False when the thread cannot be made; the old listener is then still there.
+    // Null removes. Returns when no callback of the old listener runs any more, except on the calling thread
+    // itself. False when the thread cannot be made; the old listener is then still there.
     bool setListener(const DDS_DataReaderListener* listener, DDS_StatusMask mask);
     // Statuses of the listener's mask call it.
     void notify(DDS_StatusMask statuses);

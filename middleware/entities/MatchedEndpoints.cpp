@@ -5,12 +5,15 @@
 
 namespace zdds {
 
-MatchedEndpoints::~MatchedEndpoints() { ORXOsapiHeap_freeMemoryInternal(endpoints_); }
+MatchedEndpoints::~MatchedEndpoints() {
+    ORXOsapiHeap_freeMemoryInternal(endpoints_);
+}
 
 bool MatchedEndpoints::add(const engine::RemoteEndpoint& endpoint) {
     if (count_ == room_) {
         const size_t room = room_ == 0 ? 4 : room_ * 2;
-        if (room > maximum) return false;
+        if (room > maximum)
+            return false;
         void* memory = endpoints_;
         if (!ORXOsapiHeap_reallocateMemoryInternal(&memory, room * sizeof(engine::RemoteEndpoint),
                 alignof(engine::RemoteEndpoint), 0, "struct RemoteEndpoint"))
@@ -24,7 +27,8 @@ bool MatchedEndpoints::add(const engine::RemoteEndpoint& endpoint) {
 
 void MatchedEndpoints::remove(const engine::RemoteEndpoint& endpoint) {
     for (size_t i = 0; i < count_; ++i) {
-        if (!DDS_GUID_equals(&endpoints_[i].endpoint, &endpoint.endpoint)) continue;
+        if (!DDS_GUID_equals(&endpoints_[i].endpoint, &endpoint.endpoint))
+            continue;
         endpoints_[i] = endpoints_[--count_];
         return;
     }

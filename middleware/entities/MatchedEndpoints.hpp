@@ -1,5 +1,5 @@
-// The remote endpoints that match one of ours. Threads: callers serialize. Bounded: what remote participants can make
-// this table hold is limited; matches beyond it are counted by the statuses and not listed.
+// The remote endpoints that match one of ours. Threads: callers serialize. Bounded: what remote participants
+// can make this table hold is limited; matches beyond it are counted by the statuses and not listed.
 #ifndef ZDDSC_ENTITIES_MATCHED_ENDPOINTS_HPP
 #define ZDDSC_ENTITIES_MATCHED_ENDPOINTS_HPP
 
@@ -41,13 +41,13 @@ void countMatch(Status& status, DDS_InstanceHandle_t Status::*handle, const DDS_
         ++status.total_count;
         ++status.total_count_change;
     }
-    if (status.current_count > status.current_count_peak) status.current_count_peak = status.current_count;
+    if (status.current_count > status.current_count_peak)
+        status.current_count_peak = status.current_count;
     DDS_InstanceHandle_from_guid(&(status.*handle), &guid);
 }
 
 // What a getter gives: the status, whose changes begin anew.
-template <class Status>
-Status takeStatus(Status& status) {
+template <class Status> Status takeStatus(Status& status) {
     const Status taken = status;
     status.total_count_change = status.current_count_change = 0;
     return taken;

@@ -1,4 +1,5 @@
-// Stand-in for an entity of another DDS implementation: a lock, a kind, a GUID and, for a participant, transports.
+// Stand-in for an entity of another DDS implementation: a lock, a kind, a GUID and, for a participant,
+// transports.
 #ifndef ZDDSC_ENTITIES_OBSERVED_ENTITY_HPP
 #define ZDDSC_ENTITIES_OBSERVED_ENTITY_HPP
 

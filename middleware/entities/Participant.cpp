@@ -6,7 +6,8 @@
 #include "middleware/log/DdsLog.hpp"
 #include "middleware/log/Memory.hpp"
 
-DDS_DomainParticipantImpl::DDS_DomainParticipantImpl(DDS_DomainParticipantFactoryImpl* owner, DDS_DomainId_t domain)
+DDS_DomainParticipantImpl::DDS_DomainParticipantImpl(
+    DDS_DomainParticipantFactoryImpl* owner, DDS_DomainId_t domain)
     : DDS_EntityImpl(DDS_PARTICIPANT_ENTITY_KIND, this), factory(owner), domainId(domain) {}
 
 DDS_DomainParticipantImpl::~DDS_DomainParticipantImpl() {
@@ -23,13 +24,15 @@ namespace zdds {
 
 std::span<const char* const> textsOf(const DDS_StringSeq& texts) {
     const DDS_Long length = DDS_StringSeq_get_length(&texts);
-    if (length == 0) return {};
+    if (length == 0)
+        return {};
     return {DDS_StringSeq_get_contiguous_buffer(&texts), static_cast<size_t>(length)};
 }
 
 namespace {
 
-// Enables a new child where its parent says so, and adds it. False, with the child out of the tree, on failure.
+// Enables a new child where its parent says so, and adds it. False, with the child out of the tree, on
+// failure.
 bool addChild(DDS_DomainParticipantImpl& participant, ChildList& children, DDS_EntityImpl& child) {
     Guard guard(participant.tree);
     if (participant.isEnabled && participant.qos.entity_factory.autoenable_created_entities &&
@@ -41,27 +44,31 @@ bool addChild(DDS_DomainParticipantImpl& participant, ChildList& children, DDS_E
 
 // Publishers and subscribers differ in their types only.
 template <class Entity, class Qos, auto initializeQos, auto copyQos>
-Entity* createGroup(DDS_DomainParticipantImpl& participant, const Qos* qos, ChildList& children, DDS_Octet kindOctet,
-    const char* typeName) {
+Entity* createGroup(DDS_DomainParticipantImpl& participant, const Qos* qos, ChildList& children,
+    DDS_Octet kindOctet, const char* typeName) {
     auto* entity = create<Entity>(typeName, &participant);
-    if (entity == nullptr) return ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "'%s'", typeName);
+    if (entity == nullptr)
+        return ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "'%s'", typeName);
     Cleanup undo([&] { destroy(entity); });
     initializeQos(&entity->qos);
-    if (qos != nullptr && copyQos(&entity->qos, qos) != DDS_RETCODE_OK) return nullptr;
-    if (!entity->initialize()) return nullptr;
+    if (qos != nullptr && copyQos(&entity->qos, qos) != DDS_RETCODE_OK)
+        return nullptr;
+    if (!entity->initialize())
+        return nullptr;
     {
         Guard guard(participant.tree);
         entity->guid = makeGuid(participant, kindOctet);
         entity->hasGuid = true;
     }
-    if (!addChild(participant, children, *entity)) return nullptr;
+    if (!addChild(participant, children, *entity))
+        return nullptr;
     undo.dismiss();
     return entity;
 }
 
 template <class Entity>
-DDS_ReturnCode_t deleteGroup(
-    DDS_DomainParticipantImpl& participant, Entity& entity, ChildList& siblings, ChildList Entity::*children) {
+DDS_ReturnCode_t deleteGroup(DDS_DomainParticipantImpl& participant, Entity& entity, ChildList& siblings,
+    ChildList Entity::*children) {
     {
         Guard guard(participant.tree);
         if (siblings.contains(entity) && (entity.*children).isEmpty()) {
@@ -88,82 +95,102 @@ constexpr DDS_Octet subscriberKindOctet = 0x09; // RTPS: a group of readers
 } // namespace
 } // namespace zdds
 
-DDS_Publisher* DDS_DomainParticipant_create_publisher(
-    DDS_DomainParticipant* self, const DDS_PublisherQos* qos, const void* /*listener*/, DDS_StatusMask /*mask*/) {
+DDS_Publisher* DDS_DomainParticipant_create_publisher(DDS_DomainParticipant* self,
+    const DDS_PublisherQos* qos, const void* /*listener*/, DDS_StatusMask /*mask*/) {
     ZDDS_REQUIRE(self != nullptr, nullptr);
     ZDDS_REQUIRE(!self->isObserved, nullptr);
-    if (!self->isOfThisProcess()) return nullptr;
-    return zdds::createGroup<DDS_PublisherImpl, DDS_PublisherQos, DDS_PublisherQos_initialize, DDS_PublisherQos_copy>(
+    if (!self->isOfThisProcess())
+        return nullptr;
+    return zdds::createGroup<DDS_PublisherImpl, DDS_PublisherQos, DDS_PublisherQos_initialize,
+        DDS_PublisherQos_copy>(
         *self, qos, self->publishers, zdds::publisherKindOctet, "struct DDS_PublisherImpl");
 }
 
-DDS_ReturnCode_t DDS_DomainParticipant_delete_publisher(DDS_DomainParticipant* self, DDS_Publisher* publisher) {
+DDS_ReturnCode_t DDS_DomainParticipant_delete_publisher(
+    DDS_DomainParticipant* self, DDS_Publisher* publisher) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(publisher != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     return zdds::deleteGroup(*self, *publisher, self->publishers, &DDS_PublisherImpl::writers);
 }
 
-DDS_Subscriber* DDS_DomainParticipant_create_subscriber(
-    DDS_DomainParticipant* self, const DDS_SubscriberQos* qos, const void* /*listener*/, DDS_StatusMask /*mask*/) {
+DDS_Subscriber* DDS_DomainParticipant_create_subscriber(DDS_DomainParticipant* self,
+    const DDS_SubscriberQos* qos, const void* /*listener*/, DDS_StatusMask /*mask*/) {
     ZDDS_REQUIRE(self != nullptr, nullptr);
     ZDDS_REQUIRE(!self->isObserved, nullptr);
-    if (!self->isOfThisProcess()) return nullptr;
-    return zdds::createGroup<DDS_SubscriberImpl, DDS_SubscriberQos, DDS_SubscriberQos_initialize, DDS_SubscriberQos_copy>(
+    if (!self->isOfThisProcess())
+        return nullptr;
+    return zdds::createGroup<DDS_SubscriberImpl, DDS_SubscriberQos, DDS_SubscriberQos_initialize,
+        DDS_SubscriberQos_copy>(
         *self, qos, self->subscribers, zdds::subscriberKindOctet, "struct DDS_SubscriberImpl");
 }
 
-DDS_ReturnCode_t DDS_DomainParticipant_delete_subscriber(DDS_DomainParticipant* self, DDS_Subscriber* subscriber) {
+DDS_ReturnCode_t DDS_DomainParticipant_delete_subscriber(
+    DDS_DomainParticipant* self, DDS_Subscriber* subscriber) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(subscriber != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     return zdds::deleteGroup(*self, *subscriber, self->subscribers, &DDS_SubscriberImpl::readers);
 }
 
 DDS_ReturnCode_t DDS_Publisher_delete_contained_entities(DDS_Publisher* self) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     while (DDS_EntityImpl* writer = zdds::firstOf(*self->participant, self->writers)) {
         const DDS_ReturnCode_t result =
             DDS_Publisher_delete_datawriter(self, static_cast<DDS_DataWriterImpl*>(writer));
-        if (result != DDS_RETCODE_OK) return result;
+        if (result != DDS_RETCODE_OK)
+            return result;
     }
     return DDS_RETCODE_OK;
 }
 
 DDS_ReturnCode_t DDS_Subscriber_delete_contained_entities(DDS_Subscriber* self) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     while (DDS_EntityImpl* reader = zdds::firstOf(*self->participant, self->readers)) {
         const DDS_ReturnCode_t result =
             DDS_Subscriber_delete_datareader(self, static_cast<DDS_DataReaderImpl*>(reader));
-        if (result != DDS_RETCODE_OK) return result;
+        if (result != DDS_RETCODE_OK)
+            return result;
     }
     return DDS_RETCODE_OK;
 }
 
 DDS_ReturnCode_t DDS_DomainParticipant_delete_contained_entities(DDS_DomainParticipant* self) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
     while (DDS_EntityImpl* child = zdds::firstOf(*self, self->publishers)) {
         auto* publisher = static_cast<DDS_PublisherImpl*>(child);
-        if ((result = DDS_Publisher_delete_contained_entities(publisher)) != DDS_RETCODE_OK) return result;
-        if ((result = DDS_DomainParticipant_delete_publisher(self, publisher)) != DDS_RETCODE_OK) return result;
+        if ((result = DDS_Publisher_delete_contained_entities(publisher)) != DDS_RETCODE_OK)
+            return result;
+        if ((result = DDS_DomainParticipant_delete_publisher(self, publisher)) != DDS_RETCODE_OK)
+            return result;
     }
     while (DDS_EntityImpl* child = zdds::firstOf(*self, self->subscribers)) {
         auto* subscriber = static_cast<DDS_SubscriberImpl*>(child);
-        if ((result = DDS_Subscriber_delete_contained_entities(subscriber)) != DDS_RETCODE_OK) return result;
-        if ((result = DDS_DomainParticipant_delete_subscriber(self, subscriber)) != DDS_RETCODE_OK) return result;
+        if ((result = DDS_Subscriber_delete_contained_entities(subscriber)) != DDS_RETCODE_OK)
+            return result;
+        if ((result = DDS_DomainParticipant_delete_subscriber(self, subscriber)) != DDS_RETCODE_OK)
+            return result;
     }
     while (DDS_EntityImpl* child = zdds::firstOf(*self, self->topics)) {
-        if ((result = DDS_DomainParticipant_delete_topic(self, static_cast<DDS_TopicImpl*>(child))) != DDS_RETCODE_OK)
+        if ((result = DDS_DomainParticipant_delete_topic(self, static_cast<DDS_TopicImpl*>(child))) !=
+            DDS_RETCODE_OK)
             return result;
     }
     return result;
 }
 
-DDS_Entity* DDS_DomainParticipant_as_entity(DDS_DomainParticipant* self) { return self; }
+DDS_Entity* DDS_DomainParticipant_as_entity(DDS_DomainParticipant* self) {
+    return self;
+}
 
 DDS_DomainId_t DDS_DomainParticipant_get_domain_id(const DDS_DomainParticipant* self) {
     ZDDS_REQUIRE(self != nullptr, -1);
@@ -189,11 +216,14 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_default_topic_qos(DDS_DomainParticipa
 }
 
 int DDS_DomainParticipant_is_transport_enabled(const DDS_DomainParticipant* self, int transport) {
-    if (self == nullptr || transport < 1 || transport > 2) return 0;
+    if (self == nullptr || transport < 1 || transport > 2)
+        return 0;
     // An observed participant is no DDS_DomainParticipantImpl: only its beginning may be looked at as one.
     const DDS_EntityImpl* entity = self;
-    if (entity->kind != DDS_PARTICIPANT_ENTITY_KIND) return 0;
+    if (entity->kind != DDS_PARTICIPANT_ENTITY_KIND)
+        return 0;
     if (entity->isObserved)
-        return ((static_cast<const zdds::ObservedEntity*>(entity)->transportMask >> (transport - 1)) & 1U) != 0;
+        return ((static_cast<const zdds::ObservedEntity*>(entity)->transportMask >> (transport - 1)) & 1U) !=
+               0;
     return self->engineParticipant->isTransportEnabled(transport);
 }

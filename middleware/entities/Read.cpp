@@ -10,25 +10,30 @@
 namespace zdds {
 namespace {
 
-bool wantsLoan(const DDS_SequenceBase& samples) { return samples._maximum == 0; }
+bool wantsLoan(const DDS_SequenceBase& samples) {
+    return samples._maximum == 0;
+}
 
 // How many samples the caller wants at most; negative for arguments that do not fit together.
 DDS_Long limitOf(const DDS_SequenceBase& samples, DDS_Long maxSamples) {
     constexpr DDS_Long everything = INT32_MAX;
-    if (maxSamples != DDS_LENGTH_UNLIMITED && maxSamples < 0) return -1;
+    if (maxSamples != DDS_LENGTH_UNLIMITED && maxSamples < 0)
+        return -1;
     const DDS_Long asked = maxSamples == DDS_LENGTH_UNLIMITED ? everything : maxSamples;
     return wantsLoan(samples) ? asked : std::min(asked, static_cast<DDS_Long>(samples._maximum));
 }
 
 // Samples that cannot be decoded are skipped: with nothing left of a batch the next one is looked at.
-DDS_ReturnCode_t collectInto(
-    DDS_DataReaderImpl& reader, const SampleSelection& selection, DDS_Long limit, bool take, SampleLoan** result) {
+DDS_ReturnCode_t collectInto(DDS_DataReaderImpl& reader, const SampleSelection& selection, DDS_Long limit,
+    bool take, SampleLoan** result) {
     for (;;) {
         const DDS_Long room = reader.cache.count(selection, limit);
-        if (room == 0) return DDS_RETCODE_NO_DATA;
+        if (room == 0)
+            return DDS_RETCODE_NO_DATA;
         SampleLoan* loan = SampleLoan::create(room);
         if (loan == nullptr)
-            return ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_LOAN, "%d samples of topic '%s'", room, reader.topic->name);
+            return ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_LOAN, "%d samples of topic '%s'", room,
+                reader.topic->name);
         loan->count = reader.cache.collect(selection, room, take, loan->samples, loan->infos);
         const bool isTakenByOthers = loan->count == 0;
         loan->decode(reader.cache);
@@ -38,7 +43,8 @@ DDS_ReturnCode_t collectInto(
         }
         SampleLoan::destroy(loan);
         // A read leaves what it cannot decode in the cache: looking again would find the same.
-        if (!take || isTakenByOthers) return DDS_RETCODE_NO_DATA;
+        if (!take || isTakenByOthers)
+            return DDS_RETCODE_NO_DATA;
     }
 }
 
@@ -57,50 +63,59 @@ DDS_ReturnCode_t copyOut(
     for (DDS_Long i = 0; isCopied && i < loan.count; ++i) {
         auto index = static_cast<size_t>(i);
         void* element = samples._discontiguous_buffer != nullptr
-            ? samples._discontiguous_buffer[index]
-            : static_cast<char*>(samples._contiguous_buffer) + index * size;
+                            ? samples._discontiguous_buffer[index]
+                            : static_cast<char*>(samples._contiguous_buffer) + index * size;
         isCopied = DDS_TypePlugin_copy_sample(&plugin, element, loan.values[index]);
         *DDS_SampleInfoSeq_get_reference(&infos, i) = loan.infos[index];
     }
     samples._length = isCopied ? static_cast<DDS_UnsignedLong>(loan.count) : 0;
-    if (!isCopied) DDS_SampleInfoSeq_set_length(&infos, 0);
+    if (!isCopied)
+        DDS_SampleInfoSeq_set_length(&infos, 0);
     return isCopied ? DDS_RETCODE_OK
-                    : ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_COPY, "samples of topic '%s'", reader.topic->name);
+                    : ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_COPY, "samples of topic '%s'",
+                          reader.topic->name);
 }
 
 } // namespace
 
-DDS_ReturnCode_t readOne(
-    DDS_DataReaderImpl& reader, void* sample, DDS_SampleInfo& info, const SampleSelection& selection, bool take) {
-    if (!reader.isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
-    if (!reader.isEnabled.load(std::memory_order_acquire)) return DDS_RETCODE_NOT_ENABLED;
+DDS_ReturnCode_t readOne(DDS_DataReaderImpl& reader, void* sample, DDS_SampleInfo& info,
+    const SampleSelection& selection, bool take) {
+    if (!reader.isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!reader.isEnabled.load(std::memory_order_acquire))
+        return DDS_RETCODE_NOT_ENABLED;
     reader.statusCondition.clear(DDS_DATA_AVAILABLE_STATUS);
     SampleLoan* loan = nullptr;
     const DDS_ReturnCode_t collected = collectInto(reader, selection, 1, take, &loan);
-    if (collected != DDS_RETCODE_OK) return collected;
+    if (collected != DDS_RETCODE_OK)
+        return collected;
     const bool isCopied = DDS_TypePlugin_copy_sample(reader.topic->plugin, sample, loan->values[0]);
     info = loan->infos[0];
     loan->releaseSamples(reader.cache);
     SampleLoan::destroy(loan);
     return isCopied ? DDS_RETCODE_OK
-                    : ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_COPY, "sample of topic '%s'", reader.topic->name);
+                    : ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_COPY, "sample of topic '%s'",
+                          reader.topic->name);
 }
 
 DDS_ReturnCode_t readOrTake(DDS_DataReaderImpl& reader, DDS_SequenceBase& samples, DDS_SampleInfoSeq& infos,
     DDS_Long maxSamples, const SampleSelection& selection, bool take) {
-    if (!reader.isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
-    if (!reader.isEnabled.load(std::memory_order_acquire)) return DDS_RETCODE_NOT_ENABLED;
+    if (!reader.isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!reader.isEnabled.load(std::memory_order_acquire))
+        return DDS_RETCODE_NOT_ENABLED;
     const bool isLent = samples._loaned && reader.loans.holds(samples._discontiguous_buffer);
     if (isLent)
-        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_LOAN, "samples of topic '%s': the sequence holds a loan",
-            reader.topic->name);
+        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_LOAN,
+            "samples of topic '%s': the sequence holds a loan", reader.topic->name);
     const DDS_Long limit = limitOf(samples, maxSamples);
     ZDDS_REQUIRE(limit >= 0, DDS_RETCODE_BAD_PARAMETER);
     // Before looking: what arrives meanwhile raises it again.
     reader.statusCondition.clear(DDS_DATA_AVAILABLE_STATUS);
     SampleLoan* loan = nullptr;
     const DDS_ReturnCode_t collected = collectInto(reader, selection, limit, take, &loan);
-    if (collected != DDS_RETCODE_OK) return collected;
+    if (collected != DDS_RETCODE_OK)
+        return collected;
     if (wantsLoan(samples)) {
         lend(reader, *loan, samples, infos);
         return DDS_RETCODE_OK;
@@ -119,12 +134,14 @@ DDS_ReturnCode_t DDS_DataReader_return_loan_untypedI(
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(samples != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(infos != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
-    if (!samples->_loaned && !infos->_loaned) return DDS_RETCODE_OK;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!samples->_loaned && !infos->_loaned)
+        return DDS_RETCODE_OK;
     zdds::SampleLoan* loan = self->loans.remove(samples->_discontiguous_buffer, infos->_contiguous_buffer);
     if (loan == nullptr)
-        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_RETURN, "loan: it is not of the reader of topic '%s'",
-            self->topic->name);
+        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_RETURN,
+            "loan: it is not of the reader of topic '%s'", self->topic->name);
     DDS_SequenceBase_unloan(samples);
     DDS_SampleInfoSeq_unloan(infos);
     loan->releaseSamples(self->cache);

@@ -18,7 +18,8 @@ void ReaderCache::setQos(const DDS_DataReaderQos& qos) {
     maxSamples_ = bound(qos.resource_limits.max_samples);
     maxSamplesPerInstance_ = bound(qos.resource_limits.max_samples_per_instance);
     instances_.setBound(qos.resource_limits.max_instances);
-    depth_ = qos.history.kind == DDS_KEEP_LAST_HISTORY_QOS ? static_cast<DDS_UnsignedLong>(qos.history.depth) : 0;
+    depth_ =
+        qos.history.kind == DDS_KEEP_LAST_HISTORY_QOS ? static_cast<DDS_UnsignedLong>(qos.history.depth) : 0;
 }
 
 // ---- What the engine brings ----
@@ -29,7 +30,7 @@ Instance* ReaderCache::instanceOf(const engine::IncomingSample& sample) {
 
 bool ReaderCache::fits(const Instance& instance, size_t bytes) const {
     return counters_.cached < maxSamples_ && instance.samples < maxSamplesPerInstance_ &&
-        bytes <= safetyBoundBytes && bytes_ <= safetyBoundBytes - bytes;
+           bytes <= safetyBoundBytes && bytes_ <= safetyBoundBytes - bytes;
 }
 
 bool ReaderCache::insert(const engine::IncomingSample& sample) {
@@ -42,7 +43,8 @@ bool ReaderCache::insert(const engine::IncomingSample& sample) {
     }
     const bool isTaken = take(*cached, sample);
     guard.release();
-    if (!isTaken) CachedSample::destroy(cached, plugin_);
+    if (!isTaken)
+        CachedSample::destroy(cached, plugin_);
     return isTaken;
 }
 
@@ -61,8 +63,10 @@ bool ReaderCache::take(CachedSample& cached, const engine::IncomingSample& sampl
     }
     changeState(*instance, sample);
     // A writer that leaves an instance to others changes nothing that a reader would see.
-    if (sample.kind == engine::SampleKind::unregister && instance->state == DDS_ALIVE_INSTANCE_STATE) return false;
-    if (depth_ != 0 && instance->samples >= depth_) dropOldest(*instance);
+    if (sample.kind == engine::SampleKind::unregister && instance->state == DDS_ALIVE_INSTANCE_STATE)
+        return false;
+    if (depth_ != 0 && instance->samples >= depth_)
+        dropOldest(*instance);
     if (!fits(*instance, sample.bytes.size())) {
         ++counters_.dropped_cache_full;
         return false;
@@ -75,9 +79,11 @@ bool ReaderCache::take(CachedSample& cached, const engine::IncomingSample& sampl
 void ReaderCache::changeState(Instance& instance, const engine::IncomingSample& sample) {
     switch (sample.kind) {
     case engine::SampleKind::data:
-        if (instance.state != DDS_ALIVE_INSTANCE_STATE) instance.isNew = true;
+        if (instance.state != DDS_ALIVE_INSTANCE_STATE)
+            instance.isNew = true;
         instance.state = DDS_ALIVE_INSTANCE_STATE;
-        if (instances_.isKeyed()) InstanceTable::addWriter(instance, sample.writer);
+        if (instances_.isKeyed())
+            InstanceTable::addWriter(instance, sample.writer);
         break;
     case engine::SampleKind::dispose:
         instance.state = DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE;
@@ -99,23 +105,29 @@ bool ReaderCache::writerMatched() {
 
 bool ReaderCache::writerUnmatched(const DDS_GUID_t& writer) {
     Guard guard(mutex_);
-    if (matchedWriters_ > 0) --matchedWriters_;
+    if (matchedWriters_ > 0)
+        --matchedWriters_;
     if (!instances_.isKeyed()) {
-        if (matchedWriters_ == 0) instances_.single().state = DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE;
+        if (matchedWriters_ == 0)
+            instances_.single().state = DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE;
         return false;
     }
     bool hasNews = false;
     instances_.forEach([&](Instance& instance) {
         const bool hadWriters = instance.writers != nullptr;
         InstanceTable::removeWriter(instance, writer);
-        if (!hadWriters || instance.writers != nullptr || instance.state != DDS_ALIVE_INSTANCE_STATE) return;
+        if (!hadWriters || instance.writers != nullptr || instance.state != DDS_ALIVE_INSTANCE_STATE)
+            return;
         instance.state = DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE;
         // The change is a sample without data. The state holds even when there is no room to tell it.
-        CachedSample* cached = fits(instance, 0)
-            ? CachedSample::create({.bytes = {}, .writer = writer, .sequenceNumber = 0, .sourceTimeNs = -1,
-                  .kind = engine::SampleKind::unregister})
-            : nullptr;
-        if (cached == nullptr) return;
+        CachedSample* cached = fits(instance, 0) ? CachedSample::create({.bytes = {},
+                                                       .writer = writer,
+                                                       .sequenceNumber = 0,
+                                                       .sourceTimeNs = -1,
+                                                       .kind = engine::SampleKind::unregister})
+                                                 : nullptr;
+        if (cached == nullptr)
+            return;
         link(*cached, instance);
         hasNews = true;
     });
@@ -147,29 +159,34 @@ void ReaderCache::unlink(CachedSample& sample) {
     bytes_ -= sample.size;
 }
 
-// A keep-last history makes room for the new. A sample on loan leaves the cache and lives until it is returned.
+// A keep-last history makes room for the new. A sample on loan leaves the cache and lives until it is
+// returned.
 void ReaderCache::dropOldest(const Instance& instance) {
     for (CachedSample* sample = first_; sample != nullptr; sample = sample->next) {
-        if (sample->instance != &instance) continue;
+        if (sample->instance != &instance)
+            continue;
         unlink(*sample);
-        if (sample->pins == 0) CachedSample::destroy(sample, plugin_);
+        if (sample->pins == 0)
+            CachedSample::destroy(sample, plugin_);
         return;
     }
 }
 
 // ---- Reading ----
 
-bool ReaderCache::selects(const SampleSelection& selection, const Instance* only, const CachedSample& sample) const {
+bool ReaderCache::selects(
+    const SampleSelection& selection, const Instance* only, const CachedSample& sample) const {
     const Instance& instance = *sample.instance;
     const DDS_SampleStateMask sampleState = sample.isRead ? DDS_READ_SAMPLE_STATE : DDS_NOT_READ_SAMPLE_STATE;
     const DDS_ViewStateMask viewState = instance.isNew ? DDS_NEW_VIEW_STATE : DDS_NOT_NEW_VIEW_STATE;
     return (only == nullptr || only == &instance) && (selection.sampleStates & sampleState) != 0 &&
-        (selection.viewStates & viewState) != 0 && (selection.instanceStates & instance.state) != 0;
+           (selection.viewStates & viewState) != 0 && (selection.instanceStates & instance.state) != 0;
 }
 
 // Without a key the nil handle is the one instance.
 const Instance* ReaderCache::findInstance(const DDS_InstanceHandle_t& handle) {
-    if (!instances_.isKeyed()) return DDS_InstanceHandle_is_nil(&handle) ? &instances_.single() : nullptr;
+    if (!instances_.isKeyed())
+        return DDS_InstanceHandle_is_nil(&handle) ? &instances_.single() : nullptr;
     return instances_.find(handle);
 }
 
@@ -181,7 +198,8 @@ bool ReaderCache::knows(const DDS_InstanceHandle_t& handle) {
 // *only is the instance to look at, null for all. False when there is none.
 bool ReaderCache::findScope(const SampleSelection& selection, const Instance** only) {
     *only = nullptr;
-    if (selection.scope == SampleSelection::Scope::all) return true;
+    if (selection.scope == SampleSelection::Scope::all)
+        return true;
     if (selection.scope == SampleSelection::Scope::instance) {
         *only = findInstance(selection.instance);
         return *only != nullptr;
@@ -189,24 +207,27 @@ bool ReaderCache::findScope(const SampleSelection& selection, const Instance** o
     DDS_InstanceHandle_t handle = selection.instance;
     while (const Instance* instance = instances_.findNext(handle)) {
         for (const CachedSample* sample = first_; sample != nullptr; sample = sample->next) {
-            if (!selects(selection, instance, *sample)) continue;
+            if (!selects(selection, instance, *sample))
+                continue;
             *only = instance;
             return true;
         }
-        if (!instances_.isKeyed()) return false;
+        if (!instances_.isKeyed())
+            return false;
         handle = instance->handle;
     }
     return false;
 }
 
 // Calls function(sample) for the selected samples in order until it says false. It may unlink the sample.
-template <class Function>
-void ReaderCache::forSelected(const SampleSelection& selection, Function function) {
+template <class Function> void ReaderCache::forSelected(const SampleSelection& selection, Function function) {
     const Instance* only = nullptr;
-    if (!findScope(selection, &only)) return;
+    if (!findScope(selection, &only))
+        return;
     for (CachedSample* sample = first_; sample != nullptr;) {
         CachedSample* next = sample->next;
-        if (selects(selection, only, *sample) && !function(*sample)) return;
+        if (selects(selection, only, *sample) && !function(*sample))
+            return;
         sample = next;
     }
 }
@@ -214,30 +235,34 @@ void ReaderCache::forSelected(const SampleSelection& selection, Function functio
 DDS_Long ReaderCache::count(const SampleSelection& selection, DDS_Long limit) {
     Guard guard(mutex_);
     DDS_Long found = 0;
-    if (limit > 0) forSelected(selection, [&](CachedSample&) { return ++found < limit; });
+    if (limit > 0)
+        forSelected(selection, [&](CachedSample&) { return ++found < limit; });
     return found;
 }
 
-DDS_Long ReaderCache::collect(
-    const SampleSelection& selection, DDS_Long limit, bool take, CachedSample** samples, DDS_SampleInfo* infos) {
+DDS_Long ReaderCache::collect(const SampleSelection& selection, DDS_Long limit, bool take,
+    CachedSample** samples, DDS_SampleInfo* infos) {
     Guard guard(mutex_);
     DDS_Long found = 0;
-    if (limit > 0) forSelected(selection, [&](CachedSample& sample) {
-        samples[found] = &sample;
-        infos[found] = sample.info;
-        infos[found].sample_state = sample.isRead ? DDS_READ_SAMPLE_STATE : DDS_NOT_READ_SAMPLE_STATE;
-        infos[found].view_state = sample.instance->isNew ? DDS_NEW_VIEW_STATE : DDS_NOT_NEW_VIEW_STATE;
-        infos[found].instance_state = sample.instance->state;
-        ++sample.pins;
-        sample.isRead = true;
-        return ++found < limit;
-    });
+    if (limit > 0)
+        forSelected(selection, [&](CachedSample& sample) {
+            samples[found] = &sample;
+            infos[found] = sample.info;
+            infos[found].sample_state = sample.isRead ? DDS_READ_SAMPLE_STATE : DDS_NOT_READ_SAMPLE_STATE;
+            infos[found].view_state = sample.instance->isNew ? DDS_NEW_VIEW_STATE : DDS_NOT_NEW_VIEW_STATE;
+            infos[found].instance_state = sample.instance->state;
+            ++sample.pins;
+            sample.isRead = true;
+            return ++found < limit;
+        });
     // Only now, so that all samples of one call have the same view state. The rank counts those that follow.
-    for (DDS_Long i = 0; i < found; ++i) samples[i]->instance->rank = 0;
+    for (DDS_Long i = 0; i < found; ++i)
+        samples[i]->instance->rank = 0;
     for (DDS_Long i = found - 1; i >= 0; --i) {
         infos[i].sample_rank = samples[i]->instance->rank++;
         samples[i]->instance->isNew = false;
-        if (take) unlink(*samples[i]);
+        if (take)
+            unlink(*samples[i]);
     }
     return found;
 }
@@ -246,14 +271,16 @@ void ReaderCache::release(CachedSample& sample) {
     Guard guard(mutex_);
     const bool isLast = --sample.pins == 0 && !sample.isLinked;
     guard.release();
-    if (isLast) CachedSample::destroy(&sample, plugin_);
+    if (isLast)
+        CachedSample::destroy(&sample, plugin_);
 }
 
 bool ReaderCache::decode(CachedSample& sample) {
     Guard guard(decodeMutex_);
     const bool isDecoded = sample.decode(plugin_);
     guard.release();
-    if (isDecoded) return true;
+    if (isDecoded)
+        return true;
     Guard counting(mutex_);
     ++counters_.dropped_decoding;
     return false;
@@ -267,7 +294,8 @@ DDS_DataReaderCountersI ReaderCache::counters() const {
 bool ReaderCache::fillKey(const DDS_InstanceHandle_t& handle, void* sample) {
     Guard guard(mutex_);
     const Instance* instance = instances_.find(handle);
-    if (instance == nullptr) return false;
+    if (instance == nullptr)
+        return false;
     instance->key.fill(plugin_, sample);
     return true;
 }

@@ -1,8 +1,9 @@
 // The cache of a reader: samples in the order of arrival, their states and those of their instances.
 //
-// Threads: the cache's mutex is taken by its own functions, by engine threads that bring samples and by readers.
-// Bounded in samples and in bytes, whatever the QoS says: a fast writer and a slow reader cost dropped samples, which
-// are counted, and no memory. Decoding is left to who takes, so that engine threads only copy.
+// Threads: the cache's mutex is taken by its own functions, by engine threads that bring samples and by
+// readers. Bounded in samples and in bytes, whatever the QoS says: a fast writer and a slow reader cost
+// dropped samples, which are counted, and no memory. Decoding is left to who takes, so that engine threads
+// only copy.
 #ifndef ZDDSC_ENTITIES_READER_CACHE_HPP
 #define ZDDSC_ENTITIES_READER_CACHE_HPP
 
@@ -17,7 +18,8 @@ struct SampleSelection {
     DDS_SampleStateMask sampleStates = DDS_ANY_SAMPLE_STATE;
     DDS_ViewStateMask viewStates = DDS_ANY_VIEW_STATE;
     DDS_InstanceStateMask instanceStates = DDS_ANY_INSTANCE_STATE;
-    // Whose samples: everybody's, one instance's, or those of the first instance behind `instance` that has some.
+    // Whose samples: everybody's, one instance's, or those of the first instance behind `instance` that has
+    // some.
     enum class Scope { all, instance, nextInstance } scope = Scope::all;
     DDS_InstanceHandle_t instance{};
 };
@@ -27,7 +29,8 @@ public:
     static constexpr DDS_UnsignedLong safetyBoundSamples = 65536; // where the QoS has no bound
     static constexpr size_t safetyBoundBytes = 64U << 20;
 
-    ReaderCache(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes) : plugin_(plugin), instances_(plugin, keyBytes) {}
+    ReaderCache(const DDS_TypePlugin& plugin, DDS_UnsignedLong keyBytes)
+        : plugin_(plugin), instances_(plugin, keyBytes) {}
     ~ReaderCache();
     ReaderCache(const ReaderCache&) = delete;
     ReaderCache& operator=(const ReaderCache&) = delete;
@@ -41,9 +44,10 @@ public:
 
     // How many samples of the selection there are, at most `limit`.
     DDS_Long count(const SampleSelection& selection, DDS_Long limit);
-    // Collects at most `limit` samples into `samples`, with their infos: unlinked for a take, pinned for a read.
-    DDS_Long collect(
-        const SampleSelection& selection, DDS_Long limit, bool take, CachedSample** samples, DDS_SampleInfo* infos);
+    // Collects at most `limit` samples into `samples`, with their infos: unlinked for a take, pinned for a
+    // read.
+    DDS_Long collect(const SampleSelection& selection, DDS_Long limit, bool take, CachedSample** samples,
+        DDS_SampleInfo* infos);
     // Makes the value of a collected sample. False, and counted, when it has none.
     bool decode(CachedSample& sample);
     // Gives back what collect gave.
@@ -66,8 +70,7 @@ private:
     bool selects(const SampleSelection& selection, const Instance* only, const CachedSample& sample) const;
     const Instance* findInstance(const DDS_InstanceHandle_t& handle);
     bool findScope(const SampleSelection& selection, const Instance** only);
-    template <class Function>
-    void forSelected(const SampleSelection& selection, Function function);
+    template <class Function> void forSelected(const SampleSelection& selection, Function function);
 
     const DDS_TypePlugin& plugin_;
     mutable Mutex mutex_;

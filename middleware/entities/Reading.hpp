@@ -11,8 +11,8 @@ DDS_ReturnCode_t readOrTake(DDS_DataReaderImpl& reader, DDS_SequenceBase& sample
     DDS_Long maxSamples, const SampleSelection& selection, bool take);
 
 // One sample, copied into an initialized value.
-DDS_ReturnCode_t readOne(
-    DDS_DataReaderImpl& reader, void* sample, DDS_SampleInfo& info, const SampleSelection& selection, bool take);
+DDS_ReturnCode_t readOne(DDS_DataReaderImpl& reader, void* sample, DDS_SampleInfo& info,
+    const SampleSelection& selection, bool take);
 
 } // namespace zdds
 

@@ -8,8 +8,10 @@ namespace zdds {
 SampleLoan* SampleLoan::create(DDS_Long room) {
     const auto count = static_cast<size_t>(room);
     // Descending alignment: the record, the infos, the pointers.
-    static_assert(alignof(SampleLoan) >= alignof(DDS_SampleInfo) && alignof(DDS_SampleInfo) >= alignof(void*));
-    const size_t size = sizeof(SampleLoan) + count * (sizeof(DDS_SampleInfo) + sizeof(void*) + sizeof(CachedSample*));
+    static_assert(
+        alignof(SampleLoan) >= alignof(DDS_SampleInfo) && alignof(DDS_SampleInfo) >= alignof(void*));
+    const size_t size =
+        sizeof(SampleLoan) + count * (sizeof(DDS_SampleInfo) + sizeof(void*) + sizeof(CachedSample*));
     void* memory = nullptr;
     if (!ORXOsapiHeap_reallocateMemoryInternal(&memory, size, alignof(SampleLoan), 0, "struct SampleLoan"))
         return nullptr;
@@ -20,7 +22,9 @@ SampleLoan* SampleLoan::create(DDS_Long room) {
     return loan;
 }
 
-void SampleLoan::destroy(SampleLoan* loan) { ORXOsapiHeap_freeMemoryInternal(loan); }
+void SampleLoan::destroy(SampleLoan* loan) {
+    ORXOsapiHeap_freeMemoryInternal(loan);
+}
 
 void SampleLoan::decode(ReaderCache& cache) {
     DDS_Long kept = 0;
@@ -38,7 +42,8 @@ void SampleLoan::decode(ReaderCache& cache) {
 }
 
 void SampleLoan::releaseSamples(ReaderCache& cache) {
-    for (DDS_Long i = 0; i < count; ++i) cache.release(*samples[i]);
+    for (DDS_Long i = 0; i < count; ++i)
+        cache.release(*samples[i]);
     count = 0;
 }
 
@@ -52,7 +57,8 @@ SampleLoan* LoanList::remove(void* const* values, const DDS_SampleInfo* infos) {
     Guard guard(mutex_);
     for (SampleLoan** link = &first_; *link != nullptr; link = &(*link)->next) {
         SampleLoan* loan = *link;
-        if (loan->values != values || loan->infos != infos) continue;
+        if (loan->values != values || loan->infos != infos)
+            continue;
         *link = loan->next;
         return loan;
     }
@@ -62,7 +68,8 @@ SampleLoan* LoanList::remove(void* const* values, const DDS_SampleInfo* infos) {
 bool LoanList::holds(void* const* values) const {
     Guard guard(mutex_);
     for (const SampleLoan* loan = first_; loan != nullptr; loan = loan->next) {
-        if (loan->values == values) return true;
+        if (loan->values == values)
+            return true;
     }
     return false;
 }

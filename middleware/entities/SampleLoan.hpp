@@ -1,7 +1,7 @@
 // Samples on loan to an application: what a read or take hands out without copying.
 //
-// A loan is one block: its record, then the arrays that the sequences of the caller point to. It lives from the read
-// to return_loan; the samples are pinned until then.
+// A loan is one block: its record, then the arrays that the sequences of the caller point to. It lives from
+// the read to return_loan; the samples are pinned until then.
 #ifndef ZDDSC_ENTITIES_SAMPLE_LOAN_HPP
 #define ZDDSC_ENTITIES_SAMPLE_LOAN_HPP
 

@@ -20,14 +20,16 @@ constexpr DDS_TypeDescriptor finalType(DDS_TypeKind kind, const char* name, size
     return type;
 }
 
-constexpr DDS_TypeDescriptor octets(DDS_TypeKind kind, size_t size, size_t alignment, DDS_UnsignedLong bound) {
+constexpr DDS_TypeDescriptor octets(
+    DDS_TypeKind kind, size_t size, size_t alignment, DDS_UnsignedLong bound) {
     DDS_TypeDescriptor type = finalType(kind, "", size, alignment);
     type.element = &DDS_g_type_octet;
     type.bound = bound;
     return type;
 }
 
-constexpr DDS_TypeMember member(const char* name, DDS_UnsignedLong id, size_t offset, const DDS_TypeDescriptor& type) {
+constexpr DDS_TypeMember member(
+    const char* name, DDS_UnsignedLong id, size_t offset, const DDS_TypeDescriptor& type) {
     DDS_TypeMember result{};
     result.name = name;
     result.id = id;
@@ -37,7 +39,8 @@ constexpr DDS_TypeMember member(const char* name, DDS_UnsignedLong id, size_t of
 }
 
 constexpr DDS_TypeDescriptor guidOctets = octets(DDS_TYPE_ARRAY, sizeof(DDS_GUID_t), alignof(DDS_GUID_t), 16);
-constexpr DDS_TypeDescriptor bodyOctets = octets(DDS_TYPE_SEQUENCE, sizeof(DDS_OctetSeq), alignof(DDS_OctetSeq), 0);
+constexpr DDS_TypeDescriptor bodyOctets =
+    octets(DDS_TYPE_SEQUENCE, sizeof(DDS_OctetSeq), alignof(DDS_OctetSeq), 0);
 constexpr DDS_TypeMember members[] = {
     member("service_id", 0, offsetof(DDS_ServiceRequest, service_id), DDS_g_type_long),
     member("instance_id", 1, offsetof(DDS_ServiceRequest, instance_id), guidOctets),
@@ -49,8 +52,8 @@ ORXXCdrMemberAccessInfo access[std::size(members)];
 
 // Final, so that every encoding begins with the key: service_id and instance_id, 20 bytes.
 constexpr DDS_TypeDescriptor serviceRequestType = [] {
-    DDS_TypeDescriptor type =
-        finalType(DDS_TYPE_STRUCT, "DDS::ServiceRequest", sizeof(DDS_ServiceRequest), alignof(DDS_ServiceRequest));
+    DDS_TypeDescriptor type = finalType(
+        DDS_TYPE_STRUCT, "DDS::ServiceRequest", sizeof(DDS_ServiceRequest), alignof(DDS_ServiceRequest));
     type.members = members;
     type.memberCount = std::size(members);
     type.runtime = &runtime;
@@ -58,7 +61,8 @@ constexpr DDS_TypeDescriptor serviceRequestType = [] {
     return type;
 }();
 
-constexpr DDS_TypePlugin serviceRequestPlugin{&serviceRequestType, "DDS::ServiceRequest", PRES_TYPEPLUGIN_USER_KEY};
+constexpr DDS_TypePlugin serviceRequestPlugin{
+    &serviceRequestType, "DDS::ServiceRequest", PRES_TYPEPLUGIN_USER_KEY};
 
 constexpr DDS_SequenceElement serviceRequestElement =
     DDS_SEQUENCE_ELEMENT_OF_TYPE(DDS_ServiceRequest, &serviceRequestType);
@@ -66,7 +70,9 @@ constexpr DDS_SequenceElement serviceRequestElement =
 } // namespace
 
 namespace zdds {
-const DDS_TypePlugin& serviceRequestTypePlugin() { return serviceRequestPlugin; }
+const DDS_TypePlugin& serviceRequestTypePlugin() {
+    return serviceRequestPlugin;
+}
 } // namespace zdds
 
 DDS_SEQUENCE_DEFINE(DDS_ServiceRequestSeq, DDS_ServiceRequest, &serviceRequestElement)

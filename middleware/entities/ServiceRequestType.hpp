@@ -1,5 +1,5 @@
-// The type plug-in of the service-request channel. Its key is the first 20 bytes behind the encapsulation header of
-// every encoding: the type is final, and the key members come first.
+// The type plug-in of the service-request channel. Its key is the first 20 bytes behind the encapsulation
+// header of every encoding: the type is final, and the key members come first.
 #ifndef ZDDSC_ENTITIES_SERVICE_REQUEST_TYPE_HPP
 #define ZDDSC_ENTITIES_SERVICE_REQUEST_TYPE_HPP
 

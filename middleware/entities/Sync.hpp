@@ -1,5 +1,5 @@
-// A mutex, its guard and a condition variable for short critical sections of this library. Time-outs run on the
-// monotonic clock. Neither allocates; locking cannot fail on a mutex that is used right.
+// A mutex, its guard and a condition variable for short critical sections of this library. Time-outs run on
+// the monotonic clock. Neither allocates; locking cannot fail on a mutex that is used right.
 #ifndef ZDDSC_ENTITIES_SYNC_HPP
 #define ZDDSC_ENTITIES_SYNC_HPP
 
@@ -30,7 +30,8 @@ class [[nodiscard]] Guard {
 public:
     explicit Guard(Mutex& mutex) : mutex_(mutex) { mutex_.lock(); }
     ~Guard() {
-        if (held_) mutex_.unlock();
+        if (held_)
+            mutex_.unlock();
     }
     Guard(const Guard&) = delete;
     Guard& operator=(const Guard&) = delete;
@@ -67,7 +68,8 @@ struct Deadline {
     static Deadline in(const DDS_Duration_t& length);
     bool isNever() const { return ns == never; }
     int64_t remaining() const {
-        if (isNever()) return never;
+        if (isNever())
+            return never;
         const int64_t left = ns - now();
         return left > 0 ? left : 0;
     }
@@ -93,7 +95,8 @@ public:
             pthread_cond_wait(&condition_, &mutex.mutex_);
             return true;
         }
-        const timespec time{static_cast<time_t>(deadline.ns / 1'000'000'000), static_cast<long>(deadline.ns % 1'000'000'000)};
+        const timespec time{
+            static_cast<time_t>(deadline.ns / 1'000'000'000), static_cast<long>(deadline.ns % 1'000'000'000)};
         pthread_cond_timedwait(&condition_, &mutex.mutex_, &time);
         return Deadline::now() < deadline.ns;
     }
@@ -103,8 +106,10 @@ private:
 };
 
 inline Deadline Deadline::in(const DDS_Duration_t& length) {
-    if (DDS_Duration_is_infinite(&length) || length.sec > 1'000'000'000) return {};
-    if (length.sec < 0) return in(int64_t{0});
+    if (DDS_Duration_is_infinite(&length) || length.sec > 1'000'000'000)
+        return {};
+    if (length.sec < 0)
+        return in(int64_t{0});
     return in(int64_t{length.sec} * 1'000'000'000 + length.nanosec);
 }
 

@@ -46,13 +46,15 @@ void countWritten(DDS_DataWriterImpl& writer, size_t bytes) {
 DDS_ReturnCode_t dropFull(DDS_DataWriterImpl& writer) {
     writer.counters.droppedQueueFull.fetch_add(1, relaxed);
     if (!writer.isFull.exchange(true, relaxed))
-        ZDDS_LOG_WARNING(FAILED_TO_ADD, "sample of topic '%s' to the full queue of its writer", writer.topic->name);
+        ZDDS_LOG_WARNING(
+            FAILED_TO_ADD, "sample of topic '%s' to the full queue of its writer", writer.topic->name);
     return DDS_RETCODE_OUT_OF_RESOURCES;
 }
 
 DDS_ReturnCode_t dropUnencodable(DDS_DataWriterImpl& writer) {
     writer.counters.droppedEncoding.fetch_add(1, relaxed);
-    return ZDDS_FAIL(DDS_RETCODE_BAD_PARAMETER, FAILED_TO_SERIALIZE, "sample of topic '%s'", writer.topic->name);
+    return ZDDS_FAIL(
+        DDS_RETCODE_BAD_PARAMETER, FAILED_TO_SERIALIZE, "sample of topic '%s'", writer.topic->name);
 }
 
 DDS_ReturnCode_t handToEngine(DDS_DataWriterImpl& writer, PendingSample& pending, int64_t* sequenceNumber) {
@@ -66,12 +68,14 @@ DDS_ReturnCode_t handToEngine(DDS_DataWriterImpl& writer, PendingSample& pending
     return toReturnCode(status);
 }
 
-// The flusher is the engine's only caller, and so the engine numbers samples in the order of the queue: as long as
-// it took all of them, the place in the queue is the sequence number. After a refusal the number is unknown, 0.
+// The flusher is the engine's only caller, and so the engine numbers samples in the order of the queue: as
+// long as it took all of them, the place in the queue is the sequence number. After a refusal the number is
+// unknown, 0.
 void handToFlusher(DDS_DataWriterImpl& writer, PendingSample& pending, int64_t* sequenceNumber) {
     int64_t position = 0;
     const bool wasIdle = writer.queue.push(pending, &position);
-    if (wasIdle) writer.participant->flusher.schedule(writer.target);
+    if (wasIdle)
+        writer.participant->flusher.schedule(writer.target);
     *sequenceNumber = writer.counters.droppedEngine.load(relaxed) == 0 ? position : 0;
 }
 
@@ -87,12 +91,16 @@ PendingSample* refuse(DDS_ReturnCode_t* result, DDS_ReturnCode_t reason) {
 // Fills reserved memory with the encoding; *result tells what went wrong when it is null.
 PendingSample* encodeSample(DDS_DataWriterImpl& writer, const void* sample, DDS_ReturnCode_t* result) {
     const DDS_TypePlugin* plugin = writer.topic->plugin;
-    const size_t size = PRESTypePlugin_interpretedGetSerializedSampleSize(plugin, writer.representation, sample);
-    if (size == 0) return refuse(result, dropUnencodable(writer));
+    const size_t size =
+        PRESTypePlugin_interpretedGetSerializedSampleSize(plugin, writer.representation, sample);
+    if (size == 0)
+        return refuse(result, dropUnencodable(writer));
     PendingSample* pending = writer.queue.reserve(size);
-    if (pending == nullptr) return refuse(result, dropFull(writer));
+    if (pending == nullptr)
+        return refuse(result, dropFull(writer));
     size_t length = size;
-    if (PRESTypePlugin_interpretedSerialize(plugin, pending->bytes(), &length, writer.representation, sample) &&
+    if (PRESTypePlugin_interpretedSerialize(
+            plugin, pending->bytes(), &length, writer.representation, sample) &&
         length == size)
         return pending;
     writer.queue.release(*pending);
@@ -104,7 +112,8 @@ PendingSample* encodeKey(DDS_DataWriterImpl& writer, const void* sample, DDS_Ret
     if (!key.write(*writer.topic->plugin, writer.topic->keyBytes, writer.representation, sample))
         return refuse(result, dropUnencodable(writer));
     PendingSample* pending = writer.queue.reserve(key.length);
-    if (pending == nullptr) return refuse(result, dropFull(writer));
+    if (pending == nullptr)
+        return refuse(result, dropFull(writer));
     std::memcpy(pending->bytes(), key.bytes, key.length);
     return pending;
 }
@@ -113,25 +122,34 @@ PendingSample* encodeKey(DDS_DataWriterImpl& writer, const void* sample, DDS_Ret
 
 DDS_ReturnCode_t writeSample(DDS_DataWriterImpl& writer, const void* sample, engine::SampleKind kind,
     int64_t sourceTimeNs, int64_t* sequenceNumber) {
-    if (!writer.isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
-    if (!writer.isEnabled.load(std::memory_order_acquire)) return DDS_RETCODE_NOT_ENABLED;
+    if (!writer.isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!writer.isEnabled.load(std::memory_order_acquire))
+        return DDS_RETCODE_NOT_ENABLED;
     const bool isData = kind == engine::SampleKind::data;
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
-    PendingSample* pending = isData ? encodeSample(writer, sample, &result) : encodeKey(writer, sample, &result);
-    if (pending == nullptr) return result;
-    if (writer.isFull.load(relaxed)) writer.isFull.store(false, relaxed);
+    PendingSample* pending =
+        isData ? encodeSample(writer, sample, &result) : encodeKey(writer, sample, &result);
+    if (pending == nullptr)
+        return result;
+    if (writer.isFull.load(relaxed))
+        writer.isFull.store(false, relaxed);
     pending->kind = kind;
     pending->sourceTimeNs = sourceTimeNs == engine::now ? systemTimeNs() : sourceTimeNs;
-    if (writer.topic->isKeyed()) noteInstance(writer, sample, kind != engine::SampleKind::unregister);
-    if (!writer.isAsynchronous()) return handToEngine(writer, *pending, sequenceNumber);
+    if (writer.topic->isKeyed())
+        noteInstance(writer, sample, kind != engine::SampleKind::unregister);
+    if (!writer.isAsynchronous())
+        return handToEngine(writer, *pending, sequenceNumber);
     handToFlusher(writer, *pending, sequenceNumber);
     return DDS_RETCODE_OK;
 }
 
 bool toNanoseconds(const DDS_Time_t* time, int64_t* nanoseconds) {
     *nanoseconds = engine::now;
-    if (time == nullptr || time->sec == DDS_TIME_INVALID_SEC) return true;
-    if (time->sec < 0 || time->sec >= INT64_MAX / 1'000'000'000 || time->nanosec >= 1'000'000'000U) return false;
+    if (time == nullptr || time->sec == DDS_TIME_INVALID_SEC)
+        return true;
+    if (time->sec < 0 || time->sec >= INT64_MAX / 1'000'000'000 || time->nanosec >= 1'000'000'000U)
+        return false;
     *nanoseconds = time->sec * 1'000'000'000 + time->nanosec;
     return true;
 }
@@ -143,15 +161,17 @@ bool toNanoseconds(const DDS_WriteParams_t& params, int64_t* nanoseconds) {
 
 } // namespace zdds
 
-// Samples leave in order. A time-out of the engine is a slow reader: the sample stays for a later turn. Any other
-// failure is of this sample, which is dropped and counted.
+// Samples leave in order. A time-out of the engine is a slow reader: the sample stays for a later turn. Any
+// other failure is of this sample, which is dropped and counted.
 zdds::FlushTarget::Outcome DDS_DataWriterImpl::Target::flush(unsigned limit) {
     for (unsigned i = 0; i < limit; ++i) {
         zdds::PendingSample* sample = writer.queue.front();
-        if (sample == nullptr) return Outcome::idle;
+        if (sample == nullptr)
+            return Outcome::idle;
         const zdds::engine::Status status =
             writer.engineWriter->write(sample->view(), sample->kind, sample->sourceTimeNs, nullptr);
-        if (status == zdds::engine::Status::timeout) return Outcome::stalled;
+        if (status == zdds::engine::Status::timeout)
+            return Outcome::stalled;
         if (status == zdds::engine::Status::ok)
             zdds::countWritten(writer, sample->size);
         else
@@ -184,30 +204,38 @@ DDS_ReturnCode_t DDS_DataWriter_write_w_params_untypedI(
     ZDDS_REQUIRE(params != nullptr, DDS_RETCODE_BAD_PARAMETER);
     constexpr DDS_GUID_t everybody{};
     if (!DDS_GUID_equals(&params->destination, &everybody))
-        return ZDDS_FAIL(DDS_RETCODE_UNSUPPORTED, NOT_SUPPORTED, "write to one reader of topic '%s'", self->topic->name);
+        return ZDDS_FAIL(
+            DDS_RETCODE_UNSUPPORTED, NOT_SUPPORTED, "write to one reader of topic '%s'", self->topic->name);
     int64_t sourceTimeNs = 0;
     int64_t number = 0;
     ZDDS_REQUIRE(zdds::toNanoseconds(*params, &sourceTimeNs), DDS_RETCODE_BAD_PARAMETER);
     const DDS_ReturnCode_t result =
         zdds::writeSample(*self, sample, zdds::engine::SampleKind::data, sourceTimeNs, &number);
-    params->identity = {static_cast<DDS_Long>(number >> 32), static_cast<DDS_UnsignedLong>(number & 0xFFFFFFFF)};
+    params->identity = {
+        static_cast<DDS_Long>(number >> 32), static_cast<DDS_UnsignedLong>(number & 0xFFFFFFFF)};
     return result;
 }
 
 DDS_ReturnCode_t DDS_DataWriter_flushI(DDS_DataWriter* self, const DDS_Duration_t* maxWait) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(maxWait != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     return self->queue.waitUntilEmpty(zdds::Deadline::in(*maxWait)) ? DDS_RETCODE_OK : DDS_RETCODE_TIMEOUT;
 }
 
-DDS_ReturnCode_t DDS_DataWriter_wait_for_acknowledgments(DDS_DataWriter* self, const DDS_Duration_t* maxWait) {
+DDS_ReturnCode_t DDS_DataWriter_wait_for_acknowledgments(
+    DDS_DataWriter* self, const DDS_Duration_t* maxWait) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(maxWait != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    if (!self->isOfThisProcess()) return DDS_RETCODE_ILLEGAL_OPERATION;
-    if (!self->isEnabled.load(std::memory_order_acquire)) return DDS_RETCODE_NOT_ENABLED;
-    if (self->qos.reliability.kind == DDS_BEST_EFFORT_RELIABILITY_QOS) return DDS_RETCODE_OK;
+    if (!self->isOfThisProcess())
+        return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (!self->isEnabled.load(std::memory_order_acquire))
+        return DDS_RETCODE_NOT_ENABLED;
+    if (self->qos.reliability.kind == DDS_BEST_EFFORT_RELIABILITY_QOS)
+        return DDS_RETCODE_OK;
     const zdds::Deadline deadline = zdds::Deadline::in(*maxWait);
-    if (!self->queue.waitUntilEmpty(deadline)) return DDS_RETCODE_TIMEOUT;
+    if (!self->queue.waitUntilEmpty(deadline))
+        return DDS_RETCODE_TIMEOUT;
     return zdds::toReturnCode(self->engineWriter->waitForAcknowledgments(deadline.remaining()));
 }

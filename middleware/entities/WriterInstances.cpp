@@ -1,5 +1,5 @@
-// Instances of a writer: register, unregister, dispose, keys. A topic without a key has one, with the nil handle, and
-// nothing to register or dispose of.
+// Instances of a writer: register, unregister, dispose, keys. A topic without a key has one, with the nil
+// handle, and nothing to register or dispose of.
 #include "middleware/entities/DataWriterImpl.hpp"
 #include "middleware/log/DdsLog.hpp"
 
@@ -7,10 +7,12 @@ namespace zdds {
 
 DDS_InstanceHandle_t noteInstance(DDS_DataWriterImpl& writer, const void* sample, bool alive) {
     InstanceKey key;
-    if (!key.readSample(*writer.topic->plugin, writer.topic->keyBytes, sample)) return DDS_HANDLE_NIL;
+    if (!key.readSample(*writer.topic->plugin, writer.topic->keyBytes, sample))
+        return DDS_HANDLE_NIL;
     Guard guard(writer.instancesMutex);
     Instance* instance = alive ? writer.instances.assertInstance(key) : writer.instances.find(key.handle());
-    if (instance == nullptr) return DDS_HANDLE_NIL;
+    if (instance == nullptr)
+        return DDS_HANDLE_NIL;
     // An instance that is not alive is as good as unknown, and makes room for others.
     instance->state = alive ? DDS_ALIVE_INSTANCE_STATE : DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE;
     return instance->handle;
@@ -23,7 +25,8 @@ DDS_ReturnCode_t endInstance(
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(sample != nullptr, DDS_RETCODE_BAD_PARAMETER);
     if (!self->topic->isKeyed())
-        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILURE, "topic '%s' has no key", self->topic->name);
+        return ZDDS_FAIL(
+            DDS_RETCODE_PRECONDITION_NOT_MET, FAILURE, "topic '%s' has no key", self->topic->name);
     int64_t sourceTimeNs = 0;
     int64_t sequenceNumber = 0;
     ZDDS_REQUIRE(toNanoseconds(sourceTimestamp, &sourceTimeNs), DDS_RETCODE_BAD_PARAMETER);
@@ -48,7 +51,8 @@ using zdds::engine::SampleKind;
 DDS_InstanceHandle_t DDS_DataWriter_register_instance_untypedI(DDS_DataWriter* self, const void* sample) {
     ZDDS_REQUIRE(self != nullptr, DDS_HANDLE_NIL);
     ZDDS_REQUIRE(sample != nullptr, DDS_HANDLE_NIL);
-    if (!self->topic->isKeyed() || !self->isOfThisProcess()) return DDS_HANDLE_NIL;
+    if (!self->topic->isKeyed() || !self->isOfThisProcess())
+        return DDS_HANDLE_NIL;
     return zdds::noteInstance(*self, sample, true);
 }
 
@@ -70,8 +74,8 @@ DDS_ReturnCode_t DDS_DataWriter_unregister_instance_untypedI(
     return zdds::endInstance(self, sample, SampleKind::unregister, nullptr);
 }
 
-DDS_ReturnCode_t DDS_DataWriter_unregister_instance_w_timestamp_untypedI(DDS_DataWriter* self, const void* sample,
-    const DDS_InstanceHandle_t* /*handle*/, const DDS_Time_t* sourceTimestamp) {
+DDS_ReturnCode_t DDS_DataWriter_unregister_instance_w_timestamp_untypedI(DDS_DataWriter* self,
+    const void* sample, const DDS_InstanceHandle_t* /*handle*/, const DDS_Time_t* sourceTimestamp) {
     return zdds::endInstance(self, sample, SampleKind::unregister, sourceTimestamp);
 }
 
@@ -102,7 +106,8 @@ DDS_ReturnCode_t DDS_DataWriter_get_key_value_untypedI(
     ZDDS_REQUIRE(handle != nullptr, DDS_RETCODE_BAD_PARAMETER);
     zdds::Guard guard(self->instancesMutex);
     const zdds::Instance* instance = self->instances.find(*handle);
-    if (instance == nullptr || instance->state != DDS_ALIVE_INSTANCE_STATE) return DDS_RETCODE_BAD_PARAMETER;
+    if (instance == nullptr || instance->state != DDS_ALIVE_INSTANCE_STATE)
+        return DDS_RETCODE_BAD_PARAMETER;
     instance->key.fill(*self->topic->plugin, keyHolder);
     return DDS_RETCODE_OK;
 }
@@ -115,7 +120,8 @@ DDS_InstanceHandle_t DDS_DataWriter_lookup_instance_untypedI(DDS_DataWriter* sel
         return DDS_HANDLE_NIL;
     zdds::Guard guard(self->instancesMutex);
     const zdds::Instance* instance = self->instances.find(key.handle());
-    return instance != nullptr && instance->state == DDS_ALIVE_INSTANCE_STATE ? instance->handle : DDS_HANDLE_NIL;
+    return instance != nullptr && instance->state == DDS_ALIVE_INSTANCE_STATE ? instance->handle
+                                                                              : DDS_HANDLE_NIL;
 }
 
 DDS_ReturnCode_t DDS_DataWriter_get_loan_untypedI(DDS_DataWriter* self, void** sample) {

@@ -8,8 +8,8 @@ namespace {
 
 constexpr REDAInlineMemorySize firstBlockBytes = 16 * 1024;
 
-// The arena may hold more than the samples: headers, and blocks that are partly free. Twice the bound is ample; a
-// reservation that it refuses counts as a full queue.
+// The arena may hold more than the samples: headers, and blocks that are partly free. Twice the bound is
+// ample; a reservation that it refuses counts as a full queue.
 REDAInlineMemorySize arenaBound(uint32_t maxSamples, uint32_t maxBytes) {
     const uint64_t headers = uint64_t{maxSamples} * 128;
     return static_cast<REDAInlineMemorySize>(
@@ -18,7 +18,9 @@ REDAInlineMemorySize arenaBound(uint32_t maxSamples, uint32_t maxBytes) {
 
 } // namespace
 
-WriterQueue::~WriterQueue() { REDAInlineMemory_delete(arena_); }
+WriterQueue::~WriterQueue() {
+    REDAInlineMemory_delete(arena_);
+}
 
 bool WriterQueue::initialize(uint32_t maxSamples, uint32_t maxBytes) {
     maxSamples_ = maxSamples;
@@ -35,12 +37,15 @@ bool WriterQueue::initialize(uint32_t maxSamples, uint32_t maxBytes) {
 
 PendingSample* WriterQueue::reserve(size_t size) {
     Guard guard(mutex_);
-    if (samples_ >= maxSamples_ || size > maxBytes_ - std::min(bytes_, maxBytes_)) return nullptr;
+    if (samples_ >= maxSamples_ || size > maxBytes_ - std::min(bytes_, maxBytes_))
+        return nullptr;
     const size_t whole = sizeof(PendingSample) + size;
-    if (whole > INT32_MAX) return nullptr;
-    void* memory =
-        REDAInlineMemory_reserveBufferI(&arena_, static_cast<REDAInlineMemorySize>(whole), alignof(PendingSample));
-    if (memory == nullptr) return nullptr;
+    if (whole > INT32_MAX)
+        return nullptr;
+    void* memory = REDAInlineMemory_reserveBufferI(
+        &arena_, static_cast<REDAInlineMemorySize>(whole), alignof(PendingSample));
+    if (memory == nullptr)
+        return nullptr;
     ++samples_;
     bytes_ += static_cast<uint32_t>(size);
     return new (memory) PendingSample{nullptr, 0, static_cast<uint32_t>(size), engine::SampleKind::data};
@@ -71,7 +76,8 @@ bool WriterQueue::push(PendingSample& sample, int64_t* position) {
 
 PendingSample* WriterQueue::front() {
     Guard guard(mutex_);
-    if (head_ == nullptr) isScheduled_ = false;
+    if (head_ == nullptr)
+        isScheduled_ = false;
     return head_;
 }
 
@@ -79,15 +85,18 @@ void WriterQueue::pop() {
     Guard guard(mutex_);
     PendingSample* sample = head_;
     head_ = sample->next;
-    if (head_ == nullptr) tail_ = nullptr;
+    if (head_ == nullptr)
+        tail_ = nullptr;
     releaseLocked(*sample);
-    if (--queued_ == 0) emptied_.wakeAll();
+    if (--queued_ == 0)
+        emptied_.wakeAll();
 }
 
 bool WriterQueue::waitUntilEmpty(Deadline deadline) {
     Guard guard(mutex_);
     for (bool inTime = true; queued_ != 0; inTime = emptied_.wait(mutex_, deadline)) {
-        if (!inTime) return false;
+        if (!inTime)
+            return false;
     }
     return true;
 }

@@ -1,8 +1,9 @@
 // The bounded queue between a write and the thread that hands its bytes to the engine.
 //
-// A sample's bytes lie in an arena, where its writer serializes into them without the lock; after warm-up no write
-// calls the heap. What does not fit is refused: the queue never waits and never grows beyond its bounds.
-// Threads: any number of producers, one consumer (the flusher). Samples are consumed in the order of push.
+// A sample's bytes lie in an arena, where its writer serializes into them without the lock; after warm-up no
+// write calls the heap. What does not fit is refused: the queue never waits and never grows beyond its
+// bounds. Threads: any number of producers, one consumer (the flusher). Samples are consumed in the order of
+// push.
 #ifndef ZDDSC_ENTITIES_WRITER_QUEUE_HPP
 #define ZDDSC_ENTITIES_WRITER_QUEUE_HPP
 
@@ -35,8 +36,8 @@ public:
     PendingSample* reserve(size_t size);
     // Gives back what was reserved and not pushed, or what was consumed.
     void release(PendingSample& sample);
-    // Puts a filled sample at the back. *position is its number in the queue's life, from 1. True when the queue was
-    // idle: then the caller schedules its writer with the flusher.
+    // Puts a filled sample at the back. *position is its number in the queue's life, from 1. True when the
+    // queue was idle: then the caller schedules its writer with the flusher.
     bool push(PendingSample& sample, int64_t* position);
 
     // Consumer: the oldest sample, still in the queue; null when it is empty, and then the queue is idle.

@@ -29,7 +29,8 @@ ORXClock* newEventClock() {
 }
 
 void deleteEventClock(ORXClock* clock) {
-    if (clock == nullptr) return;
+    if (clock == nullptr)
+        return;
     isMonotonicClock ? ORXMonotonicClock_delete(clock) : ORXSystemClock_delete(clock);
 }
 
@@ -41,7 +42,9 @@ void releaseGlobals(ORX_MonitoringGlobals& globals) {
 
 } // namespace
 
-Host& host() { return theHost; }
+Host& host() {
+    return theHost;
+}
 
 } // namespace zdds::host
 
@@ -53,11 +56,16 @@ ORX_MonitoringGlobals* ORX_MonitoringGlobals_get_instance(void) {
 
 DDS_Boolean ORX_MonitoringHost_initialize(void) {
     zdds::host::InitializeGuard guard;
-    if (ORX_MonitoringGlobals_get_instance() != nullptr) return DDS_BOOLEAN_TRUE;
+    if (ORX_MonitoringGlobals_get_instance() != nullptr)
+        return DDS_BOOLEAN_TRUE;
+    if (!zdds::ForkGeneration::watch())
+        return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_CREATE, "monitoring globals");
+    host().forkGeneration.store(zdds::ForkGeneration::current(), std::memory_order_relaxed);
     ORX_MonitoringGlobals& globals = host().globals;
     globals = ORX_MonitoringGlobals{};
     globals.mutex = ORXOsapiSemaphore_new(ORX_OSAPI_SEMAPHORE_KIND_MUTEX, nullptr);
-    if (globals.mutex == nullptr) return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_CREATE, "library lock");
+    if (globals.mutex == nullptr)
+        return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_CREATE, "library lock");
     ORXOsapiSemaphore_setRank(globals.mutex, zdds::host::lockRankLibrary, "library");
     globals.eventClock = zdds::host::newEventClock();
     if (globals.eventClock == nullptr) {
@@ -71,7 +79,8 @@ DDS_Boolean ORX_MonitoringHost_initialize(void) {
 void ORX_MonitoringHost_finalize(void) {
     zdds::host::InitializeGuard guard;
     ORX_MonitoringGlobals* globals = ORX_MonitoringGlobals_get_instance();
-    if (globals == nullptr) return;
+    if (globals == nullptr || !host().isOfThisProcess())
+        return;
     ZDDS_REQUIRE(globals->monitoringClass == nullptr);
     host().published.store(nullptr, std::memory_order_release);
     host().metricPool.releaseAll();
@@ -79,7 +88,9 @@ void ORX_MonitoringHost_finalize(void) {
     zdds::host::releaseGlobals(*globals);
 }
 
-DDS_Boolean ORX_MonitoringHost_is_enabled(void) { return host().enabled.load(std::memory_order_acquire); }
+DDS_Boolean ORX_MonitoringHost_is_enabled(void) {
+    return host().enabled.load(std::memory_order_acquire) && host().isOfThisProcess();
+}
 
 int ORX_MonitoringResourceForwarder_copy(
     ORX_MonitoringResourceForwarder* self, const ORX_MonitoringResourceForwarder* source) {

@@ -1,4 +1,5 @@
-// The host's state: the globals record, the library lock, the mutex pools, and whether the library is enabled.
+// The host's state: the globals record, the library lock, the mutex pools, and whether the library is
+// enabled.
 //
 // Threads: `enabled` may be read by any thread; everything else is written under the library lock.
 #ifndef ZDDSC_HOST_HOST_HPP
@@ -6,6 +7,7 @@
 
 #include <atomic>
 
+#include "middleware/entities/ForkGeneration.hpp"
 #include "middleware/host/MutexPools.hpp"
 #include "zddsc/monitoring.h"
 
@@ -15,10 +17,17 @@ struct Host {
     ORX_MonitoringGlobals globals{};
     MutexPool metricPool{"metric"};
     MutexPool loggingPool{"logging"};
-    // Set, with release, once the created object stands in the globals; cleared before anything of it goes away.
+    // Set, with release, once the created object stands in the globals; cleared before anything of it goes
+    // away.
     std::atomic<bool> enabled{false};
     // The record above once it is complete, null before: what readers without a lock look at.
     std::atomic<ORX_MonitoringGlobals*> published{nullptr};
+    // A forked child has a copy of all this and none of the threads: there the library is not enabled, and
+    // nobody takes a lock that a lost thread may hold. Written before `published`.
+    std::atomic<unsigned> forkGeneration{0};
+    bool isOfThisProcess() const {
+        return forkGeneration.load(std::memory_order_relaxed) == ForkGeneration::current();
+    }
 };
 
 Host& host();

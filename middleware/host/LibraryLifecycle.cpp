@@ -7,7 +7,9 @@ namespace zdds::host {
 namespace {
 
 struct LibraryLock {
-    explicit LibraryLock(ORXOsapiSemaphore* mutex) : mutex_(mutex) { ORXOsapiSemaphore_take(mutex_, nullptr); }
+    explicit LibraryLock(ORXOsapiSemaphore* mutex) : mutex_(mutex) {
+        ORXOsapiSemaphore_take(mutex_, nullptr);
+    }
     ~LibraryLock() { ORXOsapiSemaphore_give(mutex_); }
     LibraryLock(const LibraryLock&) = delete;
     LibraryLock& operator=(const LibraryLock&) = delete;
@@ -28,14 +30,18 @@ ORX_MonitoringClass* startLocked(ORX_MonitoringGlobals& globals, const ORX_Monit
         metric.discard(metricMade);
         logging.discard(loggingMade);
     });
-    if (!metric.reserve(property.event.concurrency_level)) return nullptr;
-    if (!logging.reserve(property.logging.concurrency_level)) return nullptr;
+    if (!metric.reserve(property.event.concurrency_level))
+        return nullptr;
+    if (!logging.reserve(property.logging.concurrency_level))
+        return nullptr;
     globals.eventConcurrency = {metric.mutexes(), metric.level()};
     globals.loggingConcurrency = {logging.mutexes(), logging.level()};
     DDS_DomainParticipantFactory* factory = DDS_DomainParticipantFactory_get_instance();
-    if (factory == nullptr) return nullptr;
+    if (factory == nullptr)
+        return nullptr;
     ORX_MonitoringClass* monitoringClass = globals.createFunction(factory, &property);
-    if (monitoringClass == nullptr) return ZDDS_FAIL(nullptr, FAILED_TO_CREATE, "monitoring library");
+    if (monitoringClass == nullptr)
+        return ZDDS_FAIL(nullptr, FAILED_TO_CREATE, "monitoring library");
     undo.dismiss();
     globals.monitoringClass = monitoringClass;
     ++globals.libraryEpoch;
@@ -50,7 +56,8 @@ using zdds::host::host;
 
 DDS_Boolean ORX_MonitoringHost_set_create_function(ORX_Monitoring_CreateFunction createFunction) {
     ZDDS_REQUIRE(createFunction != nullptr, DDS_BOOLEAN_FALSE);
-    if (!ORX_MonitoringHost_initialize()) return DDS_BOOLEAN_FALSE;
+    if (!ORX_MonitoringHost_initialize())
+        return DDS_BOOLEAN_FALSE;
     ORX_MonitoringGlobals& globals = *ORX_MonitoringGlobals_get_instance();
     zdds::host::LibraryLock lock(globals.mutex);
     globals.createFunction = createFunction;
@@ -59,25 +66,32 @@ DDS_Boolean ORX_MonitoringHost_set_create_function(ORX_Monitoring_CreateFunction
 
 ORX_MonitoringClass* ORX_MonitoringHost_start(const ORX_MonitoringProperty_t* property) {
     ZDDS_REQUIRE(property != nullptr, nullptr);
-    if (!ORX_MonitoringHost_initialize()) return nullptr;
+    if (!ORX_MonitoringHost_initialize())
+        return nullptr;
+    if (!host().isOfThisProcess())
+        return nullptr;
     ORX_MonitoringGlobals& globals = *ORX_MonitoringGlobals_get_instance();
     // Held until the object stands in the globals: a reader that matches at once meets a busy lock.
     zdds::host::LibraryLock lock(globals.mutex);
     return zdds::host::startLocked(globals, *property);
 }
 
-// Disabling waits for whoever holds the library lock. It is not held any longer then, since threads of the library
-// that are to end may want it: they find it free and the library not enabled.
+// Disabling waits for whoever holds the library lock. It is not held any longer then, since threads of the
+// library that are to end may want it: they find it free and the library not enabled.
 DDS_Boolean ORX_MonitoringHost_stop(void) {
     ORX_MonitoringGlobals* globals = ORX_MonitoringGlobals_get_instance();
-    if (globals == nullptr) return DDS_BOOLEAN_TRUE;
+    if (globals == nullptr)
+        return DDS_BOOLEAN_TRUE;
+    if (!host().isOfThisProcess())
+        return DDS_BOOLEAN_FALSE;
     ORX_MonitoringClass* monitoringClass = nullptr;
     {
         zdds::host::LibraryLock lock(globals->mutex);
         monitoringClass = globals->monitoringClass;
         host().enabled.store(false, std::memory_order_release);
     }
-    if (monitoringClass == nullptr) return DDS_BOOLEAN_TRUE;
+    if (monitoringClass == nullptr)
+        return DDS_BOOLEAN_TRUE;
     // A thread that may still run needs its object: it stays, and so does its place in the globals.
     if (!monitoringClass->prefinalizeFunction(monitoringClass))
         return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_FINALIZE, "monitoring library: a thread did not end");

@@ -1,5 +1,6 @@
-// Ranks of the locks that more than one room takes, lowest first (zddscore/semaphore.h checks them in debug builds).
-// Several locks of one rank may be held at once: a post to all queues takes the queues' mutexes one after the other.
+// Ranks of the locks that more than one room takes, lowest first (zddscore/semaphore.h checks them in debug
+// builds). Several locks of one rank may be held at once: a post to all queues takes the queues' mutexes one
+// after the other.
 #ifndef ZDDSC_HOST_LOCK_RANKS_HPP
 #define ZDDSC_HOST_LOCK_RANKS_HPP
 

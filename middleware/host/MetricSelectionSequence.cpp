@@ -3,10 +3,13 @@
 
 namespace {
 
-DDS_MonitoringMetricSelection* asSelection(void* element) { return static_cast<DDS_MonitoringMetricSelection*>(element); }
+DDS_MonitoringMetricSelection* asSelection(void* element) {
+    return static_cast<DDS_MonitoringMetricSelection*>(element);
+}
 
 // Selections live on the heap: an arena is refused.
-DDS_Boolean initializeSelection(void* element, const DDS_TypeAllocationParams_t*, REDAInlineMemory** memoryManager) {
+DDS_Boolean initializeSelection(
+    void* element, const DDS_TypeAllocationParams_t*, REDAInlineMemory** memoryManager) {
     return memoryManager == nullptr && DDS_MonitoringMetricSelection_initialize(asSelection(element));
 }
 
@@ -15,13 +18,12 @@ void finalizeSelection(void* element, const DDS_TypeDeallocationParams_t*, DDS_B
 }
 
 DDS_Boolean copySelection(void* destination, const void* source, REDAInlineMemory** memoryManager) {
-    return memoryManager == nullptr &&
-        DDS_MonitoringMetricSelection_copy(
-            asSelection(destination), static_cast<const DDS_MonitoringMetricSelection*>(source));
+    return memoryManager == nullptr && DDS_MonitoringMetricSelection_copy(asSelection(destination),
+                                           static_cast<const DDS_MonitoringMetricSelection*>(source));
 }
 
-constexpr DDS_SequenceElement selectionElement =
-    DDS_SEQUENCE_ELEMENT_WITH(DDS_MonitoringMetricSelection, initializeSelection, finalizeSelection, copySelection);
+constexpr DDS_SequenceElement selectionElement = DDS_SEQUENCE_ELEMENT_WITH(
+    DDS_MonitoringMetricSelection, initializeSelection, finalizeSelection, copySelection);
 
 } // namespace
 

@@ -6,18 +6,20 @@
 
 namespace {
 
-constexpr DDS_UnsignedLong milliseconds(DDS_UnsignedLong count) { return count * 1'000'000U; }
+constexpr DDS_UnsignedLong milliseconds(DDS_UnsignedLong count) {
+    return count * 1'000'000U;
+}
 
 // QoS members are pointers that may be null. The copy is a new value; shared is the source's own pointer.
-template <class Qos, auto initialize, auto copyQos, auto finalizeQos>
-struct QosMember {
+template <class Qos, auto initialize, auto copyQos, auto finalizeQos> struct QosMember {
     static bool copy(Qos*& destination, Qos* source, bool share) {
         if (source == nullptr || share) {
             destination = source;
             return true;
         }
         Qos* fresh = zdds::create<Qos>("struct DDS_Qos");
-        if (fresh == nullptr) return false;
+        if (fresh == nullptr)
+            return false;
         initialize(fresh);
         if (copyQos(fresh, source) != DDS_RETCODE_OK) {
             ORXOsapiHeap_freeMemoryInternal(fresh);
@@ -36,10 +38,10 @@ struct QosMember {
 };
 using ParticipantQosMember = QosMember<DDS_DomainParticipantQos, DDS_DomainParticipantQos_initialize,
     DDS_DomainParticipantQos_copy, DDS_DomainParticipantQos_finalize>;
-using PublisherQosMember =
-    QosMember<DDS_PublisherQos, DDS_PublisherQos_initialize, DDS_PublisherQos_copy, DDS_PublisherQos_finalize>;
-using WriterQosMember =
-    QosMember<DDS_DataWriterQos, DDS_DataWriterQos_initialize, DDS_DataWriterQos_copy, DDS_DataWriterQos_finalize>;
+using PublisherQosMember = QosMember<DDS_PublisherQos, DDS_PublisherQos_initialize, DDS_PublisherQos_copy,
+    DDS_PublisherQos_finalize>;
+using WriterQosMember = QosMember<DDS_DataWriterQos, DDS_DataWriterQos_initialize, DDS_DataWriterQos_copy,
+    DDS_DataWriterQos_finalize>;
 
 void setDefaults(ORX_MonitoringLoggingProperty_t& self) {
     self.publication_period = {0, milliseconds(100)};
@@ -87,17 +89,19 @@ void copyPlain(ORX_MonitoringProperty_t& self, const ORX_MonitoringProperty_t& s
 
 bool copyOwned(ORX_MonitoringProperty_t& self, const ORX_MonitoringProperty_t& source, bool share) {
     return zdds::qos::copyText(self.application_name, source.application_name) &&
-        ParticipantQosMember::copy(self.participant_qos, source.participant_qos, share) &&
-        PublisherQosMember::copy(self.publisher_qos, source.publisher_qos, share) &&
-        WriterQosMember::copy(self.logging.writer_qos, source.logging.writer_qos, share) &&
-        WriterQosMember::copy(self.periodic.writer_qos, source.periodic.writer_qos, share) &&
-        WriterQosMember::copy(self.event.writer_qos, source.event.writer_qos, share) &&
-        DDS_ThreadSettings_t_copy(&self.logging.thread_setting, &source.logging.thread_setting) &&
-        DDS_ThreadSettings_t_copy(&self.periodic.thread_setting, &source.periodic.thread_setting) &&
-        DDS_ThreadSettings_t_copy(&self.event.thread_setting, &source.event.thread_setting) &&
-        DDS_ThreadSettings_t_copy(&self.command_dispatcher.thread_setting, &source.command_dispatcher.thread_setting) &&
-        DDS_MonitoringMetricSelectionSeq_copy(&self.metric_selection_list, &source.metric_selection_list) != nullptr &&
-        DDS_StringSeq_copy(&self.collector_initial_peers, &source.collector_initial_peers) != nullptr;
+           ParticipantQosMember::copy(self.participant_qos, source.participant_qos, share) &&
+           PublisherQosMember::copy(self.publisher_qos, source.publisher_qos, share) &&
+           WriterQosMember::copy(self.logging.writer_qos, source.logging.writer_qos, share) &&
+           WriterQosMember::copy(self.periodic.writer_qos, source.periodic.writer_qos, share) &&
+           WriterQosMember::copy(self.event.writer_qos, source.event.writer_qos, share) &&
+           DDS_ThreadSettings_t_copy(&self.logging.thread_setting, &source.logging.thread_setting) &&
+           DDS_ThreadSettings_t_copy(&self.periodic.thread_setting, &source.periodic.thread_setting) &&
+           DDS_ThreadSettings_t_copy(&self.event.thread_setting, &source.event.thread_setting) &&
+           DDS_ThreadSettings_t_copy(
+               &self.command_dispatcher.thread_setting, &source.command_dispatcher.thread_setting) &&
+           DDS_MonitoringMetricSelectionSeq_copy(
+               &self.metric_selection_list, &source.metric_selection_list) != nullptr &&
+           DDS_StringSeq_copy(&self.collector_initial_peers, &source.collector_initial_peers) != nullptr;
 }
 
 bool releaseOwned(ORX_MonitoringProperty_t& self, bool shared) {
@@ -117,7 +121,8 @@ bool releaseOwned(ORX_MonitoringProperty_t& self, bool shared) {
         DDS_StringSeq_finalize(&self.collector_initial_peers) != 0,
     };
     bool all = true;
-    for (const bool one : released) all = all && one;
+    for (const bool one : released)
+        all = all && one;
     return all;
 }
 
@@ -144,7 +149,8 @@ DDS_Boolean ORX_MonitoringProperty_t_copy_ex(
     ORX_MonitoringProperty_t* self, const ORX_MonitoringProperty_t* source, DDS_Boolean shareQos) {
     ZDDS_REQUIRE(self != nullptr, DDS_BOOLEAN_FALSE);
     ZDDS_REQUIRE(source != nullptr, DDS_BOOLEAN_FALSE);
-    if (self == source) return DDS_BOOLEAN_TRUE;
+    if (self == source)
+        return DDS_BOOLEAN_TRUE;
     ORX_MonitoringProperty_t fresh{};
     copyPlain(fresh, *source);
     if (!copyOwned(fresh, *source, shareQos)) {

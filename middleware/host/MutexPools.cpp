@@ -9,7 +9,8 @@ namespace zdds::host {
 
 bool MutexPool::reserve(DDS_UnsignedLong level) {
     if (level > maximumLevel)
-        return ZDDS_FAIL(false, BAD_PARAMETER_FAILURE, "%s concurrency level %u is above %u", name_, level, maximumLevel);
+        return ZDDS_FAIL(
+            false, BAD_PARAMETER_FAILURE, "%s concurrency level %u is above %u", name_, level, maximumLevel);
     const DDS_UnsignedLong wanted = std::max(level, DDS_UnsignedLong{1});
     const DDS_UnsignedLong before = made();
     for (DDS_UnsignedLong i = before; i < wanted; ++i) {
@@ -27,7 +28,8 @@ bool MutexPool::reserve(DDS_UnsignedLong level) {
 }
 
 void MutexPool::discard(DDS_UnsignedLong keep) {
-    if (level() > keep) level_.store(keep, std::memory_order_release);
+    if (level() > keep)
+        level_.store(keep, std::memory_order_release);
     while (made() > keep) {
         const DDS_UnsignedLong last = made() - 1;
         made_.store(last, std::memory_order_release);

@@ -1,8 +1,9 @@
 // The mutex pools of the library's concurrency indexes: one pool for metrics, one for log messages.
 //
-// A mutex, once made, lives until releaseAll: an application thread may be on its way into a lock while the library
-// stops, and finds the mutex there and the library not enabled. So starting again makes only what is missing.
-// Threads: reserve, discard and releaseAll by the host, under the library lock; get by any thread, without a lock.
+// A mutex, once made, lives until releaseAll: an application thread may be on its way into a lock while the
+// library stops, and finds the mutex there and the library not enabled. So starting again makes only what is
+// missing. Threads: reserve, discard and releaseAll by the host, under the library lock; get by any thread,
+// without a lock.
 #ifndef ZDDSC_HOST_MUTEX_POOLS_HPP
 #define ZDDSC_HOST_MUTEX_POOLS_HPP
 
@@ -21,8 +22,8 @@ public:
 
     constexpr explicit MutexPool(const char* name) : name_(name) {}
 
-    // Makes mutexes for `level` indexes, one for a level of 0: every executor needs a queue. False, with the pool as
-    // it was, when the level is beyond the bound or memory is out.
+    // Makes mutexes for `level` indexes, one for a level of 0: every executor needs a queue. False, with the
+    // pool as it was, when the level is beyond the bound or memory is out.
     bool reserve(DDS_UnsignedLong level);
     // Deletes what lies beyond `keep` mutexes: undoes a reserve whose library did not come to be.
     void discard(DDS_UnsignedLong keep);

@@ -1,5 +1,5 @@
-// Objects on the heap of zddscore/heap.h: unchecked allocation is not possible with these, and nothing is leaked
-// on the way out of a half-done construction.
+// Objects on the heap of zddscore/heap.h: unchecked allocation is not possible with these, and nothing is
+// leaked on the way out of a half-done construction.
 #ifndef ZDDSC_LOG_MEMORY_HPP
 #define ZDDSC_LOG_MEMORY_HPP
 
@@ -10,28 +10,29 @@
 
 namespace zdds {
 
-// Constructs a T in zeroed memory; null when memory is out. `typeName` is a literal for the heap's diagnostics.
-template <class T, class... Arguments>
-T* create(const char* typeName, Arguments&&... arguments) {
+// Constructs a T in zeroed memory; null when memory is out. `typeName` is a literal for the heap's
+// diagnostics.
+template <class T, class... Arguments> T* create(const char* typeName, Arguments&&... arguments) {
     void* memory = nullptr;
-    if (!ORXOsapiHeap_reallocateMemoryInternal(&memory, sizeof(T), alignof(T), 1, typeName)) return nullptr;
+    if (!ORXOsapiHeap_reallocateMemoryInternal(&memory, sizeof(T), alignof(T), 1, typeName))
+        return nullptr;
     return new (memory) T{std::forward<Arguments>(arguments)...};
 }
 
-template <class T>
-void destroy(T* object) {
-    if (object == nullptr) return;
+template <class T> void destroy(T* object) {
+    if (object == nullptr)
+        return;
     object->~T();
     ORXOsapiHeap_freeMemoryInternal(object);
 }
 
 // Runs a clean-up at the end of the scope unless it was dismissed.
-template <class Function>
-class [[nodiscard]] Cleanup {
+template <class Function> class [[nodiscard]] Cleanup {
 public:
     explicit Cleanup(Function function) : function_(std::move(function)) {}
     ~Cleanup() {
-        if (armed_) function_();
+        if (armed_)
+            function_();
     }
     Cleanup(const Cleanup&) = delete;
     Cleanup& operator=(const Cleanup&) = delete;

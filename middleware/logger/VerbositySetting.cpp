@@ -23,9 +23,10 @@ int ORX_MonitoringLoggingVerbositySetting_t_copy(
 }
 
 DDS_Boolean ORX_MonitoringLoggingVerbositySetting_t_equals(
-    const ORX_MonitoringLoggingVerbositySetting_t* left, const ORX_MonitoringLoggingVerbositySetting_t* right) {
+    const ORX_MonitoringLoggingVerbositySetting_t* left,
+    const ORX_MonitoringLoggingVerbositySetting_t* right) {
     ZDDS_REQUIRE(left != nullptr, DDS_BOOLEAN_FALSE);
     ZDDS_REQUIRE(right != nullptr, DDS_BOOLEAN_FALSE);
     return left->middleware == right->middleware && left->security_event == right->security_event &&
-        left->service == right->service && left->user == right->user;
+           left->service == right->service && left->user == right->user;
 }

@@ -9,15 +9,18 @@ bool copyText(char*& destination, const char* source) {
 }
 
 bool equalText(const char* left, const char* right) {
-    if (left == nullptr || right == nullptr) return left == right;
+    if (left == nullptr || right == nullptr)
+        return left == right;
     return std::strcmp(left, right) == 0;
 }
 
 bool equalStrings(const DDS_StringSeq& left, const DDS_StringSeq& right) {
     const DDS_Long length = DDS_StringSeq_get_length(&left);
-    if (length != DDS_StringSeq_get_length(&right)) return false;
+    if (length != DDS_StringSeq_get_length(&right))
+        return false;
     for (DDS_Long i = 0; i < length; ++i) {
-        if (!equalText(DDS_StringSeq_get(&left, i), DDS_StringSeq_get(&right, i))) return false;
+        if (!equalText(DDS_StringSeq_get(&left, i), DDS_StringSeq_get(&right, i)))
+            return false;
     }
     return true;
 }
@@ -41,18 +44,32 @@ bool copy(DDS_EntityNameQosPolicy& destination, const DDS_EntityNameQosPolicy& s
     return copyText(destination.name, source.name);
 }
 
-void release(DDS_UserDataQosPolicy& policy) { DDS_OctetSeq_finalize(&policy.value); }
-void release(DDS_PartitionQosPolicy& policy) { DDS_StringSeq_finalize(&policy.name); }
-void release(DDS_PropertyQosPolicy& policy) { DDS_PropertySeq_finalize(&policy.value); }
-void release(DDS_DiscoveryQosPolicy& policy) { DDS_StringSeq_finalize(&policy.initial_peers); }
-void release(DDS_DataRepresentationQosPolicy& policy) { DDS_LongSeq_finalize(&policy.value); }
-void release(DDS_EntityNameQosPolicy& policy) { DDS_String_replace(&policy.name, nullptr); }
+void release(DDS_UserDataQosPolicy& policy) {
+    DDS_OctetSeq_finalize(&policy.value);
+}
+void release(DDS_PartitionQosPolicy& policy) {
+    DDS_StringSeq_finalize(&policy.name);
+}
+void release(DDS_PropertyQosPolicy& policy) {
+    DDS_PropertySeq_finalize(&policy.value);
+}
+void release(DDS_DiscoveryQosPolicy& policy) {
+    DDS_StringSeq_finalize(&policy.initial_peers);
+}
+void release(DDS_DataRepresentationQosPolicy& policy) {
+    DDS_LongSeq_finalize(&policy.value);
+}
+void release(DDS_EntityNameQosPolicy& policy) {
+    DDS_String_replace(&policy.name, nullptr);
+}
 
 bool equal(const DDS_UserDataQosPolicy& left, const DDS_UserDataQosPolicy& right) {
     const DDS_Long length = DDS_OctetSeq_get_length(&left.value);
-    if (length != DDS_OctetSeq_get_length(&right.value)) return false;
+    if (length != DDS_OctetSeq_get_length(&right.value))
+        return false;
     for (DDS_Long i = 0; i < length; ++i) {
-        if (DDS_OctetSeq_get(&left.value, i) != DDS_OctetSeq_get(&right.value, i)) return false;
+        if (DDS_OctetSeq_get(&left.value, i) != DDS_OctetSeq_get(&right.value, i))
+            return false;
     }
     return true;
 }
@@ -61,7 +78,8 @@ bool equal(const DDS_PartitionQosPolicy& left, const DDS_PartitionQosPolicy& rig
 }
 bool equal(const DDS_PropertyQosPolicy& left, const DDS_PropertyQosPolicy& right) {
     const DDS_Long length = DDS_PropertySeq_get_length(&left.value);
-    if (length != DDS_PropertySeq_get_length(&right.value)) return false;
+    if (length != DDS_PropertySeq_get_length(&right.value))
+        return false;
     for (DDS_Long i = 0; i < length; ++i) {
         const DDS_Property_t* l = DDS_PropertySeq_get_reference(&left.value, i);
         const DDS_Property_t* r = DDS_PropertySeq_get_reference(&right.value, i);
@@ -75,9 +93,11 @@ bool equal(const DDS_DiscoveryQosPolicy& left, const DDS_DiscoveryQosPolicy& rig
 }
 bool equal(const DDS_DataRepresentationQosPolicy& left, const DDS_DataRepresentationQosPolicy& right) {
     const DDS_Long length = DDS_LongSeq_get_length(&left.value);
-    if (length != DDS_LongSeq_get_length(&right.value)) return false;
+    if (length != DDS_LongSeq_get_length(&right.value))
+        return false;
     for (DDS_Long i = 0; i < length; ++i) {
-        if (DDS_LongSeq_get(&left.value, i) != DDS_LongSeq_get(&right.value, i)) return false;
+        if (DDS_LongSeq_get(&left.value, i) != DDS_LongSeq_get(&right.value, i))
+            return false;
     }
     return true;
 }

@@ -1,6 +1,7 @@
 // Copy, equality and release of single policies. Plain policies are values; those that own memory (octets,
 // strings, properties, names) have the overloads below, and every QoS is a list of policies over these.
-// Threads: callers serialize. Errors: copy is false when memory is out; its destination is then still releasable.
+// Threads: callers serialize. Errors: copy is false when memory is out; its destination is then still
+// releasable.
 #ifndef ZDDSC_QOS_POLICY_OPERATIONS_HPP
 #define ZDDSC_QOS_POLICY_OPERATIONS_HPP
 
@@ -41,32 +42,34 @@ inline bool equal(const DDS_Duration_t& left, const DDS_Duration_t& right) {
 
 // Plain policies are copied as values.
 template <class Policy>
-inline constexpr bool owning = std::is_same_v<Policy, DDS_UserDataQosPolicy> ||
-    std::is_same_v<Policy, DDS_PartitionQosPolicy> || std::is_same_v<Policy, DDS_PropertyQosPolicy> ||
-    std::is_same_v<Policy, DDS_DiscoveryQosPolicy> || std::is_same_v<Policy, DDS_DataRepresentationQosPolicy> ||
+inline constexpr bool owning =
+    std::is_same_v<Policy, DDS_UserDataQosPolicy> || std::is_same_v<Policy, DDS_PartitionQosPolicy> ||
+    std::is_same_v<Policy, DDS_PropertyQosPolicy> || std::is_same_v<Policy, DDS_DiscoveryQosPolicy> ||
+    std::is_same_v<Policy, DDS_DataRepresentationQosPolicy> ||
     std::is_same_v<Policy, DDS_EntityNameQosPolicy>;
 
 template <class Policy>
-    requires(!owning<Policy>)
-bool copy(Policy& destination, const Policy& source) {
+requires(!owning<Policy>) bool copy(Policy& destination, const Policy& source) {
     destination = source;
     return true;
 }
 
 template <class Policy>
-    requires(!owning<Policy>)
-void release(Policy& policy) {
+requires(!owning<Policy>) void release(Policy& policy) {
     policy = Policy{};
 }
 
 // Fields are compared one by one, since structures have padding.
-#define ZDDS_EQUAL_(Policy, expression)                              \
-    inline bool equal(const Policy& l, const Policy& r) { return expression; }
+#define ZDDS_EQUAL_(Policy, expression)                                                                      \
+    inline bool equal(const Policy& l, const Policy& r) {                                                    \
+        return expression;                                                                                   \
+    }
 ZDDS_EQUAL_(DDS_DurabilityQosPolicy, l.kind == r.kind)
 ZDDS_EQUAL_(DDS_ReliabilityQosPolicy, l.kind == r.kind && equal(l.max_blocking_time, r.max_blocking_time))
 ZDDS_EQUAL_(DDS_HistoryQosPolicy, l.kind == r.kind && l.depth == r.depth)
-ZDDS_EQUAL_(DDS_ResourceLimitsQosPolicy, l.max_samples == r.max_samples && l.max_instances == r.max_instances &&
-        l.max_samples_per_instance == r.max_samples_per_instance)
+ZDDS_EQUAL_(DDS_ResourceLimitsQosPolicy, l.max_samples == r.max_samples &&
+                                             l.max_instances == r.max_instances &&
+                                             l.max_samples_per_instance == r.max_samples_per_instance)
 ZDDS_EQUAL_(DDS_DeadlineQosPolicy, equal(l.period, r.period))
 ZDDS_EQUAL_(DDS_LatencyBudgetQosPolicy, equal(l.duration, r.duration))
 ZDDS_EQUAL_(DDS_LifespanQosPolicy, equal(l.duration, r.duration))
@@ -78,9 +81,10 @@ ZDDS_EQUAL_(DDS_TransportPriorityQosPolicy, l.value == r.value)
 ZDDS_EQUAL_(DDS_TimeBasedFilterQosPolicy, equal(l.minimum_separation, r.minimum_separation))
 ZDDS_EQUAL_(DDS_EntityFactoryQosPolicy, !l.autoenable_created_entities == !r.autoenable_created_entities)
 ZDDS_EQUAL_(DDS_PublishModeQosPolicy, l.kind == r.kind && l.max_queued_samples == r.max_queued_samples &&
-        l.max_queued_bytes == r.max_queued_bytes)
+                                          l.max_queued_bytes == r.max_queued_bytes)
 ZDDS_EQUAL_(DDS_WireProtocolQosPolicy, !l.vendor_specific_entity == !r.vendor_specific_entity)
-ZDDS_EQUAL_(DDS_DataWriterProtocolQosPolicy, !l.vendor_specific_entity == !r.vendor_specific_entity &&
+ZDDS_EQUAL_(DDS_DataWriterProtocolQosPolicy,
+    !l.vendor_specific_entity == !r.vendor_specific_entity &&
         l.rtps_reliable_writer.max_heartbeat_retries == r.rtps_reliable_writer.max_heartbeat_retries)
 ZDDS_EQUAL_(DDS_DiscoveryConfigQosPolicy, l.enabled_builtin_channels == r.enabled_builtin_channels)
 #undef ZDDS_EQUAL_

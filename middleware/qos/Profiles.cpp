@@ -13,7 +13,8 @@ constexpr DDS_ReliabilityQosPolicy reliable{DDS_RELIABLE_RELIABILITY_QOS, {0, 10
 constexpr DDS_ReliabilityQosPolicy bestEffort{DDS_BEST_EFFORT_RELIABILITY_QOS, {0, 100'000'000U}};
 
 bool isKnown(const char* library, const char* profile) {
-    return std::strcmp(library, DDS_BUILTIN_QOS_LIB) == 0 && std::strcmp(profile, DDS_PROFILE_GENERIC_MONITORING2) == 0;
+    return std::strcmp(library, DDS_BUILTIN_QOS_LIB) == 0 &&
+           std::strcmp(profile, DDS_PROFILE_GENERIC_MONITORING2) == 0;
 }
 
 bool isPeriodic(const char* topicName) {
@@ -28,8 +29,7 @@ DDS_ReturnCode_t checkKnown(const char* library, const char* profile) {
     return DDS_RETCODE_OK;
 }
 
-template <class Endpoint>
-void setEndpointPolicies(Endpoint& qos, const char* topicName) {
+template <class Endpoint> void setEndpointPolicies(Endpoint& qos, const char* topicName) {
     qos.durability.kind = DDS_VOLATILE_DURABILITY_QOS;
     qos.reliability = isPeriodic(topicName) ? bestEffort : reliable;
     qos.history = {DDS_KEEP_ALL_HISTORY_QOS, 1};
@@ -40,7 +40,8 @@ void setEndpointPolicies(Endpoint& qos, const char* topicName) {
 } // namespace
 
 DDS_ReturnCode_t loadProfile(DDS_DomainParticipantQos& qos, const char* library, const char* profile) {
-    if (const DDS_ReturnCode_t known = checkKnown(library, profile); known != DDS_RETCODE_OK) return known;
+    if (const DDS_ReturnCode_t known = checkKnown(library, profile); known != DDS_RETCODE_OK)
+        return known;
     DDS_DomainParticipantQos_finalize(&qos);
     DDS_DomainParticipantQos_initialize(&qos);
     qos.discovery_config.enabled_builtin_channels = DDS_DISCOVERYCONFIG_SERVICE_REQUEST_CHANNEL;
@@ -49,7 +50,8 @@ DDS_ReturnCode_t loadProfile(DDS_DomainParticipantQos& qos, const char* library,
 }
 
 DDS_ReturnCode_t loadProfile(DDS_PublisherQos& qos, const char* library, const char* profile) {
-    if (const DDS_ReturnCode_t known = checkKnown(library, profile); known != DDS_RETCODE_OK) return known;
+    if (const DDS_ReturnCode_t known = checkKnown(library, profile); known != DDS_RETCODE_OK)
+        return known;
     DDS_PublisherQos_finalize(&qos);
     DDS_PublisherQos_initialize(&qos);
     qos.protocol.vendor_specific_entity = DDS_BOOLEAN_TRUE;
@@ -57,15 +59,18 @@ DDS_ReturnCode_t loadProfile(DDS_PublisherQos& qos, const char* library, const c
 }
 
 DDS_ReturnCode_t loadProfile(DDS_SubscriberQos& qos, const char* library, const char* profile) {
-    if (const DDS_ReturnCode_t known = checkKnown(library, profile); known != DDS_RETCODE_OK) return known;
+    if (const DDS_ReturnCode_t known = checkKnown(library, profile); known != DDS_RETCODE_OK)
+        return known;
     DDS_SubscriberQos_finalize(&qos);
     DDS_SubscriberQos_initialize(&qos);
     qos.protocol.vendor_specific_entity = DDS_BOOLEAN_TRUE;
     return DDS_RETCODE_OK;
 }
 
-DDS_ReturnCode_t loadProfile(DDS_DataWriterQos& qos, const char* library, const char* profile, const char* topicName) {
-    if (const DDS_ReturnCode_t known = checkKnown(library, profile); known != DDS_RETCODE_OK) return known;
+DDS_ReturnCode_t loadProfile(
+    DDS_DataWriterQos& qos, const char* library, const char* profile, const char* topicName) {
+    if (const DDS_ReturnCode_t known = checkKnown(library, profile); known != DDS_RETCODE_OK)
+        return known;
     DDS_DataWriterQos_finalize(&qos);
     DDS_DataWriterQos_initialize(&qos);
     setEndpointPolicies(qos, topicName);
@@ -74,8 +79,10 @@ DDS_ReturnCode_t loadProfile(DDS_DataWriterQos& qos, const char* library, const 
     return DDS_RETCODE_OK;
 }
 
-DDS_ReturnCode_t loadProfile(DDS_DataReaderQos& qos, const char* library, const char* profile, const char* topicName) {
-    if (const DDS_ReturnCode_t known = checkKnown(library, profile); known != DDS_RETCODE_OK) return known;
+DDS_ReturnCode_t loadProfile(
+    DDS_DataReaderQos& qos, const char* library, const char* profile, const char* topicName) {
+    if (const DDS_ReturnCode_t known = checkKnown(library, profile); known != DDS_RETCODE_OK)
+        return known;
     DDS_DataReaderQos_finalize(&qos);
     DDS_DataReaderQos_initialize(&qos);
     setEndpointPolicies(qos, topicName);

@@ -16,9 +16,12 @@ constexpr DDS_UnsignedLong defaultMaxQueuedBytes = 16U << 20;
 DDS_ReturnCode_t loadProfile(DDS_DomainParticipantQos& qos, const char* library, const char* profile);
 DDS_ReturnCode_t loadProfile(DDS_PublisherQos& qos, const char* library, const char* profile);
 DDS_ReturnCode_t loadProfile(DDS_SubscriberQos& qos, const char* library, const char* profile);
-// The topic decides the reliability: periodic samples are best effort, since the next one replaces a lost one.
-DDS_ReturnCode_t loadProfile(DDS_DataWriterQos& qos, const char* library, const char* profile, const char* topicName);
-DDS_ReturnCode_t loadProfile(DDS_DataReaderQos& qos, const char* library, const char* profile, const char* topicName);
+// The topic decides the reliability: periodic samples are best effort, since the next one replaces a lost
+// one.
+DDS_ReturnCode_t loadProfile(
+    DDS_DataWriterQos& qos, const char* library, const char* profile, const char* topicName);
+DDS_ReturnCode_t loadProfile(
+    DDS_DataReaderQos& qos, const char* library, const char* profile, const char* topicName);
 
 } // namespace zdds::qos
 

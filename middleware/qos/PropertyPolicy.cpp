@@ -10,7 +10,8 @@ const DDS_Property_t* DDS_PropertyQosPolicyHelper_lookup_property(
     const DDS_Long length = DDS_PropertySeq_get_length(&policy->value);
     for (DDS_Long i = 0; i < length; ++i) {
         const DDS_Property_t* property = DDS_PropertySeq_get_reference(&policy->value, i);
-        if (property->name != nullptr && std::strcmp(property->name, name) == 0) return property;
+        if (property->name != nullptr && std::strcmp(property->name, name) == 0)
+            return property;
     }
     return nullptr;
 }
@@ -21,7 +22,8 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_add_property(
     ZDDS_REQUIRE(name != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(value != nullptr, DDS_RETCODE_BAD_PARAMETER);
     if (DDS_PropertyQosPolicyHelper_lookup_property(policy, name) != nullptr)
-        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_ADD, "property '%s': it is there already", name);
+        return ZDDS_FAIL(
+            DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_ADD, "property '%s': it is there already", name);
     const DDS_Long length = DDS_PropertySeq_get_length(&policy->value);
     if (!DDS_PropertySeq_ensure_length(&policy->value, length + 1, length + 1))
         return ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_ADD, "property '%s'", name);

@@ -4,7 +4,9 @@
 
 namespace {
 
-DDS_Property_t& asProperty(void* element) { return *static_cast<DDS_Property_t*>(element); }
+DDS_Property_t& asProperty(void* element) {
+    return *static_cast<DDS_Property_t*>(element);
+}
 
 DDS_Boolean initializeProperty(void* element, const DDS_TypeAllocationParams_t*, REDAInlineMemory**) {
     asProperty(element) = DDS_Property_t{};
@@ -26,9 +28,11 @@ void finalizeProperty(void* element, const DDS_TypeDeallocationParams_t*, DDS_Bo
 }
 
 bool copyText(char*& destination, const char* source, REDAInlineMemory** memoryManager) {
-    if (memoryManager == nullptr) return DDS_String_replace(&destination, source) != nullptr || source == nullptr;
+    if (memoryManager == nullptr)
+        return DDS_String_replace(&destination, source) != nullptr || source == nullptr;
     if (source != nullptr)
-        return ORXCdrType_copyStringExWMemoryManager(&destination, memoryManager, source, 0xFFFFFFFEU, 1) != nullptr;
+        return ORXCdrType_copyStringExWMemoryManager(&destination, memoryManager, source, 0xFFFFFFFEU, 1) !=
+               nullptr;
     releaseText(destination, DDS_BOOLEAN_TRUE);
     return true;
 }

@@ -44,8 +44,8 @@ DDS_Boolean DDS_ThreadSettings_t_copy(DDS_ThreadSettings_t* self, const DDS_Thre
     return DDS_BOOLEAN_TRUE;
 }
 
-// Without rotation the thread may run on every CPU of the list. With rotation each call names the next CPU of the
-// list alone, so that threads that are made one after the other get one CPU each, in turn.
+// Without rotation the thread may run on every CPU of the list. With rotation each call names the next CPU of
+// the list alone, so that threads that are made one after the other get one CPU each, in turn.
 DDS_Boolean DDS_ThreadSettings_cpuListToBitmap(
     ORXOsapiCpuBitmap* bitmap, const DDS_LongSeq* cpuList, DDS_ThreadSettingsCpuRotationKind cpuRotation) {
     ZDDS_REQUIRE(bitmap != nullptr, DDS_BOOLEAN_FALSE);
@@ -55,14 +55,18 @@ DDS_Boolean DDS_ThreadSettings_cpuListToBitmap(
     for (DDS_Long i = 0; i < length; ++i) {
         const DDS_Long cpu = DDS_LongSeq_get(cpuList, i);
         if (cpu < 0 || cpu >= cpuCount)
-            return ZDDS_FAIL(DDS_BOOLEAN_FALSE, BAD_PARAMETER_FAILURE, "CPU %d is not in 0..%d", cpu, cpuCount - 1);
+            return ZDDS_FAIL(
+                DDS_BOOLEAN_FALSE, BAD_PARAMETER_FAILURE, "CPU %d is not in 0..%d", cpu, cpuCount - 1);
     }
-    if (length == 0) return DDS_BOOLEAN_TRUE;
+    if (length == 0)
+        return DDS_BOOLEAN_TRUE;
     if (cpuRotation == DDS_THREAD_SETTINGS_CPU_RR_ROTATION) {
         const DDS_UnsignedLong turn = nextRotation.fetch_add(1, std::memory_order_relaxed);
-        nameCpu(*bitmap, DDS_LongSeq_get(cpuList, static_cast<DDS_Long>(turn % static_cast<DDS_UnsignedLong>(length))));
+        nameCpu(*bitmap,
+            DDS_LongSeq_get(cpuList, static_cast<DDS_Long>(turn % static_cast<DDS_UnsignedLong>(length))));
         return DDS_BOOLEAN_TRUE;
     }
-    for (DDS_Long i = 0; i < length; ++i) nameCpu(*bitmap, DDS_LongSeq_get(cpuList, i));
+    for (DDS_Long i = 0; i < length; ++i)
+        nameCpu(*bitmap, DDS_LongSeq_get(cpuList, i));
     return DDS_BOOLEAN_TRUE;
 }

@@ -3,8 +3,9 @@
  * Ownership: a factory or parent owns what it created; X_delete_Y frees it. Every entity begins with its
  * DDS_Entity, so a pointer to it is a pointer to its entity; the as_entity functions say so.
  * Threads: every function may be called from any thread, unless it says otherwise. Listener callbacks come from
- * a dispatcher thread of the participant, one at a time for each reader or writer, a match before its data; a
- * callback may call anything but the deletion of its own entity.
+ * a thread of the reader's own, one at a time, a match before its data; a callback may call anything but the deletion
+ * of its own entity, and no callback holds up another reader. Samples of asynchronous writers leave on one thread of
+ * their participant. In a forked child entities of the parent answer DDS_RETCODE_ILLEGAL_OPERATION.
  * Errors: null or a DDS_ReturnCode_t; a line of the log tells why. */
 #ifndef ZDDSC_ENTITIES_H
 #define ZDDSC_ENTITIES_H
@@ -44,7 +45,8 @@ typedef enum DDS_EntityKind {
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_Entity_enable(DDS_Entity *self);
 ZDDSC_EXPORT DDS_Boolean DDS_Entity_is_enabled(const DDS_Entity *self);
 ZDDSC_EXPORT DDS_EntityKind DDS_Entity_get_entity_kind(const DDS_Entity *self);
-/* Final from creation on, also while disabled. */
+/* Final from creation on, also while disabled: what this has answered once stays. A writer or reader that was asked
+ * while disabled keeps a GUID made from its participant's prefix, which differs from the one that its peers see. */
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_Entity_get_guid(const DDS_Entity *self, DDS_GUID_t *guid);
 ZDDSC_EXPORT DDS_InstanceHandle_t DDS_Entity_get_instance_handle(const DDS_Entity *self);
 /* The entity lock: recursive, held by callers for short reads of the entity's state. */
@@ -161,12 +163,14 @@ typedef struct DDS_WriteParams_t {
     DDS_Time_t source_timestamp; /* sec and nanosec 0: now */
     DDS_InstanceHandle_t handle;
     DDS_GUID_t destination; /* all 0: every matched reader; else that reader alone */
-    DDS_SequenceNumber_t identity; /* out: the sample's sequence number */
+    /* Out: the sample's sequence number; of an asynchronous writer 0 once the engine has refused a sample. */
+    DDS_SequenceNumber_t identity;
 } DDS_WriteParams_t;
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_write_w_params_untypedI(
     DDS_DataWriter *self, const void *sample, DDS_WriteParams_t *params);
 
-/* What left and what was lost, since the writer was created. */
+/* What left and what was lost, since the writer was created. A sample that waits for a slow reader stays queued; one
+ * that the engine refuses for another reason is dropped. */
 typedef struct DDS_DataWriterCountersI {
     DDS_UnsignedLongLong written;           /* handed to the engine */
     DDS_UnsignedLongLong written_bytes;

@@ -118,7 +118,9 @@ ZDDSC_EXPORT ORX_MonitoringLockResult ORX_Monitoring_lockI(
 /* flagA as for the lock. 0 on success. */
 ZDDSC_EXPORT int ORX_Monitoring_unlockI(ORX_MonitoringLockKind lockKind, DDS_UnsignedLong concurrencyIndex, int flagA);
 
-/* ---- The host: what an application or an agent calls to run the library in a process ---- */
+/* ---- The host: what an application or an agent calls to run the library in a process ----
+ *
+ * In a forked child the library is not enabled, and every call answers so without touching a lock. */
 
 /* Makes the globals and the library lock (idempotent, thread-safe). */
 ZDDSC_EXPORT DDS_Boolean ORX_MonitoringHost_initialize(void);
@@ -127,11 +129,12 @@ ZDDSC_EXPORT DDS_Boolean ORX_MonitoringHost_initialize(void);
 ZDDSC_EXPORT DDS_Boolean ORX_MonitoringHost_load_library(const char *libraryPath);
 /* The same without loading, for a program that links the library. */
 ZDDSC_EXPORT DDS_Boolean ORX_MonitoringHost_set_create_function(ORX_Monitoring_CreateFunction createFunction);
-/* Makes the mutex pools, and creates the library while holding the library lock, from before create until the
- * object stands in the globals, so that a reader that matches early meets a busy lock. Null on failure, with
+/* Makes the mutex pools (a concurrency level of 0 gives one queue, one above 1024 is refused), and creates the
+ * library while holding the library lock, from before create until the object stands in the globals, so that a reader that matches early meets a busy lock. Null on failure, with
  * nothing left behind. */
 ZDDSC_EXPORT ORX_MonitoringClass *ORX_MonitoringHost_start(const ORX_MonitoringProperty_t *property);
-/* Disables, prefinalizes, deletes, and frees the pools. False when a thread of the library did not end. */
+/* Disables, prefinalizes and deletes. False when a thread of the library did not end: its object then stays. The
+ * mutexes of the pools stay until finalize, for the next start: an application thread may be on its way into one. */
 ZDDSC_EXPORT DDS_Boolean ORX_MonitoringHost_stop(void);
 /* Non-zero while the library is enabled. */
 ZDDSC_EXPORT DDS_Boolean ORX_MonitoringHost_is_enabled(void);

@@ -20,16 +20,19 @@ protected:
     }
     void TearDown() override {
         for (DDS_DomainParticipant* participant : {writing, reading}) {
-            if (participant == nullptr) continue;
+            if (participant == nullptr)
+                continue;
             EXPECT_EQ(DDS_DomainParticipant_delete_contained_entities(participant), DDS_RETCODE_OK);
-            EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory(), participant), DDS_RETCODE_OK);
+            EXPECT_EQ(
+                DDS_DomainParticipantFactory_delete_participant(factory(), participant), DDS_RETCODE_OK);
         }
     }
     static DDS_DomainParticipant* createParticipant() {
         DDS_DomainParticipant* participant =
             DDS_DomainParticipantFactory_create_participant_disabled(factory(), domain, nullptr, nullptr, 0);
         EXPECT_NE(participant, nullptr);
-        EXPECT_EQ(DDS_DomainParticipant_register_typeI(participant, "test::Sample", &test_type::plugin), DDS_RETCODE_OK);
+        EXPECT_EQ(DDS_DomainParticipant_register_typeI(participant, "test::Sample", &test_type::plugin),
+            DDS_RETCODE_OK);
         return participant;
     }
     // The profile's QoS, as the library uses it.
@@ -63,11 +66,13 @@ protected:
         DDS_StatusCondition* condition = DDS_Entity_get_statuscondition(DDS_DataWriter_as_entity(writer));
         DDS_WaitSet* waitSet = DDS_WaitSet_new();
         DDS_ConditionSeq active{};
-        ASSERT_EQ(DDS_WaitSet_attach_condition(waitSet, DDS_StatusCondition_as_condition(condition)), DDS_RETCODE_OK);
+        ASSERT_EQ(DDS_WaitSet_attach_condition(waitSet, DDS_StatusCondition_as_condition(condition)),
+            DDS_RETCODE_OK);
         DDS_PublicationMatchedStatus status{};
         for (;;) {
             ASSERT_EQ(DDS_DataWriter_get_publication_matched_status(writer, &status), DDS_RETCODE_OK);
-            if (status.current_count == count) break;
+            if (status.current_count == count)
+                break;
             ASSERT_EQ(DDS_WaitSet_wait(waitSet, &active, &generous), DDS_RETCODE_OK);
         }
         DDS_ConditionSeq_finalize(&active);
@@ -95,14 +100,16 @@ protected:
         [](void* self, DDS_DataReader*, const DDS_SubscriptionMatchedStatus* status) {
             auto* test = static_cast<CycloneEntities*>(self);
             std::lock_guard lock(test->mutex);
-            if (status->current_count_change > 0) test->heard.push_back(-1);
+            if (status->current_count_change > 0)
+                test->heard.push_back(-1);
             test->changed.notify_all();
         }};
 };
 
 TEST_F(CycloneEntities, NothingMatchesBeforeBothAreEnabledAndThenEverythingArrives) {
     makeWriter("DCPSEventStatusMonitoring");
-    makeReader("DCPSEventStatusMonitoring", &listener, DDS_DATA_AVAILABLE_STATUS | DDS_SUBSCRIPTION_MATCHED_STATUS);
+    makeReader(
+        "DCPSEventStatusMonitoring", &listener, DDS_DATA_AVAILABLE_STATUS | DDS_SUBSCRIPTION_MATCHED_STATUS);
     DDS_GUID_t before{}, after{};
     ASSERT_EQ(DDS_Entity_get_guid(DDS_DomainParticipant_as_entity(writing), &before), DDS_RETCODE_OK);
     EXPECT_FALSE(DDS_GUID_equals(&before, &DDS_GUID_UNKNOWN));
@@ -153,7 +160,8 @@ TEST_F(CycloneEntities, ThePeersSeeTheSameGuids) {
     DDS_ConditionSeq active{};
     DDS_ReadCondition* condition = DDS_DataReader_create_readcondition(
         reader, DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
-    ASSERT_EQ(DDS_WaitSet_attach_condition(waitSet, DDS_ReadCondition_as_condition(condition)), DDS_RETCODE_OK);
+    ASSERT_EQ(
+        DDS_WaitSet_attach_condition(waitSet, DDS_ReadCondition_as_condition(condition)), DDS_RETCODE_OK);
     ASSERT_EQ(DDS_WaitSet_wait(waitSet, &active, &generous), DDS_RETCODE_OK);
     {
         Loan loan(reader, true);
@@ -185,7 +193,8 @@ TEST_F(CycloneEntities, EntitiesAreDeletedWhileSamplesFlow) {
     waitForReaders(1);
     const std::string text(1000, 'x');
     const TestSample sample{1, const_cast<char*>(text.c_str())};
-    for (int i = 0; i < 2000; ++i) DDS_DataWriter_write_untypedI(writer, &sample, &DDS_HANDLE_NIL);
+    for (int i = 0; i < 2000; ++i)
+        DDS_DataWriter_write_untypedI(writer, &sample, &DDS_HANDLE_NIL);
     EXPECT_EQ(DDS_Subscriber_delete_datareader(subscriber, reader), DDS_RETCODE_OK);
     EXPECT_EQ(DDS_Publisher_delete_datawriter(publisher, writer), DDS_RETCODE_OK);
 }

@@ -22,7 +22,8 @@ TEST_F(Reading, NothingIsNoData) {
 
 TEST_F(Reading, AReadLeavesSamplesAndATakeDoesNot) {
     makeBoth();
-    for (int i = 0; i < 3; ++i) ASSERT_EQ(write(i), DDS_RETCODE_OK);
+    for (int i = 0; i < 3; ++i)
+        ASSERT_EQ(write(i), DDS_RETCODE_OK);
     {
         Loan loan(reader, false);
         EXPECT_EQ(loan.numbers(), (std::vector<int>{0, 1, 2}));
@@ -65,7 +66,8 @@ TEST_F(Reading, StatesSelect) {
 
 TEST_F(Reading, CopiesGoIntoTheCallersElements) {
     makeBoth();
-    for (int i = 0; i < 3; ++i) ASSERT_EQ(write(i, "copied"), DDS_RETCODE_OK);
+    for (int i = 0; i < 3; ++i)
+        ASSERT_EQ(write(i, "copied"), DDS_RETCODE_OK);
     test_type::Samples samples{};
     DDS_SampleInfoSeq infos{};
     ASSERT_TRUE(DDS_SequenceBase_set_maximum(&test_type::element, samples.base(), 2));
@@ -76,7 +78,8 @@ TEST_F(Reading, CopiesGoIntoTheCallersElements) {
     EXPECT_EQ(samples[1].number, 1);
     EXPECT_STREQ(samples[1].text, "copied");
     EXPECT_EQ(DDS_SampleInfoSeq_get_length(&infos), 2);
-    EXPECT_EQ(DDS_DataReader_return_loan_untypedI(reader, samples.base(), &infos), DDS_RETCODE_OK) << "nothing to do";
+    EXPECT_EQ(DDS_DataReader_return_loan_untypedI(reader, samples.base(), &infos), DDS_RETCODE_OK)
+        << "nothing to do";
     EXPECT_EQ(readerCounters().cached, 1U);
     ASSERT_TRUE(DDS_SequenceBase_finalize(&test_type::element, samples.base()));
     DDS_SampleInfoSeq_finalize(&infos);
@@ -89,9 +92,10 @@ TEST_F(Reading, LoansAreReturnedToTheirReader) {
         subscriber, DDS_DataReader_get_topicdescription(reader), nullptr, nullptr, 0);
     Loan loan(reader, false);
     ASSERT_EQ(loan.result, DDS_RETCODE_OK);
-    EXPECT_EQ(DDS_DataReader_return_loan_untypedI(other, loan.samples.base(), &loan.infos), DDS_RETCODE_PRECONDITION_NOT_MET);
-    EXPECT_EQ(DDS_DataReader_read_or_take_untypedI(reader, loan.samples.base(), &loan.infos, 1, DDS_ANY_SAMPLE_STATE,
-                  DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, DDS_BOOLEAN_TRUE),
+    EXPECT_EQ(DDS_DataReader_return_loan_untypedI(other, loan.samples.base(), &loan.infos),
+        DDS_RETCODE_PRECONDITION_NOT_MET);
+    EXPECT_EQ(DDS_DataReader_read_or_take_untypedI(reader, loan.samples.base(), &loan.infos, 1,
+                  DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, DDS_BOOLEAN_TRUE),
         DDS_RETCODE_PRECONDITION_NOT_MET)
         << "the sequence holds a loan";
     EXPECT_EQ(DDS_Subscriber_delete_datareader(subscriber, reader), DDS_RETCODE_PRECONDITION_NOT_MET);
@@ -114,7 +118,8 @@ TEST_F(Reading, TheCacheIsBoundedAndDropsAreCounted) {
     qos.resource_limits.max_samples = 4;
     makeWriter(WriterQos());
     makeReader(qos);
-    for (int i = 0; i < 10; ++i) ASSERT_EQ(write(i), DDS_RETCODE_OK);
+    for (int i = 0; i < 10; ++i)
+        ASSERT_EQ(write(i), DDS_RETCODE_OK);
     EXPECT_EQ(readerCounters().cached, 4U);
     EXPECT_EQ(readerCounters().received, 10U);
     EXPECT_EQ(readerCounters().dropped_cache_full, 6U);
@@ -127,7 +132,8 @@ TEST_F(Reading, KeepLastKeepsTheLast) {
     qos.history = {DDS_KEEP_LAST_HISTORY_QOS, 2};
     makeWriter(WriterQos());
     makeReader(qos);
-    for (int i = 0; i < 5; ++i) ASSERT_EQ(write(i), DDS_RETCODE_OK);
+    for (int i = 0; i < 5; ++i)
+        ASSERT_EQ(write(i), DDS_RETCODE_OK);
     Loan loan(reader, true);
     EXPECT_EQ(loan.numbers(), (std::vector<int>{3, 4}));
     EXPECT_EQ(readerCounters().dropped_cache_full, 0U);
@@ -157,7 +163,8 @@ TEST_F(Reading, TheNextSampleIsTheFirstNotRead) {
     TestSample sample{};
     ASSERT_TRUE(DDS_Type_initialize(&test_type::descriptor, &sample));
     DDS_SampleInfo info;
-    EXPECT_EQ(DDS_DataReader_read_or_take_next_sample_untypedI(reader, &sample, &info, 0), DDS_RETCODE_NO_DATA);
+    EXPECT_EQ(
+        DDS_DataReader_read_or_take_next_sample_untypedI(reader, &sample, &info, 0), DDS_RETCODE_NO_DATA);
     ASSERT_EQ(write(1), DDS_RETCODE_OK);
     ASSERT_EQ(write(2, "two"), DDS_RETCODE_OK);
     EXPECT_EQ(DDS_DataReader_read_or_take_next_sample_untypedI(reader, &sample, &info, 0), DDS_RETCODE_OK);
@@ -166,7 +173,8 @@ TEST_F(Reading, TheNextSampleIsTheFirstNotRead) {
     EXPECT_STREQ(sample.text, "two");
     EXPECT_EQ(readerCounters().cached, 1U);
     DDS_Boolean isConsistent = DDS_BOOLEAN_FALSE;
-    EXPECT_EQ(DDS_DataReader_is_data_consistent_untypedI(reader, &isConsistent, &sample, &info), DDS_RETCODE_OK);
+    EXPECT_EQ(
+        DDS_DataReader_is_data_consistent_untypedI(reader, &isConsistent, &sample, &info), DDS_RETCODE_OK);
     EXPECT_TRUE(isConsistent);
     DDS_Type_finalize(&test_type::descriptor, &sample);
 }
@@ -177,8 +185,8 @@ TEST_F(Reading, AKeylessTopicHasOneInstance) {
     test_type::Samples samples{};
     DDS_SampleInfoSeq infos{};
     const auto read = [&](auto function, const DDS_InstanceHandle_t& handle) {
-        const DDS_ReturnCode_t result = function(reader, samples.base(), &infos, DDS_LENGTH_UNLIMITED, &handle,
-            DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, DDS_BOOLEAN_FALSE);
+        const DDS_ReturnCode_t result = function(reader, samples.base(), &infos, DDS_LENGTH_UNLIMITED,
+            &handle, DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, DDS_BOOLEAN_FALSE);
         EXPECT_EQ(DDS_DataReader_return_loan_untypedI(reader, samples.base(), &infos), DDS_RETCODE_OK);
         return result;
     };
@@ -190,7 +198,8 @@ TEST_F(Reading, AKeylessTopicHasOneInstance) {
     EXPECT_EQ(read(DDS_DataReader_read_or_take_next_instance_untypedI, DDS_HANDLE_NIL), DDS_RETCODE_OK);
     EXPECT_EQ(read(DDS_DataReader_read_or_take_next_instance_untypedI, unknown), DDS_RETCODE_NO_DATA);
     TestSample holder{};
-    EXPECT_EQ(DDS_DataReader_get_key_value_untypedI(reader, &holder, &DDS_HANDLE_NIL), DDS_RETCODE_BAD_PARAMETER);
+    EXPECT_EQ(
+        DDS_DataReader_get_key_value_untypedI(reader, &holder, &DDS_HANDLE_NIL), DDS_RETCODE_BAD_PARAMETER);
     const DDS_InstanceHandle_t found = DDS_DataReader_lookup_instance_untypedI(reader, &holder);
     EXPECT_TRUE(DDS_InstanceHandle_is_nil(&found));
 }
@@ -214,7 +223,9 @@ TEST_F(Reading, ADisabledReaderReadsNothing) {
 
 TEST_F(Reading, AnIsolatedReaderMatchesNobody) {
     ReaderQos qos;
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&qos.property, "dds.data_reader.is_isolated", "true", 0), DDS_RETCODE_OK);
+    ASSERT_EQ(
+        DDS_PropertyQosPolicyHelper_add_property(&qos.property, "dds.data_reader.is_isolated", "true", 0),
+        DDS_RETCODE_OK);
     makeWriter(WriterQos());
     makeReader(qos);
     EXPECT_TRUE(DDS_Entity_is_enabled(DDS_DataReader_as_entity(reader)));
@@ -320,7 +331,8 @@ TEST_F(Listening, RemovingAListenerWaitsForItsCallback) {
     heard.block(true);
     ASSERT_EQ(write(1), DDS_RETCODE_OK);
     ASSERT_TRUE(heard.waitFor(1));
-    auto removal = std::async(std::launch::async, [&] { return DDS_DataReader_set_listener(reader, nullptr, 0); });
+    auto removal =
+        std::async(std::launch::async, [&] { return DDS_DataReader_set_listener(reader, nullptr, 0); });
     EXPECT_EQ(removal.wait_for(20ms), std::future_status::timeout);
     heard.block(false);
     EXPECT_EQ(removal.get(), DDS_RETCODE_OK);
@@ -334,8 +346,9 @@ TEST_F(Listening, ASlowListenerHoldsUpNobodyElse) {
     Heard& quick = second;
     makeWriter(WriterQos());
     makeReader(ReaderQos(), &slow.listener, DDS_DATA_AVAILABLE_STATUS);
-    ASSERT_NE(DDS_Subscriber_create_datareader(subscriber, DDS_DataReader_get_topicdescription(reader),
-                  &static_cast<const DDS_DataReaderQos&>(ReaderQos()), &quick.listener, DDS_DATA_AVAILABLE_STATUS),
+    ASSERT_NE(
+        DDS_Subscriber_create_datareader(subscriber, DDS_DataReader_get_topicdescription(reader),
+            &static_cast<const DDS_DataReaderQos&>(ReaderQos()), &quick.listener, DDS_DATA_AVAILABLE_STATUS),
         nullptr);
     slow.block(true);
     for (int i = 0; i < 5; ++i) {
@@ -375,14 +388,18 @@ protected:
         reading = createKeyed();
         publisher = DDS_DomainParticipant_create_publisher(writing, nullptr, nullptr, 0);
         subscriber = DDS_DomainParticipant_create_subscriber(reading, nullptr, nullptr, 0);
-        writer = DDS_Publisher_create_datawriter(publisher, createRequestTopic(writing), &static_cast<const DDS_DataWriterQos&>(WriterQos()), nullptr, 0);
-        reader = DDS_Subscriber_create_datareader(subscriber, createRequestTopic(reading), &static_cast<const DDS_DataReaderQos&>(ReaderQos()), nullptr, 0);
+        writer = DDS_Publisher_create_datawriter(publisher, createRequestTopic(writing),
+            &static_cast<const DDS_DataWriterQos&>(WriterQos()), nullptr, 0);
+        reader = DDS_Subscriber_create_datareader(subscriber, createRequestTopic(reading),
+            &static_cast<const DDS_DataReaderQos&>(ReaderQos()), nullptr, 0);
         ASSERT_NE(writer, nullptr);
         ASSERT_NE(reader, nullptr);
     }
     DDS_DomainParticipant* createKeyed() {
         DDS_DomainParticipant* participant = createParticipant();
-        EXPECT_EQ(DDS_DomainParticipant_register_typeI(participant, "Request", &zdds::serviceRequestTypePlugin()), DDS_RETCODE_OK);
+        EXPECT_EQ(
+            DDS_DomainParticipant_register_typeI(participant, "Request", &zdds::serviceRequestTypePlugin()),
+            DDS_RETCODE_OK);
         return participant;
     }
     static DDS_Topic* createRequestTopic(DDS_DomainParticipant* participant) {
@@ -408,12 +425,14 @@ protected:
         DDS_SampleInfoSeq infos{};
         auto* base = reinterpret_cast<DDS_SequenceBase*>(&samples);
         std::vector<Taken> all;
-        if (DDS_DataReader_read_or_take_untypedI(reader, base, &infos, DDS_LENGTH_UNLIMITED, DDS_ANY_SAMPLE_STATE,
-                DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, DDS_BOOLEAN_TRUE) != DDS_RETCODE_OK)
+        if (DDS_DataReader_read_or_take_untypedI(reader, base, &infos, DDS_LENGTH_UNLIMITED,
+                DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE,
+                DDS_BOOLEAN_TRUE) != DDS_RETCODE_OK)
             return all;
         for (DDS_Long i = 0; i < DDS_ServiceRequestSeq_get_length(&samples); ++i) {
             const DDS_SampleInfo& info = *DDS_SampleInfoSeq_get_reference(&infos, i);
-            all.push_back({DDS_ServiceRequestSeq_get_reference(&samples, i)->service_id, info.instance_state, info.valid_data != 0});
+            all.push_back({DDS_ServiceRequestSeq_get_reference(&samples, i)->service_id, info.instance_state,
+                info.valid_data != 0});
         }
         EXPECT_EQ(DDS_DataReader_return_loan_untypedI(reader, base, &infos), DDS_RETCODE_OK);
         return all;
@@ -425,7 +444,8 @@ TEST_F(KeyedReading, DisposeAndUnregisterChangeTheInstance) {
     const DDS_ServiceRequest one = request(4, 1), two = request(5, 2);
     ASSERT_EQ(send(one), DDS_RETCODE_OK);
     ASSERT_EQ(send(two), DDS_RETCODE_OK);
-    EXPECT_EQ(take(), (std::vector<Taken>{{4, DDS_ALIVE_INSTANCE_STATE, true}, {5, DDS_ALIVE_INSTANCE_STATE, true}}));
+    EXPECT_EQ(take(),
+        (std::vector<Taken>{{4, DDS_ALIVE_INSTANCE_STATE, true}, {5, DDS_ALIVE_INSTANCE_STATE, true}}));
     ASSERT_EQ(DDS_DataWriter_dispose_untypedI(writer, &one, &DDS_HANDLE_NIL), DDS_RETCODE_OK);
     EXPECT_EQ(take(), (std::vector<Taken>{{4, DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE, false}}));
     ASSERT_EQ(DDS_DataWriter_unregister_instance_untypedI(writer, &two, &DDS_HANDLE_NIL), DDS_RETCODE_OK);
@@ -475,9 +495,11 @@ TEST_F(KeyedReading, InstancesAreReadOneAfterTheOther) {
         DDS_ServiceRequestSeq samples{};
         DDS_SampleInfoSeq infos{};
         auto* base = reinterpret_cast<DDS_SequenceBase*>(&samples);
-        const DDS_ReturnCode_t result = DDS_DataReader_read_or_take_next_instance_untypedI(reader, base, &infos,
-            DDS_LENGTH_UNLIMITED, &previous, DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, 0);
-        if (result == DDS_RETCODE_NO_DATA) break;
+        const DDS_ReturnCode_t result =
+            DDS_DataReader_read_or_take_next_instance_untypedI(reader, base, &infos, DDS_LENGTH_UNLIMITED,
+                &previous, DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, 0);
+        if (result == DDS_RETCODE_NO_DATA)
+            break;
         ASSERT_EQ(result, DDS_RETCODE_OK);
         EXPECT_EQ(DDS_ServiceRequestSeq_get_length(&samples), 2);
         previous = DDS_SampleInfoSeq_get_reference(&infos, 0)->instance_handle;

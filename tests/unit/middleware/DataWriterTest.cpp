@@ -55,13 +55,15 @@ TEST_F(Writing, SourceTimesAreOfTheWriteAndTheWritersGuidIsKnown) {
     makeBoth();
     const TestSample sample{1, nullptr};
     const DDS_Time_t time{1234, 5678};
-    ASSERT_EQ(DDS_DataWriter_write_w_timestamp_untypedI(writer, &sample, &DDS_HANDLE_NIL, &time), DDS_RETCODE_OK);
+    ASSERT_EQ(
+        DDS_DataWriter_write_w_timestamp_untypedI(writer, &sample, &DDS_HANDLE_NIL, &time), DDS_RETCODE_OK);
     DDS_WriteParams_t params{};
     params.source_timestamp = {99, 0};
     ASSERT_EQ(DDS_DataWriter_write_w_params_untypedI(writer, &sample, &params), DDS_RETCODE_OK);
     EXPECT_EQ(params.identity.low, 2U);
     const DDS_Time_t wrong{-5, 0};
-    EXPECT_EQ(DDS_DataWriter_write_w_timestamp_untypedI(writer, &sample, &DDS_HANDLE_NIL, &wrong), DDS_RETCODE_BAD_PARAMETER);
+    EXPECT_EQ(DDS_DataWriter_write_w_timestamp_untypedI(writer, &sample, &DDS_HANDLE_NIL, &wrong),
+        DDS_RETCODE_BAD_PARAMETER);
     Loan loan(reader, true);
     ASSERT_EQ(loan.samples.length(), 2);
     EXPECT_EQ(loan.info(0).source_timestamp.sec, 1234);
@@ -103,7 +105,8 @@ TEST_F(Writing, AStalledReaderCostsBoundedMemoryAndTheRestIsCounted) {
     makeReader(ReaderQos());
     fillEngine();
     int accepted = 0, refused = 0;
-    for (int i = 0; i < 100; ++i) (write(i) == DDS_RETCODE_OK ? accepted : refused) += 1;
+    for (int i = 0; i < 100; ++i)
+        (write(i) == DDS_RETCODE_OK ? accepted : refused) += 1;
     EXPECT_LE(accepted, 10);
     EXPECT_EQ(refused, 100 - accepted);
     const DDS_DataWriterCountersI counters = writerCounters();
@@ -127,7 +130,8 @@ TEST_F(Writing, TheQueueIsBoundedInBytesToo) {
     fillEngine();
     const std::string text(80, 'x');
     int accepted = 0;
-    for (int i = 0; i < 50; ++i) accepted += write(i, text.c_str()) == DDS_RETCODE_OK;
+    for (int i = 0; i < 50; ++i)
+        accepted += write(i, text.c_str()) == DDS_RETCODE_OK;
     EXPECT_LE(accepted, 3);
     engine.stall(guidOfReader(), false);
     EXPECT_EQ(DDS_DataWriter_flushI(writer, &generous), DDS_RETCODE_OK);
@@ -137,9 +141,11 @@ TEST_F(Writing, AWriterIsDeletedWhileItsReaderStalls) {
     makeWriter(WriterQos().asynchronous(100));
     makeReader(ReaderQos());
     fillEngine();
-    for (int i = 0; i < 50; ++i) write(i);
+    for (int i = 0; i < 50; ++i)
+        write(i);
     EXPECT_GT(writerCounters().queued, 0U);
-    auto deletion = std::async(std::launch::async, [&] { return DDS_Publisher_delete_datawriter(publisher, writer); });
+    auto deletion =
+        std::async(std::launch::async, [&] { return DDS_Publisher_delete_datawriter(publisher, writer); });
     ASSERT_EQ(deletion.wait_for(30s), std::future_status::ready);
     EXPECT_EQ(deletion.get(), DDS_RETCODE_OK);
 }
@@ -151,7 +157,8 @@ TEST_F(Writing, AStalledReaderDoesNotHoldUpOtherWriters) {
     DDS_DataWriter* other =
         DDS_Publisher_create_datawriter(publisher, topic, &WriterQos().asynchronous(), nullptr, 0);
     fillEngine();
-    for (int i = 0; i < 10; ++i) write(i);
+    for (int i = 0; i < 10; ++i)
+        write(i);
     const TestSample sample{1, nullptr};
     for (int i = 0; i < 100; ++i)
         ASSERT_EQ(DDS_DataWriter_write_untypedI(other, &sample, &DDS_HANDLE_NIL), DDS_RETCODE_OK);
@@ -164,7 +171,8 @@ TEST_F(Writing, WhatTheEngineRefusesIsDroppedAndCounted) {
     makeWriter(WriterQos().asynchronous());
     makeReader(ReaderQos());
     engine.failAt(2);
-    for (int i = 0; i < 3; ++i) ASSERT_EQ(write(i), DDS_RETCODE_OK);
+    for (int i = 0; i < 3; ++i)
+        ASSERT_EQ(write(i), DDS_RETCODE_OK);
     ASSERT_EQ(DDS_DataWriter_flushI(writer, &generous), DDS_RETCODE_OK);
     EXPECT_EQ(writerCounters().dropped_engine, 1U);
     EXPECT_EQ(writerCounters().written, 2U);
@@ -229,9 +237,11 @@ TEST_F(Writing, MatchesAreCountedWithPeakAndChanges) {
     ASSERT_EQ(DDS_DataWriter_get_publication_matched_status(writer, &status), DDS_RETCODE_OK);
     EXPECT_EQ(status.total_count, 0);
     makeReader(ReaderQos());
-    DDS_DataReader* second = DDS_Subscriber_create_datareader(
-        subscriber, DDS_DataReader_get_topicdescription(reader), &static_cast<const DDS_DataReaderQos&>(ReaderQos()), nullptr, 0);
-    EXPECT_NE(DDS_Entity_get_status_changes(DDS_DataWriter_as_entity(writer)) & DDS_PUBLICATION_MATCHED_STATUS, 0U);
+    DDS_DataReader* second =
+        DDS_Subscriber_create_datareader(subscriber, DDS_DataReader_get_topicdescription(reader),
+            &static_cast<const DDS_DataReaderQos&>(ReaderQos()), nullptr, 0);
+    EXPECT_NE(
+        DDS_Entity_get_status_changes(DDS_DataWriter_as_entity(writer)) & DDS_PUBLICATION_MATCHED_STATUS, 0U);
     ASSERT_EQ(DDS_DataWriter_get_publication_matched_status(writer, &status), DDS_RETCODE_OK);
     EXPECT_EQ(DDS_Entity_get_status_changes(DDS_DataWriter_as_entity(writer)), 0U);
     EXPECT_EQ(status.total_count, 2);
@@ -268,7 +278,8 @@ TEST_F(Writing, KeylessTopicsHaveNothingToRegisterOrDisposeOf) {
     const DDS_InstanceHandle_t nil = DDS_DataWriter_register_instance_untypedI(writer, &sample);
     EXPECT_TRUE(DDS_InstanceHandle_is_nil(&nil));
     EXPECT_EQ(DDS_DataWriter_dispose_untypedI(writer, &sample, &nil), DDS_RETCODE_PRECONDITION_NOT_MET);
-    EXPECT_EQ(DDS_DataWriter_unregister_instance_untypedI(writer, &sample, &nil), DDS_RETCODE_PRECONDITION_NOT_MET);
+    EXPECT_EQ(
+        DDS_DataWriter_unregister_instance_untypedI(writer, &sample, &nil), DDS_RETCODE_PRECONDITION_NOT_MET);
     EXPECT_EQ(DDS_DataWriter_get_key_value_untypedI(writer, &holder, &nil), DDS_RETCODE_BAD_PARAMETER);
     EXPECT_EQ(DDS_DataWriter_get_loan_untypedI(writer, &loan), DDS_RETCODE_UNSUPPORTED);
     EXPECT_EQ(loan, nullptr);
@@ -280,10 +291,12 @@ TEST_F(Writing, ManyThreadsWriteThroughOneWriter) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 3; ++t) {
         threads.emplace_back([this, t] {
-            for (int i = 0; i < 200; ++i) EXPECT_EQ(write(t * 1000 + i), DDS_RETCODE_OK);
+            for (int i = 0; i < 200; ++i)
+                EXPECT_EQ(write(t * 1000 + i), DDS_RETCODE_OK);
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads)
+        thread.join();
     ASSERT_EQ(DDS_DataWriter_flushI(writer, &generous), DDS_RETCODE_OK);
     Loan loan(reader, true);
     EXPECT_EQ(loan.samples.length(), 600);

@@ -19,7 +19,9 @@
 
 constexpr DDS_Duration_t generous{30, 0};
 
-inline DDS_DomainParticipantFactory* factory() { return DDS_DomainParticipantFactory_get_instance(); }
+inline DDS_DomainParticipantFactory* factory() {
+    return DDS_DomainParticipantFactory_get_instance();
+}
 
 struct WriterQos : DDS_DataWriterQos {
     WriterQos() {
@@ -50,19 +52,25 @@ struct ReaderQos : DDS_DataReaderQos {
 class Loan {
 public:
     Loan(DDS_DataReader* reader, bool take, DDS_Long maxSamples = DDS_LENGTH_UNLIMITED,
-        DDS_SampleStateMask sampleStates = DDS_ANY_SAMPLE_STATE, DDS_ViewStateMask viewStates = DDS_ANY_VIEW_STATE)
-        : reader_(reader), result(DDS_DataReader_read_or_take_untypedI(reader, samples.base(), &infos, maxSamples,
-                               sampleStates, viewStates, DDS_ANY_INSTANCE_STATE, take)) {}
-    ~Loan() { EXPECT_EQ(DDS_DataReader_return_loan_untypedI(reader_, samples.base(), &infos), DDS_RETCODE_OK); }
+        DDS_SampleStateMask sampleStates = DDS_ANY_SAMPLE_STATE,
+        DDS_ViewStateMask viewStates = DDS_ANY_VIEW_STATE)
+        : reader_(reader), result(DDS_DataReader_read_or_take_untypedI(reader, samples.base(), &infos,
+                               maxSamples, sampleStates, viewStates, DDS_ANY_INSTANCE_STATE, take)) {}
+    ~Loan() {
+        EXPECT_EQ(DDS_DataReader_return_loan_untypedI(reader_, samples.base(), &infos), DDS_RETCODE_OK);
+    }
     Loan(const Loan&) = delete;
     Loan& operator=(const Loan&) = delete;
 
     std::vector<int> numbers() const {
         std::vector<int> all;
-        for (DDS_Long i = 0; i < samples.length(); ++i) all.push_back(samples[i].number);
+        for (DDS_Long i = 0; i < samples.length(); ++i)
+            all.push_back(samples[i].number);
         return all;
     }
-    const DDS_SampleInfo& info(DDS_Long index) const { return *DDS_SampleInfoSeq_get_reference(&infos, index); }
+    const DDS_SampleInfo& info(DDS_Long index) const {
+        return *DDS_SampleInfoSeq_get_reference(&infos, index);
+    }
 
 private:
     DDS_DataReader* const reader_;
@@ -83,11 +91,13 @@ protected:
     }
 
     DDS_DomainParticipant* createParticipant(bool enabled = true) {
-        DDS_DomainParticipant* participant = enabled
-            ? DDS_DomainParticipantFactory_create_participant(factory(), 3, nullptr, nullptr, 0)
-            : DDS_DomainParticipantFactory_create_participant_disabled(factory(), 3, nullptr, nullptr, 0);
+        DDS_DomainParticipant* participant =
+            enabled
+                ? DDS_DomainParticipantFactory_create_participant(factory(), 3, nullptr, nullptr, 0)
+                : DDS_DomainParticipantFactory_create_participant_disabled(factory(), 3, nullptr, nullptr, 0);
         EXPECT_NE(participant, nullptr);
-        EXPECT_EQ(DDS_DomainParticipant_register_typeI(participant, "Test", &test_type::plugin), DDS_RETCODE_OK);
+        EXPECT_EQ(
+            DDS_DomainParticipant_register_typeI(participant, "Test", &test_type::plugin), DDS_RETCODE_OK);
         return participant;
     }
     static void deleteParticipant(DDS_DomainParticipant* participant) {
@@ -108,8 +118,10 @@ class WriterAndReader : public LoopbackEntities {
 protected:
     // Before the members of derived fixtures go: listeners may still be called.
     void TearDown() override {
-        if (writing != nullptr) deleteParticipant(writing);
-        if (reading != nullptr) deleteParticipant(reading);
+        if (writing != nullptr)
+            deleteParticipant(writing);
+        if (reading != nullptr)
+            deleteParticipant(reading);
     }
     void makeWriter(const DDS_DataWriterQos& qos) {
         writing = createParticipant();

@@ -11,7 +11,9 @@ namespace {
 
 class Entities : public LoopbackEntities {};
 
-std::string bytes(const DDS_GUID_t& guid) { return {reinterpret_cast<const char*>(guid.value), 16}; }
+std::string bytes(const DDS_GUID_t& guid) {
+    return {reinterpret_cast<const char*>(guid.value), 16};
+}
 
 DDS_GUID_t guidOf(DDS_Entity* entity) {
     DDS_GUID_t guid{};
@@ -94,8 +96,9 @@ TEST_F(Entities, GuidsShareThePrefixAndDiffer) {
 
     std::set<std::string> guids;
     for (DDS_Entity* entity : {DDS_DomainParticipant_as_entity(participant), DDS_Topic_as_entity(topic),
-             DDS_Publisher_as_entity(publisher), DDS_Subscriber_as_entity(subscriber), DDS_DataWriter_as_entity(asked),
-             DDS_DataWriter_as_entity(unasked), DDS_DataReader_as_entity(reader)}) {
+             DDS_Publisher_as_entity(publisher), DDS_Subscriber_as_entity(subscriber),
+             DDS_DataWriter_as_entity(asked), DDS_DataWriter_as_entity(unasked),
+             DDS_DataReader_as_entity(reader)}) {
         const DDS_GUID_t guid = guidOf(entity);
         EXPECT_EQ(std::memcmp(guid.value, beforeEnable.value, 12), 0);
         guids.insert(bytes(guid));
@@ -115,7 +118,8 @@ TEST_F(Entities, KindsAndAccessors) {
     DDS_Subscriber* subscriber = DDS_DomainParticipant_create_subscriber(participant, nullptr, nullptr, 0);
     DDS_DataWriter* writer = DDS_Publisher_create_datawriter(publisher, topic, nullptr, nullptr, 0);
     DDS_DataReader* reader = DDS_Subscriber_create_datareader(subscriber, topic, nullptr, nullptr, 0);
-    EXPECT_EQ(DDS_Entity_get_entity_kind(DDS_DomainParticipant_as_entity(participant)), DDS_PARTICIPANT_ENTITY_KIND);
+    EXPECT_EQ(DDS_Entity_get_entity_kind(DDS_DomainParticipant_as_entity(participant)),
+        DDS_PARTICIPANT_ENTITY_KIND);
     EXPECT_EQ(DDS_Entity_get_entity_kind(DDS_Topic_as_entity(topic)), DDS_TOPIC_ENTITY_KIND);
     EXPECT_EQ(DDS_Entity_get_entity_kind(DDS_Publisher_as_entity(publisher)), DDS_PUBLISHER_ENTITY_KIND);
     EXPECT_EQ(DDS_Entity_get_entity_kind(DDS_Subscriber_as_entity(subscriber)), DDS_SUBSCRIBER_ENTITY_KIND);
@@ -131,7 +135,8 @@ TEST_F(Entities, KindsAndAccessors) {
     EXPECT_EQ(DDS_DataReader_get_type_pluginI(reader), &test_type::plugin);
     EXPECT_EQ(DDS_DomainParticipant_get_domain_id(participant), 3);
     EXPECT_EQ(DDS_DomainParticipant_get_participant_factoryI(participant), factory());
-    EXPECT_EQ(DDS_StatusCondition_get_entity(DDS_Entity_get_statuscondition(DDS_DataWriter_as_entity(writer))),
+    EXPECT_EQ(
+        DDS_StatusCondition_get_entity(DDS_Entity_get_statuscondition(DDS_DataWriter_as_entity(writer))),
         DDS_DataWriter_as_entity(writer));
     deleteParticipant(participant);
 }
@@ -158,8 +163,10 @@ TEST_F(Entities, ParentsAreNotDeletedBeforeTheirChildren) {
     DDS_Topic* topic = createTopic(participant);
     DDS_Publisher* publisher = DDS_DomainParticipant_create_publisher(participant, nullptr, nullptr, 0);
     DDS_DataWriter* writer = DDS_Publisher_create_datawriter(publisher, topic, nullptr, nullptr, 0);
-    EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory(), participant), DDS_RETCODE_PRECONDITION_NOT_MET);
-    EXPECT_EQ(DDS_DomainParticipant_delete_publisher(participant, publisher), DDS_RETCODE_PRECONDITION_NOT_MET);
+    EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory(), participant),
+        DDS_RETCODE_PRECONDITION_NOT_MET);
+    EXPECT_EQ(
+        DDS_DomainParticipant_delete_publisher(participant, publisher), DDS_RETCODE_PRECONDITION_NOT_MET);
     EXPECT_EQ(DDS_DomainParticipant_delete_topic(participant, topic), DDS_RETCODE_PRECONDITION_NOT_MET);
     EXPECT_EQ(DDS_DomainParticipant_delete_publisher(other, publisher), DDS_RETCODE_PRECONDITION_NOT_MET);
     EXPECT_EQ(DDS_DomainParticipant_delete_topic(other, topic), DDS_RETCODE_PRECONDITION_NOT_MET);
@@ -260,7 +267,8 @@ TEST_F(Entities, AForkedChildTouchesNothing) {
     DDS_Publisher* publisher = DDS_DomainParticipant_create_publisher(participant, nullptr, nullptr, 0);
     DDS_DataWriter* writer = DDS_Publisher_create_datawriter(
         publisher, createTopic(participant), &WriterQos().asynchronous(), nullptr, 0);
-    ASSERT_EQ(DDS_Entity_lock(writer == nullptr ? nullptr : DDS_DataWriter_as_entity(writer)), DDS_RETCODE_OK);
+    ASSERT_EQ(
+        DDS_Entity_lock(writer == nullptr ? nullptr : DDS_DataWriter_as_entity(writer)), DDS_RETCODE_OK);
     const TestSample sample{1, nullptr};
     const pid_t child = fork();
     if (child == 0) {
@@ -272,10 +280,12 @@ TEST_F(Entities, AForkedChildTouchesNothing) {
             DDS_DataWriter_write_untypedI(writer, &sample, &DDS_HANDLE_NIL) == DDS_RETCODE_ILLEGAL_OPERATION,
             DDS_DataWriter_flushI(writer, &zero) == DDS_RETCODE_ILLEGAL_OPERATION,
             DDS_DomainParticipant_delete_contained_entities(participant) == DDS_RETCODE_ILLEGAL_OPERATION,
-            DDS_DomainParticipantFactory_delete_participant(factory(), participant) == DDS_RETCODE_ILLEGAL_OPERATION,
+            DDS_DomainParticipantFactory_delete_participant(factory(), participant) ==
+                DDS_RETCODE_ILLEGAL_OPERATION,
         };
         int failed = 0;
-        for (int i = 0; failed == 0 && i < static_cast<int>(std::size(checks)); ++i) failed = checks[i] ? 0 : i + 1;
+        for (int i = 0; failed == 0 && i < static_cast<int>(std::size(checks)); ++i)
+            failed = checks[i] ? 0 : i + 1;
         _exit(failed);
     }
     int status = 0;
@@ -294,33 +304,45 @@ struct Made {
     bool isComplete = false;
 };
 
-// Participant, topic, publisher, asynchronous writer, subscriber, reader with a listener, one sample there and back.
+// Participant, topic, publisher, asynchronous writer, subscriber, reader with a listener, one sample there
+// and back.
 Made makeEverything() {
     static const DDS_DataReaderListener listener{nullptr, [](void*, DDS_DataReader*) {}, nullptr};
     Made made;
-    made.participant = DDS_DomainParticipantFactory_create_participant_disabled(factory(), 3, nullptr, nullptr, 0);
-    if (made.participant == nullptr) return made;
-    if (DDS_DomainParticipant_register_typeI(made.participant, "Test", &test_type::plugin) != DDS_RETCODE_OK) return made;
-    DDS_Topic* topic = DDS_DomainParticipant_create_topic(made.participant, "Topic", "Test", nullptr, nullptr, 0);
+    made.participant =
+        DDS_DomainParticipantFactory_create_participant_disabled(factory(), 3, nullptr, nullptr, 0);
+    if (made.participant == nullptr)
+        return made;
+    if (DDS_DomainParticipant_register_typeI(made.participant, "Test", &test_type::plugin) != DDS_RETCODE_OK)
+        return made;
+    DDS_Topic* topic =
+        DDS_DomainParticipant_create_topic(made.participant, "Topic", "Test", nullptr, nullptr, 0);
     DDS_Publisher* publisher = DDS_DomainParticipant_create_publisher(made.participant, nullptr, nullptr, 0);
-    DDS_Subscriber* subscriber = DDS_DomainParticipant_create_subscriber(made.participant, nullptr, nullptr, 0);
-    if (topic == nullptr || publisher == nullptr || subscriber == nullptr) return made;
+    DDS_Subscriber* subscriber =
+        DDS_DomainParticipant_create_subscriber(made.participant, nullptr, nullptr, 0);
+    if (topic == nullptr || publisher == nullptr || subscriber == nullptr)
+        return made;
     DDS_DataWriter* writer =
         DDS_Publisher_create_datawriter(publisher, topic, &WriterQos().asynchronous(), nullptr, 0);
-    DDS_DataReader* reader =
-        DDS_Subscriber_create_datareader(subscriber, topic, &static_cast<const DDS_DataReaderQos&>(ReaderQos()), &listener, DDS_DATA_AVAILABLE_STATUS);
-    if (writer == nullptr || reader == nullptr) return made;
-    if (DDS_Entity_enable(DDS_DomainParticipant_as_entity(made.participant)) != DDS_RETCODE_OK) return made;
+    DDS_DataReader* reader = DDS_Subscriber_create_datareader(subscriber, topic,
+        &static_cast<const DDS_DataReaderQos&>(ReaderQos()), &listener, DDS_DATA_AVAILABLE_STATUS);
+    if (writer == nullptr || reader == nullptr)
+        return made;
+    if (DDS_Entity_enable(DDS_DomainParticipant_as_entity(made.participant)) != DDS_RETCODE_OK)
+        return made;
     const TestSample sample{1, const_cast<char*>("text")};
-    if (DDS_DataWriter_write_untypedI(writer, &sample, &DDS_HANDLE_NIL) != DDS_RETCODE_OK) return made;
+    if (DDS_DataWriter_write_untypedI(writer, &sample, &DDS_HANDLE_NIL) != DDS_RETCODE_OK)
+        return made;
     EXPECT_EQ(DDS_DataWriter_flushI(writer, &generous), DDS_RETCODE_OK);
     Loan loan(reader, true);
-    made.isComplete = loan.result == DDS_RETCODE_OK && loan.samples.length() == 1 && loan.samples[0].number == 1;
+    made.isComplete =
+        loan.result == DDS_RETCODE_OK && loan.samples.length() == 1 && loan.samples[0].number == 1;
     return made;
 }
 
 void deleteEverything(const Made& made) {
-    if (made.participant == nullptr) return;
+    if (made.participant == nullptr)
+        return;
     EXPECT_EQ(DDS_DomainParticipant_delete_contained_entities(made.participant), DDS_RETCODE_OK);
     EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory(), made.participant), DDS_RETCODE_OK);
 }
@@ -334,8 +356,10 @@ TEST_F(Entities, TheNthFailingAllocationLeavesNothing) {
         EXPECT_EQ(engine.liveObjects(), 0) << n;
         EXPECT_EQ(heap.live(), 0) << n;
         EXPECT_EQ(ORXOsapiThread_getLiveThreadCount(), threadsBefore) << n;
-        if (!heap.hasFailed()) complete += made.isComplete;
-        if (!heap.hasFailed()) break;
+        if (!heap.hasFailed())
+            complete += made.isComplete;
+        if (!heap.hasFailed())
+            break;
     }
     EXPECT_EQ(complete, 1);
 }
@@ -367,11 +391,14 @@ TEST_F(Entities, ThreadsMakeAndDeleteEntitiesAtOnce) {
     for (int t = 0; t < 3; ++t) {
         threads.push_back(std::async(std::launch::async, [&] {
             for (int i = 0; i < 30; ++i) {
-                DDS_Publisher* publisher = DDS_DomainParticipant_create_publisher(participant, nullptr, nullptr, 0);
-                DDS_Subscriber* subscriber = DDS_DomainParticipant_create_subscriber(participant, nullptr, nullptr, 0);
-                DDS_DataWriter* writer =
-                    DDS_Publisher_create_datawriter(publisher, topic, &WriterQos().asynchronous(), nullptr, 0);
-                DDS_DataReader* reader = DDS_Subscriber_create_datareader(subscriber, topic, nullptr, nullptr, 0);
+                DDS_Publisher* publisher =
+                    DDS_DomainParticipant_create_publisher(participant, nullptr, nullptr, 0);
+                DDS_Subscriber* subscriber =
+                    DDS_DomainParticipant_create_subscriber(participant, nullptr, nullptr, 0);
+                DDS_DataWriter* writer = DDS_Publisher_create_datawriter(
+                    publisher, topic, &WriterQos().asynchronous(), nullptr, 0);
+                DDS_DataReader* reader =
+                    DDS_Subscriber_create_datareader(subscriber, topic, nullptr, nullptr, 0);
                 const TestSample sample{i, nullptr};
                 EXPECT_EQ(DDS_DataWriter_write_untypedI(writer, &sample, &DDS_HANDLE_NIL), DDS_RETCODE_OK);
                 EXPECT_EQ(DDS_Subscriber_delete_datareader(subscriber, reader), DDS_RETCODE_OK);
@@ -381,7 +408,8 @@ TEST_F(Entities, ThreadsMakeAndDeleteEntitiesAtOnce) {
             }
         }));
     }
-    for (auto& thread : threads) thread.get();
+    for (auto& thread : threads)
+        thread.get();
     deleteParticipant(participant);
 }
 

@@ -19,8 +19,8 @@ public:
     FailingHeap(const FailingHeap&) = delete;
     FailingHeap& operator=(const FailingHeap&) = delete;
 
-    // Buffers that are alive but for the programs that the type engine keeps and makes again when needed. No other
-    // thread may use a type meanwhile.
+    // Buffers that are alive but for the programs that the type engine keeps and makes again when needed. No
+    // other thread may use a type meanwhile.
     long live() const {
         DDS_Type_finalize_programs();
         return live_;
@@ -38,7 +38,8 @@ private:
             return nullptr;
         }
         void* memory = nullptr;
-        if (posix_memalign(&memory, alignment < sizeof(void*) ? sizeof(void*) : alignment, size) != 0) return nullptr;
+        if (posix_memalign(&memory, alignment < sizeof(void*) ? sizeof(void*) : alignment, size) != 0)
+            return nullptr;
         ++self->live_;
         return memory;
     }

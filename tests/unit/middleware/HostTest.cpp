@@ -1,5 +1,7 @@
 // The host's records and locks, with a library that is a stand-in.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <future>
@@ -26,21 +28,25 @@ struct StubLibrary {
     static inline DDS_UnsignedLong eventLevel = 0;
     static inline DDS_UnsignedLong loggingLevel = 0;
 
-    static ORX_MonitoringClass* create(DDS_DomainParticipantFactory* factory, const ORX_MonitoringProperty_t* property) {
+    static ORX_MonitoringClass* create(
+        DDS_DomainParticipantFactory* factory, const ORX_MonitoringProperty_t* property) {
         EXPECT_NE(factory, nullptr);
         EXPECT_NE(property, nullptr);
         wasEnabledInCreate = ORX_MonitoringHost_is_enabled();
         // A snapshot thread that looks for the library at this moment finds the lock busy.
         std::thread([] {
             const DDS_Duration_t shortly{0, 1'000'000U};
-            lockResultOfOthersInCreate = ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 0, 0, &shortly);
+            lockResultOfOthersInCreate =
+                ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 0, 0, &shortly);
         }).join();
         const ORX_MonitoringGlobals& globals = *ORX_MonitoringGlobals_get_instance();
         EXPECT_EQ(globals.monitoringClass, nullptr);
         eventLevel = globals.eventConcurrency.level;
         loggingLevel = globals.loggingConcurrency.level;
-        for (DDS_UnsignedLong i = 0; i < eventLevel; ++i) EXPECT_NE(globals.eventConcurrency.mutexPool[i], nullptr);
-        for (DDS_UnsignedLong i = 0; i < loggingLevel; ++i) EXPECT_NE(globals.loggingConcurrency.mutexPool[i], nullptr);
+        for (DDS_UnsignedLong i = 0; i < eventLevel; ++i)
+            EXPECT_NE(globals.eventConcurrency.mutexPool[i], nullptr);
+        for (DDS_UnsignedLong i = 0; i < loggingLevel; ++i)
+            EXPECT_NE(globals.loggingConcurrency.mutexPool[i], nullptr);
         object.prefinalizeFunction = [](ORX_MonitoringClass*) -> DDS_Boolean { return !prefinalizeFails; };
         object.deleteFunction = [](ORX_MonitoringClass*) { ++deletes; };
         return createFails ? nullptr : &object;
@@ -168,7 +174,8 @@ TEST_F(Host, AFailedStartLeavesNothing) {
         EXPECT_TRUE(ORX_MonitoringHost_stop());
         ORX_MonitoringHost_finalize();
         EXPECT_EQ(heap.live(), 0) << n;
-        if (isStarted) break;
+        if (isStarted)
+            break;
     }
 }
 
@@ -246,8 +253,10 @@ TEST_F(Host, WhoWaitsWhileTheLibraryStopsLearnsIt) {
 
 TEST_F(Host, SeveralMetricLocksMayBeHeldAtOnce) {
     start();
-    for (DDS_UnsignedLong i = 0; i < 5; ++i) EXPECT_EQ(lock(metric, i, 1, 1), ORX_MONITORING_LOCK_RESULT_OK);
-    for (DDS_UnsignedLong i = 0; i < 5; ++i) EXPECT_EQ(ORX_Monitoring_unlockI(metric, i, 1), 0);
+    for (DDS_UnsignedLong i = 0; i < 5; ++i)
+        EXPECT_EQ(lock(metric, i, 1, 1), ORX_MONITORING_LOCK_RESULT_OK);
+    for (DDS_UnsignedLong i = 0; i < 5; ++i)
+        EXPECT_EQ(ORX_Monitoring_unlockI(metric, i, 1), 0);
 }
 
 TEST_F(Host, LoadingWhatIsNotThereFails) {
@@ -267,7 +276,8 @@ TEST_F(Host, LocksSurviveStartsAndStops) {
     for (DDS_UnsignedLong i = 0; i < 2; ++i) {
         pushers.emplace_back([&, i] {
             while (!ends) {
-                if (ORX_Monitoring_lockI(metric, i, 1, 1, nullptr) != ORX_MONITORING_LOCK_RESULT_OK) continue;
+                if (ORX_Monitoring_lockI(metric, i, 1, 1, nullptr) != ORX_MONITORING_LOCK_RESULT_OK)
+                    continue;
                 ++held;
                 EXPECT_EQ(ORX_Monitoring_unlockI(metric, i, 1), 0);
             }
@@ -276,12 +286,41 @@ TEST_F(Host, LocksSurviveStartsAndStops) {
     for (int round = 0; round < 50 || held < 100; ++round) {
         ASSERT_NE(ORX_MonitoringHost_start(&property), nullptr);
         const long before = held;
-        for (int spin = 0; spin < 1000 && held == before; ++spin) std::this_thread::yield();
+        for (int spin = 0; spin < 1000 && held == before; ++spin)
+            std::this_thread::yield();
         ASSERT_TRUE(ORX_MonitoringHost_stop());
         ASSERT_LT(round, 100'000);
     }
     ends = true;
-    for (std::thread& pusher : pushers) pusher.join();
+    for (std::thread& pusher : pushers)
+        pusher.join();
+}
+
+// The child ends with the number of the first check that failed.
+TEST_F(Host, AForkedChildFindsTheLibraryNotEnabled) {
+    start();
+    ASSERT_EQ(lock(library, 0, 1, 1), ORX_MONITORING_LOCK_RESULT_OK);
+    ASSERT_EQ(lock(metric, 0, 1, 1), ORX_MONITORING_LOCK_RESULT_OK);
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool checks[] = {
+            !ORX_MonitoringHost_is_enabled(),
+            lock(metric, 0, 1, 1) == ORX_MONITORING_LOCK_RESULT_NOT_ENABLED,
+            lock(library, 0, 0, 0) == ORX_MONITORING_LOCK_RESULT_NOT_ENABLED,
+            !ORX_MonitoringHost_stop(),
+            ORX_MonitoringHost_start(&property) == nullptr,
+        };
+        int failed = 0;
+        for (int i = 0; failed == 0 && i < static_cast<int>(std::size(checks)); ++i)
+            failed = checks[i] ? 0 : i + 1;
+        _exit(failed);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(ORX_Monitoring_unlockI(metric, 0, 1), 0);
+    EXPECT_EQ(ORX_Monitoring_unlockI(library, 0, 1), 0);
 }
 
 // ---- property records ----
@@ -343,7 +382,8 @@ TEST(MonitoringProperty, CopyIsDeepOrSharesTheQos) {
         EXPECT_EQ(copied.event.gc_threshold, 77U);
         EXPECT_EQ(copied.event.snapshot_delay.sec, 1);
         EXPECT_EQ(DDS_LongSeq_get_length(&copied.event.thread_setting.cpu_list), 1);
-        EXPECT_STREQ(DDS_MonitoringMetricSelectionSeq_get_reference(&copied.metric_selection_list, 1)->resource_selection,
+        EXPECT_STREQ(DDS_MonitoringMetricSelectionSeq_get_reference(&copied.metric_selection_list, 1)
+                         ->resource_selection,
             "//applications");
         EXPECT_STREQ(DDS_StringSeq_get(&copied.collector_initial_peers, 0), "127.0.0.1");
         ASSERT_TRUE(ORX_MonitoringProperty_t_copy_ex(&copied, &source, share)) << "over what is there";
@@ -406,7 +446,8 @@ TEST(VerbositySetting, StartsAtWarningAndComparesAllMembers) {
     EXPECT_EQ(left.middleware, ZDDS_CONFIG_SYSLOG_VERBOSITY_WARNING);
     EXPECT_TRUE(ORX_MonitoringLoggingVerbositySetting_t_equals(&left, &right));
     for (auto member : {&ORX_MonitoringLoggingVerbositySetting_t::middleware,
-             &ORX_MonitoringLoggingVerbositySetting_t::security_event, &ORX_MonitoringLoggingVerbositySetting_t::service,
+             &ORX_MonitoringLoggingVerbositySetting_t::security_event,
+             &ORX_MonitoringLoggingVerbositySetting_t::service,
              &ORX_MonitoringLoggingVerbositySetting_t::user}) {
         right = left;
         right.*member = ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG;

@@ -21,9 +21,8 @@ public:
 
     bool has(const std::string& identifier, const std::string& subject) const {
         std::lock_guard lock(mutex_);
-        return std::any_of(lines_.begin(), lines_.end(), [&](const Line& line) {
-            return line.identifier == identifier && line.subject == subject;
-        });
+        return std::any_of(lines_.begin(), lines_.end(),
+            [&](const Line& line) { return line.identifier == identifier && line.subject == subject; });
     }
     size_t count() const {
         std::lock_guard lock(mutex_);
@@ -38,7 +37,8 @@ private:
     static void add(void* context, const ORXLogLine* line) {
         auto* self = static_cast<LogCapture*>(context);
         std::lock_guard lock(self->mutex_);
-        self->lines_.push_back({line->messageTemplate != nullptr ? line->messageTemplate->identifier : "", line->subject});
+        self->lines_.push_back(
+            {line->messageTemplate != nullptr ? line->messageTemplate->identifier : "", line->subject});
     }
     mutable std::mutex mutex_;
     std::vector<Line> lines_;

@@ -9,10 +9,11 @@
 
 namespace {
 
-DDS_DomainParticipantFactory* factory() { return DDS_DomainParticipantFactory_get_instance(); }
+DDS_DomainParticipantFactory* factory() {
+    return DDS_DomainParticipantFactory_get_instance();
+}
 
-template <class Qos, auto initialize, auto finalize, auto copyQos, auto equals>
-struct Operations {
+template <class Qos, auto initialize, auto finalize, auto copyQos, auto equals> struct Operations {
     using Value = Qos;
     static constexpr auto init = initialize;
     static constexpr auto fini = finalize;
@@ -37,9 +38,15 @@ void fill(DDS_DomainParticipantQos& qos) {
     ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&qos.property, "a", "b", 1), DDS_RETCODE_OK);
     ASSERT_NE(DDS_String_replace(&qos.participant_name.name, "name"), nullptr);
 }
-void fill(DDS_PublisherQos& qos) { addText(qos.partition.name, "here"); }
-void fill(DDS_SubscriberQos& qos) { addText(qos.partition.name, "there"); }
-void fill(DDS_TopicQos& qos) { qos.history.depth = 9; }
+void fill(DDS_PublisherQos& qos) {
+    addText(qos.partition.name, "here");
+}
+void fill(DDS_SubscriberQos& qos) {
+    addText(qos.partition.name, "there");
+}
+void fill(DDS_TopicQos& qos) {
+    qos.history.depth = 9;
+}
 void fill(DDS_DataWriterQos& qos) {
     ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&qos.property, "a", "b", 0), DDS_RETCODE_OK);
     ASSERT_TRUE(DDS_LongSeq_ensure_length(&qos.representation.value, 1, 1));
@@ -50,8 +57,7 @@ void fill(DDS_DataReaderQos& qos) {
     qos.time_based_filter.minimum_separation = {1, 2};
 }
 
-template <class T>
-class EveryQos : public ::testing::Test {};
+template <class T> class EveryQos : public ::testing::Test {};
 TYPED_TEST_SUITE(EveryQos, AllQos);
 
 TYPED_TEST(EveryQos, FinalizeTakesZeroedMemoryAndItself) {
@@ -131,7 +137,8 @@ TEST(DataWriterQos, EveryPolicyCountsForEquality) {
     EXPECT_TRUE(differs([](auto& q) { q.liveliness.kind = DDS_MANUAL_BY_TOPIC_LIVELINESS_QOS; }));
     EXPECT_TRUE(differs([](auto& q) { q.reliability.kind = DDS_BEST_EFFORT_RELIABILITY_QOS; }));
     EXPECT_TRUE(differs([](auto& q) { q.reliability.max_blocking_time.sec = 5; }));
-    EXPECT_TRUE(differs([](auto& q) { q.destination_order.kind = DDS_BY_SOURCE_TIMESTAMP_DESTINATIONORDER_QOS; }));
+    EXPECT_TRUE(
+        differs([](auto& q) { q.destination_order.kind = DDS_BY_SOURCE_TIMESTAMP_DESTINATIONORDER_QOS; }));
     EXPECT_TRUE(differs([](auto& q) { q.history.kind = DDS_KEEP_ALL_HISTORY_QOS; }));
     EXPECT_TRUE(differs([](auto& q) { q.resource_limits.max_instances = 2; }));
     EXPECT_TRUE(differs([](auto& q) { q.transport_priority.value = 2; }));
@@ -149,7 +156,8 @@ TEST(PropertyPolicy, AddsEachNameOnce) {
     DDS_PropertyQosPolicy policy{};
     EXPECT_EQ(DDS_PropertyQosPolicyHelper_add_property(&policy, "a", "1", 0), DDS_RETCODE_OK);
     EXPECT_EQ(DDS_PropertyQosPolicyHelper_add_property(&policy, "b", "2", 1), DDS_RETCODE_OK);
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_add_property(&policy, "a", "3", 0), DDS_RETCODE_PRECONDITION_NOT_MET);
+    EXPECT_EQ(
+        DDS_PropertyQosPolicyHelper_add_property(&policy, "a", "3", 0), DDS_RETCODE_PRECONDITION_NOT_MET);
     const DDS_Property_t* property = DDS_PropertyQosPolicyHelper_lookup_property(&policy, "a");
     ASSERT_NE(property, nullptr);
     EXPECT_STREQ(property->value, "1");
@@ -228,7 +236,8 @@ TEST(Profile, UnknownNamesAreABadParameterAndChangeNothing) {
     DDS_PublisherQos qos;
     DDS_PublisherQos_initialize(&qos);
     qos.entity_factory.autoenable_created_entities = DDS_BOOLEAN_FALSE;
-    EXPECT_EQ(DDS_DomainParticipantFactory_get_publisher_qos_from_profile(factory(), &qos, DDS_BUILTIN_QOS_LIB, "Other"),
+    EXPECT_EQ(DDS_DomainParticipantFactory_get_publisher_qos_from_profile(
+                  factory(), &qos, DDS_BUILTIN_QOS_LIB, "Other"),
         DDS_RETCODE_BAD_PARAMETER);
     EXPECT_TRUE(log.has("FAILED_TO_FIND", "QoS profile 'BuiltinQosLib:Other'"));
     EXPECT_EQ(DDS_DomainParticipantFactory_get_publisher_qos_from_profile(

@@ -16,7 +16,8 @@ struct TestSample {
 
 namespace test_type {
 
-constexpr DDS_TypeMember member(const char* name, DDS_UnsignedLong id, size_t offset, const DDS_TypeDescriptor& type) {
+constexpr DDS_TypeMember member(
+    const char* name, DDS_UnsignedLong id, size_t offset, const DDS_TypeDescriptor& type) {
     DDS_TypeMember result{};
     result.name = name;
     result.id = id;
