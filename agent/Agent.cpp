@@ -69,20 +69,11 @@ void assertResource(ORX_MonitoringClass& library, Observed& observed) {
     attachResource(observed, resource, index, generations);
 }
 
-bool isGoneWithAnAncestor(const Observed& observed) {
-    for (const Observed* at = observed.parent; at != nullptr; at = at->parent) {
-        if (at->isResourceGone)
-            return true;
-    }
-    return false;
-}
-
 void deleteResource(ORX_MonitoringClass& library, Observed& observed) {
-    ORX_MonitoringResource* resource = isGoneWithAnAncestor(observed) ? nullptr : observed.resource;
+    ORX_MonitoringResource* resource = observed.resource;
     Registry::walk(observed, [](Observed& at) { detachResource(at); });
     if (resource != nullptr)
         library.deleteResourceFunction(&library, resource);
-    observed.isResourceGone = true;
 }
 
 bool startLibrary() {
@@ -98,13 +89,14 @@ bool startLibrary() {
 
 void* runAgent(void*) {
     Registry& registry = theRegistry();
-    const bool isStarted = startLibrary();
-    if (!isStarted)
-        AGENT_WARNING(FAILED_TO_CREATE, "the monitoring library: the program runs on without monitoring");
-    while (isStarted && registry.waitForWork() && processWork(registry, workUnderOneLock))
-        lastWorkNs.store(monotonicNow(), std::memory_order_relaxed);
-    if (isStarted)
+    if (startLibrary()) {
+        AGENT_STATUS(CREATE, "the monitoring library; what the program makes is monitored");
+        while (registry.waitForWork() && processWork(registry, workUnderOneLock))
+            lastWorkNs.store(monotonicNow(), std::memory_order_relaxed);
         AGENT_WARNING(FAILURE, "monitoring has ended with the engine or the library; the program runs on");
+    } else {
+        AGENT_WARNING(FAILED_TO_CREATE, "the monitoring library: the program runs on without monitoring");
+    }
     registry.stopWork();
     return nullptr;
 }
@@ -180,7 +172,6 @@ bool processWork(Registry& registry, size_t maximum) {
             registry.deleted(*task.observed);
         } else {
             assertResource(*globals->monitoringClass, *task.observed);
-            registry.asserted(*task.observed);
         }
     }
     return true;

@@ -83,17 +83,20 @@ bool fillProperty(ORX_MonitoringProperty_t& property) {
     return isFilled;
 }
 
+// The libraries tell at status level what they did not do for every metric that a platform lacks: that is for
+// debugging.
 void setVerbosity(Verbosity verbosity) {
     ORX_UINT32 mask = 0;
     if (verbosity >= Verbosity::error)
         mask |= ORX_LOG_BIT_PRECONDITION | ORX_LOG_BIT_ERROR;
     if (verbosity >= Verbosity::warning)
         mask |= ORX_LOG_BIT_WARNING;
+    ORX_UINT32 ownMask = mask;
     if (verbosity >= Verbosity::info)
-        mask |= ORX_LOG_BIT_STATUS;
+        ownMask |= ORX_LOG_BIT_STATUS;
     if (verbosity >= Verbosity::debug)
-        mask |= ORX_LOG_BIT_DEBUG;
-    logMask.store(mask, std::memory_order_relaxed);
+        mask = ownMask |= ORX_LOG_BIT_STATUS | ORX_LOG_BIT_DEBUG;
+    logMask.store(ownMask, std::memory_order_relaxed);
     ORX_MonitoringLog_setBitmaps(~0U, mask);
     DDSLog_setDependencyInstrumentationMask(mask);
     ORXLog_setStderrEnabled(verbosity != Verbosity::silent);

@@ -40,12 +40,13 @@ struct UnresetChanges {
 
 constexpr size_t maximumStatuses = 6; // of one entity: a reader's
 
-// Where the agent thread stands with an entity.
-enum class Work : uint8_t {
-    assertion, // queued: no resource yet
-    asserting, // taken by the agent thread
-    idle,      // has its resource, or failed to get one
-    deletion   // queued: the entity is gone
+struct Observed;
+
+// A place in one of the agent thread's queues.
+struct WorkLink {
+    Observed* next = nullptr;
+    Observed* previous = nullptr;
+    uint64_t number = 0; // of the event, over both queues; 0 when not queued
 };
 
 struct Observed {
@@ -82,17 +83,12 @@ struct Observed {
     Observed* previousSibling = nullptr;
     Observed* nextByHandle = nullptr;
     Observed* nextByStandIn = nullptr;
-    Observed* nextWork = nullptr;
-    Observed* previousWork = nullptr;
-    Work work = Work::assertion;
-    bool isListed = false; // in the registry: the entity lives
-    bool isQueued = false;
-    bool isEnded = false;         // the entity is gone
-    bool wantsDeletion = false;   // its resource is to be deleted, and with it those of its descendants
-    bool isCountedUnseen = false; // ended before the agent thread came to it
-
-    // Agent thread.
-    bool isResourceGone = false; // deleted, and with it those of all descendants
+    WorkLink assertion; // its resource is to be asserted
+    WorkLink deletion;  // its resource is to be deleted, and with it those of its descendants
+    Observed* nextFreed = nullptr;
+    bool isListed = false;      // in the registry: the entity lives
+    bool isEndedUnseen = false; // the entity ended before the agent thread came to it
+    bool isForgotten = false;   // it did, and was one too many
 
     explicit Observed(Kind entityKind) : kind(entityKind) {}
 };

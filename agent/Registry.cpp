@@ -21,11 +21,11 @@ size_t hashOfPointer(const void* pointer) {
     return mix(reinterpret_cast<uintptr_t>(pointer) >> 4);
 }
 
-// Releases what a chain through nextWork holds. Outside the mutex: the last reference frees.
+// Releases what a chain holds. Outside the mutex: the last reference frees.
 void releaseChain(Observed* chain) {
     while (chain != nullptr) {
-        Observed* next = chain->nextWork;
-        chain->nextWork = nullptr;
+        Observed* next = chain->nextFreed;
+        chain->nextFreed = nullptr;
         release(chain);
         chain = next;
     }
@@ -86,6 +86,23 @@ template <Observed* Observed::*next> void Table<next>::grow() {
 template class Table<&Observed::nextByHandle>;
 template class Table<&Observed::nextByStandIn>;
 
+// ---- WorkQueue ----
+
+template <WorkLink Observed::*link> void WorkQueue<link>::push(Observed& observed, uint64_t number) {
+    (observed.*link) = {nullptr, last_, number};
+    (last_ != nullptr ? (last_->*link).next : first_) = &observed;
+    last_ = &observed;
+}
+
+template <WorkLink Observed::*link> void WorkQueue<link>::remove(Observed& observed) {
+    const WorkLink at = observed.*link;
+    if (at.number == 0)
+        return;
+    (at.previous != nullptr ? (at.previous->*link).next : first_) = at.next;
+    (at.next != nullptr ? (at.next->*link).previous : last_) = at.previous;
+    observed.*link = {};
+}
+
 // ---- Registry ----
 
 Registry::Registry()
@@ -133,9 +150,10 @@ bool Registry::insert(Observed* observed, Observed* parent) {
             byHandle_.insert(*observed);
             byStandIn_.insert(*observed);
             ++listedCount_;
-            observed->work = isWorking_ ? Work::assertion : Work::idle;
-            if (isWorking_)
-                pushWork(*observed);
+            if (isWorking_) {
+                assertions_.push(*observed, ++lastNumber_);
+                changed_.wakeAll();
+            }
             return true;
         }
     }
@@ -152,15 +170,11 @@ bool Registry::end(Observed& observed) {
         unlink(observed);
         takeOffTheList(observed);
         forgetUnseen(observed);
-        const bool isForgotten = observed.work == Work::idle && observed.isCountedUnseen;
-        if (!isWorking_ || isForgotten) {
+        if (!isWorking_ || observed.isForgotten) {
             discard(observed, freed);
         } else {
-            observed.wantsDeletion = true;
-            if (observed.work == Work::idle) {
-                observed.work = Work::deletion;
-                pushWork(observed);
-            }
+            deletions_.push(observed, ++lastNumber_);
+            changed_.wakeAll();
         }
     }
     releaseChain(freed);
@@ -183,27 +197,24 @@ void Registry::takeOffTheList(Observed& top) {
     walk(top, [this](Observed& at) {
         byHandle_.remove(at);
         at.isListed = false;
-        at.isEnded = true;
         --listedCount_;
     });
 }
 
-// Of the entities that ended before the agent thread came to them, what is too much is not kept. A forgotten
-// one is idle and counted; whatever is below it is forgotten too, as it could not have a parent any more.
+// Of the entities that ended before the agent thread came to them, what is too much is not kept, and neither
+// is what is below it: it could not have a parent any more.
 void Registry::forgetUnseen(Observed& top) {
     walk(top, [this, &top](Observed& at) {
-        if (at.work != Work::assertion)
+        if (at.assertion.number == 0)
             return;
-        const bool parentForgotten =
-            &at != &top && at.parent->isCountedUnseen && at.parent->work == Work::idle;
-        if (isWorking_ && endedUnseen_ < maximumEndedUnseen && !parentForgotten) {
-            at.isCountedUnseen = true;
+        const bool isParentForgotten = &at != &top && at.parent->isForgotten;
+        if (endedUnseen_ < maximumEndedUnseen && !isParentForgotten) {
+            at.isEndedUnseen = true;
             ++endedUnseen_;
             return;
         }
-        removeWork(at);
-        at.work = Work::idle;
-        at.isCountedUnseen = true;
+        assertions_.remove(at);
+        at.isForgotten = true;
         ++forgotten_;
     });
 }
@@ -211,13 +222,12 @@ void Registry::forgetUnseen(Observed& top) {
 // Takes everything that is left of an ended subtree out, and hands it over for release.
 void Registry::discard(Observed& top, Observed*& freed) {
     walk(top, [this, &freed](Observed& at) {
-        if (at.isQueued) {
-            if (at.work == Work::assertion && at.isCountedUnseen)
-                --endedUnseen_;
-            removeWork(at);
-        }
+        if (at.isEndedUnseen)
+            --endedUnseen_;
+        assertions_.remove(at);
+        deletions_.remove(at);
         byStandIn_.remove(at);
-        at.nextWork = freed;
+        at.nextFreed = freed;
         freed = &at;
     });
 }
@@ -244,24 +254,6 @@ size_t Registry::collect(
 
 // ---- Work ----
 
-void Registry::pushWork(Observed& observed) {
-    observed.isQueued = true;
-    observed.nextWork = nullptr;
-    observed.previousWork = lastWork_;
-    (lastWork_ != nullptr ? lastWork_->nextWork : firstWork_) = &observed;
-    lastWork_ = &observed;
-    changed_.wakeAll();
-}
-
-void Registry::removeWork(Observed& observed) {
-    if (!observed.isQueued)
-        return;
-    (observed.previousWork != nullptr ? observed.previousWork->nextWork : firstWork_) = observed.nextWork;
-    (observed.nextWork != nullptr ? observed.nextWork->previousWork : lastWork_) = observed.previousWork;
-    observed.nextWork = observed.previousWork = nullptr;
-    observed.isQueued = false;
-}
-
 void Registry::requestStop() {
     Guard guard(mutex);
     isStopRequested_ = true;
@@ -271,38 +263,32 @@ void Registry::requestStop() {
 bool Registry::waitForWork() {
     Guard guard(mutex);
     isBusy_ = false;
-    if (firstWork_ == nullptr)
+    if (!hasWork())
         changed_.wakeAll();
-    while (firstWork_ == nullptr && !isStopRequested_)
+    while (!hasWork() && !isStopRequested_)
         changed_.wait(mutex);
     return !isStopRequested_;
 }
 
 Registry::Task Registry::takeWork() {
     Guard guard(mutex);
-    Observed* observed = firstWork_;
-    if (observed == nullptr)
+    Observed* made = assertions_.first();
+    Observed* ended = deletions_.first();
+    if (made == nullptr && ended == nullptr)
         return {};
     isBusy_ = true;
-    removeWork(*observed);
-    const bool isDeletion = observed->work == Work::deletion;
-    if (observed->work == Work::assertion) {
-        observed->work = Work::asserting;
-        if (observed->isCountedUnseen)
-            --endedUnseen_;
-        observed->isCountedUnseen = false;
+    const bool isDeletion =
+        made == nullptr || (ended != nullptr && ended->deletion.number < made->assertion.number);
+    Observed& observed = isDeletion ? *ended : *made;
+    if (isDeletion) {
+        deletions_.remove(observed);
+    } else {
+        assertions_.remove(observed);
+        endedUnseen_ -= observed.isEndedUnseen ? 1 : 0;
+        observed.isEndedUnseen = false;
     }
-    retain(*observed);
-    return {Reference(observed), isDeletion};
-}
-
-void Registry::asserted(Observed& observed) {
-    Guard guard(mutex);
-    observed.work = Work::idle;
-    if (!observed.wantsDeletion)
-        return;
-    observed.work = Work::deletion;
-    pushWork(observed);
+    retain(observed);
+    return {Reference(&observed), isDeletion};
 }
 
 void Registry::deleted(Observed& observed) {
@@ -316,7 +302,7 @@ void Registry::deleted(Observed& observed) {
 
 bool Registry::waitUntilIdle(int64_t deadlineNs) {
     Guard guard(mutex);
-    while (firstWork_ != nullptr || isBusy_) {
+    while (hasWork() || isBusy_) {
         if (!changed_.waitUntil(mutex, deadlineNs))
             return false;
     }
@@ -329,13 +315,10 @@ void Registry::stopWork() {
         Guard guard(mutex);
         isWorking_ = false;
         isBusy_ = false;
-        while (firstWork_ != nullptr) {
-            Observed& observed = *firstWork_;
-            removeWork(observed);
-            observed.work = Work::idle;
-            if (observed.wantsDeletion)
-                discard(observed, freed);
-        }
+        while (Observed* observed = assertions_.first())
+            assertions_.remove(*observed);
+        while (Observed* observed = deletions_.first())
+            discard(*observed, freed);
         endedUnseen_ = 0;
         changed_.wakeAll();
     }

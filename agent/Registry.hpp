@@ -2,11 +2,14 @@
 //
 // Program threads list and end entities; the agent thread takes the work. Neither waits for the other beyond
 // a few instructions, and nothing is allocated but the growth of two tables (a failure of which costs speed
-// alone). Work is done in the order in which it came, so that a parent has its resource before its children
-// get theirs. An entity that ends before the agent came to it is still announced, its end behind it, so that
-// nothing is lost; but of such entities at most `maximumEndedUnseen` are kept, so that memory follows the
-// entities that live: more are forgotten and counted. Threads: any. Lock: one mutex, a leaf under every other
-// lock.
+// alone).
+//
+// Work is done in the order in which it came: a parent has its resource before its children get theirs, and a
+// child ends before its parent. An entity that ends before the agent came to it is still announced, its end
+// behind it, so that nothing is lost; but of such entities at most `maximumEndedUnseen` are kept, so that
+// memory follows the entities that live: more are forgotten and counted.
+//
+// Threads: any. Lock: one mutex, a leaf under every other lock.
 #ifndef ORX_AGENT_REGISTRY_HPP
 #define ORX_AGENT_REGISTRY_HPP
 
@@ -39,6 +42,18 @@ private:
     Observed** buckets_ = few_;
     size_t mask_ = smallest - 1;
     size_t count_ = 0;
+};
+
+// A queue threaded through its elements.
+template <WorkLink Observed::*link> class WorkQueue {
+public:
+    Observed* first() const { return first_; }
+    void push(Observed& observed, uint64_t number);
+    void remove(Observed& observed); // fine when it is not queued
+
+private:
+    Observed* first_ = nullptr;
+    Observed* last_ = nullptr;
 };
 
 class Registry {
@@ -74,8 +89,7 @@ public:
         bool isDeletion = false;
     };
     Task takeWork();
-    void asserted(Observed& observed); // done with an assertion
-    void deleted(Observed& observed);  // done with a deletion: releases the ended subtree
+    void deleted(Observed& observed); // done with a deletion: releases the ended subtree
     // Any thread: waits until the agent thread has nothing to do; false once the point of the clock has
     // passed.
     bool waitUntilIdle(int64_t deadlineNs);
@@ -91,8 +105,7 @@ public:
     template <typename Function> static void walk(Observed& top, Function function);
 
 private:
-    void pushWork(Observed& observed);
-    void removeWork(Observed& observed);
+    bool hasWork() const { return assertions_.first() != nullptr || deletions_.first() != nullptr; }
     void unlink(Observed& observed);
     void takeOffTheList(Observed& top);
     void forgetUnseen(Observed& top);
@@ -102,8 +115,9 @@ private:
     Table<&Observed::nextByHandle> byHandle_;
     Table<&Observed::nextByStandIn> byStandIn_;
     Observed* participants_ = nullptr;
-    Observed* firstWork_ = nullptr;
-    Observed* lastWork_ = nullptr;
+    WorkQueue<&Observed::assertion> assertions_;
+    WorkQueue<&Observed::deletion> deletions_;
+    uint64_t lastNumber_ = 0;
     uint32_t listedCount_ = 0;
     uint32_t endedUnseen_ = 0;
     uint64_t forgotten_ = 0;

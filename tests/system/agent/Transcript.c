@@ -504,7 +504,8 @@ static void endsAndErrors(void) {
     say("delete found: %d", dds_delete(found));
     const dds_entity_t domain = dds_get_parent(participant);
     say("delete the domain: %d", dds_delete(domain));
-    say("gone: %d", dds_get_parent(participant));
+    /* Which error depends on whether anybody else in the process uses the engine. */
+    say("gone: %d", dds_get_parent(participant) < 0);
     open();
     close_();
 }

@@ -1,0 +1,67 @@
+// Ends of programs and of processes under the agent.
+#include <gtest/gtest.h>
+
+#include "Process.hpp"
+
+namespace {
+
+std::vector<std::string> program(const std::string& mode, const std::string& number = "0") {
+    return {testProgram("agent_AgentProgram"), mode, number};
+}
+
+TEST(End, IsAsQuickAsWithoutTheAgent) {
+    const Outcome without = run(program("exit"));
+    const Outcome with = run(underAgent(program("exit")));
+    EXPECT_EQ(with.exitCode, 0) << with.errors;
+    // Start and end together; a sanitizer slows the load of the libraries down.
+    EXPECT_LT(with.seconds, without.seconds + (isSanitized() ? 10 : 1));
+}
+
+TEST(End, WaitsForWhatIsUnderWayAndNoLonger) {
+    const Record record;
+    const Outcome outcome = run(underAgent(program("short", "5")), record.environment());
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_EQ(record.lines("delete brief").size(), 5u) << "all that was queued was done";
+    // The library hangs: the end does not.
+    const Outcome hanging =
+        run(underAgent(program("short", "5")), record.environment({{"ORX_TEST_DELAY_MS", "20000"}}));
+    EXPECT_EQ(hanging.exitCode, 0);
+    EXPECT_LT(hanging.seconds, isSanitized() ? 15 : 5);
+}
+
+TEST(End, HandlersOfTheProgramMayStillUseTheEngine) {
+    const Record record;
+    const Outcome outcome = run(underAgent(program("atexit")), record.environment());
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_EQ(outcome.errors, "");
+}
+
+TEST(End, AForkedChildIsInert) {
+    const Record record;
+    const Outcome outcome = run(underAgent(program("fork")), record.environment());
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_EQ(record.lines("create").size(), 1u);
+    EXPECT_EQ(record.lines("delete participant_").size(), 1u);
+}
+
+TEST(End, AChildThatIsTheFirstToUseTheEngineIsObserved) {
+    const Record record;
+    const Outcome outcome = run(underAgent(program("forkfirst")), record.environment());
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_EQ(record.lines("assert domain_participants").size(), 1u);
+}
+
+// The program ends the engine as a whole, and with it the participant of the monitoring.
+TEST(End, TheEngineMayEndUnderTheMonitoring) {
+    const Record record;
+    const Outcome recorded = run(underAgent(program("engine")), record.environment());
+    EXPECT_EQ(recorded.exitCode, 0) << recorded.errors;
+    for (const char* wait : {"0", "300"}) {
+        const Outcome outcome = run(underAgent(program("engine")), {{"PROGRAM_WAIT_MS", wait}});
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+        EXPECT_EQ(outcome.signal, 0) << outcome.errors;
+        EXPECT_FALSE(outcome.isLate);
+    }
+}
+
+} // namespace

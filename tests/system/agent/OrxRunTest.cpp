@@ -1,0 +1,98 @@
+// orx-run as people use it: its options, its messages, its exit codes.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include "Process.hpp"
+
+namespace {
+
+Outcome orxRun(std::vector<std::string> arguments, const Environment& environment = {}) {
+    arguments.insert(arguments.begin(), bin("orx-run"));
+    return run(arguments, environment);
+}
+
+void expectRefused(const std::vector<std::string>& arguments, const std::string& message) {
+    const Outcome outcome = orxRun(arguments);
+    EXPECT_EQ(outcome.exitCode, 2) << message;
+    EXPECT_EQ(linesOf(outcome.errors).at(0), "orx-run: " + message);
+    EXPECT_EQ(outcome.output, "") << "the program has not run";
+}
+
+TEST(OrxRun, RefusesWrongOptionsBeforeTheProgramStarts) {
+    const std::vector<std::string> program = {"--", "echo", "ran"};
+    const auto with = [&](std::vector<std::string> options) {
+        options.insert(options.end(), program.begin(), program.end());
+        return options;
+    };
+    expectRefused(with({"--domain", "231"}), "--domain: '231' is no domain: a number from 0 to 230 is");
+    expectRefused(with({"--domain", "x"}), "--domain: 'x' is no domain: a number from 0 to 230 is");
+    expectRefused(
+        with({"--app-name", ""}), "--app-name: an application's name has 1 to 255 bytes, and '' has 0");
+    expectRefused(with({"--peers", "a,,b"}), "--peers: 'a,,b' holds an empty address");
+    expectRefused(
+        with({"--select", "//*"}), "--select: selection '//*' has no '=' between expression and patterns");
+    expectRefused(with({"--select", "//*=dds_*", "--select", "a///b=dds_*"}),
+        "--select: expression 'a///b' holds more than two '/' in a row");
+    expectRefused(with({"--select", "/writers/w=dds_*"}),
+        "--select: 'writers' in expression '/writers/w' names no class of resources");
+    expectRefused(with({"--verbosity", "loud"}),
+        "--verbosity: 'loud' is no verbosity: silent, error, warning, info and debug are");
+    expectRefused(with({"--nonsense"}), "unknown option '--nonsense'");
+    expectRefused({"--domain"}, "option '--domain' needs a value");
+    expectRefused({}, "no program is named");
+    expectRefused({"--"}, "no program is named");
+}
+
+TEST(OrxRun, RefusesWrongVariables) {
+    const Outcome outcome = orxRun({"echo", "ran"}, {{"ORX_AGENT_SELECT", "//*=dds_*\n//x"}});
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_EQ(linesOf(outcome.errors).at(0),
+        "orx-run: ORX_AGENT_SELECT: selection '//x' has no '=' between expression and patterns");
+    EXPECT_EQ(outcome.output, "");
+}
+
+TEST(OrxRun, IsReplacedByTheProgram) {
+    EXPECT_EQ(orxRun({"--", "sh", "-c", "exit 23"}).exitCode, 23);
+    EXPECT_EQ(orxRun({"sh", "-c", "kill -TERM $$"}).signal, SIGTERM);
+    EXPECT_EQ(orxRun({"echo", "--domain", "900"}).output, "--domain 900\n") << "options end at the program";
+}
+
+TEST(OrxRun, TellsThatAProgramCannotBeRun) {
+    EXPECT_EQ(orxRun({"--", "no-such-program-here"}).exitCode, 127);
+    EXPECT_EQ(orxRun({"--", "/tmp/no/such/program"}).exitCode, 127);
+    EXPECT_EQ(orxRun({"--", "/tmp"}).exitCode, 126);
+    EXPECT_EQ(orxRun({"--", "no-such-program-here"}).errors,
+        "orx-run: no-such-program-here: No such file or directory\n");
+}
+
+TEST(OrxRun, ExplainsItself) {
+    const Outcome help = orxRun({"--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    for (const char* text : {"--domain N  [ORX_AGENT_DOMAIN]", "--app-name NAME", "--peers LIST",
+             "--select SELECTION", "--verbosity LEVEL", "--off", "default 2", "127"})
+        EXPECT_NE(help.output.find(text), std::string::npos) << text;
+    EXPECT_EQ(orxRun({"--version"}).exitCode, 0);
+}
+
+TEST(OrxRun, SetsVariablesOfTheSameMeaning) {
+    const Outcome outcome = orxRun({"--domain", "9", "--app-name", "a b", "--select", "//*=*", "--select",
+        "//T=!*", "--peers", "10.0.0.1", "--", "env"});
+    EXPECT_NE(outcome.output.find("ORX_AGENT_DOMAIN=9\n"), std::string::npos);
+    EXPECT_NE(outcome.output.find("ORX_AGENT_APP_NAME=a b\n"), std::string::npos);
+    EXPECT_NE(outcome.output.find("ORX_AGENT_SELECT=//*=*\n//T=!*\n"), std::string::npos);
+    EXPECT_NE(outcome.output.find("ORX_AGENT_PEERS=10.0.0.1\n"), std::string::npos);
+    EXPECT_NE(outcome.output.find("liborxshim.so"), std::string::npos);
+}
+
+TEST(OrxRun, KeepsWhatIsPreloadedAlready) {
+    const Outcome outcome = orxRun({"--", "env"}, {{"LD_PRELOAD", "libc.so.6"}});
+    EXPECT_NE(outcome.output.find("/liborxshim.so:libc.so.6\n"), std::string::npos) << outcome.output;
+}
+
+TEST(OrxRun, OffPreloadsNothing) {
+    const Outcome outcome = orxRun({"--off", "--", "env"});
+    EXPECT_EQ(outcome.output.find("LD_PRELOAD"), std::string::npos);
+    EXPECT_NE(outcome.output.find("ORX_AGENT_OFF=1"), std::string::npos);
+}
+
+} // namespace
