@@ -14,6 +14,11 @@ elseif(ORX_SANITIZE STREQUAL "thread")
   target_link_options(orx_settings INTERFACE -fsanitize=thread)
 endif()
 
+# Fuzzing is led by what the code under test does.
+if(ORX_BUILD_FUZZ)
+  target_compile_options(orx_settings INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 # The libraries proper: no exceptions, no RTTI.
 add_library(orx_library_settings INTERFACE)
 target_link_libraries(orx_library_settings INTERFACE orx_settings)
@@ -48,6 +53,17 @@ function(orx_add_test name)
   set_tests_properties(${name} PROPERTIES
     LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT}
     ENVIRONMENT "ASAN_OPTIONS=detect_stack_use_after_return=1;TSAN_OPTIONS=halt_on_error=1:suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1")
+endfunction()
+
+# orx_add_fuzzer(NAME SOURCES... [LIBS ...]): one libFuzzer program, called <folder>_fuzz; its corpus is the folder's
+# `corpus`, which the ordinary tests replay.
+function(orx_add_fuzzer name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
+  target_link_libraries(${name} PRIVATE orx_settings ${arg_LIBS})
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz)
 endfunction()
 
 # A room of the middleware: its sources go into the shared library and into its static twin for tests.
