@@ -46,9 +46,18 @@ void checkLabels(Schema& schema, const Type& type) {
     }
 }
 
+bool hasSequence(const Type& element) {
+    const Type& target = element.target();
+    return target.kind != Kind::Primitive || !cSequenceName(element).empty();
+}
+
 } // namespace
 
 void checkSchema(Schema& schema) {
+    for (const auto& type : schema.types) {
+        expect(schema, type->kind != Kind::Sequence || hasSequence(*type->element), "sequence",
+            "elements for which zddsc/sequence.h has none");
+    }
     for (const auto* type : schema.named) {
         checkMembers(schema, *type);
         if (type->kind == Kind::Union) {

@@ -177,11 +177,10 @@ static idl_retcode_t onUnion(
         Schema_addArm(
             self, idl_identifier(arm->declarator), readDeclarator(self, arm->declarator, arm->type_spec));
         IDL_FOREACH(label, arm->labels) {
-            if (idl_is_default_case(label)) {
-                fail(self, &arm->node, "the generator knows no default case");
-            } else {
-                Schema_addLabel(self, idl_case_label_intvalue(label));
-            }
+            Schema_addLabel(self, idl_case_label_intvalue(label));
+        }
+        if (idl_is_default_case(arm)) {
+            fail(self, &arm->node, "the generator knows no default case");
         }
     }
     return IDL_RETCODE_OK;

@@ -26,14 +26,14 @@ constexpr std::array<PrimitiveNames, PRIMITIVE_COUNT> primitiveNames{{
     {"DDS_Boolean", "DDS_BooleanSeq"},
     {"DDS_Octet", "DDS_OctetSeq"},
     {"DDS_Char", "DDS_CharSeq"},
-    {"DDS_Short", nullptr},
-    {"DDS_UnsignedShort", nullptr},
+    {"DDS_Short", ""},
+    {"DDS_UnsignedShort", ""},
     {"DDS_Long", "DDS_LongSeq"},
     {"DDS_UnsignedLong", "DDS_UnsignedLongSeq"},
     {"DDS_LongLong", "DDS_LongLongSeq"},
     {"DDS_UnsignedLongLong", "DDS_UnsignedLongLongSeq"},
     {"DDS_Float", "DDS_FloatSeq"},
-    {"DDS_Double", nullptr},
+    {"DDS_Double", ""},
 }};
 
 const Type* addAnonymous(Schema& schema, Type type) {

@@ -85,8 +85,8 @@ std::uint32_t idHash(std::string_view text);
 std::uint32_t hash32(std::string_view text);
 
 // Names in C.
-std::string cName(const Type& type); // of a value: "DDS_Octet", "char *", "DDS_Monitoring_Event"
-std::string cSequenceName(const Type& element);
+std::string cName(const Type& type);            // of a value: "DDS_Octet", "char *", "DDS_Monitoring_Event"
+std::string cSequenceName(const Type& element); // empty: there is none
 std::string cLiteralName(const Type& enumeration, const Literal& literal);
 // A declaration such as "DDS_Octet value[24]" or "DDS_Monitoring_GUID_t *dds_guid".
 std::string cDeclaration(const Type& type, const std::string& name, bool isOptional);
