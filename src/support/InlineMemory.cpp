@@ -58,6 +58,7 @@ struct alignas(granule) Block {
 } // namespace
 
 struct REDAInlineMemory {
+    void* memory; // as the lower level gave it
     Block* current;
     Block* free;
     Block* blocks;
@@ -75,12 +76,17 @@ struct REDAInlineMemory {
 
 namespace {
 
+// The lower level need not align for any type: it is asked for so much more, and the place found.
+constexpr std::size_t alignmentRoom = granule - 1;
+
+void* alignedPlace(void* memory) {
+    return reinterpret_cast<void*>(roundUp(reinterpret_cast<std::uintptr_t>(memory), granule));
+}
+
 Block* addBlock(REDAInlineMemory& arena, std::size_t capacity) {
-    // The lower level need not align for any type.
-    void* memory = arena.allocate(arena.allocatorData, sizeof(Block) + capacity + granule - 1);
+    void* memory = arena.allocate(arena.allocatorData, sizeof(Block) + capacity + alignmentRoom);
     if (memory == nullptr) return nullptr;
-    const auto place = roundUp(reinterpret_cast<std::uintptr_t>(memory), granule);
-    auto* block = new (reinterpret_cast<void*>(place)) Block{};
+    auto* block = new (alignedPlace(memory)) Block{};
     block->arena = &arena;
     block->memory = memory;
     block->capacity = capacity;
@@ -233,9 +239,11 @@ REDAInlineMemory* REDAInlineMemory_new(const REDAInlineMemoryProperty* property)
     const std::size_t maximal = bound & ~(granule - 1);
     if (std::min(initial, maximal) < smallestBlock || static_cast<std::size_t>(property->initial) > bound) return nullptr;
 
-    void* memory = property->lowerLevelAllocator(property->lowerLevelAllocatorData, sizeof(REDAInlineMemory));
+    void* memory =
+        property->lowerLevelAllocator(property->lowerLevelAllocatorData, sizeof(REDAInlineMemory) + alignmentRoom);
     if (memory == nullptr) return nullptr;
-    auto* self = new (memory) REDAInlineMemory{};
+    auto* self = new (alignedPlace(memory)) REDAInlineMemory{};
+    self->memory = memory;
     self->zeroBuffers = property->initializeBuffersToZero != 0;
     self->contiguous = property->forceContiguousMemory != 0;
     self->increment = property->increment;
@@ -258,7 +266,7 @@ void REDAInlineMemory_delete(REDAInlineMemory* self) {
         zdds::unpoison(block->base(), block->capacity);
         self->deallocate(self->allocatorData, block->memory);
     }
-    self->deallocate(self->allocatorData, self);
+    self->deallocate(self->allocatorData, self->memory);
 }
 
 void* REDAInlineMemory_reserveBufferI(REDAInlineMemory** self, REDAInlineMemorySize size, int alignment) {

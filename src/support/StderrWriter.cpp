@@ -155,8 +155,7 @@ void reportLost(std::uint64_t& reported) {
     char text[80];
     const int length = std::snprintf(text, sizeof text, "%llu log lines were lost\n",
         static_cast<unsigned long long>(lost - reported));
-    reported = lost;
-    writeAll(text, static_cast<std::size_t>(length));
+    if (writeAll(text, static_cast<std::size_t>(length))) reported = lost;
 }
 
 void waitForLine(std::uint32_t position) {

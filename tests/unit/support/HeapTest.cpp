@@ -130,7 +130,7 @@ TEST(Heap, CountersTellLiveBuffersAndAllocations) {
 struct CountingAllocator {
     std::atomic<int> allocated{0};
     std::atomic<int> freed{0};
-    const char* lastTypeName = nullptr;
+    std::atomic<const char*> lastTypeName{nullptr};
 
     ORXOsapiHeapAllocator allocator() { return {allocate, release, this}; }
 
@@ -157,7 +157,7 @@ TEST(Heap, BufferGoesBackToTheAllocatorThatMadeIt) {
     ORXOsapiHeap_setAllocator(&allocator);
     ASSERT_TRUE(ORXOsapiHeap_allocateStructure(&during, struct Sample));
     EXPECT_TRUE(isZero(during, sizeof *during)) << "zeroed although the allocator's memory is not";
-    EXPECT_STREQ(counting.lastTypeName, "struct Sample");
+    EXPECT_STREQ(counting.lastTypeName.load(), "struct Sample");
     ORXOsapiHeap_freeStructure(before);
     EXPECT_EQ(counting.freed, 0);
     ORXOsapiHeap_setAllocator(nullptr);
@@ -193,7 +193,6 @@ TEST(Heap, AllocatorMayChangeWhileThreadsAllocate) {
             }
         });
     }
-    counting.lastTypeName = "";
     for (int i = 0; i < 200; ++i) {
         ORXOsapiHeap_setAllocator(i % 2 ? nullptr : &allocator);
         std::this_thread::yield();

@@ -24,7 +24,7 @@
 
 // Children of these tests fork again while the writer runs.
 extern "C" const char* __tsan_default_options();
-extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() { return "die_after_fork=0"; }
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() { return "die_after_fork=0:atexit_sleep_ms=0"; }
 
 namespace {
 
@@ -108,10 +108,13 @@ bool exitedWith(const ChildResult& result, int code) {
     return WIFEXITED(result.status) && WEXITSTATUS(result.status) == code;
 }
 
+// Of what the log wrote; a sanitizer may have remarks of its own.
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    for (std::string line; std::getline(stream, line);) {
+        if (line.rfind("==", 0) != 0) lines.push_back(line);
+    }
     return lines;
 }
 
@@ -434,20 +437,24 @@ TEST_F(Log, BlockedStderrHoldsUpTheEndOfTheProcessOnlyBriefly) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
 }
 
-TEST_F(Log, ClosedStderrIsSurvived) {
-    const auto result = runInChild([] {
+TEST_F(Log, StderrThatCannotBeWrittenIsSurvived) {
+    const auto brokenPipe = runInChild([] {
         int ends[2];
         if (pipe(ends) != 0) return 1;
         close(ends[0]);
-        dup2(ends[1], STDERR_FILENO); // a pipe without a reader
+        dup2(ends[1], STDERR_FILENO);
         logError("nobody reads");
         if (!ORXLog_flush(&bound)) return 2;
+        return ORXLog_getLostLineCount() == 1 ? 0 : 3;
+    });
+    EXPECT_TRUE(exitedWith(brokenPipe, 0)) << brokenPipe.status;
+    const auto closed = runInChild([] {
         close(STDERR_FILENO);
         logError("nothing there");
-        if (!ORXLog_flush(&bound)) return 3;
-        return ORXLog_getLostLineCount() == 2 ? 0 : 4;
+        if (!ORXLog_flush(&bound)) return 2;
+        return ORXLog_getLostLineCount() == 1 ? 0 : 3;
     });
-    EXPECT_TRUE(exitedWith(result, 0)) << result.status;
+    EXPECT_TRUE(exitedWith(closed, 0)) << closed.status;
 }
 
 TEST_F(Log, ForkedChildStartsItsOwnWriter) {
