@@ -160,13 +160,24 @@ bool watchMatches(SnapshotThread& self) {
     return true;
 }
 
-bool start(SnapshotThread& self, const DDS_ThreadSettings_t& settings, const char* threadName) {
-    setRunning(self, true);
-    if (!watchMatches(self))
-        return false;
+bool watchStop(SnapshotThread& self) {
+    self.stopCondition = DDS_GuardCondition_new();
+    if (self.stopCondition == nullptr)
+        return ORX_ERROR(FAILED_TO_CREATE, "Snapshot thread stop condition");
+    if (DDS_WaitSet_attach_condition(self.waitset, DDS_GuardCondition_as_condition(self.stopCondition)) !=
+        DDS_RETCODE_OK) {
+        return ORX_ERROR(FAILED_TO_ATTACH, "Snapshot thread stop condition in Event DataWriter WaitSet");
+    }
     self.stopSignal = ORXOsapiSemaphore_new(ORX_OSAPI_SEMAPHORE_KIND_BINARY, nullptr);
     if (self.stopSignal == nullptr)
         return ORX_ERROR(FAILED_TO_CREATE, "Snapshot thread stop semaphore");
+    return true;
+}
+
+bool start(SnapshotThread& self, const DDS_ThreadSettings_t& settings, const char* threadName) {
+    setRunning(self, true);
+    if (!watchMatches(self) || !watchStop(self))
+        return false;
     ORXOsapiCpuBitmap bitmap{};
     if (!DDS_ThreadSettings_cpuListToBitmap(&bitmap, &settings.cpu_list, settings.cpu_rotation)) {
         return ORX_ERROR(FAILED_TO_GET, "CPU Bitmap");
@@ -182,6 +193,7 @@ bool start(SnapshotThread& self, const DDS_ThreadSettings_t& settings, const cha
 bool finalize(SnapshotThread& self) {
     if (self.thread != nullptr) {
         setRunning(self, false);
+        (void)DDS_GuardCondition_set_trigger_value(self.stopCondition, DDS_BOOLEAN_TRUE);
         (void)ORXOsapiSemaphore_give(self.stopSignal);
         if (!ORXOsapiJoinableThread_stopAndDelete(self.thread, threadStopTimeoutMs)) {
             return ORX_ERROR(FAILED_TO_FINALIZE, "Monitoring Event Snapshot Thread");
@@ -194,6 +206,8 @@ bool finalize(SnapshotThread& self) {
         }
         self.waitset = nullptr;
     }
+    if (self.stopCondition != nullptr)
+        (void)DDS_GuardCondition_delete(self.stopCondition);
     if (self.stopSignal != nullptr)
         (void)ORXOsapiSemaphore_delete(self.stopSignal);
     self = {};

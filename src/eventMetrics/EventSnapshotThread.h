@@ -4,11 +4,16 @@
  *
  * Threads: one thread of its own; new and delete are the owner's. The thread ends by itself after any
  * failure, and no further initial snapshots are sent then. It may start before registry and executor exist,
- * as no reader can match a writer that is not enabled. Locks: it takes the library lock in attempts of 200
- * ms, so that a stop is noticed while the lock is busy, and posts under it. Stop: a wait for matches ends
- * within its second. The delay is waited out on a semaphore that finalize gives, so a long snapshot_delay
- * does not hold up a stop; a snapshot is never posted early, since the delay either passes in full or the
- * thread ends. Ownership: class and writer are borrowed; the wait set and the thread are owned. */
+ * as no reader can match a writer that is not enabled.
+ *
+ * Locks: it takes the library lock in attempts of 200 ms, so that a stop is noticed while the lock is busy,
+ * and posts under it.
+ *
+ * Stop: finalize wakes the thread wherever it waits. The delay is waited out on a semaphore that finalize
+ * gives, so a long snapshot_delay does not hold up a stop; and a snapshot is never posted early, since the
+ * delay either passes in full or the thread ends.
+ *
+ * Ownership: class and writer are borrowed; the wait set and the thread are owned. */
 #ifndef ORX_EVENT_SNAPSHOT_THREAD_H
 #define ORX_EVENT_SNAPSHOT_THREAD_H
 
@@ -24,6 +29,7 @@ struct ORX_MonitoringEventSnapshotThread {
     DDS_DataWriter* eventWriter;
     DDS_WaitSet* waitset;
     DDS_StatusCondition* statusCondition; /* the writer's */
+    DDS_GuardCondition* stopCondition;    /* owned; ends a wait for matches at the stop */
     int isRunning;                        /* atomic: true from the start until finalize */
     struct ORXOsapiSemaphore* stopSignal; /* given once by finalize */
     /* Progress, for debuggers and tests; atomic. Matches whose delay has begun, and matches dealt with. */

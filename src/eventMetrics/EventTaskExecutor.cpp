@@ -132,8 +132,10 @@ ORX_MonitoringEventTaskExecutor* ORX_MonitoringEventTaskExecutor_new(
 }
 
 int ORX_MonitoringEventTaskExecutor_delete(ORX_MonitoringEventTaskExecutor* self) {
-    if (self == nullptr) return 1;
-    if (!finalize(*self)) return 0;
+    if (self == nullptr)
+        return 1;
+    if (!finalize(*self))
+        return 0;
     ORXOsapiHeap_freeStructure(self);
     return 1;
 }

@@ -37,8 +37,8 @@ ORX_MonitoringEventTaskExecutor* ORX_MonitoringEventTaskExecutor_new(
     const ORX_MonitoringEventProperty_t* eventProperty, const char* threadName, DDS_DataWriter* writer,
     const ORX_MonitoringGlobalsConcurrency* concurrencyModel, const DDS_Octet rootResourceGuid[16]);
 /* Stops the worker and drops what is queued or cached; nothing more is sent. Non-zero once everything is
- * freed, also for null. Zero when the worker does not end within 20 s: the object stays allocated, and what it
- * borrowed has to stay too. */
+ * freed, also for null. Zero when the worker does not end within 20 s: the object stays allocated, and what
+ * it borrowed has to stay too. */
 int ORX_MonitoringEventTaskExecutor_delete(ORX_MonitoringEventTaskExecutor* self);
 
 /* One metric group of one resource. The caller holds the metric mutex of the resource's index. */

@@ -37,7 +37,11 @@ struct ORX_MonitoringResource* ORX_Monitoring_assertResource(struct ORX_Monitori
     ORX_FAIL_IF(monitoringClass == ORX_NULL);
     ORX_FAIL_IF(concurrencyIndex == ORX_NULL);
     ORX_FAIL_IF(forwarder == ORX_NULL);
-    ORX_FAIL_IF(userResourceGuid == ORX_NULL && (resourceName == ORX_NULL || *resourceName == '\0'));
+    if (userResourceGuid == nullptr && (resourceName == nullptr || *resourceName == '\0')) {
+        // With two backslashes: so the text has always been.
+        return ORX_PRECONDITION_FAILED(
+            "\"userResourceGuid == ((void *)0) && (resourceName == ((void *)0) || *resourceName == '\\\\0')\"\n");
+    }
     const ORX_MonitoringClassImpl& self = implOf(monitoringClass);
     ORX_MonitoringResource* resource = ORX_MonitoringResourceRegistry_assertResource(self.resourceRegistry,
         userResourceGuid, classId, resourceName, userResource, parentResource, forwarder, 1,
