@@ -224,7 +224,8 @@ ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_return_loan_untypedI(
 
 typedef struct DDS_DataReaderCountersI {
     DDS_UnsignedLongLong received;
-    DDS_UnsignedLongLong dropped_cache_full; /* beyond resource_limits.max_samples */
+    /* Beyond resource_limits; where those have no bound, beyond 65536 samples, 16384 instances or 64 MiB. */
+    DDS_UnsignedLongLong dropped_cache_full;
     DDS_UnsignedLongLong dropped_decoding;
     DDS_UnsignedLong cached;
 } DDS_DataReaderCountersI;
