@@ -6,8 +6,10 @@ build=${1:?usage: headers.sh BUILD_FOLDER}
 flags=(-Wall -Wextra -Wpedantic -Werror -fsyntax-only -Isrc/support/include -Imiddleware/include -I"$build/generated/include")
 count=0
 while read -r header; do
-  gcc -std=c11 "${flags[@]}" -x c "$header"
-  g++ -std=c++20 "${flags[@]}" -x c++ "$header"
+  # Included, since a header of macros alone is no translation unit.
+  source=$(printf '#include "%s"\ntypedef int notEmpty;\n' "$(realpath "$header")")
+  gcc -std=c11 "${flags[@]}" -x c - <<<"$source"
+  g++ -std=c++20 "${flags[@]}" -x c++ - <<<"$source"
   count=$((count + 1))
 done < <(find src/support/include middleware/include "$build/generated/include" -name '*.h' 2>/dev/null | sort)
 echo "headers: $count compile as C11 and as C++20"
