@@ -337,7 +337,7 @@ TEST(DistributionMapping, AMissingValueGivesNoneInSilence) {
     EXPECT_EQ(arena.liveBuffers(), 0U);
 }
 
-// Arenas of every size up to one that suffices, so that each reservation is the one that fails: map gives
+// Arenas with more and more room until it suffices, so that each reservation is the one that fails: map gives
 // null or a whole copy, and the arena takes everything back at its end.
 TEST(DistributionMapping, FailsWithoutALineWhenMemoryIsOut) {
     size_t failures = 0, groupsThatFailed = 0;
