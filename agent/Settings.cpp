@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "src/dataModel/MetricTable.hpp"
+
 namespace orx::agent {
 
 namespace {
@@ -168,12 +170,29 @@ size_t checkSection(std::string_view expression, std::string_view section, bool 
     return components + (anyDepth ? 1 : 0) + (anyDepth && odd ? 1 : 0);
 }
 
+template <size_t count>
+bool matchesMetricOf(const char* pattern, const std::array<dataModel::metrics::Row, count>& metrics) {
+    for (const dataModel::metrics::Row& metric : metrics) {
+        if (fnmatch(pattern, metric.name, 0) == 0)
+            return true;
+    }
+    return false;
+}
+
+bool matchesMetric(std::string_view pattern) {
+    namespace metrics = dataModel::metrics;
+    char text[maximumPattern + 1] = {};
+    std::memcpy(text, pattern.data(), pattern.size());
+    return matchesMetricOf(text, metrics::Topic) || matchesMetricOf(text, metrics::DataWriter) ||
+           matchesMetricOf(text, metrics::DataReader) || matchesMetricOf(text, metrics::Participant) ||
+           matchesMetricOf(text, metrics::Application);
+}
+
 void checkPattern(std::string_view selection, std::string_view pattern, Problem& problem) {
     if (pattern.empty())
         return report(problem, "selection '%.*s' holds an empty pattern", width(selection), selection.data());
-    constexpr std::string_view allowed = "abcdefghijklmnopqrstuvwxyz0123456789_*?[]!^-\\:";
-    if (pattern.size() > maximumPattern || pattern.find_first_not_of(allowed) != std::string_view::npos)
-        report(problem, "'%.*s' in selection '%.*s' is no pattern of a metric's name", width(pattern),
+    if (pattern.size() > maximumPattern || !matchesMetric(pattern))
+        report(problem, "'%.*s' in selection '%.*s' matches the name of no metric", width(pattern),
             pattern.data(), width(selection), selection.data());
 }
 

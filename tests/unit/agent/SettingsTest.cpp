@@ -94,13 +94,29 @@ TEST(Settings, SplitsSelectionsAtTheLastEqualsSign) {
 TEST(Settings, NamesWhatIsWrongInASelection) {
     EXPECT_EQ(selectionProblem("//*=dds_*"), "");
     EXPECT_EQ(selectionProblem("//*=*,!dds_topic_*"), "");
+    EXPECT_EQ(selectionProblem("//*=dds_application_process_uptime_sec"), "");
+    EXPECT_EQ(selectionProblem("//*=dds_data_[rw]*_matched_total"), "");
     EXPECT_EQ(selectionProblem("//*"), "selection '//*' has no '=' between expression and patterns");
     EXPECT_EQ(selectionProblem("//*="), "selection '//*=' holds an empty pattern");
-    EXPECT_EQ(selectionProblem("//*=a,,b"), "selection '//*=a,,b' holds an empty pattern");
+    EXPECT_EQ(selectionProblem("//*=*,,*"), "selection '//*=*,,*' holds an empty pattern");
     EXPECT_EQ(selectionProblem("//*=!"), "selection '//*=!' holds an empty pattern");
-    EXPECT_EQ(selectionProblem("//*=dds topic"),
-        "'dds topic' in selection '//*=dds topic' is no pattern of a metric's name");
+    EXPECT_EQ(selectionProblem("//*=dds_*,dds topic"),
+        "'dds topic' in selection '//*=dds_*,dds topic' matches the name of no metric");
+    EXPECT_EQ(selectionProblem("//*=!dds_data_writter_*"),
+        "'dds_data_writter_*' in selection '//*=!dds_data_writter_*' matches the name of no metric");
     EXPECT_EQ(selectionProblem("=dds_*"), "the resource expression is empty");
+}
+
+// Every pattern of the default is for metrics that change by events.
+TEST(Settings, DefaultSelectionsNameEventMetricsAlone) {
+    const Selection parts = splitSelection(defaultSelections());
+    Pattern pattern{};
+    for (std::string_view rest = parts.patterns; nextPattern(rest, pattern);) {
+        EXPECT_TRUE(pattern.enables);
+        EXPECT_EQ(pattern.text.find("cache"), std::string_view::npos);
+        EXPECT_EQ(pattern.text.find("protocol"), std::string_view::npos);
+        EXPECT_EQ(pattern.text.find("_per_s"), std::string_view::npos);
+    }
 }
 
 TEST(Settings, DefaultSelectionsAreValid) {

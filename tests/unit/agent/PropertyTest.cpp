@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "agent/Agent.hpp"
+#include "agent/AgentLog.hpp"
+#include "tests/helpers/FailingHeap.hpp"
+
+namespace {
+
+using namespace orx::agent;
+
+class PropertyTest : public testing::Test {
+protected:
+    PropertyTest() {
+        ORXLog_setStderrEnabled(0);
+        EXPECT_TRUE(ORX_MonitoringProperty_t_initialize(&property));
+    }
+    ~PropertyTest() override {
+        ORX_MonitoringProperty_t_finalize_ex(&property, DDS_BOOLEAN_FALSE);
+        for (const char* name : {"DOMAIN", "APP_NAME", "PEERS", "SELECT"})
+            unsetenv((std::string("ORX_AGENT_") + name).c_str());
+        ORXLog_setStderrEnabled(1);
+    }
+    static void set(const char* name, const char* value) {
+        setenv((std::string("ORX_AGENT_") + name).c_str(), value, 1);
+    }
+    ORX_MonitoringProperty_t property;
+};
+
+TEST_F(PropertyTest, DefaultsStandWithoutVariables) {
+    ASSERT_TRUE(fillProperty(property));
+    EXPECT_EQ(property.domain_id, 2);
+    EXPECT_EQ(property.application_name, nullptr);
+    EXPECT_EQ(DDS_StringSeq_get_length(&property.collector_initial_peers), 0);
+    ASSERT_EQ(DDS_MonitoringMetricSelectionSeq_get_length(&property.metric_selection_list), 1);
+    const auto* selection =
+        DDS_MonitoringMetricSelectionSeq_get_reference(&property.metric_selection_list, 0);
+    EXPECT_STREQ(selection->resource_selection, "//*");
+    EXPECT_GT(DDS_StringSeq_get_length(&selection->enabled_metrics_selection), 5);
+    EXPECT_EQ(DDS_StringSeq_get_length(&selection->disabled_metrics_selection), 0);
+}
+
+TEST_F(PropertyTest, VariablesAreTaken) {
+    set("DOMAIN", "77");
+    set("APP_NAME", "a/b");
+    set("PEERS", "10.0.0.1,host:7400");
+    set("SELECT", "//*=dds_*,!dds_topic_*\n//topics/T=!*");
+    ASSERT_TRUE(fillProperty(property));
+    EXPECT_EQ(property.domain_id, 77);
+    EXPECT_STREQ(property.application_name, "a%2Fb");
+    ASSERT_EQ(DDS_StringSeq_get_length(&property.collector_initial_peers), 2);
+    EXPECT_STREQ(DDS_StringSeq_get(&property.collector_initial_peers, 1), "host:7400");
+    ASSERT_EQ(DDS_MonitoringMetricSelectionSeq_get_length(&property.metric_selection_list), 2);
+    const auto* first = DDS_MonitoringMetricSelectionSeq_get_reference(&property.metric_selection_list, 0);
+    EXPECT_STREQ(DDS_StringSeq_get(&first->enabled_metrics_selection, 0), "dds_*");
+    EXPECT_STREQ(DDS_StringSeq_get(&first->disabled_metrics_selection, 0), "dds_topic_*");
+    const auto* second = DDS_MonitoringMetricSelectionSeq_get_reference(&property.metric_selection_list, 1);
+    EXPECT_STREQ(second->resource_selection, "//topics/T");
+    EXPECT_STREQ(DDS_StringSeq_get(&second->disabled_metrics_selection, 0), "*");
+}
+
+TEST_F(PropertyTest, TheNthAllocationMayFail) {
+    set("APP_NAME", "name");
+    set("PEERS", "10.0.0.1,host:7400");
+    set("SELECT", "//*=dds_*,!dds_topic_*\n//topics/T=!*");
+    FailingHeap heap;
+    bool succeeded = false;
+    const uint64_t before = ORXOsapiHeap_getLiveBufferCount();
+    uint64_t steps = 0;
+    for (uint64_t n = 1; !succeeded && n < 500; ++n, ++steps) {
+        ORX_MonitoringProperty_t copy;
+        ASSERT_TRUE(ORX_MonitoringProperty_t_initialize(&copy));
+        heap.failAt(n);
+        succeeded = fillProperty(copy);
+        heap.failNoMore();
+        ORX_MonitoringProperty_t_finalize_ex(&copy, DDS_BOOLEAN_FALSE);
+        EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), before) << "after step " << n;
+    }
+    EXPECT_TRUE(succeeded);
+    EXPECT_GT(steps, 8u);
+}
+
+TEST_F(PropertyTest, VerbositySetsTheMasks) {
+    const ORX_UINT32 libraryMask = ORX_MonitoringLog_g_instrumentationMask;
+    const ORX_UINT32 ddsMask = DDSLog_g_instrumentationMask;
+    setVerbosity(Verbosity::error);
+    EXPECT_TRUE(logs(ORX_LOG_BIT_ERROR));
+    EXPECT_FALSE(logs(ORX_LOG_BIT_WARNING));
+    setVerbosity(Verbosity::info);
+    EXPECT_TRUE(logs(ORX_LOG_BIT_STATUS)) << "the agent's own";
+    EXPECT_EQ(ORX_MonitoringLog_g_instrumentationMask & ORX_LOG_BIT_STATUS, 0u) << "not the libraries'";
+    setVerbosity(Verbosity::debug);
+    EXPECT_NE(ORX_MonitoringLog_g_instrumentationMask & ORX_LOG_BIT_STATUS, 0u);
+    setVerbosity(Verbosity::warning);
+    ORX_MonitoringLog_setBitmaps(~0U, libraryMask);
+    DDSLog_setDependencyInstrumentationMask(ddsMask);
+}
+
+} // namespace
