@@ -28,8 +28,7 @@ struct DDS_TypePrograms {
     zdds::types::HeapArray<zdds::types::Op> ops;
     zdds::types::HeapArray<zdds::types::Arm> armList;
     zdds::types::HeapArray<uint8_t> image;
-    zdds::types::HeapArray<zdds::types::Piece> pieces;
-    zdds::types::HeapArray<zdds::types::WireOp> wireOps;
+    zdds::types::HeapArray<zdds::types::Instruction> instructions;
 
     const DDS_TypePrograms& element() const { return *nested.data()[0]; }
 };

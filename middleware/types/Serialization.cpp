@@ -35,7 +35,11 @@ bool writeSample(const DDS_TypePrograms& programs, bool isXcdr2, const char* val
     size_t size;
     if (!out.room(encapsulationSize)) return false;
     const uint16_t identifier = littleEndianIdentifier(*programs.type, isXcdr2);
-    out.put4(static_cast<uint32_t>(identifier >> 8 | (identifier & 0xFF) << 8));
+    char* header = out.current();
+    header[0] = 0;
+    header[1] = static_cast<char>(identifier);
+    header[2] = header[3] = 0;
+    out.advance(encapsulationSize);
     if (isXcdr2) {
         if (!writeWire(programs.wire, value, out)) return false;
     } else if (!writeXcdr(programs, encapsulationOf(*programs.type, false), value, &out, &size)) {
@@ -43,7 +47,8 @@ bool writeSample(const DDS_TypePrograms& programs, bool isXcdr2, const char* val
     }
     const size_t padding = paddingTo(out.position(), 4);
     if (!out.room(padding)) return false;
-    out.pad(4);
+    std::memset(out.current(), 0, padding);
+    out.advance(padding);
     *out.at(3) = static_cast<char>(padding);
     return true;
 }

@@ -12,11 +12,11 @@
 
 #include "zddsc/type_descriptor.h"
 
+struct DDS_TypePrograms;
+
 namespace zdds::types {
 
 struct Shape;
-struct Wire;
-
 enum class OpCode : uint8_t {
     plain,          // `size` bytes
     string,         // char*, never null in an initialized value; text: the default
@@ -34,7 +34,7 @@ struct Arm {
     uint32_t labelCount;
     const DDS_LongLong* labels;
     const Shape* shape;
-    const Wire* wire;
+    const DDS_TypePrograms* programs;
 };
 
 struct Arms {

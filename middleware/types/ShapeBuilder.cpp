@@ -127,7 +127,7 @@ bool ShapeBuilderBase::pushArm(const DDS_TypeMember& member, const DDS_TypeProgr
     if (shape.image != nullptr && !putImage(member.offset, shape.image, shape.size)) return false;
     isPlainUnion_ = isPlainUnion_ && shape.isPlain();
     return programs_.armList.push({static_cast<uint32_t>(member.offset),
-        (member.flags & DDS_MEMBER_FLAG_DEFAULT_ARM) != 0, member.labelCount, member.labels, &shape, &inner.wire});
+        (member.flags & DDS_MEMBER_FLAG_DEFAULT_ARM) != 0, member.labelCount, member.labels, &shape, &inner});
 }
 
 bool ShapeBuilderBase::pushArray(const Shape& inner) {

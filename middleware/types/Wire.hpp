@@ -1,8 +1,10 @@
 // The wire side of a type as a flat program: XCDR version 2 in native byte order, in the form that writers give it.
 //
-// Neighbouring members of fixed size are one segment: a list of pieces at constant offsets in both memory and
-// stream, headers of nested structures included, behind one check for room. Whatever has another form (a foreign
-// byte order, XCDR 1, members more or fewer than known) is left to the walker (XcdrReader.hpp).
+// A program is a row of instructions that one loop runs. Neighbouring members of fixed size are one segment: room is
+// looked after once, and what follows works at constant offsets in both memory and stream, headers of nested
+// structures included. Structures within are part of the row; sequences and unions run the programs of what they
+// hold. Whatever has another form (a foreign byte order, XCDR 1, members more or fewer than known) is left to the
+// walker (XcdrReader.hpp).
 // Threads: constant once made. Ownership: the type's programs own it.
 #ifndef ZDDSC_TYPES_WIRE_HPP
 #define ZDDSC_TYPES_WIRE_HPP
@@ -11,81 +13,68 @@
 
 #include "middleware/types/Shape.hpp"
 
+struct DDS_TypePrograms;
+
 namespace zdds::types {
 
-enum class PieceCode : uint8_t {
+enum class Code : uint8_t {
+    end,
+    segment,  // alignment; a: size. The instructions up to `zeros` work within it, at `wire` of it
     copy1,
     copy2,
     copy4,
     copy8,
     copy16,
-    copyMany,    // value: bytes
-    constant,    // 4 bytes: value
-    zeros,       // value: bytes of padding
-    boolean,     // checks a byte that a copy has moved
-    enumeration  // checks 4 bytes that a copy has moved, against the literals of `type`
+    copyMany, // a: size
+    boolean,  // checks the byte that a copy has moved
+    range,    // checks an enumerator that a copy has moved: from a on, b values
+    literal,  // the same against the enumeration of `programs`
+    constant, // a: 4 bytes
+    zeros,    // a: bytes of padding
+
+    block,         // alignment; a: size: plain bytes too many for a segment
+    text,          // a: most characters
+    blockSequence, // alignment; a: most elements; b: size of one: they lie in the stream as in memory
+    sequence,      // a: most elements; of `programs`
+    array,         // a: elements; of `programs`
+    discriminated, // a union of `programs`
+    reference,     // to a value of `programs`
+    call,          // a structure of `programs` that is too long to be part of the row
+
+    open,     // a DHEADER; slot
+    close,    // its end
+    header,   // a: EMHEADER; hasSize: and NEXTINT; slot
+    closeHeader,
+    flagged,  // an optional member behind its boolean; isText, or slot and `programs`; a: instructions to skip
+    optional, // the same in a mutable structure, where b is the EMHEADER that comes next
+    leave     // the end of an optional value; slot
 };
 
-struct Piece {
-    PieceCode code;
-    uint32_t wire;   // offset in the segment
-    uint32_t memory; // offset in the value
-    uint32_t value;
-    const DDS_TypeDescriptor* type;
+struct Instruction {
+    Code code = Code::end;
+    uint8_t alignment = 1;
+    bool hasSize = false;
+    bool isText = false;
+    uint16_t slot = 0;
+    uint16_t wire = 0;   // offset in the segment
+    uint32_t memory = 0; // offset in the value
+    uint32_t a = 0;
+    uint32_t b = 0;
+    const DDS_TypePrograms* programs = nullptr;
 };
 
-struct Segment {
-    const Piece* pieces = nullptr;
-    uint32_t count = 0;
-    uint32_t size = 0;      // bytes in the stream
-    uint32_t alignment = 1; // of its first byte
-};
-
-enum class WireKind : uint8_t {
-    fixed, // one segment
-    string,
-    blockSequence, // elements lie in the stream as in memory
-    sequence,
-    array, // of elements that are not fixed, or too many for one segment
-    structure,
-    discriminated, // a union
-    reference
-};
-
-struct Wire;
-
-enum class Header : uint8_t {
-    none,
-    flag,  // a boolean before an optional member
-    member // an EMHEADER, with NEXTINT for length code 4
-};
-
-// A step of a structure.
-struct WireOp {
-    bool isSegment;
-    bool isOptional; // a pointer lies at the offset
-    bool isText;     // optional: the pointer is the string itself
-    Header header;   // of an optional or mutable member; a segment holds it already
-    uint32_t offset;
-    uint32_t memberHeader; // EMHEADER
-    Segment segment;
-    const Wire* wire;
-    const Shape* shape; // of an optional value
-};
+// Each level of nesting takes three slots at most: of a DHEADER, of a member header, of an optional value.
+constexpr unsigned mostSlots = 3 * (DDS_TYPE_MAXIMUM_NESTING + 2);
 
 struct Wire {
-    WireKind kind = WireKind::fixed;
-    bool isDelimited = false; // a DHEADER comes first
-    bool isMutable = false;
+    const Instruction* program = nullptr;
+    uint32_t count = 0;     // with the `end`
+    uint16_t slots = 0;     // that the row uses
+    bool isFixed = false;   // one segment: the row is `segment`, what works in it, `end`
     uint8_t lengthCode = 4; // in a member header: see Xcdr.hpp
-    uint32_t bound = 0;     // sequence, string; array: elements
-    Segment fixed;
-    const Wire* element = nullptr; // sequence, array, reference
-    const Shape* elementShape = nullptr;
-    const WireOp* ops = nullptr;
-    uint32_t opCount = 0;
-    const Arms* arms = nullptr;
-    const Segment* discriminator = nullptr;
+
+    uint32_t fixedSize() const { return program->a; }
+    uint32_t fixedAlignment() const { return program->alignment; }
 };
 
 // Does the enumeration have the value?

@@ -7,279 +7,329 @@
 namespace zdds::types {
 namespace {
 
-constexpr uint32_t mostPieces = 64; // of an array that is laid out piece by piece
+constexpr uint32_t mostInSegment = 32768;  // bytes
+constexpr uint32_t mostUnrolled = 64;      // instructions of an array that is laid out element by element
+constexpr uint32_t mostPartOfTheRow = 256; // instructions of a structure that becomes part of another's row
 
-// Collects pieces into segments. Segments refer to pieces by index while the array grows.
+bool isCopy(Code code) { return code >= Code::copy1 && code <= Code::copyMany; }
+bool isCheck(Code code) { return code >= Code::boolean && code <= Code::literal; }
+bool isInSegment(Code code) { return code >= Code::copy1 && code <= Code::zeros; }
+
+Code copyCode(uint32_t size) {
+    switch (size) {
+    case 1: return Code::copy1;
+    case 2: return Code::copy2;
+    case 4: return Code::copy4;
+    case 8: return Code::copy8;
+    case 16: return Code::copy16;
+    default: return Code::copyMany;
+    }
+}
+
 class Builder {
 public:
     explicit Builder(DDS_TypePrograms& programs)
-        : programs_(programs), type_(*programs.type), wire_(programs.wire) {}
+        : programs_(programs), type_(*programs.type), row_(programs.instructions) {}
 
     bool build() {
-        wire_.lengthCode = lengthCodeOf(type_);
-        wire_.isDelimited = hasDelimiter(type_);
-        wire_.bound = type_.bound;
+        Wire& wire = programs_.wire;
+        wire.lengthCode = lengthCodeOf(type_);
+        if (!compile() || !push({.code = Code::end})) return false;
+        wire.program = row_.data();
+        wire.count = static_cast<uint32_t>(row_.size());
+        wire.slots = static_cast<uint16_t>(slots_);
+        wire.isFixed = row_[0].code == Code::segment &&
+                       std::all_of(row_.begin() + 1, row_.end() - 1, [](const Instruction& i) { return isInSegment(i.code); });
+        return true;
+    }
+
+private:
+    bool compile() {
         switch (type_.kind) {
-        case DDS_TYPE_STRING: wire_.kind = WireKind::string; return true;
+        case DDS_TYPE_STRING: return push({.code = Code::text, .a = bound()});
         case DDS_TYPE_STRUCT: return type_.extensibility == DDS_TYPE_MUTABLE ? mutableStruct() : plainStruct();
-        case DDS_TYPE_UNION: return discriminated();
+        case DDS_TYPE_UNION: return inHeader([this] { return push({.code = Code::discriminated, .programs = &programs_}); });
         case DDS_TYPE_ARRAY: return array();
-        case DDS_TYPE_SEQUENCE: sequence(); return true;
-        case DDS_TYPE_ALIAS:
-            wire_.kind = WireKind::reference;
-            wire_.lengthCode = lengthCodeOf(*resolveAll(&type_));
-            takeElement();
-            return true;
+        case DDS_TYPE_SEQUENCE: return inHeader([this] { return sequence(); });
+        case DDS_TYPE_ALIAS: return push({.code = Code::reference, .programs = &programs_.element()});
         default: return primitive();
         }
     }
 
-private:
-    uint32_t at() const { return static_cast<uint32_t>(programs_.pieces.size()); }
+    uint32_t bound() const { return type_.bound == 0 ? UINT32_MAX - 1 : type_.bound; }
+    bool push(const Instruction& instruction) { return row_.push(instruction); }
+    uint32_t size() const { return static_cast<uint32_t>(row_.size()); }
 
-    void begin(Segment& segment, uint32_t alignment) {
-        segment = {nullptr, 0, 0, alignment};
-        first_ = at();
+    // ---- Segments ----
+
+    bool hasSegment() const { return segment_ != none; }
+    Instruction& segment() { return row_[segment_]; }
+    void endSegment() { segment_ = none; }
+    bool beginSegment(uint32_t alignment) {
+        segment_ = size();
+        return push({.code = Code::segment, .alignment = static_cast<uint8_t>(alignment)});
     }
 
-    bool put(Segment& segment, const Piece& piece) {
-        ++segment.count;
-        return programs_.pieces.push(piece);
-    }
-
-    bool pad(Segment& segment, uint32_t alignment) {
-        const auto gap = static_cast<uint32_t>(paddingTo(segment.size, alignment));
+    bool pad(uint32_t alignment) {
+        const auto gap = static_cast<uint32_t>(paddingTo(segment().a, alignment));
         if (gap == 0) return true;
-        segment.size += gap;
-        return put(segment, {PieceCode::zeros, segment.size - gap, 0, gap, nullptr});
+        const auto at = static_cast<uint16_t>(segment().a);
+        segment().a += gap;
+        return push({.code = Code::zeros, .wire = at, .a = gap});
     }
 
-    bool putConstant(Segment& segment, uint32_t value) {
-        segment.size += 4;
-        return put(segment, {PieceCode::constant, segment.size - 4, 0, value, nullptr});
-    }
-
-    static bool isCopy(PieceCode code) { return code <= PieceCode::copyMany; }
-    static uint32_t copied(const Piece& piece) { return piece.value; }
-
-    static PieceCode copyCode(uint32_t size) {
-        switch (size) {
-        case 1: return PieceCode::copy1;
-        case 2: return PieceCode::copy2;
-        case 4: return PieceCode::copy4;
-        case 8: return PieceCode::copy8;
-        case 16: return PieceCode::copy16;
-        default: return PieceCode::copyMany;
-        }
+    bool putConstant(uint32_t value) {
+        const auto at = static_cast<uint16_t>(segment().a);
+        segment().a += 4;
+        return push({.code = Code::constant, .wire = at, .a = value});
     }
 
     // A copy that continues the one before it, in memory and stream, becomes part of it. Checks in between do not
     // matter: they come after what they check.
-    bool putCopy(Segment& segment, uint32_t wire, uint32_t memory, uint32_t size) {
-        for (uint32_t i = at(); i > first_; --i) {
-            Piece& last = programs_.pieces[i - 1];
-            if (last.code == PieceCode::boolean || last.code == PieceCode::enumeration) continue;
-            if (!isCopy(last.code) || last.wire + copied(last) != wire || last.memory + copied(last) != memory) break;
-            last.value += size;
-            last.code = copyCode(last.value);
+    bool putCopy(const Instruction& copy) {
+        for (uint32_t i = size() - 1; i > segment_; --i) {
+            Instruction& last = row_[i];
+            if (isCheck(last.code)) continue;
+            if (!isCopy(last.code) || last.wire + last.a != copy.wire || last.memory + last.a != copy.memory) break;
+            last.a += copy.a;
+            last.code = copyCode(last.a);
             return true;
         }
-        return put(segment, {copyCode(size), wire, memory, size, nullptr});
+        return push(copy);
     }
 
     // Appends a value of fixed form that lies at `memory`. The caller has seen to the alignment.
-    bool append(Segment& segment, const Segment& inner, uint32_t memory) {
-        if (!pad(segment, inner.alignment)) return false;
-        const uint32_t start = segment.size;
-        for (uint32_t i = 0; i < inner.count; ++i) {
-            Piece piece = inner.pieces[i];
-            piece.wire += start;
-            piece.memory += memory;
-            if (!(isCopy(piece.code) ? putCopy(segment, piece.wire, piece.memory, copied(piece)) : put(segment, piece)))
-                return false;
+    bool append(const Wire& inner, uint32_t memory) {
+        if (!pad(inner.fixedAlignment())) return false;
+        const uint32_t start = segment().a;
+        for (const Instruction* i = inner.program + 1; i->code != Code::end; ++i) {
+            Instruction moved = *i;
+            moved.wire = static_cast<uint16_t>(moved.wire + start);
+            moved.memory += memory;
+            if (!(isCopy(moved.code) ? putCopy(moved) : push(moved))) return false;
         }
-        segment.size += inner.size;
+        segment().a += inner.fixedSize();
         return true;
     }
 
-    // The program consists of one segment: what was put since begin().
-    void makeFixed(const Segment& segment) {
-        wire_.kind = WireKind::fixed;
-        wire_.fixed = segment;
-        wire_.fixed.pieces = programs_.pieces.data() + first_;
+    // Appends a value of fixed form to the open segment, or to a new one where the alignment of what is open does not
+    // tell where the value lies.
+    bool appendFixed(const Wire& inner, uint32_t memory) {
+        if (hasSegment() &&
+            (inner.fixedAlignment() > segment().alignment || segment().a + inner.fixedSize() + 4 > mostInSegment))
+            endSegment();
+        return (hasSegment() || beginSegment(inner.fixedAlignment())) && append(inner, memory);
     }
+
+    // ---- Values ----
 
     bool primitive() {
-        Segment segment;
         const auto size = static_cast<uint32_t>(type_.size);
-        begin(segment, std::min(size, 4U));
-        segment.size = size;
-        if (!putCopy(segment, 0, 0, size)) return false;
-        if (type_.kind == DDS_TYPE_BOOLEAN && !put(segment, {PieceCode::boolean, 0, 0, 0, nullptr})) return false;
-        if (type_.kind == DDS_TYPE_ENUM && !put(segment, {PieceCode::enumeration, 0, 0, 0, &type_})) return false;
-        makeFixed(segment);
-        return true;
-    }
-
-    void takeElement() {
-        wire_.element = &programs_.element().wire;
-        wire_.elementShape = &programs_.element().shape;
-    }
-
-    bool array() {
-        takeElement();
-        wire_.kind = WireKind::array;
-        wire_.bound = programs_.count;
-        const Wire& element = *wire_.element;
-        const bool isBlock = isBlockElement(element, *wire_.elementShape);
-        if (element.kind != WireKind::fixed ||
-            (!isBlock && uint64_t{element.fixed.count + 1} * programs_.count > mostPieces))
-            return true;
-        Segment segment;
-        begin(segment, wire_.isDelimited ? 4 : element.fixed.alignment);
-        if (wire_.isDelimited && !putConstant(segment, 0)) return false;
-        if (isBlock) {
-            if (!pad(segment, element.fixed.alignment)) return false;
-            segment.size += static_cast<uint32_t>(type_.size);
-            if (!putCopy(segment, segment.size - static_cast<uint32_t>(type_.size), 0,
-                    static_cast<uint32_t>(type_.size)))
-                return false;
-        } else {
-            for (uint32_t i = 0; i < programs_.count; ++i)
-                if (!append(segment, element.fixed, i * wire_.elementShape->size)) return false;
-        }
-        if (wire_.isDelimited) programs_.pieces[first_].value = segment.size - 4;
-        makeFixed(segment);
-        return true;
+        if (!beginSegment(std::min(size, 4U))) return false;
+        segment().a = size;
+        if (!push({.code = copyCode(size), .a = size})) return false;
+        if (type_.kind == DDS_TYPE_BOOLEAN) return push({.code = Code::boolean});
+        if (type_.kind != DDS_TYPE_ENUM) return true;
+        const DDS_Long first = type_.literals[0].value;
+        const DDS_LongLong span = DDS_LongLong{type_.literals[type_.literalCount - 1].value} - first + 1;
+        if (span != type_.literalCount) return push({.code = Code::literal, .programs = &programs_});
+        return push({.code = Code::range, .a = static_cast<uint32_t>(first), .b = type_.literalCount});
     }
 
     // Elements that follow each other without gaps, in the stream as in memory, with nothing to check.
-    static bool isBlockElement(const Wire& element, const Shape& shape) {
-        const Segment& segment = element.fixed;
-        return element.kind == WireKind::fixed && segment.count == 1 && isCopy(segment.pieces[0].code) &&
-               segment.pieces[0].memory == 0 && segment.size == shape.size && segment.size % segment.alignment == 0;
+    static bool isBlock(const DDS_TypePrograms& element) {
+        const Wire& wire = element.wire;
+        return wire.isFixed && wire.count == 3 && isCopy(wire.program[1].code) && wire.program[1].memory == 0 &&
+               wire.fixedSize() == element.shape.size && wire.fixedSize() % wire.fixedAlignment() == 0;
     }
 
-    void sequence() {
-        takeElement();
-        wire_.kind =
-            isBlockElement(*wire_.element, *wire_.elementShape) ? WireKind::blockSequence : WireKind::sequence;
+    bool sequence() {
+        const DDS_TypePrograms& element = programs_.element();
+        if (!isBlock(element)) return push({.code = Code::sequence, .a = bound(), .programs = &element});
+        return push({.code = Code::blockSequence, .alignment = static_cast<uint8_t>(element.wire.fixedAlignment()),
+            .a = bound(), .b = element.shape.size, .programs = &element});
+    }
+
+    bool array() {
+        const DDS_TypePrograms& element = programs_.element();
+        const Wire& wire = element.wire;
+        const auto bytes = static_cast<uint32_t>(type_.size);
+        if (isBlock(element) && bytes <= mostInSegment / 2) {
+            if (!beginForDelimited(wire.fixedAlignment())) return false;
+            const auto at = static_cast<uint16_t>(segment().a);
+            segment().a += bytes;
+            if (!push({.code = copyCode(bytes), .wire = at, .a = bytes})) return false;
+            endDelimitedSegment();
+            return true;
+        }
+        if (isBlock(element))
+            return inHeader([&] {
+                return push({.code = Code::block, .alignment = static_cast<uint8_t>(wire.fixedAlignment()), .a = bytes});
+            });
+        if (!wire.isFixed || uint64_t{wire.count} * programs_.count > mostUnrolled ||
+            uint64_t{wire.fixedSize() + 4} * programs_.count > mostInSegment / 2)
+            return inHeader([&] { return push({.code = Code::array, .a = programs_.count, .programs = &element}); });
+        if (!beginForDelimited(wire.fixedAlignment())) return false;
+        for (uint32_t i = 0; i < programs_.count; ++i)
+            if (!append(wire, i * element.shape.size)) return false;
+        endDelimitedSegment();
+        return true;
+    }
+
+    // A segment for a whole value: it begins with the DHEADER if there is one.
+    bool beginForDelimited(uint32_t alignment) {
+        return beginSegment(hasDelimiter(type_) ? 4 : alignment) && (!hasDelimiter(type_) || putConstant(0));
+    }
+    void endDelimitedSegment() {
+        if (hasDelimiter(type_)) row_[segment_ + 1].a = segment().a - 4;
+        endSegment();
+    }
+
+    // What is of no fixed size, behind its DHEADER if it has one.
+    template <typename Put> bool inHeader(Put put) {
+        if (!hasDelimiter(type_)) return put();
+        const auto slot = static_cast<uint16_t>(slots_++);
+        return push({.code = Code::open, .slot = slot}) && put() && closeSegment() &&
+               push({.code = Code::close, .slot = slot});
+    }
+    bool closeSegment() {
+        endSegment();
+        return true;
+    }
+
+    // ---- Structures ----
+
+    bool isFixedMember(uint32_t index) const {
+        return !isOptional(type_.members[index]) && programs_.nested.data()[index]->wire.isFixed;
     }
 
     // All members fixed, and no alignment that depends on where the structure starts.
-    bool tryFixedStruct(bool* isFixed) {
-        *isFixed = false;
-        uint32_t alignment = wire_.isDelimited ? 4 : 0;
+    bool isFixedStruct() const {
+        uint32_t alignment = hasDelimiter(type_) ? 4 : 0;
+        uint64_t bytes = 4;
         for (uint32_t i = 0; i < type_.memberCount; ++i) {
-            const Wire& inner = programs_.nested[i]->wire;
-            if (isOptional(type_.members[i]) || inner.kind != WireKind::fixed) return true;
-            if (alignment == 0) alignment = inner.fixed.alignment;
-            if (inner.fixed.alignment > alignment) return true;
+            if (!isFixedMember(i)) return false;
+            const Wire& inner = programs_.nested.data()[i]->wire;
+            if (alignment == 0) alignment = inner.fixedAlignment();
+            if (inner.fixedAlignment() > alignment) return false;
+            bytes += inner.fixedSize() + 3;
         }
-        if (alignment == 0) return true;
-        Segment segment;
-        begin(segment, alignment);
-        if (wire_.isDelimited && !putConstant(segment, 0)) return false;
-        for (uint32_t i = 0; i < type_.memberCount; ++i)
-            if (!append(segment, programs_.nested[i]->wire.fixed, static_cast<uint32_t>(type_.members[i].offset)))
-                return false;
-        if (wire_.isDelimited) programs_.pieces[first_].value = segment.size - 4;
-        makeFixed(segment);
-        *isFixed = true;
-        return true;
-    }
-
-    // Ends the open segment, if there is one, as a step.
-    bool close(Segment& segment) {
-        if (segment.count == 0) return true;
-        WireOp op{};
-        op.isSegment = true;
-        op.segment = segment;
-        op.segment.pieces = reinterpret_cast<const Piece*>(uintptr_t{first_}); // an index until finishOps
-        segment.count = 0;
-        return programs_.wireOps.push(op);
+        return alignment != 0 && bytes <= mostInSegment;
     }
 
     bool plainStruct() {
-        bool isFixed = false;
-        if (!tryFixedStruct(&isFixed)) return false;
-        if (isFixed) return true;
-        wire_.kind = WireKind::structure;
-        Segment segment;
-        // Behind a DHEADER all alignments are known from the start.
-        begin(segment, wire_.isDelimited ? 4 : 1);
-        for (uint32_t i = 0; i < type_.memberCount; ++i) {
-            const DDS_TypeMember& member = type_.members[i];
-            const DDS_TypePrograms& inner = *programs_.nested[i];
-            const auto offset = static_cast<uint32_t>(member.offset);
-            if (isOptional(member) || inner.wire.kind != WireKind::fixed) {
-                if (!close(segment) || !pushOp(member, inner, isOptional(member) ? Header::flag : Header::none))
-                    return false;
-                continue;
-            }
-            const bool isFirst = programs_.wireOps.size() == 0 && segment.count == 0 && wire_.isDelimited;
-            if (segment.count > 0 && inner.wire.fixed.alignment > segment.alignment && !close(segment)) return false;
-            if (segment.count == 0) begin(segment, isFirst ? 4 : inner.wire.fixed.alignment);
-            if (!append(segment, inner.wire.fixed, offset)) return false;
+        if (isFixedStruct()) {
+            if (!beginForDelimited(type_.memberCount == 0 ? 4 : programs_.nested[0]->wire.fixedAlignment())) return false;
+            for (uint32_t i = 0; i < type_.memberCount; ++i)
+                if (!append(programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset))) return false;
+            endDelimitedSegment();
+            return true;
         }
-        if (!close(segment)) return false;
-        finishOps();
+        return inHeader([this] {
+            // Behind a DHEADER all alignments are known from the start.
+            bool isAligned = hasDelimiter(type_);
+            const unsigned slots = slots_;
+            for (uint32_t i = 0; i < type_.memberCount; ++i) {
+                const auto offset = static_cast<uint32_t>(type_.members[i].offset);
+                if (isFixedMember(i)) {
+                    if (isAligned && !beginSegment(4)) return false;
+                    if (!appendFixed(programs_.nested[i]->wire, offset)) return false;
+                } else {
+                    endSegment();
+                    if (!putMember(i, slots)) return false;
+                }
+                isAligned = false;
+            }
+            return true;
+        });
+    }
+
+    // A member of final and appendable structures that is optional or not fixed.
+    bool putMember(uint32_t index, unsigned slots) {
+        const DDS_TypeMember& member = type_.members[index];
+        const DDS_TypePrograms& inner = *programs_.nested[index];
+        const auto offset = static_cast<uint32_t>(member.offset);
+        if (!isOptional(member)) return putValue(inner, offset, slots);
+        return putOptional(Code::flagged, member, inner, 0, slots,
+            [&](uint32_t memory, unsigned free) { return putValue(inner, memory, free); });
+    }
+
+    // `put` gets the offset of the value in memory, and the first free slot.
+    template <typename Put>
+    bool putOptional(
+        Code code, const DDS_TypeMember& member, const DDS_TypePrograms& inner, uint32_t header, unsigned slots, Put put) {
+        const bool isText = inner.type->kind == DDS_TYPE_STRING;
+        const uint32_t at = size();
+        const auto offset = static_cast<uint32_t>(member.offset);
+        if (!push({.code = code, .isText = isText, .slot = static_cast<uint16_t>(slots), .memory = offset, .b = header,
+                .programs = &inner}) ||
+            !put(isText ? offset : 0, slots + 1))
+            return false;
+        endSegment();
+        if (!isText && !push({.code = Code::leave, .slot = static_cast<uint16_t>(slots)})) return false;
+        row_[at].a = size() - at - 1;
+        use(slots + 1);
         return true;
     }
 
-    bool pushOp(const DDS_TypeMember& member, const DDS_TypePrograms& inner, Header header) {
-        WireOp op{};
-        op.isOptional = isOptional(member);
-        op.isText = op.isOptional && inner.wire.kind == WireKind::string;
-        op.header = header;
-        op.offset = static_cast<uint32_t>(member.offset);
-        op.memberHeader = memberHeaderOf(member);
-        op.wire = &inner.wire;
-        op.shape = &inner.shape;
-        return programs_.wireOps.push(op);
+    void use(unsigned slots) { slots_ = std::max(slots_, slots); }
+
+    // Any value that is no neighbour in a segment. Slots are counted from `slots` on.
+    bool putValue(const DDS_TypePrograms& inner, uint32_t memory, unsigned slots) {
+        const Wire& wire = inner.wire;
+        endSegment();
+        if (wire.count > mostPartOfTheRow)
+            return push({.code = Code::call, .memory = memory, .programs = &inner});
+        uint32_t bodyEnd = 0; // before it, offsets are those of an optional value
+        for (uint32_t i = 0; i + 1 < wire.count; ++i) {
+            Instruction moved = wire.program[i];
+            if (i >= bodyEnd) {
+                moved.memory += memory;
+                if ((moved.code == Code::flagged || moved.code == Code::optional) && !moved.isText) bodyEnd = i + moved.a + 1;
+            }
+            moved.slot = static_cast<uint16_t>(moved.slot + slots);
+            if (!push(moved)) return false;
+        }
+        use(slots + wire.slots);
+        return true;
     }
 
     bool mutableStruct() {
-        wire_.kind = WireKind::structure;
-        wire_.isMutable = true;
-        for (uint32_t i = 0; i < type_.memberCount; ++i) {
-            const DDS_TypeMember& member = type_.members[i];
-            const DDS_TypePrograms& inner = *programs_.nested[i];
-            if (!pushOp(member, inner, Header::member)) return false;
-            if (inner.wire.kind != WireKind::fixed) continue;
-            WireOp& op = programs_.wireOps.back();
-            Segment segment;
-            begin(segment, 4);
-            if (!putConstant(segment, op.memberHeader)) return false;
-            if (inner.wire.lengthCode == lengthCodeNextInt && !putConstant(segment, inner.wire.fixed.size)) return false;
-            if (!append(segment, inner.wire.fixed, op.isOptional ? 0 : op.offset)) return false;
-            op.isSegment = true;
-            op.segment = segment;
-            op.segment.pieces = reinterpret_cast<const Piece*>(uintptr_t{first_});
-        }
-        finishOps();
-        return true;
+        return inHeader([this] {
+            const unsigned slots = slots_;
+            for (uint32_t i = 0; i < type_.memberCount; ++i) {
+                const DDS_TypeMember& member = type_.members[i];
+                const DDS_TypePrograms& inner = *programs_.nested[i];
+                const uint32_t header = memberHeaderOf(member);
+                const auto put = [&](uint32_t memory, unsigned free) { return putWithHeader(inner, header, memory, free); };
+                if (!(isOptional(member) ? putOptional(Code::optional, member, inner, header, slots, put)
+                                         : put(static_cast<uint32_t>(member.offset), slots)))
+                    return false;
+                endSegment();
+            }
+            return true;
+        });
     }
 
-    // The arrays move no more: indexes become addresses.
-    void finishOps() {
-        for (WireOp& op : programs_.wireOps)
-            if (op.isSegment) op.segment.pieces = programs_.pieces.data() + reinterpret_cast<uintptr_t>(op.segment.pieces);
-        wire_.ops = programs_.wireOps.data();
-        wire_.opCount = static_cast<uint32_t>(programs_.wireOps.size());
+    bool putWithHeader(const DDS_TypePrograms& inner, uint32_t header, uint32_t memory, unsigned slots) {
+        const Wire& wire = inner.wire;
+        const bool hasSize = wire.lengthCode == lengthCodeNextInt;
+        if (wire.isFixed && wire.fixedSize() + 8 <= mostInSegment)
+            return beginSegment(4) && putConstant(header) && (!hasSize || putConstant(wire.fixedSize())) &&
+                   append(wire, memory);
+        const auto slot = static_cast<uint16_t>(slots);
+        use(slots + 1);
+        return push({.code = Code::header, .hasSize = hasSize, .slot = slot, .a = header}) &&
+               putValue(inner, memory, slots + 1) && (!hasSize || push({.code = Code::closeHeader, .slot = slot}));
     }
 
-    bool discriminated() {
-        wire_.kind = WireKind::discriminated;
-        wire_.arms = &programs_.arms;
-        wire_.discriminator = &programs_.discriminator->wire.fixed;
-        return true;
-    }
+    static constexpr uint32_t none = UINT32_MAX;
 
     DDS_TypePrograms& programs_;
     const DDS_TypeDescriptor& type_;
-    Wire& wire_;
-    uint32_t first_ = 0; // of the open segment
+    HeapArray<Instruction>& row_;
+    uint32_t segment_ = none; // the open one
+    unsigned slots_ = 0;
 };
 
 } // namespace

@@ -1,106 +1,107 @@
 // The size of an encoding, by the same program that writes it.
-#include <cstring>
-
+#include "middleware/types/MemberAccess.hpp"
 #include "middleware/types/WireWriter.hpp"
 #include "middleware/types/Xcdr.hpp"
-#include "zddsc/sequence.h"
 
 namespace zdds::types {
 namespace {
 
-const char* pointerAt(const char* value) {
-    const char* pointer;
-    std::memcpy(&pointer, value, sizeof pointer);
-    return pointer;
+constexpr size_t failure = SIZE_MAX;
+
+size_t add(size_t position, size_t alignment, size_t size) {
+    return position + ((0 - position) & (alignment - 1)) + size;
 }
 
-void add(size_t* position, size_t alignment, size_t size) { *position += paddingTo(*position, alignment) + size; }
+size_t run(const Instruction* i, const char* value, size_t position);
 
-// What writing would refuse of a segment is an enumerator.
-bool measureSegment(const Segment& segment, const char* value, size_t* position) {
-    add(position, segment.alignment, segment.size);
-    for (const Piece *piece = segment.pieces, *end = piece + segment.count; piece != end; ++piece) {
-        if (piece->code != PieceCode::enumeration) continue;
-        DDS_Long literal;
-        std::memcpy(&literal, value + piece->memory, sizeof literal);
-        if (!hasLiteral(*piece->type, literal)) return false;
-    }
-    return true;
+size_t addSequence(const Instruction& i, const DDS_SequenceBase& sequence, size_t position) {
+    const uint32_t length = sequence._length;
+    if (length > i.a) return failure;
+    position = add(position, 4, 4);
+    if (length == 0) return position;
+    const size_t size = i.programs->shape.size;
+    if (i.code == Code::blockSequence) return add(position, i.alignment, length * size);
+    const Wire& wire = i.programs->wire;
+    for (uint32_t n = 0; n < length && position != failure; ++n)
+        position = run(wire.program, sequenceElement(sequence, n, size), position);
+    return position;
 }
 
-bool measureSequence(const Wire& wire, const DDS_SequenceBase& sequence, size_t* position) {
-    if (wire.bound != 0 && sequence._length > wire.bound) return false;
-    add(position, 4, 4);
-    const size_t size = wire.elementShape->size;
-    if (wire.kind == WireKind::blockSequence) {
-        if (sequence._length > 0) add(position, wire.element->fixed.alignment, sequence._length * size);
-        return true;
-    }
-    for (uint32_t i = 0; i < sequence._length; ++i) {
-        const char* element = sequence._discontiguous_buffer != nullptr
-                                  ? static_cast<const char*>(sequence._discontiguous_buffer[i])
-                                  : static_cast<const char*>(sequence._contiguous_buffer) + i * size;
-        if (!measureWire(*wire.element, element, position)) return false;
-    }
-    return true;
+size_t addUnion(const DDS_TypePrograms& programs, const char* value, size_t position) {
+    const Arms& arms = programs.arms;
+    position = run(programs.discriminator->wire.program, value + arms.discriminatorOffset, position);
+    const Arm* arm = arms.select(arms.read(value));
+    return arm == nullptr || position == failure ? position
+                                                 : run(arm->programs->wire.program, value + arm->offset, position);
 }
 
-bool measureMember(const WireOp& op, const char* value, size_t* position) {
-    const char* at = value + op.offset;
-    if (op.isOptional) {
-        if (op.header == Header::flag) *position += 1;
-        const char* pointer = pointerAt(at);
-        if (pointer == nullptr) return true;
-        if (!op.isText) at = pointer;
-    }
-    if (op.header == Header::member) add(position, 4, op.wire->lengthCode == lengthCodeNextInt ? 8 : 4);
-    return measureWire(*op.wire, at, position);
-}
-
-bool measureStruct(const Wire& wire, const char* value, size_t* position) {
-    for (const WireOp *op = wire.ops, *end = op + wire.opCount; op != end; ++op) {
-        if (!op->isSegment) {
-            if (!measureMember(*op, value, position)) return false;
-            continue;
+size_t run(const Instruction* i, const char* value, size_t position) {
+    const char* around[mostSlots];
+    for (;; ++i) {
+        const char* from = value + i->memory;
+        switch (i->code) {
+        case Code::end: return position;
+        case Code::segment:
+        case Code::block: position = add(position, i->alignment, i->a); break;
+        case Code::copy1:
+        case Code::copy2:
+        case Code::copy4:
+        case Code::copy8:
+        case Code::copy16:
+        case Code::copyMany:
+        case Code::boolean:
+        case Code::constant:
+        case Code::zeros:
+        case Code::close:
+        case Code::closeHeader: break;
+        case Code::range:
+            if (wordAt(from) - i->a >= i->b) return failure;
+            break;
+        case Code::literal:
+            if (!hasLiteral(*i->programs->type, static_cast<DDS_Long>(wordAt(from)))) return failure;
+            break;
+        case Code::text: {
+            const size_t length = std::strlen(textAt(from));
+            if (length > i->a) return failure;
+            position = add(position, 4, 4 + length + 1);
+            break;
         }
-        const char* at = op->isOptional ? pointerAt(value + op->offset) : value;
-        if (at != nullptr && !measureSegment(op->segment, at, position)) return false;
+        case Code::blockSequence:
+        case Code::sequence: position = addSequence(*i, sequenceAt(from), position); break;
+        case Code::array:
+            for (uint32_t n = 0; n < i->a && position != failure; ++n)
+                position = run(i->programs->wire.program, from + n * size_t{i->programs->shape.size}, position);
+            break;
+        case Code::discriminated: position = addUnion(*i->programs, from, position); break;
+        case Code::reference:
+            from = pointerAt(from);
+            position = from == nullptr ? failure : run(i->programs->wire.program, from, position);
+            break;
+        case Code::call: position = run(i->programs->wire.program, from, position); break;
+        case Code::open: position = add(position, 4, 4); break;
+        case Code::header: position = add(position, 4, i->hasSize ? 8 : 4); break;
+        case Code::flagged: position += 1; [[fallthrough]];
+        case Code::optional: {
+            const char* pointer = pointerAt(from);
+            if (pointer == nullptr) {
+                i += i->a;
+            } else if (!i->isText) {
+                around[i->slot] = value;
+                value = pointer;
+            }
+            break;
+        }
+        case Code::leave: value = around[i->slot]; break;
+        }
+        if (position == failure) return failure;
     }
-    return true;
 }
 
 } // namespace
 
 bool measureWire(const Wire& wire, const char* value, size_t* position) {
-    if (wire.kind == WireKind::fixed) return measureSegment(wire.fixed, value, position);
-    if (wire.isDelimited) add(position, 4, 4);
-    switch (wire.kind) {
-    case WireKind::fixed: break;
-    case WireKind::string: {
-        const char* text = pointerAt(value);
-        const size_t length = text == nullptr ? 0 : std::strlen(text);
-        add(position, 4, 4 + length + 1);
-        return (wire.bound == 0 || length <= wire.bound) && length < UINT32_MAX;
-    }
-    case WireKind::blockSequence:
-    case WireKind::sequence:
-        return measureSequence(wire, *reinterpret_cast<const DDS_SequenceBase*>(value), position);
-    case WireKind::array:
-        for (uint32_t i = 0; i < wire.bound; ++i)
-            if (!measureWire(*wire.element, value + i * size_t{wire.elementShape->size}, position)) return false;
-        return true;
-    case WireKind::structure: return measureStruct(wire, value, position);
-    case WireKind::discriminated: {
-        const Arms& arms = *wire.arms;
-        if (!measureSegment(*wire.discriminator, value + arms.discriminatorOffset, position)) return false;
-        const Arm* arm = arms.select(arms.read(value));
-        return arm == nullptr || measureWire(*arm->wire, value + arm->offset, position);
-    }
-    case WireKind::reference:
-        value = pointerAt(value);
-        return value != nullptr && measureWire(*wire.element, value, position);
-    }
-    return false;
+    *position = run(wire.program, value, *position);
+    return *position != failure;
 }
 
 } // namespace zdds::types

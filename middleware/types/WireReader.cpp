@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "middleware/types/ByteCopy.hpp"
+#include "middleware/types/MemberAccess.hpp"
+#include "middleware/types/Programs.hpp"
 #include "middleware/types/Sequence.hpp"
 #include "middleware/types/Values.hpp"
 #include "middleware/types/Xcdr.hpp"
@@ -17,255 +19,278 @@ bool isText(const char* bytes, uint32_t length, uint32_t bound) {
 
 namespace {
 
-using enum ReadResult;
-
-DDS_Long longAt(const char* at) {
-    DDS_Long value;
-    std::memcpy(&value, at, sizeof value);
-    return value;
-}
-
-bool getSegment(const Segment& segment, char* value, const char* in) {
-    for (const Piece *piece = segment.pieces, *end = piece + segment.count; piece != end; ++piece) {
-        char* to = value + piece->memory;
-        const char* from = in + piece->wire;
-        switch (piece->code) {
-        case PieceCode::copy1: *to = *from; break;
-        case PieceCode::copy2: std::memcpy(to, from, 2); break;
-        case PieceCode::copy4: std::memcpy(to, from, 4); break;
-        case PieceCode::copy8: std::memcpy(to, from, 8); break;
-        case PieceCode::copy16: std::memcpy(to, from, 16); break;
-        case PieceCode::copyMany: copyBytes(to, from, piece->value); break;
-        case PieceCode::constant:
-            if (std::memcmp(from, &piece->value, 4) != 0) return false;
-            break;
-        case PieceCode::zeros: break; // padding may be anything
-        case PieceCode::boolean:
-            if (static_cast<unsigned char>(*from) > 1) return false;
-            break;
-        case PieceCode::enumeration:
-            if (!hasLiteral(*piece->type, longAt(from))) return false;
-            break;
-        }
-    }
-    return true;
-}
-
-// What was copied before a check failed must not stay: a value has booleans and enumerators only.
-void discardUnchecked(const Segment& segment, char* value) {
-    for (const Piece *piece = segment.pieces, *end = piece + segment.count; piece != end; ++piece) {
-        char* at = value + piece->memory;
-        if (piece->code == PieceCode::boolean) {
-            *at = *at != 0;
-        } else if (piece->code == PieceCode::enumeration && !hasLiteral(*piece->type, longAt(at))) {
-            const DDS_Long literal = defaultLiteral(piece->type);
-            std::memcpy(at, &literal, sizeof literal);
-        }
-    }
-}
-
+// The place in the bytes, and their end, are kept in local variables; null stands for failure, and says nothing more.
 class Reader {
 public:
-    Reader(const char* bytes, size_t size, const Memory& memory)
-        : base_(bytes), current_(bytes), limit_(bytes + size), memory_(memory) {}
+    Reader(const char* bytes, const Memory& memory) : base_(bytes), memory_(memory) {}
 
-    ReadResult read(const Wire& wire, char* value) {
-        if (wire.kind == WireKind::fixed) return readSegment(wire.fixed, value);
-        const char* outer = limit_;
-        if (wire.isDelimited) {
-            uint32_t size;
-            if (!get4(&size) || size > left()) return other;
-            limit_ = current_ + size;
-        }
-        const ReadResult result = readBody(wire, value);
-        if (wire.isDelimited) {
-            if (result == done && current_ != limit_) return other;
-            limit_ = outer;
-        }
-        return result;
+    // Did memory run out, rather than that the bytes have another form?
+    bool isOutOfMemory() const { return isOutOfMemory_; }
+
+    const char* run(const Wire& wire, char* value, const char* from, const char* limit) {
+        Optionals optionals;
+        const char* end = runRow(wire.program, value, from, limit, optionals);
+        if (end == nullptr) optionals.drop();
+        return end;
     }
 
 private:
-    size_t left() const { return static_cast<size_t>(limit_ - current_); }
-
-    bool align(size_t alignment) {
-        const size_t gap = paddingTo(static_cast<size_t>(current_ - base_), alignment);
-        if (gap > left()) return false;
-        current_ += gap;
-        return true;
-    }
-
-    bool get4(uint32_t* value) {
-        if (!align(4) || left() < 4) return false;
-        std::memcpy(value, current_, 4);
-        current_ += 4;
-        return true;
-    }
-
-    ReadResult readSegment(const Segment& segment, char* value) {
-        if (!align(segment.alignment) || left() < segment.size) return other;
-        if (!getSegment(segment, value, current_)) {
-            discardUnchecked(segment, value);
-            return other;
-        }
-        current_ += segment.size;
-        return done;
-    }
-
-    ReadResult readBody(const Wire& wire, char* value) {
-        switch (wire.kind) {
-        case WireKind::fixed: return readSegment(wire.fixed, value);
-        case WireKind::string: return readText(wire, reinterpret_cast<char**>(value));
-        case WireKind::blockSequence:
-        case WireKind::sequence: return readSequence(wire, *reinterpret_cast<DDS_SequenceBase*>(value));
-        case WireKind::array:
-            for (uint32_t i = 0; i < wire.bound; ++i) {
-                const ReadResult result = read(*wire.element, value + i * size_t{wire.elementShape->size});
-                if (result != done) return result;
+    // Optional values that were made for the bytes at hand. When reading fails they go: they may be incomplete.
+    class Optionals {
+    public:
+        void enter(void** pointer, const Shape* shape) { entries_[depth_++] = {pointer, shape}; }
+        void leave() { --depth_; }
+        void drop() {
+            while (depth_ > 0) {
+                const Entry& entry = entries_[--depth_];
+                if (entry.shape != nullptr) destroyValue(*entry.shape, entry.pointer, defaultDeallocation, false);
             }
-            return done;
-        case WireKind::structure: return readStruct(wire, value);
-        case WireKind::discriminated: return readUnion(wire, value);
-        case WireKind::reference: {
-            void*& pointer = *reinterpret_cast<void**>(value);
-            if (pointer == nullptr) pointer = createValue(*wire.elementShape, defaultAllocation, memory_);
-            return pointer == nullptr ? failed : read(*wire.element, static_cast<char*>(pointer));
         }
-        }
-        return other;
-    }
 
-    ReadResult readText(const Wire& wire, char** text) {
-        uint32_t length;
-        if (!get4(&length) || length > left() || length == 0 || !isText(current_, length, wire.bound)) return other;
-        if (!assignText(text, current_, length - 1, memory_)) return failed;
-        current_ += length;
-        return done;
-    }
+    private:
+        struct Entry {
+            void** pointer;
+            const Shape* shape; // null: it was there before
+        };
+        Entry entries_[DDS_TYPE_MAXIMUM_NESTING + 2];
+        unsigned depth_ = 0;
+    };
 
-    ReadResult readSequence(const Wire& wire, DDS_SequenceBase& sequence) {
-        uint32_t count;
-        const size_t size = wire.elementShape->size;
-        // Every element takes a byte at least; a block takes what it has in memory.
-        if (!get4(&count) || (wire.bound != 0 && count > wire.bound) ||
-            count > left() / (wire.kind == WireKind::blockSequence ? size : 1))
-            return other;
-        const Element element = elementOf(*wire.elementShape);
-        const uint32_t complete = sequence._maximum;
-        if (!reserveElements(element, sequence, count, memory_, &bareAllocation(*element.shape))) return failed;
-        if (wire.kind == WireKind::blockSequence && sequence._contiguous_buffer != nullptr) {
-            if (count > 0) {
-                if (!align(wire.element->fixed.alignment) || count * size > left()) return other;
-                copyBytes(static_cast<char*>(sequence._contiguous_buffer), current_, count * size);
-                current_ += count * size;
+    // NOLINTNEXTLINE: one loop is the point.
+    const char* runRow(
+        const Instruction* i, char* value, const char* from, const char* limit, Optionals& optionals) {
+        const void* slots[mostSlots]; // limits, ends of members, or the value around an optional one
+        const Instruction* segmentAt = nullptr;
+        const char* segment = nullptr;
+        for (;; ++i) {
+            char* to = value + i->memory;
+            switch (i->code) {
+            case Code::end: return from;
+            case Code::segment:
+                segmentAt = i;
+                if (!(segment = take(from, limit, i->alignment, i->a))) return nullptr;
+                from = segment + i->a;
+                break;
+            case Code::copy1: *to = segment[i->wire]; break;
+            case Code::copy2: std::memcpy(to, segment + i->wire, 2); break;
+            case Code::copy4: std::memcpy(to, segment + i->wire, 4); break;
+            case Code::copy8: std::memcpy(to, segment + i->wire, 8); break;
+            case Code::copy16: std::memcpy(to, segment + i->wire, 16); break;
+            case Code::copyMany: copyBytes(to, segment + i->wire, i->a); break;
+            case Code::boolean:
+                if (static_cast<unsigned char>(*to) > 1) return discard(segmentAt, value);
+                break;
+            case Code::range:
+                if (wordAt(to) - i->a >= i->b) return discard(segmentAt, value);
+                break;
+            case Code::literal:
+                if (!hasLiteral(*i->programs->type, static_cast<DDS_Long>(wordAt(to)))) return discard(segmentAt, value);
+                break;
+            case Code::constant:
+                if (wordAt(segment + i->wire) != i->a) return discard(segmentAt, value);
+                break;
+            case Code::zeros: break; // padding may be anything
+
+            case Code::block:
+                if (!(from = take(from, limit, i->alignment, i->a))) return nullptr;
+                std::memcpy(to, from, i->a);
+                from += i->a;
+                break;
+            case Code::text:
+                if (!(from = readText(*i, reinterpret_cast<char**>(to), from, limit))) return nullptr;
+                break;
+            case Code::blockSequence:
+            case Code::sequence:
+                if (!(from = readSequence(*i, *reinterpret_cast<DDS_SequenceBase*>(to), from, limit))) return nullptr;
+                break;
+            case Code::array:
+                for (uint32_t n = 0; n < i->a; ++n, to += i->programs->shape.size)
+                    if (!(from = run(i->programs->wire, to, from, limit))) return nullptr;
+                break;
+            case Code::discriminated:
+                if (!(from = readUnion(*i->programs, to, from, limit))) return nullptr;
+                break;
+            case Code::reference:
+                if (!(from = readReference(*i->programs, *reinterpret_cast<void**>(to), from, limit))) return nullptr;
+                break;
+            case Code::call:
+                if (!(from = run(i->programs->wire, to, from, limit))) return nullptr;
+                break;
+
+            case Code::open: {
+                if (!(from = take(from, limit, 4, 4))) return nullptr;
+                const uint32_t size = wordAt(from);
+                from += 4;
+                if (size > static_cast<size_t>(limit - from)) return nullptr;
+                slots[i->slot] = limit;
+                limit = from + size;
+                break;
             }
-            sequence._length = count;
-            return done;
+            case Code::close:
+                if (from != limit) return nullptr;
+                limit = static_cast<const char*>(slots[i->slot]);
+                break;
+            case Code::header: {
+                if (!(from = take(from, limit, 4, i->hasSize ? 8 : 4)) || wordAt(from) != i->a) return nullptr;
+                from += 4;
+                if (!i->hasSize) break;
+                const uint32_t size = wordAt(from);
+                from += 4;
+                if (size > static_cast<size_t>(limit - from)) return nullptr;
+                slots[i->slot] = from + size;
+                break;
+            }
+            case Code::closeHeader:
+                if (from != slots[i->slot]) return nullptr;
+                break;
+            case Code::flagged:
+            case Code::optional: {
+                void** pointer = reinterpret_cast<void**>(to);
+                bool isPresent;
+                if (i->code == Code::optional) {
+                    isPresent = isNext(from, limit, i->b);
+                } else {
+                    if (from == limit || static_cast<unsigned char>(*from) > 1) return nullptr;
+                    isPresent = *from++ == 1;
+                }
+                if (!isPresent) {
+                    if (*pointer != nullptr) removeOptional(*i, pointer);
+                    i += i->a;
+                    break;
+                }
+                if (i->isText) break;
+                const bool isNew = *pointer == nullptr;
+                if (isNew && !makeOptional(*i, pointer)) return nullptr;
+                optionals.enter(pointer, isNew ? &i->programs->shape : nullptr);
+                slots[i->slot] = value;
+                value = static_cast<char*>(*pointer);
+                break;
+            }
+            case Code::leave:
+                optionals.leave();
+                value = static_cast<char*>(const_cast<void*>(slots[i->slot]));
+                break;
+            }
         }
-        for (uint32_t i = 0; i < count; ++i) {
-            const ReadResult result = read(*wire.element, elementAt(element, sequence, i));
-            if (result == done) continue;
-            dropElements(element, sequence, std::max(i, complete));
-            return result;
-        }
-        sequence._length = count;
-        return done;
     }
 
-    void removeOptional(const WireOp& op, void** pointer) {
-        if (op.isText) {
+    // Where `size` bytes of that alignment lie.
+    [[gnu::always_inline]] const char* take(const char* from, const char* limit, size_t alignment, size_t size) const {
+        const size_t gap = (0 - static_cast<size_t>(from - base_)) & (alignment - 1);
+        return static_cast<size_t>(limit - from) < gap + size ? nullptr : from + gap;
+    }
+
+    [[gnu::always_inline]] bool isNext(const char* from, const char* limit, uint32_t header) const {
+        const char* at = take(from, limit, 4, 4);
+        return at != nullptr && wordAt(at) == header;
+    }
+
+    // What was copied before a check failed must not stay: a value has booleans and enumerators only.
+    [[gnu::cold]] const char* discard(const Instruction* i, char* value) {
+        for (++i; i->code <= Code::zeros && i->code != Code::end && i->code != Code::segment; ++i) {
+            char* at = value + i->memory;
+            if (i->code == Code::boolean) {
+                *at = *at != 0;
+            } else if (i->code == Code::literal) {
+                if (!hasLiteral(*i->programs->type, static_cast<DDS_Long>(wordAt(at))))
+                    putWord(at, static_cast<uint32_t>(defaultLiteral(i->programs->type)));
+            } else if (i->code == Code::range && wordAt(at) - i->a >= i->b) {
+                putWord(at, i->a);
+            }
+        }
+        return nullptr;
+    }
+
+    const char* outOfMemory() {
+        isOutOfMemory_ = true;
+        return nullptr;
+    }
+
+    bool makeOptional(const Instruction& i, void** pointer) {
+        *pointer = createValue(i.programs->shape, bareAllocation(i.programs->shape), memory_);
+        isOutOfMemory_ = *pointer == nullptr;
+        return *pointer != nullptr;
+    }
+
+    static void removeOptional(const Instruction& i, void** pointer) {
+        if (i.isText) {
             Memory::release(*pointer, false);
             *pointer = nullptr;
         } else {
-            destroyValue(*op.shape, pointer, defaultDeallocation, false);
+            destroyValue(i.programs->shape, pointer, defaultDeallocation, false);
         }
     }
 
-    // Is the next member this one?
-    bool isNext(const WireOp& op) {
-        const size_t gap = paddingTo(static_cast<size_t>(current_ - base_), 4);
-        if (left() < gap + 4) return false;
-        uint32_t header;
-        std::memcpy(&header, current_ + gap, 4);
-        return header == op.memberHeader;
+    [[gnu::always_inline]] const char* readText(
+        const Instruction& i, char** text, const char* from, const char* limit) {
+        if (!(from = take(from, limit, 4, 4))) return nullptr;
+        const uint32_t length = wordAt(from);
+        from += 4;
+        if (length > static_cast<size_t>(limit - from) || length == 0 || length - 1 > i.a ||
+            std::memchr(from, '\0', length) != from + length - 1)
+            return nullptr;
+        if (!assignText(text, from, length - 1, memory_)) return outOfMemory();
+        return from + length;
     }
 
-    ReadResult readStruct(const Wire& wire, char* value) {
-        for (const WireOp *op = wire.ops, *end = op + wire.opCount; op != end; ++op) {
-            const ReadResult result =
-                op->isSegment && !op->isOptional ? readSegment(op->segment, value) : readMember(*op, value);
-            if (result != done) return result;
+    const char* readReference(const DDS_TypePrograms& programs, void*& pointer, const char* from, const char* limit) {
+        if (pointer == nullptr) pointer = createValue(programs.shape, defaultAllocation, memory_);
+        return pointer == nullptr ? outOfMemory() : run(programs.wire, static_cast<char*>(pointer), from, limit);
+    }
+
+    const char* readSequence(
+        const Instruction& i, DDS_SequenceBase& sequence, const char* from, const char* limit) {
+        if (!(from = take(from, limit, 4, 4))) return nullptr;
+        const uint32_t count = wordAt(from);
+        from += 4;
+        const Shape& shape = i.programs->shape;
+        const bool isBlock = i.code == Code::blockSequence;
+        // Every element takes a byte at least; a block takes what it has in memory.
+        const auto left = static_cast<size_t>(limit - from);
+        if (count > i.a || count > (isBlock ? left / shape.size : left)) return nullptr;
+        const Element element = elementOf(shape);
+        const uint32_t complete = sequence._maximum;
+        if (count > complete && !reserveElements(element, sequence, count, memory_, &bareAllocation(shape)))
+            return outOfMemory();
+        if (isBlock && count > 0 && sequence._contiguous_buffer != nullptr) {
+            const size_t bytes = size_t{count} * shape.size;
+            if (!(from = take(from, limit, i.alignment, bytes))) return nullptr;
+            copyBytes(static_cast<char*>(sequence._contiguous_buffer), from, bytes);
+            from += bytes;
+        } else {
+            for (uint32_t n = 0; n < count; ++n) {
+                from = run(i.programs->wire, elementAt(element, sequence, n), from, limit);
+                if (from != nullptr) continue;
+                dropElements(element, sequence, std::max(n, complete));
+                return nullptr;
+            }
         }
-        return done;
+        sequence._length = count;
+        return from;
     }
 
-    ReadResult readMember(const WireOp& op, char* value) {
-        char* at = value + op.offset;
-        if (op.isOptional) {
-            void*& pointer = *reinterpret_cast<void**>(at);
-            bool isPresent;
-            if (op.header == Header::member) {
-                isPresent = isNext(op);
-            } else {
-                if (left() < 1 || static_cast<unsigned char>(*current_) > 1) return other;
-                isPresent = *current_++ == 1;
-            }
-            if (!isPresent) {
-                if (pointer != nullptr) removeOptional(op, &pointer);
-                return done;
-            }
-            if (!op.isText) {
-                if (pointer == nullptr) return readNewMember(op, &pointer);
-                at = static_cast<char*>(pointer);
-            }
-        }
-        return readPresentMember(op, at);
-    }
-
-    ReadResult readNewMember(const WireOp& op, void** pointer) {
-        *pointer = createValue(*op.shape, bareAllocation(*op.shape), memory_);
-        if (*pointer == nullptr) return failed;
-        const ReadResult result = readPresentMember(op, static_cast<char*>(*pointer));
-        if (result != done) removeOptional(op, pointer);
-        return result;
-    }
-
-    ReadResult readPresentMember(const WireOp& op, char* at) {
-        if (op.isSegment) return readSegment(op.segment, at);
-        if (op.header != Header::member) return read(*op.wire, at);
-        if (!op.isOptional && !isNext(op)) return other;
-        uint32_t header;
-        uint32_t size = 0;
-        get4(&header);
-        const bool hasSize = op.wire->lengthCode == lengthCodeNextInt;
-        if (hasSize && !get4(&size)) return other;
-        const char* start = current_;
-        const ReadResult result = read(*op.wire, at);
-        return result == done && hasSize && static_cast<size_t>(current_ - start) != size ? other : result;
-    }
-
-    ReadResult readUnion(const Wire& wire, char* value) {
-        const Arms& arms = *wire.arms;
+    const char* readUnion(const DDS_TypePrograms& programs, char* value, const char* from, const char* limit) {
+        const Arms& arms = programs.arms;
         // Beside the value: its arm before must be known while it changes.
         alignas(8) char scratch[8] = {};
-        ReadResult result = readSegment(*wire.discriminator, scratch);
-        if (result != done) return result;
+        if (!(from = run(programs.discriminator->wire, scratch, from, limit))) return nullptr;
         const DDS_LongLong discriminator = arms.valueOf(scratch);
-        if (!switchArm(arms, value, discriminator, memory_)) return failed;
+        if (!switchArm(arms, value, discriminator, memory_)) return outOfMemory();
         const Arm* arm = arms.select(discriminator);
-        return arm == nullptr ? done : read(*arm->wire, value + arm->offset);
+        return arm == nullptr ? from : run(arm->programs->wire, value + arm->offset, from, limit);
     }
 
     const char* base_;
-    const char* current_;
-    const char* limit_;
     const Memory& memory_;
+    bool isOutOfMemory_ = false;
 };
 
 } // namespace
 
 ReadResult readWire(const Wire& wire, char* value, const char* bytes, size_t size, const Memory& memory) {
-    return Reader(bytes, size, memory).read(wire, value);
+    Reader reader(bytes, memory);
+    if (reader.run(wire, value, bytes, bytes + size) != nullptr) return ReadResult::done;
+    return reader.isOutOfMemory() ? ReadResult::failed : ReadResult::other;
 }
 
 } // namespace zdds::types

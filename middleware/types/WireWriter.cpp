@@ -3,153 +3,172 @@
 #include <algorithm>
 
 #include "middleware/types/ByteCopy.hpp"
+#include "middleware/types/MemberAccess.hpp"
 #include "middleware/types/Xcdr.hpp"
-#include "zddsc/sequence.h"
 #include "zddscore/heap.h"
 
 namespace zdds::types {
 namespace {
 
-const DDS_SequenceBase& sequenceAt(const char* value) {
-    return *reinterpret_cast<const DDS_SequenceBase*>(value);
-}
-const char* elementAt(const DDS_SequenceBase& sequence, uint32_t index, size_t size) {
-    return sequence._discontiguous_buffer != nullptr
-               ? static_cast<const char*>(sequence._discontiguous_buffer[index])
-               : static_cast<const char*>(sequence._contiguous_buffer) + index * size;
-}
-const char* textAt(const char* value) {
-    const char* text;
-    std::memcpy(&text, value, sizeof text);
-    return text == nullptr ? "" : text;
-}
-const char* pointerAt(const char* value) {
-    const char* pointer;
-    std::memcpy(&pointer, value, sizeof pointer);
-    return pointer;
-}
-DDS_Long longAt(const char* at) {
-    DDS_Long value;
-    std::memcpy(&value, at, sizeof value);
-    return value;
-}
-bool isBeyond(size_t length, uint32_t bound) { return bound != 0 && length > bound; }
+// The place in the buffer is kept in a local variable, as stores of bytes could change anything else for all that the
+// compiler knows. Null stands for failure.
+class Writer {
+public:
+    explicit Writer(WriteBuffer& out) : out_(out), base_(out.at(0)), end_(out.end()) {}
 
-bool putSegment(const Segment& segment, const char* value, char* out) {
-    for (const Piece *piece = segment.pieces, *end = piece + segment.count; piece != end; ++piece) {
-        char* to = out + piece->wire;
-        const char* from = value + piece->memory;
-        switch (piece->code) {
-        case PieceCode::copy1: *to = *from; break;
-        case PieceCode::copy2: std::memcpy(to, from, 2); break;
-        case PieceCode::copy4: std::memcpy(to, from, 4); break;
-        case PieceCode::copy8: std::memcpy(to, from, 8); break;
-        case PieceCode::copy16: std::memcpy(to, from, 16); break;
-        case PieceCode::copyMany: copyBytes(to, from, piece->value); break;
-        case PieceCode::constant: std::memcpy(to, &piece->value, 4); break;
-        case PieceCode::zeros: std::memset(to, 0, piece->value); break;
-        case PieceCode::boolean: *to = *from != 0; break;
-        case PieceCode::enumeration:
-            if (!hasLiteral(*piece->type, longAt(from))) return false;
-            break;
+    // NOLINTNEXTLINE: one loop is the point.
+    char* run(const Instruction* i, const char* value, char* to) {
+        size_t slots[mostSlots]; // positions, or the value around an optional one
+        char* segment = nullptr;
+        for (;; ++i) {
+            const char* from = value + i->memory;
+            switch (i->code) {
+            case Code::end: return to;
+            case Code::segment:
+                if (!(segment = room(to, i->alignment, i->a))) return nullptr;
+                to = segment + i->a;
+                break;
+            case Code::copy1: segment[i->wire] = *from; break;
+            case Code::copy2: std::memcpy(segment + i->wire, from, 2); break;
+            case Code::copy4: std::memcpy(segment + i->wire, from, 4); break;
+            case Code::copy8: std::memcpy(segment + i->wire, from, 8); break;
+            case Code::copy16: std::memcpy(segment + i->wire, from, 16); break;
+            case Code::copyMany: copyBytes(segment + i->wire, from, i->a); break;
+            case Code::boolean: segment[i->wire] = *from != 0; break;
+            case Code::range:
+                if (wordAt(from) - i->a >= i->b) return nullptr;
+                break;
+            case Code::literal:
+                if (!hasLiteral(*i->programs->type, static_cast<DDS_Long>(wordAt(from)))) return nullptr;
+                break;
+            case Code::constant: putWord(segment + i->wire, i->a); break;
+            case Code::zeros: std::memset(segment + i->wire, 0, i->a); break;
+
+            case Code::block:
+                if (!(to = room(to, i->alignment, i->a))) return nullptr;
+                std::memcpy(to, from, i->a);
+                to += i->a;
+                break;
+            case Code::text:
+                if (!(to = putText(to, textAt(from), i->a))) return nullptr;
+                break;
+            case Code::blockSequence:
+            case Code::sequence:
+                if (!(to = putSequence(*i, sequenceAt(from), to))) return nullptr;
+                break;
+            case Code::array: {
+                const size_t size = i->programs->shape.size;
+                for (uint32_t n = 0; n < i->a; ++n, from += size)
+                    if (!(to = run(i->programs->wire.program, from, to))) return nullptr;
+                break;
+            }
+            case Code::discriminated:
+                if (!(to = putUnion(*i->programs, from, to))) return nullptr;
+                break;
+            case Code::reference:
+                from = pointerAt(from);
+                if (from == nullptr || !(to = run(i->programs->wire.program, from, to))) return nullptr;
+                break;
+            case Code::call:
+                if (!(to = run(i->programs->wire.program, from, to))) return nullptr;
+                break;
+
+            case Code::open:
+                if (!(to = room(to, 4, 4))) return nullptr;
+                to += 4;
+                slots[i->slot] = static_cast<size_t>(to - base_);
+                break;
+            case Code::close:
+            case Code::closeHeader: {
+                const size_t start = slots[i->slot];
+                putWord(base_ + start - 4, static_cast<uint32_t>(static_cast<size_t>(to - base_) - start));
+                break;
+            }
+            case Code::header:
+                if (!(to = room(to, 4, i->hasSize ? 8 : 4))) return nullptr;
+                putWord(to, i->a);
+                to += i->hasSize ? 8 : 4;
+                slots[i->slot] = static_cast<size_t>(to - base_);
+                break;
+            case Code::flagged:
+            case Code::optional: {
+                const char* pointer = pointerAt(from);
+                if (i->code == Code::flagged) {
+                    if (!(to = room(to, 1, 1))) return nullptr;
+                    *to++ = pointer != nullptr;
+                }
+                if (pointer == nullptr) {
+                    i += i->a;
+                } else if (!i->isText) {
+                    slots[i->slot] = reinterpret_cast<size_t>(value);
+                    value = pointer;
+                }
+                break;
+            }
+            case Code::leave: value = reinterpret_cast<const char*>(slots[i->slot]); break;
+            }
         }
     }
-    return true;
-}
 
-bool writeSegment(const Segment& segment, const char* value, WriteBuffer& out) {
-    if (!out.room(segment.size + 3)) {
-        // At the very end of a buffer of exactly the right size.
-        if (!out.room(segment.size + paddingTo(out.position(), segment.alignment))) return false;
-    }
-    out.pad(segment.alignment);
-    if (!putSegment(segment, value, out.current())) return false;
-    out.advance(segment.size);
-    return true;
-}
-
-// Room for a count or header of 4 bytes, aligned.
-bool room4(WriteBuffer& out, size_t more = 0) {
-    if (!out.room(7 + more) && !out.room(paddingTo(out.position(), 4) + 4 + more)) return false;
-    out.pad(4);
-    return true;
-}
-
-bool writeText(const Wire& wire, const char* text, WriteBuffer& out) {
-    const size_t length = std::strlen(text);
-    if (isBeyond(length, wire.bound) || length >= UINT32_MAX || !room4(out, length + 1)) return false;
-    out.put4(static_cast<uint32_t>(length + 1));
-    copyBytes(out.current(), text, length + 1);
-    out.advance(length + 1);
-    return true;
-}
-
-bool writeElements(const Wire& wire, const DDS_SequenceBase& sequence, WriteBuffer& out) {
-    const size_t size = wire.elementShape->size;
-    const Wire& element = *wire.element;
-    if (wire.kind == WireKind::blockSequence && sequence._contiguous_buffer != nullptr) {
-        const size_t bytes = sequence._length * size;
-        if (!out.room(bytes + 3) && !out.room(bytes + paddingTo(out.position(), element.fixed.alignment))) return false;
-        if (bytes == 0) return true;
-        out.pad(element.fixed.alignment);
-        copyBytes(out.current(), static_cast<const char*>(sequence._contiguous_buffer), bytes);
-        out.advance(bytes);
-        return true;
-    }
-    for (uint32_t i = 0; i < sequence._length; ++i)
-        if (!writeWire(element, elementAt(sequence, i, size), out)) return false;
-    return true;
-}
-
-bool writeUnion(const Wire& wire, const char* value, WriteBuffer& out) {
-    const Arms& arms = *wire.arms;
-    if (!writeSegment(*wire.discriminator, value + arms.discriminatorOffset, out)) return false;
-    const Arm* arm = arms.select(arms.read(value));
-    return arm == nullptr || writeWire(*arm->wire, value + arm->offset, out);
-}
-
-// A member with a header, or an optional one: in a variable form, so that the header comes first and its size last.
-bool writeMember(const WireOp& op, const char* value, WriteBuffer& out) {
-    const char* at = value + op.offset;
-    if (op.isOptional && pointerAt(at) == nullptr) {
-        if (op.header != Header::flag) return true;
-        if (!out.room(1)) return false;
-        *out.current() = 0;
-        out.advance(1);
-        return true;
-    }
-    if (op.isOptional && !op.isText) at = pointerAt(at);
-    if (op.header == Header::none) return writeWire(*op.wire, at, out);
-    if (op.header == Header::flag) {
-        if (!out.room(1)) return false;
-        *out.current() = 1;
-        out.advance(1);
-        return writeWire(*op.wire, at, out);
-    }
-    const bool hasSize = op.wire->lengthCode == lengthCodeNextInt;
-    if (!room4(out, hasSize ? 4 : 0)) return false;
-    out.put4(op.memberHeader);
-    if (!hasSize) return writeWire(*op.wire, at, out);
-    out.put4(0);
-    const size_t start = out.position();
-    if (!writeWire(*op.wire, at, out)) return false;
-    const auto size = static_cast<uint32_t>(out.position() - start);
-    std::memcpy(out.at(start - 4), &size, 4);
-    return true;
-}
-
-bool writeStruct(const Wire& wire, const char* value, WriteBuffer& out) {
-    for (const WireOp *op = wire.ops, *end = op + wire.opCount; op != end; ++op) {
-        if (!op->isSegment) {
-            if (!writeMember(*op, value, out)) return false;
-        } else if (!op->isOptional) {
-            if (!writeSegment(op->segment, value, out)) return false;
-        } else if (const char* member = pointerAt(value + op->offset)) {
-            if (!writeSegment(op->segment, member, out)) return false;
+private:
+    // Where `size` bytes of that alignment go; what is skipped becomes 0.
+    [[gnu::always_inline]] char* room(char* to, size_t alignment, size_t size) {
+        const size_t gap = (0 - static_cast<size_t>(to - base_)) & (alignment - 1);
+        if (static_cast<size_t>(end_ - to) < gap + size) {
+            to = grow(to, gap + size);
+            if (to == nullptr) return nullptr;
         }
+        for (size_t n = 0; n < gap; ++n) to[n] = 0;
+        return to + gap;
     }
-    return true;
-}
+
+    [[gnu::noinline]] char* grow(char* to, size_t size) {
+        out_.setCurrent(to);
+        if (!out_.room(size)) return nullptr;
+        base_ = out_.at(0);
+        end_ = out_.end();
+        return out_.current();
+    }
+
+    [[gnu::always_inline]] char* putText(char* to, const char* text, size_t bound) {
+        const size_t length = std::strlen(text);
+        if (length > bound || !(to = room(to, 4, 4 + length + 1))) return nullptr;
+        putWord(to, static_cast<uint32_t>(length + 1));
+        copyBytes(to + 4, text, length + 1);
+        return to + 4 + length + 1;
+    }
+
+    char* putSequence(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
+        const uint32_t length = sequence._length;
+        if (length > i.a || !(to = room(to, 4, 4))) return nullptr;
+        putWord(to, length);
+        to += 4;
+        if (length == 0) return to;
+        if (i.code == Code::blockSequence && sequence._contiguous_buffer != nullptr) {
+            const size_t bytes = size_t{length} * i.b;
+            if (!(to = room(to, i.alignment, bytes))) return nullptr;
+            copyBytes(to, static_cast<const char*>(sequence._contiguous_buffer), bytes);
+            return to + bytes;
+        }
+        const Instruction* program = i.programs->wire.program;
+        const size_t size = i.programs->shape.size;
+        for (uint32_t n = 0; n < length; ++n)
+            if (!(to = run(program, sequenceElement(sequence, n, size), to))) return nullptr;
+        return to;
+    }
+
+    char* putUnion(const DDS_TypePrograms& programs, const char* value, char* to) {
+        const Arms& arms = programs.arms;
+        to = run(programs.discriminator->wire.program, value + arms.discriminatorOffset, to);
+        if (to == nullptr) return nullptr;
+        const Arm* arm = arms.select(arms.read(value));
+        return arm == nullptr ? to : run(arm->programs->wire.program, value + arm->offset, to);
+    }
+
+    WriteBuffer& out_;
+    char* base_;
+    const char* end_;
+};
 
 } // namespace
 
@@ -169,42 +188,10 @@ bool WriteBuffer::grow(size_t size) {
 }
 
 bool writeWire(const Wire& wire, const char* value, WriteBuffer& out) {
-    size_t start = 0;
-    if (wire.kind == WireKind::fixed) return writeSegment(wire.fixed, value, out);
-    if (wire.isDelimited) {
-        if (!room4(out)) return false;
-        out.put4(0);
-        start = out.position();
-    }
-    bool isWritten = false;
-    switch (wire.kind) {
-    case WireKind::fixed: break;
-    case WireKind::string: isWritten = writeText(wire, textAt(value), out); break;
-    case WireKind::blockSequence:
-    case WireKind::sequence: {
-        const DDS_SequenceBase& sequence = sequenceAt(value);
-        if (isBeyond(sequence._length, wire.bound) || !room4(out)) return false;
-        out.put4(sequence._length);
-        isWritten = writeElements(wire, sequence, out);
-        break;
-    }
-    case WireKind::array:
-        isWritten = true;
-        for (uint32_t i = 0; isWritten && i < wire.bound; ++i)
-            isWritten = writeWire(*wire.element, value + i * size_t{wire.elementShape->size}, out);
-        break;
-    case WireKind::structure: isWritten = writeStruct(wire, value, out); break;
-    case WireKind::discriminated: isWritten = writeUnion(wire, value, out); break;
-    case WireKind::reference:
-        value = pointerAt(value);
-        isWritten = value != nullptr && writeWire(*wire.element, value, out);
-        break;
-    }
-    if (wire.isDelimited && isWritten) {
-        const auto size = static_cast<uint32_t>(out.position() - start);
-        std::memcpy(out.at(start - 4), &size, 4);
-    }
-    return isWritten;
+    char* to = Writer(out).run(wire.program, value, out.current());
+    if (to == nullptr) return false;
+    out.setCurrent(to);
+    return true;
 }
 
 } // namespace zdds::types

@@ -23,17 +23,9 @@ public:
     char* at(size_t position) { return base_ + position; }
     size_t position() const { return static_cast<size_t>(current_ - base_); }
     char* current() { return current_; }
+    const char* end() const { return end_; }
+    void setCurrent(char* current) { current_ = current; }
     void advance(size_t size) { current_ += size; }
-    // Zeros up to the alignment, counted from the start of the buffer; there is room.
-    void pad(size_t alignment) {
-        const size_t gap = (0 - position()) & (alignment - 1);
-        for (size_t i = 0; i < gap; ++i) current_[i] = 0;
-        current_ += gap;
-    }
-    void put4(uint32_t value) {
-        std::memcpy(current_, &value, 4);
-        current_ += 4;
-    }
 
 private:
     bool grow(size_t size);
