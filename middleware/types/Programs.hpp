@@ -29,6 +29,7 @@ struct DDS_TypePrograms {
     zdds::types::HeapArray<zdds::types::Arm> armList;
     zdds::types::HeapArray<uint8_t> image;
     zdds::types::HeapArray<zdds::types::Instruction> instructions;
+    zdds::types::HeapArray<zdds::types::OptionalMember> optionals;
 
     const DDS_TypePrograms& element() const { return *nested.data()[0]; }
 };

@@ -29,8 +29,11 @@ enum class Code : uint8_t {
     boolean,  // checks the byte that a copy has moved
     range,    // checks an enumerator that a copy has moved: from a on, b values
     literal,  // the same against the enumeration of `programs`
-    constant, // a: 4 bytes
-    zeros,    // a: bytes of padding
+    constant,   // 4 bytes: a
+    constant8,  // 8 bytes: a, b
+    constant12, // 12 bytes: a, b, c
+    zero,       // a byte of padding
+    zeros,      // padding before something of 4 bytes, which is written afterwards: up to 4 bytes
 
     block,         // alignment; a: size: plain bytes too many for a segment
     text,          // a: most characters
@@ -46,7 +49,7 @@ enum class Code : uint8_t {
     header,   // a: EMHEADER; hasSize: and NEXTINT; slot
     closeHeader,
     flagged,  // an optional member behind its boolean; isText, or slot and `programs`; a: instructions to skip
-    optional, // the same in a mutable structure, where b is the EMHEADER that comes next
+    optional, // the same in a mutable structure: see OptionalMember; c: its index
     leave     // the end of an optional value; slot
 };
 
@@ -60,15 +63,26 @@ struct Instruction {
     uint32_t memory = 0; // offset in the value
     uint32_t a = 0;
     uint32_t b = 0;
+    uint32_t c = 0;
     const DDS_TypePrograms* programs = nullptr;
 };
+
+// Optional members of a mutable structure that follow each other, so that those absent are passed in a tight loop.
+struct OptionalMember {
+    uint32_t memory;   // where its pointer lies; behind the last one `noMember`
+    uint32_t header;   // EMHEADER
+    uint32_t distance; // of its instruction, or of what comes behind the group, from the first one's
+};
+constexpr uint32_t noMember = UINT32_MAX;
 
 // Each level of nesting takes three slots at most: of a DHEADER, of a member header, of an optional value.
 constexpr unsigned mostSlots = 3 * (DDS_TYPE_MAXIMUM_NESTING + 2);
 
 struct Wire {
     const Instruction* program = nullptr;
-    uint32_t count = 0;     // with the `end`
+    const OptionalMember* optionals = nullptr;
+    uint32_t count = 0;     // of instructions, with the `end`
+    uint32_t optionalCount = 0;
     uint16_t slots = 0;     // that the row uses
     bool isFixed = false;   // one segment: the row is `segment`, what works in it, `end`
     uint8_t lengthCode = 4; // in a member header: see Xcdr.hpp

@@ -29,7 +29,8 @@ Code copyCode(uint32_t size) {
 class Builder {
 public:
     explicit Builder(DDS_TypePrograms& programs)
-        : programs_(programs), type_(*programs.type), row_(programs.instructions) {}
+        : programs_(programs), type_(*programs.type), row_(programs.instructions),
+          optionals_(programs.optionals) {}
 
     bool build() {
         Wire& wire = programs_.wire;
@@ -37,6 +38,8 @@ public:
         if (!compile() || !push({.code = Code::end})) return false;
         wire.program = row_.data();
         wire.count = static_cast<uint32_t>(row_.size());
+        wire.optionals = optionals_.data();
+        wire.optionalCount = static_cast<uint32_t>(optionals_.size());
         wire.slots = static_cast<uint16_t>(slots_);
         wire.isFixed = row_[0].code == Code::segment &&
                        std::all_of(row_.begin() + 1, row_.end() - 1, [](const Instruction& i) { return isInSegment(i.code); });
@@ -75,13 +78,27 @@ private:
         if (gap == 0) return true;
         const auto at = static_cast<uint16_t>(segment().a);
         segment().a += gap;
-        return push({.code = Code::zeros, .wire = at, .a = gap});
+        return push({.code = alignment == 4 ? Code::zeros : Code::zero, .wire = at});
     }
 
     bool putConstant(uint32_t value) {
-        const auto at = static_cast<uint16_t>(segment().a);
         segment().a += 4;
-        return push({.code = Code::constant, .wire = at, .a = value});
+        return append({.code = Code::constant, .wire = static_cast<uint16_t>(segment().a - 4), .a = value});
+    }
+
+    // Of constants that follow each other.
+    bool append(const Instruction& constant) {
+        Instruction& last = row_.back();
+        if (constant.code == Code::constant && last.code == Code::constant && last.wire + 4 == constant.wire) {
+            last.code = Code::constant8;
+            last.b = constant.a;
+        } else if (constant.code == Code::constant && last.code == Code::constant8 && last.wire + 8 == constant.wire) {
+            last.code = Code::constant12;
+            last.c = constant.a;
+        } else {
+            return push(constant);
+        }
+        return true;
     }
 
     // A copy that continues the one before it, in memory and stream, becomes part of it. Checks in between do not
@@ -106,7 +123,7 @@ private:
             Instruction moved = *i;
             moved.wire = static_cast<uint16_t>(moved.wire + start);
             moved.memory += memory;
-            if (!(isCopy(moved.code) ? putCopy(moved) : push(moved))) return false;
+            if (!(isCopy(moved.code) ? putCopy(moved) : append(moved))) return false;
         }
         segment().a += inner.fixedSize();
         return true;
@@ -257,11 +274,11 @@ private:
     // `put` gets the offset of the value in memory, and the first free slot.
     template <typename Put>
     bool putOptional(
-        Code code, const DDS_TypeMember& member, const DDS_TypePrograms& inner, uint32_t header, unsigned slots, Put put) {
+        Code code, const DDS_TypeMember& member, const DDS_TypePrograms& inner, uint32_t entry, unsigned slots, Put put) {
         const bool isText = inner.type->kind == DDS_TYPE_STRING;
         const uint32_t at = size();
         const auto offset = static_cast<uint32_t>(member.offset);
-        if (!push({.code = code, .isText = isText, .slot = static_cast<uint16_t>(slots), .memory = offset, .b = header,
+        if (!push({.code = code, .isText = isText, .slot = static_cast<uint16_t>(slots), .memory = offset, .c = entry,
                 .programs = &inner}) ||
             !put(isText ? offset : 0, slots + 1))
             return false;
@@ -280,11 +297,16 @@ private:
         endSegment();
         if (wire.count > mostPartOfTheRow)
             return push({.code = Code::call, .memory = memory, .programs = &inner});
+        const auto optionals = static_cast<uint32_t>(optionals_.size());
+        for (uint32_t i = 0; i < wire.optionalCount; ++i)
+            if (!optionals_.push(wire.optionals[i])) return false;
         uint32_t bodyEnd = 0; // before it, offsets are those of an optional value
         for (uint32_t i = 0; i + 1 < wire.count; ++i) {
             Instruction moved = wire.program[i];
+            if (moved.code == Code::optional) moved.c += optionals;
             if (i >= bodyEnd) {
                 moved.memory += memory;
+                if (moved.code == Code::optional) optionals_[moved.c].memory += memory;
                 if ((moved.code == Code::flagged || moved.code == Code::optional) && !moved.isText) bodyEnd = i + moved.a + 1;
             }
             moved.slot = static_cast<uint16_t>(moved.slot + slots);
@@ -297,18 +319,44 @@ private:
     bool mutableStruct() {
         return inHeader([this] {
             const unsigned slots = slots_;
-            for (uint32_t i = 0; i < type_.memberCount; ++i) {
+            for (uint32_t i = 0; i < type_.memberCount;) {
+                if (isOptional(type_.members[i])) {
+                    if (!putOptionals(&i, slots)) return false;
+                    continue;
+                }
                 const DDS_TypeMember& member = type_.members[i];
-                const DDS_TypePrograms& inner = *programs_.nested[i];
-                const uint32_t header = memberHeaderOf(member);
-                const auto put = [&](uint32_t memory, unsigned free) { return putWithHeader(inner, header, memory, free); };
-                if (!(isOptional(member) ? putOptional(Code::optional, member, inner, header, slots, put)
-                                         : put(static_cast<uint32_t>(member.offset), slots)))
+                if (!putWithHeader(
+                        *programs_.nested[i], memberHeaderOf(member), static_cast<uint32_t>(member.offset), slots))
                     return false;
                 endSegment();
+                ++i;
             }
             return true;
         });
+    }
+
+    // The optional members from *index on, as a group. The entries lie side by side, so they come before the
+    // entries of what is within.
+    bool putOptionals(uint32_t* index, unsigned slots) {
+        const uint32_t first = size();
+        auto entry = static_cast<uint32_t>(optionals_.size());
+        uint32_t last = *index;
+        for (; last < type_.memberCount && isOptional(type_.members[last]); ++last)
+            if (!optionals_.push({static_cast<uint32_t>(type_.members[last].offset),
+                    memberHeaderOf(type_.members[last]), 0}))
+                return false;
+        if (!optionals_.push({noMember, 0, 0})) return false;
+        for (; *index < last; ++*index, ++entry) {
+            const DDS_TypeMember& member = type_.members[*index];
+            const DDS_TypePrograms& inner = *programs_.nested[*index];
+            optionals_[entry].distance = size() - first;
+            if (!putOptional(Code::optional, member, inner, entry, slots, [&](uint32_t memory, unsigned free) {
+                    return putWithHeader(inner, memberHeaderOf(member), memory, free);
+                }))
+                return false;
+        }
+        optionals_[entry].distance = size() - first;
+        return true;
     }
 
     bool putWithHeader(const DDS_TypePrograms& inner, uint32_t header, uint32_t memory, unsigned slots) {
@@ -328,6 +376,7 @@ private:
     DDS_TypePrograms& programs_;
     const DDS_TypeDescriptor& type_;
     HeapArray<Instruction>& row_;
+    HeapArray<OptionalMember>& optionals_;
     uint32_t segment_ = none; // the open one
     unsigned slots_ = 0;
 };

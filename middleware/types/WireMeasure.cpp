@@ -51,6 +51,9 @@ size_t run(const Instruction* i, const char* value, size_t position) {
         case Code::copyMany:
         case Code::boolean:
         case Code::constant:
+        case Code::constant8:
+        case Code::constant12:
+        case Code::zero:
         case Code::zeros:
         case Code::close:
         case Code::closeHeader: break;

@@ -29,7 +29,7 @@ public:
 
     const char* run(const Wire& wire, char* value, const char* from, const char* limit) {
         Optionals optionals;
-        const char* end = runRow(wire.program, value, from, limit, optionals);
+        const char* end = runRow(wire, value, from, limit, optionals);
         if (end == nullptr) optionals.drop();
         return end;
     }
@@ -58,7 +58,8 @@ private:
 
     // NOLINTNEXTLINE: one loop is the point.
     const char* runRow(
-        const Instruction* i, char* value, const char* from, const char* limit, Optionals& optionals) {
+        const Wire& wire, char* value, const char* from, const char* limit, Optionals& optionals) {
+        const Instruction* i = wire.program;
         const void* slots[mostSlots]; // limits, ends of members, or the value around an optional one
         const Instruction* segmentAt = nullptr;
         const char* segment = nullptr;
@@ -89,6 +90,14 @@ private:
             case Code::constant:
                 if (wordAt(segment + i->wire) != i->a) return discard(segmentAt, value);
                 break;
+            case Code::constant8:
+                if (std::memcmp(segment + i->wire, &i->a, 8) != 0) return discard(segmentAt, value);
+                break;
+            case Code::constant12:
+                if (std::memcmp(segment + i->wire, &i->a, 8) != 0 || wordAt(segment + i->wire + 8) != i->c)
+                    return discard(segmentAt, value);
+                break;
+            case Code::zero:
             case Code::zeros: break; // padding may be anything
 
             case Code::block:
@@ -143,21 +152,33 @@ private:
             case Code::closeHeader:
                 if (from != slots[i->slot]) return nullptr;
                 break;
-            case Code::flagged:
             case Code::optional: {
-                void** pointer = reinterpret_cast<void**>(to);
-                bool isPresent;
-                if (i->code == Code::optional) {
-                    isPresent = isNext(from, limit, i->b);
-                } else {
-                    if (from == limit || static_cast<unsigned char>(*from) > 1) return nullptr;
-                    isPresent = *from++ == 1;
+                const uint32_t header = nextWord(from, limit);
+                const OptionalMember* member = wire.optionals + i->c;
+                const Instruction* first = i - member->distance;
+                for (; member->memory != noMember && member->header != header; ++member) {
+                    void** absent = reinterpret_cast<void**>(value + member->memory);
+                    if (*absent != nullptr) removeOptional(first[member->distance], absent);
                 }
-                if (!isPresent) {
-                    if (*pointer != nullptr) removeOptional(*i, pointer);
+                i = first + member->distance;
+                if (member->memory == noMember) {
+                    --i; // the next one is what comes behind the group
+                    break;
+                }
+                to = value + i->memory;
+                goto present;
+            }
+            case Code::flagged: {
+                if (from == limit || static_cast<unsigned char>(*from) > 1) return nullptr;
+                if (*from++ == 0) {
+                    void** absent = reinterpret_cast<void**>(to);
+                    if (*absent != nullptr) removeOptional(*i, absent);
                     i += i->a;
                     break;
                 }
+            }
+            present: {
+                void** pointer = reinterpret_cast<void**>(to);
                 if (i->isText) break;
                 const bool isNew = *pointer == nullptr;
                 if (isNew && !makeOptional(*i, pointer)) return nullptr;
@@ -170,6 +191,7 @@ private:
                 optionals.leave();
                 value = static_cast<char*>(const_cast<void*>(slots[i->slot]));
                 break;
+            default: __builtin_unreachable();
             }
         }
     }
@@ -180,9 +202,10 @@ private:
         return static_cast<size_t>(limit - from) < gap + size ? nullptr : from + gap;
     }
 
-    [[gnu::always_inline]] bool isNext(const char* from, const char* limit, uint32_t header) const {
+    // The header of the next member; at the end one that no member has.
+    [[gnu::always_inline]] uint32_t nextWord(const char* from, const char* limit) const {
         const char* at = take(from, limit, 4, 4);
-        return at != nullptr && wordAt(at) == header;
+        return at == nullptr ? noHeader : wordAt(at);
     }
 
     // What was copied before a check failed must not stay: a value has booleans and enumerators only.
@@ -273,12 +296,21 @@ private:
         const Arms& arms = programs.arms;
         // Beside the value: its arm before must be known while it changes.
         alignas(8) char scratch[8] = {};
-        if (!(from = run(programs.discriminator->wire, scratch, from, limit))) return nullptr;
+        const Instruction* row = programs.discriminator->wire.program;
+        if (row[1].code == Code::copy4 && row[2].code == Code::end) { // an integer: the usual case
+            if (!(from = take(from, limit, 4, 4))) return nullptr;
+            std::memcpy(scratch, from, 4);
+            from += 4;
+        } else if (!(from = run(programs.discriminator->wire, scratch, from, limit))) {
+            return nullptr;
+        }
         const DDS_LongLong discriminator = arms.valueOf(scratch);
         if (!switchArm(arms, value, discriminator, memory_)) return outOfMemory();
         const Arm* arm = arms.select(discriminator);
         return arm == nullptr ? from : run(arm->programs->wire, value + arm->offset, from, limit);
     }
+
+    static constexpr uint32_t noHeader = UINT32_MAX; // a member that has it all the same fails when it is read
 
     const char* base_;
     const Memory& memory_;

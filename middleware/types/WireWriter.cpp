@@ -17,7 +17,8 @@ public:
     explicit Writer(WriteBuffer& out) : out_(out), base_(out.at(0)), end_(out.end()) {}
 
     // NOLINTNEXTLINE: one loop is the point.
-    char* run(const Instruction* i, const char* value, char* to) {
+    char* run(const Wire& wire, const char* value, char* to) {
+        const Instruction* i = wire.program;
         size_t slots[mostSlots]; // positions, or the value around an optional one
         char* segment = nullptr;
         for (;; ++i) {
@@ -42,7 +43,13 @@ public:
                 if (!hasLiteral(*i->programs->type, static_cast<DDS_Long>(wordAt(from)))) return nullptr;
                 break;
             case Code::constant: putWord(segment + i->wire, i->a); break;
-            case Code::zeros: std::memset(segment + i->wire, 0, i->a); break;
+            case Code::constant8: std::memcpy(segment + i->wire, &i->a, 8); break;
+            case Code::constant12:
+                std::memcpy(segment + i->wire, &i->a, 8);
+                putWord(segment + i->wire + 8, i->c);
+                break;
+            case Code::zero: segment[i->wire] = 0; break;
+            case Code::zeros: putWord(segment + i->wire, 0); break;
 
             case Code::block:
                 if (!(to = room(to, i->alignment, i->a))) return nullptr;
@@ -59,7 +66,7 @@ public:
             case Code::array: {
                 const size_t size = i->programs->shape.size;
                 for (uint32_t n = 0; n < i->a; ++n, from += size)
-                    if (!(to = run(i->programs->wire.program, from, to))) return nullptr;
+                    if (!(to = run(i->programs->wire, from, to))) return nullptr;
                 break;
             }
             case Code::discriminated:
@@ -67,10 +74,10 @@ public:
                 break;
             case Code::reference:
                 from = pointerAt(from);
-                if (from == nullptr || !(to = run(i->programs->wire.program, from, to))) return nullptr;
+                if (from == nullptr || !(to = run(i->programs->wire, from, to))) return nullptr;
                 break;
             case Code::call:
-                if (!(to = run(i->programs->wire.program, from, to))) return nullptr;
+                if (!(to = run(i->programs->wire, from, to))) return nullptr;
                 break;
 
             case Code::open:
@@ -90,13 +97,10 @@ public:
                 to += i->hasSize ? 8 : 4;
                 slots[i->slot] = static_cast<size_t>(to - base_);
                 break;
-            case Code::flagged:
-            case Code::optional: {
+            case Code::flagged: {
                 const char* pointer = pointerAt(from);
-                if (i->code == Code::flagged) {
-                    if (!(to = room(to, 1, 1))) return nullptr;
-                    *to++ = pointer != nullptr;
-                }
+                if (!(to = room(to, 1, 1))) return nullptr;
+                *to++ = pointer != nullptr;
                 if (pointer == nullptr) {
                     i += i->a;
                 } else if (!i->isText) {
@@ -105,7 +109,23 @@ public:
                 }
                 break;
             }
+            case Code::optional: {
+                // Most members of a sample are absent.
+                const OptionalMember* member = wire.optionals + i->c;
+                i -= member->distance;
+                const char* pointer = nullptr;
+                while (member->memory != noMember && (pointer = pointerAt(value + member->memory)) == nullptr) ++member;
+                i += member->distance;
+                if (pointer == nullptr) {
+                    --i; // the next one is what comes behind the group
+                } else if (!i->isText) {
+                    slots[i->slot] = reinterpret_cast<size_t>(value);
+                    value = pointer;
+                }
+                break;
+            }
             case Code::leave: value = reinterpret_cast<const char*>(slots[i->slot]); break;
+            default: __builtin_unreachable();
             }
         }
     }
@@ -150,19 +170,25 @@ private:
             copyBytes(to, static_cast<const char*>(sequence._contiguous_buffer), bytes);
             return to + bytes;
         }
-        const Instruction* program = i.programs->wire.program;
         const size_t size = i.programs->shape.size;
         for (uint32_t n = 0; n < length; ++n)
-            if (!(to = run(program, sequenceElement(sequence, n, size), to))) return nullptr;
+            if (!(to = run(i.programs->wire, sequenceElement(sequence, n, size), to))) return nullptr;
         return to;
     }
 
     char* putUnion(const DDS_TypePrograms& programs, const char* value, char* to) {
         const Arms& arms = programs.arms;
-        to = run(programs.discriminator->wire.program, value + arms.discriminatorOffset, to);
-        if (to == nullptr) return nullptr;
-        const Arm* arm = arms.select(arms.read(value));
-        return arm == nullptr ? to : run(arm->programs->wire.program, value + arm->offset, to);
+        const Instruction* discriminator = programs.discriminator->wire.program;
+        const char* at = value + arms.discriminatorOffset;
+        if (discriminator[1].code == Code::copy4 && discriminator[2].code == Code::end) { // an integer: the usual case
+            if (!(to = room(to, 4, 4))) return nullptr;
+            std::memcpy(to, at, 4);
+            to += 4;
+        } else if (!(to = run(programs.discriminator->wire, at, to))) {
+            return nullptr;
+        }
+        const Arm* arm = arms.select(arms.valueOf(at));
+        return arm == nullptr ? to : run(arm->programs->wire, value + arm->offset, to);
     }
 
     WriteBuffer& out_;
@@ -188,7 +214,7 @@ bool WriteBuffer::grow(size_t size) {
 }
 
 bool writeWire(const Wire& wire, const char* value, WriteBuffer& out) {
-    char* to = Writer(out).run(wire.program, value, out.current());
+    char* to = Writer(out).run(wire, value, out.current());
     if (to == nullptr) return false;
     out.setCurrent(to);
     return true;
