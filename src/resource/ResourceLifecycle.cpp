@@ -144,8 +144,10 @@ bool makeMetricSequences(ORX_MonitoringResource& self) {
            make(&self.monitoredMetricInfoIndex, info->metricCount, "Monitored metric info index");
 }
 
-// Into the lists and then, found by the matcher in its tree, under the selections.
+// Into the lists and then, found by the matcher in its tree, under the selections. Paused meanwhile: once it
+// is listed the periodic thread may come by, while its group sequences are still being made.
 bool enlist(ORX_MonitoringResourceRegistry* self, ORX_MonitoringResource& resource) {
+    ORX_MonitoringResource_setPaused(&resource, 1);
     if (!ORX_MonitoringResourceRegistry_addResourceToResourceLists(self, &resource))
         return ORX_ERROR(FAILED_TO_ADD,
             "Monitoring resource, (GUID: " ORX_GUID_FORMAT "%s%s), into the registry\n",
@@ -154,6 +156,7 @@ bool enlist(ORX_MonitoringResourceRegistry* self, ORX_MonitoringResource& resour
         return ORX_ERROR(FAILED_TO_REGISTER,
             "Subscribed metrics for resource (GUID: " ORX_GUID_FORMAT "%s%s)",
             ORX_GUID_ARGUMENTS(resource.base.guid), ORX_NAME_ARGUMENTS(resource.base.name));
+    ORX_MonitoringResource_setPaused(&resource, 0);
     return true;
 }
 

@@ -164,12 +164,11 @@ protected:
     }
 
     // Has no value for any group.
-    static constexpr ORX_MonitoringResourceForwarder noGroups = {
-        [](void** group, const void*, DDS_UnsignedLong) -> DDS_Boolean {
-            *group = nullptr;
-            return DDS_BOOLEAN_TRUE;
-        },
-        nullptr};
+    static DDS_Boolean getNoGroup(void** group, const void*, DDS_UnsignedLong) {
+        *group = nullptr;
+        return DDS_BOOLEAN_TRUE;
+    }
+    static constexpr ORX_MonitoringResourceForwarder noGroups = {&getNoGroup, nullptr};
     static inline ResourceFixture* self = nullptr;
     ORX_MonitoringProperty_t property{};
     ORX_MonitoringClassImpl impl{};

@@ -34,12 +34,11 @@ protected:
         return posted.count(ORX_MONITORING_EVENT_TASK_KIND_METRIC_SNAPSHOT, of);
     }
 
-    static constexpr ORX_MonitoringResourceForwarder otherGroups = {
-        [](void** group, const void*, DDS_UnsignedLong) -> DDS_Boolean {
-            *group = nullptr;
-            return DDS_BOOLEAN_TRUE;
-        },
-        nullptr};
+    static DDS_Boolean getOtherGroup(void** group, const void*, DDS_UnsignedLong) {
+        *group = nullptr;
+        return DDS_BOOLEAN_FALSE;
+    }
+    static constexpr ORX_MonitoringResourceForwarder otherGroups = {&getOtherGroup, nullptr};
     PostedEvents posted;
 };
 
@@ -289,15 +288,19 @@ TEST_F(Lifecycle, DeletionWaitsForThePin) {
     auto* topic = add(root, ORX_MONITORING_TOPIC_CLASS_ID, "T");
     ASSERT_EQ(ORX_MonitoringResource_lock(topic, ORX_MONITORING_RESOURCE_LOCK_THREAD_PERIODIC, 0), 1);
     std::atomic<bool> isUnpinned = false;
+    Counter started;
     auto deletion = std::async(std::launch::async, [&] {
+        started.add();
         remove(topic);
         return isUnpinned.load();
     });
-    // It has left the tree, and waits with the resource still listed and alive.
-    while (std::atomic_ref(root->firstChild).load() != nullptr)
+    ASSERT_TRUE(started.reaches(1));
+    for (int i = 0; i < 200; ++i) { /* it stays listed and alive */
+        ORXOsapiSemaphore_take(registry->resourcesMutex, nullptr);
+        ASSERT_EQ(ORX_MonitoringResourceRegistry_findResource(registry, topic->base.guid), topic);
+        ORXOsapiSemaphore_give(registry->resourcesMutex);
         std::this_thread::yield();
-    EXPECT_STREQ(topic->base.name, "T");
-    EXPECT_EQ(ORX_MonitoringResourceRegistry_findResource(registry, topic->base.guid), topic);
+    }
     isUnpinned = true;
     ASSERT_EQ(ORX_MonitoringResource_unlock(topic, ORX_MONITORING_RESOURCE_LOCK_THREAD_PERIODIC, 0), 1);
     ASSERT_EQ(deletion.wait_for(waitBound), std::future_status::ready);
