@@ -1,6 +1,5 @@
 // Ranks of the locks that more than one room takes, lowest first (zddscore/semaphore.h checks them in debug
-// builds). Several locks of one rank may be held at once: a post to all queues takes the queues' mutexes one
-// after the other.
+// builds). The inboxes of the task queues have rank 4 and are leaves.
 #ifndef ZDDSC_HOST_LOCK_RANKS_HPP
 #define ZDDSC_HOST_LOCK_RANKS_HPP
 
