@@ -85,7 +85,7 @@ TEST_F(PropertyTest, TheNthAllocationMayFail) {
         EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), before) << "after step " << n;
     }
     EXPECT_FALSE(hasFailed);
-    EXPECT_GT(refusals, 8u);
+    EXPECT_GE(refusals, 8u) << "one for each text";
 }
 
 TEST_F(PropertyTest, VerbositySetsTheMasks) {
