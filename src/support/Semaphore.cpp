@@ -49,6 +49,8 @@ bool makeCondition(pthread_cond_t& condition) {
     return made;
 }
 
+// The rarer paths stay out of line, so that taking a free mutex saves no registers for them.
+
 // Waits on the monotonic clock. The thread sanitizer does not know this function, so it is told.
 int lockUntil(pthread_mutex_t& mutex, const timespec& deadline) {
 #ifdef ZDDS_THREAD_SANITIZER
@@ -62,8 +64,7 @@ int lockUntil(pthread_mutex_t& mutex, const timespec& deadline) {
 #endif
 }
 
-int lock(pthread_mutex_t& mutex, const ORXNtpTime* timeout) {
-    if (zdds::isForEver(timeout)) return pthread_mutex_lock(&mutex);
+[[gnu::noinline]] int lockWithin(pthread_mutex_t& mutex, const ORXNtpTime* timeout) {
     const int result = pthread_mutex_trylock(&mutex);
     if (result != EBUSY) return result;
     if (timeout->sec <= 0 && (timeout->sec < 0 || timeout->frac == 0)) return ETIMEDOUT;
@@ -77,7 +78,7 @@ ORXOsapiSemaphoreStatus takeMutex(ORXOsapiSemaphore& self, const ORXNtpTime* tim
         return ok;
     }
     zdds::lockOrderCheck(&self, self.rank, self.name);
-    const int result = lock(self.mutex, timeout);
+    const int result = zdds::isForEver(timeout) ? pthread_mutex_lock(&self.mutex) : lockWithin(self.mutex, timeout);
     if (result != 0) return result == ETIMEDOUT ? timedOut : error;
     self.owner.store(me, std::memory_order_relaxed);
     self.depth = 1;
@@ -93,7 +94,7 @@ ORXOsapiSemaphoreStatus giveMutex(ORXOsapiSemaphore& self) {
     return pthread_mutex_unlock(&self.mutex) == 0 ? ok : error;
 }
 
-ORXOsapiSemaphoreStatus takeCount(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
+[[gnu::noinline]] ORXOsapiSemaphoreStatus takeCount(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
     if (pthread_mutex_lock(&self.mutex) != 0) return error;
     int result = 0;
     if (self.count == 0 && !zdds::isForEver(timeout)) {
@@ -108,7 +109,7 @@ ORXOsapiSemaphoreStatus takeCount(ORXOsapiSemaphore& self, const ORXNtpTime* tim
     return result == ETIMEDOUT ? timedOut : error;
 }
 
-ORXOsapiSemaphoreStatus giveCount(ORXOsapiSemaphore& self) {
+[[gnu::noinline]] ORXOsapiSemaphoreStatus giveCount(ORXOsapiSemaphore& self) {
     if (pthread_mutex_lock(&self.mutex) != 0) return error;
     const unsigned most = self.kind == ORX_OSAPI_SEMAPHORE_KIND_BINARY ? 1U : ~0U;
     if (self.count < most) ++self.count;
