@@ -52,7 +52,9 @@ using Generator = ORXEventActiveGenerator;
 
 class QueueLock {
 public:
-    explicit QueueLock(Generator& generator) : mutex_(generator.mutex) { ORXOsapiSemaphore_take(mutex_, nullptr); }
+    explicit QueueLock(Generator& generator) : mutex_(generator.mutex) {
+        ORXOsapiSemaphore_take(mutex_, nullptr);
+    }
     ~QueueLock() { ORXOsapiSemaphore_give(mutex_); }
     QueueLock(const QueueLock&) = delete;
     QueueLock& operator=(const QueueLock&) = delete;
@@ -71,18 +73,22 @@ void insert(Generator& self, Event& event) {
 }
 
 int postEvent(ORXEventGenerator* generator, const ORXNtpTime* time, const ORXNtpTime* snooze,
-    const ORXEventGeneratorListener* eventListener, const ORXEventGeneratorListenerStorage* listenerStorage, int,
-    const ORXOsapiActivityContextStackEntry* activityContext) {
-    if (generator == nullptr || time == nullptr || eventListener == nullptr || eventListener->onEvent == nullptr)
+    const ORXEventGeneratorListener* eventListener, const ORXEventGeneratorListenerStorage* listenerStorage,
+    int, const ORXOsapiActivityContextStackEntry* activityContext) {
+    if (generator == nullptr || time == nullptr || eventListener == nullptr ||
+        eventListener->onEvent == nullptr)
         return ORX_FALSE;
     auto& self = *reinterpret_cast<Generator*>(generator);
     {
         QueueLock lock(self);
-        if (self.stopping) return ORX_FALSE;
+        if (self.stopping)
+            return ORX_FALSE;
         auto* event = static_cast<Event*>(REDAFastBufferPool_getBufferWithSize(self.pool, -1));
-        if (event == nullptr) return ORX_FALSE;
+        if (event == nullptr)
+            return ORX_FALSE;
         *event = {{}, *time, snooze != nullptr ? *snooze : ORXNtpTime{}, eventListener,
-            listenerStorage != nullptr ? *listenerStorage : ORXEventGeneratorListenerStorage{}, activityContext};
+            listenerStorage != nullptr ? *listenerStorage : ORXEventGeneratorListenerStorage{},
+            activityContext};
         insert(self, *event);
     }
     ORXOsapiSemaphore_give(self.wake);
@@ -99,11 +105,15 @@ struct Step {
 // With `now` null the clock could not be read, and nothing is due.
 Step chooseStep(Generator& self, const ORXNtpTime* now) {
     QueueLock lock(self);
-    if (self.stopping) return {nullptr, {}, true};
+    if (self.stopping)
+        return {nullptr, {}, true};
     auto* event = reinterpret_cast<Event*>(REDAInlineList_getFirst(&self.queue));
-    if (event == nullptr) return {nullptr, infinite, false};
-    if (now == nullptr) return {nullptr, zdds::lengthOfMilliseconds(defaultClockPeriodMilliseconds), false};
-    if (ORXNtpTime_isInfinite(&event->time)) return {nullptr, self.longestWait, false};
+    if (event == nullptr)
+        return {nullptr, infinite, false};
+    if (now == nullptr)
+        return {nullptr, zdds::lengthOfMilliseconds(defaultClockPeriodMilliseconds), false};
+    if (ORXNtpTime_isInfinite(&event->time))
+        return {nullptr, self.longestWait, false};
     if (ORXNtpTime_compare(&event->time, now) <= 0) {
         REDAInlineList_removeNodeEA(&self.queue, &event->node);
         return {event, {}, false};
@@ -117,8 +127,8 @@ void runEvent(Generator& self, Event& event, const ORXNtpTime& now) {
     ORXNtpTime newTime = event.time;
     ORXNtpTime newSnooze = event.snooze;
     zdds::setActivity(self.worker, event.activity);
-    const bool keep = event.listener->onEvent(event.listener, &newTime, &newSnooze, &now, &event.time, &event.snooze,
-                          &event.storage, self.worker) != 0;
+    const bool keep = event.listener->onEvent(event.listener, &newTime, &newSnooze, &now, &event.time,
+                          &event.snooze, &event.storage, self.worker) != 0;
     zdds::setActivity(self.worker, nullptr);
     QueueLock lock(self);
     if (!keep || self.stopping) {
@@ -133,18 +143,21 @@ void runEvent(Generator& self, Event& event, const ORXNtpTime& now) {
 void* run(void* param) {
     auto& self = *static_cast<Generator*>(param);
     const ORXEventActiveGeneratorListener& listener = self.listener;
-    if (listener.onStarted != nullptr) listener.onStarted(&self, listener.onStartedParam, self.worker);
+    if (listener.onStarted != nullptr)
+        listener.onStarted(&self, listener.onStartedParam, self.worker);
     for (;;) {
         ORXNtpTime now{};
         const bool known = self.clock->getTime(self.clock, &now) != 0;
         const Step step = chooseStep(self, known ? &now : nullptr);
-        if (step.end) break;
+        if (step.end)
+            break;
         if (step.event != nullptr)
             runEvent(self, *step.event, now);
         else
             ORXOsapiSemaphore_take(self.wake, &step.wait);
     }
-    if (listener.parent.onStopped != nullptr) listener.parent.onStopped(&self, listener.parent.onStoppedParam, self.worker);
+    if (listener.parent.onStopped != nullptr)
+        listener.parent.onStopped(&self, listener.parent.onStoppedParam, self.worker);
     return nullptr;
 }
 
@@ -186,17 +199,22 @@ ORXEventSmartTimer* ORXEventSmartTimer_new(void) {
     return ORXOsapiHeap_allocateStructure(&self, struct ORXEventSmartTimer) ? self : nullptr;
 }
 
-void ORXEventSmartTimer_delete(ORXEventSmartTimer* self) { ORXOsapiHeap_freeStructure(self); }
+void ORXEventSmartTimer_delete(ORXEventSmartTimer* self) {
+    ORXOsapiHeap_freeStructure(self);
+}
 
 ORXEventActiveGenerator* ORXEventActiveGenerator_new(const char* threadName, REDAWorkerFactory* workerFactory,
     ORXClock* clock, ORXEventSmartTimer*, const ORXEventActiveGeneratorListener* listener,
     const ORXEventActiveGeneratorProperty* property, void*, const ORXOsapiRtpsGuidPrefix* guidPrefix, void*) {
-    if (clock == nullptr || clock->getTime == nullptr || property == nullptr) return nullptr;
+    if (clock == nullptr || clock->getTime == nullptr || property == nullptr)
+        return nullptr;
     Generator* self = nullptr;
-    if (!ORXOsapiHeap_allocateStructure(&self, struct ORXEventActiveGenerator)) return nullptr;
+    if (!ORXOsapiHeap_allocateStructure(&self, struct ORXEventActiveGenerator))
+        return nullptr;
     self->parent.postEvent = postEvent;
     self->clock = clock;
-    if (listener != nullptr) self->listener = *listener;
+    if (listener != nullptr)
+        self->listener = *listener;
     self->longestWait = longestWaitFor(*clock, property->maxEventInterval);
     REDAInlineList_init(&self->queue);
     if (!makeParts(*self, threadName, workerFactory, *property, guidPrefix)) {
@@ -214,7 +232,8 @@ ORXEventActiveGenerator* ORXEventActiveGenerator_new(const char* threadName, RED
 }
 
 int ORXEventActiveGenerator_shutdown(ORXEventActiveGenerator* self, REDAWorker*) {
-    if (self == nullptr) return ORX_FALSE;
+    if (self == nullptr)
+        return ORX_FALSE;
     {
         QueueLock lock(*self);
         self->stopping = true;
@@ -223,12 +242,14 @@ int ORXEventActiveGenerator_shutdown(ORXEventActiveGenerator* self, REDAWorker*)
 }
 
 void ORXEventActiveGenerator_delete(ORXEventActiveGenerator* self, REDAWorker*) {
-    if (self == nullptr) return;
+    if (self == nullptr)
+        return;
     ORXEventActiveGenerator_shutdown(self, nullptr);
     if (!ORXOsapiJoinableThread_stopAndDelete(self->thread, joinMilliseconds)) {
         // The thread may still use everything, so that all is left to it.
-        ORXLogMessageParamString_printWithParams(-1, ORX_LOG_BIT_ERROR, ORX_LOG_MODULE_SUPPORT, __FILE__, __LINE__,
-            __func__, &ORX_LOG_FAILED_TO_DELETE_TEMPLATE, "Event generator: its thread has not ended");
+        ORXLogMessageParamString_printWithParams(-1, ORX_LOG_BIT_ERROR, ORX_LOG_MODULE_SUPPORT, __FILE__,
+            __LINE__, __func__, &ORX_LOG_FAILED_TO_DELETE_TEMPLATE,
+            "Event generator: its thread has not ended");
         return;
     }
     freeParts(self);

@@ -21,6 +21,8 @@ inline void futexWait(FutexWord& word, std::uint32_t expected, const timespec* t
     syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, expected, timeout, nullptr, 0);
 }
 
-inline void futexWakeAll(FutexWord& word) { syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0); }
+inline void futexWakeAll(FutexWord& word) {
+    syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
+}
 
 } // namespace zdds

@@ -29,11 +29,13 @@ void linkAfter(REDAInlineList& list, Node& before, Node& node) {
     node.inlineList = &list;
     node.prev = &before;
     store(node.next, next, std::memory_order_relaxed);
-    if (next != nullptr) next->prev = &node;
+    if (next != nullptr)
+        next->prev = &node;
     // The node is complete: publish it in the link, and only then in the tail, so that whoever takes
     // the tail finds every link up to it.
     store(before.next, &node, std::memory_order_release);
-    if (next == nullptr) store(list._tail, &node, std::memory_order_release);
+    if (next == nullptr)
+        store(list._tail, &node, std::memory_order_release);
     changeSize(list, 1);
 }
 
@@ -41,19 +43,24 @@ void linkAfter(REDAInlineList& list, Node& before, Node& node) {
 
 REDAInlineList* REDAInlineList_new(void) {
     REDAInlineList* self = nullptr;
-    if (!ORXOsapiHeap_allocateStructure(&self, struct REDAInlineList)) return nullptr;
+    if (!ORXOsapiHeap_allocateStructure(&self, struct REDAInlineList))
+        return nullptr;
     REDAInlineList_init(self);
     return self;
 }
 
-void REDAInlineList_delete(REDAInlineList* self) { ORXOsapiHeap_freeStructure(self); }
+void REDAInlineList_delete(REDAInlineList* self) {
+    ORXOsapiHeap_freeStructure(self);
+}
 
 void REDAInlineList_init(REDAInlineList* self) {
     *self = {};
     self->_dummyNode.inlineList = self;
 }
 
-void REDAInlineListNode_init(REDAInlineListNode* self) { *self = {}; }
+void REDAInlineListNode_init(REDAInlineListNode* self) {
+    *self = {};
+}
 
 void REDAInlineList_addNodeToBackEA(REDAInlineList* self, REDAInlineListNode* node) {
     Node* tail = load(self->_tail, std::memory_order_relaxed);
@@ -64,12 +71,14 @@ void REDAInlineList_addNodeToFrontEA(REDAInlineList* self, REDAInlineListNode* n
     linkAfter(*self, self->_dummyNode, *node);
 }
 
-void REDAInlineList_addNodeAfterEA(REDAInlineList* self, REDAInlineListNode* after, REDAInlineListNode* node) {
+void REDAInlineList_addNodeAfterEA(
+    REDAInlineList* self, REDAInlineListNode* after, REDAInlineListNode* node) {
     linkAfter(*self, after != nullptr ? *after : self->_dummyNode, *node);
 }
 
 void REDAInlineList_removeNodeEA(REDAInlineList* self, REDAInlineListNode* node) {
-    if (node->inlineList != self) return;
+    if (node->inlineList != self)
+        return;
     Node* next = load(node->next, std::memory_order_relaxed);
     store(node->prev->next, next, std::memory_order_release);
     if (next != nullptr)
@@ -92,6 +101,10 @@ REDAInlineListNode* REDAInlineListNode_getNext(const REDAInlineListNode* self) {
     return load(self->next, std::memory_order_acquire);
 }
 
-REDAInlineListNode* REDAInlineListNode_getPrev(const REDAInlineListNode* self) { return self->prev; }
+REDAInlineListNode* REDAInlineListNode_getPrev(const REDAInlineListNode* self) {
+    return self->prev;
+}
 
-int REDAInlineList_getSize(const REDAInlineList* self) { return load(self->_size, std::memory_order_relaxed); }
+int REDAInlineList_getSize(const REDAInlineList* self) {
+    return load(self->_size, std::memory_order_relaxed);
+}

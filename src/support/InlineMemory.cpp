@@ -26,7 +26,9 @@ constexpr std::uint32_t liveMark = 0x11FE0001U;
 constexpr std::size_t smallestBlock = 128;
 constexpr std::size_t smallestGrowth = 1024;
 
-constexpr std::size_t roundUp(std::size_t size, std::size_t unit) { return (size + unit - 1) & ~(unit - 1); }
+constexpr std::size_t roundUp(std::size_t size, std::size_t unit) {
+    return (size + unit - 1) & ~(unit - 1);
+}
 
 struct Block;
 
@@ -39,8 +41,8 @@ static_assert(sizeof(BufferHeader) == granule);
 
 struct alignas(granule) Block {
     REDAInlineMemory* arena;
-    void* memory;   // as the lower level gave it
-    Block* next;    // all blocks of the arena
+    void* memory; // as the lower level gave it
+    Block* next;  // all blocks of the arena
     Block* nextFree;
     std::size_t capacity;
     std::size_t head;
@@ -85,7 +87,8 @@ void* alignedPlace(void* memory) {
 
 Block* addBlock(REDAInlineMemory& arena, std::size_t capacity) {
     void* memory = arena.allocate(arena.allocatorData, sizeof(Block) + capacity + alignmentRoom);
-    if (memory == nullptr) return nullptr;
+    if (memory == nullptr)
+        return nullptr;
     auto* block = new (alignedPlace(memory)) Block{};
     block->arena = &arena;
     block->memory = memory;
@@ -111,10 +114,12 @@ void putFiller(Block& block, std::size_t offset, std::size_t span) {
 BufferHeader* takeAtTail(Block& block, std::size_t limit, std::size_t span, std::size_t alignment) {
     std::size_t padding = 0;
     if (alignment > granule) {
-        const auto buffer = reinterpret_cast<std::uintptr_t>(block.base() + block.tail + sizeof(BufferHeader));
+        const auto buffer =
+            reinterpret_cast<std::uintptr_t>(block.base() + block.tail + sizeof(BufferHeader));
         padding = roundUp(buffer, alignment) - buffer;
     }
-    if (limit - block.tail < span + padding) return nullptr;
+    if (limit - block.tail < span + padding)
+        return nullptr;
     if (padding != 0) {
         putFiller(block, block.tail, padding);
         block.tail += padding;
@@ -125,9 +130,12 @@ BufferHeader* takeAtTail(Block& block, std::size_t limit, std::size_t span, std:
 }
 
 BufferHeader* takeFrom(Block& block, std::size_t span, std::size_t alignment) {
-    if (block.wrapped) return takeAtTail(block, block.head, span, alignment);
-    if (BufferHeader* header = takeAtTail(block, block.capacity, span, alignment)) return header;
-    if (block.head < span) return nullptr;
+    if (block.wrapped)
+        return takeAtTail(block, block.head, span, alignment);
+    if (BufferHeader* header = takeAtTail(block, block.capacity, span, alignment))
+        return header;
+    if (block.head < span)
+        return nullptr;
     // Room at the front: go round. Undone when the padding does not fit.
     const std::size_t tail = block.tail;
     block.tail = 0;
@@ -148,7 +156,8 @@ void pushFree(REDAInlineMemory& arena, Block& block) {
 
 // The block so far is left as it is while buffers live in it; an empty one was too small.
 void makeCurrent(REDAInlineMemory& arena, Block& block) {
-    if (arena.current->live == 0) pushFree(arena, *arena.current);
+    if (arena.current->live == 0)
+        pushFree(arena, *arena.current);
     arena.current = &block;
 }
 
@@ -156,7 +165,8 @@ BufferHeader* takeFromFreeBlock(REDAInlineMemory& arena, std::size_t span, std::
     for (Block** link = &arena.free; *link != nullptr; link = &(*link)->nextFree) {
         Block* block = *link;
         BufferHeader* header = takeFrom(*block, span, alignment);
-        if (header == nullptr) continue;
+        if (header == nullptr)
+            continue;
         *link = block->nextFree;
         block->nextFree = nullptr;
         makeCurrent(arena, *block);
@@ -166,14 +176,17 @@ BufferHeader* takeFromFreeBlock(REDAInlineMemory& arena, std::size_t span, std::
 }
 
 BufferHeader* takeFromNewBlock(REDAInlineMemory& arena, std::size_t span, std::size_t alignment) {
-    if (arena.contiguous) return nullptr;
+    if (arena.contiguous)
+        return nullptr;
     const std::size_t needed = span + (alignment > granule ? alignment : 0);
     const std::size_t left = arena.maximal - arena.blockBytes;
-    if (needed > left) return nullptr;
+    if (needed > left)
+        return nullptr;
     const std::size_t grown = std::max(arena.blockBytes * arena.increment / 100, smallestGrowth);
     const std::size_t capacity = std::min(roundUp(std::max(grown, needed), granule), left);
     Block* block = addBlock(arena, capacity);
-    if (block == nullptr) return nullptr;
+    if (block == nullptr)
+        return nullptr;
     makeCurrent(arena, *block);
     return takeFrom(*block, span, alignment);
 }
@@ -182,18 +195,23 @@ BufferHeader* takeFromNewBlock(REDAInlineMemory& arena, std::size_t span, std::s
 // That block becomes the current one.
 BufferHeader* takeFromAnyBlock(REDAInlineMemory& arena, std::size_t span, std::size_t alignment) {
     for (Block* block = arena.blocks; block != nullptr; block = block->next) {
-        if (block->live == 0) continue; // the current block or a free one: tried before
+        if (block->live == 0)
+            continue; // the current block or a free one: tried before
         BufferHeader* header = takeFrom(*block, span, alignment);
-        if (header == nullptr) continue;
+        if (header == nullptr)
+            continue;
         makeCurrent(arena, *block);
         return header;
     }
     return nullptr;
 }
 
-[[gnu::noinline]] BufferHeader* takeBeyondCurrent(REDAInlineMemory& arena, std::size_t span, std::size_t alignment) {
-    if (BufferHeader* header = takeFromFreeBlock(arena, span, alignment)) return header;
-    if (BufferHeader* header = takeFromNewBlock(arena, span, alignment)) return header;
+[[gnu::noinline]] BufferHeader* takeBeyondCurrent(
+    REDAInlineMemory& arena, std::size_t span, std::size_t alignment) {
+    if (BufferHeader* header = takeFromFreeBlock(arena, span, alignment))
+        return header;
+    if (BufferHeader* header = takeFromNewBlock(arena, span, alignment))
+        return header;
     return takeFromAnyBlock(arena, span, alignment);
 }
 
@@ -212,36 +230,47 @@ void advanceHead(Block& block) {
             block.wrapped = false;
         }
         const BufferHeader* header = block.headerAt(block.head);
-        if (header->mark == block.mark) return;
+        if (header->mark == block.mark)
+            return;
         block.head += header->span;
     }
 }
 
 bool isUsable(const REDAInlineMemoryProperty& property) {
-    return property.lowerLevelAllocator != nullptr && property.lowerLevelFree != nullptr && property.initial >= 0;
+    return property.lowerLevelAllocator != nullptr && property.lowerLevelFree != nullptr &&
+           property.initial >= 0;
 }
 
 } // namespace
 
 void* REDAInlineMemoryLowerLevelAllocator_mallocAllocate(void*, size_t size) {
     void* memory = nullptr;
-    return ORXOsapiHeap_reallocateMemoryInternal(&memory, size, granule, 0, "REDAInlineMemoryBlock") ? memory : nullptr;
+    return ORXOsapiHeap_reallocateMemoryInternal(&memory, size, granule, 0, "REDAInlineMemoryBlock")
+               ? memory
+               : nullptr;
 }
 
-void REDAInlineMemoryLowerLevelAllocator_mallocFree(void*, void* memory) { ORXOsapiHeap_freeMemoryInternal(memory); }
+void REDAInlineMemoryLowerLevelAllocator_mallocFree(void*, void* memory) {
+    ORXOsapiHeap_freeMemoryInternal(memory);
+}
 
 REDAInlineMemory* REDAInlineMemory_new(const REDAInlineMemoryProperty* property) {
-    if (property == nullptr || !isUsable(*property)) return nullptr;
-    const std::size_t bound = property->maximal < 0 ? std::size_t{std::numeric_limits<REDAInlineMemorySize>::max()}
-                                                    : static_cast<std::size_t>(property->maximal);
-    const std::size_t initial = std::max(roundUp(static_cast<std::size_t>(property->initial), granule), smallestBlock);
+    if (property == nullptr || !isUsable(*property))
+        return nullptr;
+    const std::size_t bound = property->maximal < 0
+                                  ? std::size_t{std::numeric_limits<REDAInlineMemorySize>::max()}
+                                  : static_cast<std::size_t>(property->maximal);
+    const std::size_t initial =
+        std::max(roundUp(static_cast<std::size_t>(property->initial), granule), smallestBlock);
     // A multiple of the granule, so that every block is one.
     const std::size_t maximal = bound & ~(granule - 1);
-    if (std::min(initial, maximal) < smallestBlock || static_cast<std::size_t>(property->initial) > bound) return nullptr;
+    if (std::min(initial, maximal) < smallestBlock || static_cast<std::size_t>(property->initial) > bound)
+        return nullptr;
 
-    void* memory =
-        property->lowerLevelAllocator(property->lowerLevelAllocatorData, sizeof(REDAInlineMemory) + alignmentRoom);
-    if (memory == nullptr) return nullptr;
+    void* memory = property->lowerLevelAllocator(
+        property->lowerLevelAllocatorData, sizeof(REDAInlineMemory) + alignmentRoom);
+    if (memory == nullptr)
+        return nullptr;
     auto* self = new (alignedPlace(memory)) REDAInlineMemory{};
     self->memory = memory;
     self->zeroBuffers = property->initializeBuffersToZero != 0;
@@ -260,7 +289,8 @@ REDAInlineMemory* REDAInlineMemory_new(const REDAInlineMemoryProperty* property)
 }
 
 void REDAInlineMemory_delete(REDAInlineMemory* self) {
-    if (self == nullptr) return;
+    if (self == nullptr)
+        return;
     while (Block* block = self->blocks) {
         self->blocks = block->next;
         zdds::unpoison(block->base(), block->capacity);
@@ -270,16 +300,20 @@ void REDAInlineMemory_delete(REDAInlineMemory* self) {
 }
 
 void* REDAInlineMemory_reserveBufferI(REDAInlineMemory** self, REDAInlineMemorySize size, int alignment) {
-    if (self == nullptr || *self == nullptr || size < 0 || alignment < 0) return nullptr;
+    if (self == nullptr || *self == nullptr || size < 0 || alignment < 0)
+        return nullptr;
     const std::size_t bytes = static_cast<std::size_t>(size);
     const std::size_t aligned = std::max(static_cast<std::size_t>(alignment), granule);
-    if ((aligned & (aligned - 1)) != 0) return nullptr;
+    if ((aligned & (aligned - 1)) != 0)
+        return nullptr;
     const std::size_t span = sizeof(BufferHeader) + roundUp(bytes, granule);
 
     REDAInlineMemory& arena = **self;
     BufferHeader* header = takeFrom(*arena.current, span, aligned);
-    if (header == nullptr) [[unlikely]] header = takeBeyondCurrent(arena, span, aligned);
-    if (header == nullptr) return nullptr;
+    if (header == nullptr) [[unlikely]]
+        header = takeBeyondCurrent(arena, span, aligned);
+    if (header == nullptr)
+        return nullptr;
 
     Block* block = arena.current;
     zdds::unpoison(header, sizeof *header + bytes);
@@ -287,23 +321,28 @@ void* REDAInlineMemory_reserveBufferI(REDAInlineMemory** self, REDAInlineMemoryS
     *header = {block, static_cast<std::uint32_t>(span), block->mark};
     ++block->live;
     block->liveBytes += span;
-    if (arena.zeroBuffers) std::memset(header + 1, 0, bytes);
+    if (arena.zeroBuffers)
+        std::memset(header + 1, 0, bytes);
     return header + 1;
 }
 
 int REDAInlineMemBuffer_release(void* buffer) {
-    if (buffer == nullptr || reinterpret_cast<std::uintptr_t>(buffer) % granule != 0) return ORX_FALSE;
+    if (buffer == nullptr || reinterpret_cast<std::uintptr_t>(buffer) % granule != 0)
+        return ORX_FALSE;
     BufferHeader* header = static_cast<BufferHeader*>(buffer) - 1;
-    if (header->mark == releasedMark) return ORX_FALSE;
+    if (header->mark == releasedMark)
+        return ORX_FALSE;
     Block& block = *header->block;
-    if (header->mark != block.mark) return ORX_FALSE; // from before a reset
+    if (header->mark != block.mark)
+        return ORX_FALSE; // from before a reset
     header->mark = releasedMark;
     zdds::poison(buffer, header->span - sizeof *header);
     block.liveBytes -= header->span;
     if (--block.live == 0) {
         startAfresh(block);
         REDAInlineMemory& arena = *block.arena;
-        if (arena.current != &block) pushFree(arena, block);
+        if (arena.current != &block)
+            pushFree(arena, block);
     } else {
         advanceHead(block);
     }
@@ -311,14 +350,16 @@ int REDAInlineMemBuffer_release(void* buffer) {
 }
 
 void REDAInlineMemory_reset(REDAInlineMemory* self) {
-    if (self == nullptr) return;
+    if (self == nullptr)
+        return;
     self->free = nullptr;
     for (Block* block = self->blocks; block != nullptr; block = block->next) {
         startAfresh(*block);
         block->live = 0;
         block->liveBytes = 0;
         ++block->mark;
-        if (block != self->current) pushFree(*self, *block);
+        if (block != self->current)
+            pushFree(*self, *block);
     }
 }
 
@@ -332,24 +373,31 @@ void REDAInlineMemory_getInfo(const REDAInlineMemory* self, REDAInlineMemoryInfo
 
 char* ORXCdrType_copyStringExWMemoryManager(char** destination, REDAInlineMemory** memoryManager,
     const char* source, ORX_UINT32 maximumLength, int allocateMemory) {
-    if (destination == nullptr || source == nullptr) return nullptr;
+    if (destination == nullptr || source == nullptr)
+        return nullptr;
     const std::size_t length = strnlen(source, std::size_t{maximumLength} + 1);
-    if (length > maximumLength) return nullptr;
+    if (length > maximumLength)
+        return nullptr;
     if (!allocateMemory) {
         // The caller's buffer has room for maximumLength characters.
-        if (*destination != nullptr) std::memcpy(*destination, source, length + 1);
+        if (*destination != nullptr)
+            std::memcpy(*destination, source, length + 1);
         return *destination;
     }
     if (memoryManager == nullptr) {
         ORXOsapiHeap_freeMemoryInternal(*destination);
-        if (!ORXOsapiHeap_allocateArray(destination, length + 1, char)) return nullptr;
+        if (!ORXOsapiHeap_allocateArray(destination, length + 1, char))
+            return nullptr;
     } else {
-        if (*destination != nullptr) REDAInlineMemBuffer_release(*destination);
+        if (*destination != nullptr)
+            REDAInlineMemBuffer_release(*destination);
         *destination = nullptr;
-        if (length >= std::size_t{std::numeric_limits<REDAInlineMemorySize>::max()}) return nullptr;
+        if (length >= std::size_t{std::numeric_limits<REDAInlineMemorySize>::max()})
+            return nullptr;
         *destination = static_cast<char*>(
             REDAInlineMemory_reserveBufferI(memoryManager, static_cast<REDAInlineMemorySize>(length + 1), 1));
-        if (*destination == nullptr) return nullptr;
+        if (*destination == nullptr)
+            return nullptr;
     }
     std::memcpy(*destination, source, length + 1);
     return *destination;

@@ -3,8 +3,9 @@
 #include <atomic>
 
 #define ORX_LOG_DEFINE_(name, text) const ORXLogMessageTemplate ORX_LOG_##name##_TEMPLATE = {#name, text};
-#define ORX_LOG_DEFINE_FAILED_(name, text) \
-    const ORXLogMessageTemplate ORX_LOG_FAILED_TO_##name##_TEMPLATE = {"FAILED_TO_" #name, "failed to " text ": %s"};
+#define ORX_LOG_DEFINE_FAILED_(name, text)                                                                   \
+    const ORXLogMessageTemplate ORX_LOG_FAILED_TO_##name##_TEMPLATE = {                                      \
+        "FAILED_TO_" #name, "failed to " text ": %s"};
 ORX_LOG_TEMPLATE_LIST(ORX_LOG_DEFINE_)
 ORX_LOG_FAILED_TO_LIST(ORX_LOG_DEFINE_FAILED_)
 #undef ORX_LOG_DEFINE_
@@ -32,10 +33,14 @@ void ORX_MonitoringLog_setBitmaps(ORX_UINT32 submoduleMask, ORX_UINT32 instrumen
     store(ORX_MonitoringLog_g_instrumentationMask, instrumentationMask);
 }
 
-void DDSLog_setDependencyInstrumentationMask(ORX_UINT32 verbosity) { store(DDSLog_g_instrumentationMask, verbosity); }
+void DDSLog_setDependencyInstrumentationMask(ORX_UINT32 verbosity) {
+    store(DDSLog_g_instrumentationMask, verbosity);
+}
 
 // The empty statement keeps calls from being dropped.
-[[gnu::noinline]] void ORXLog_onAssertBreakpoint(void) { asm volatile(""); }
+[[gnu::noinline]] void ORXLog_onAssertBreakpoint(void) {
+    asm volatile("");
+}
 
 void ORXLog_onPreconditionFailure(void) {
     if (std::atomic_ref(ORXLog_g_detectPrecondition).load(std::memory_order_relaxed) != 0)

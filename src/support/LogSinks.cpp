@@ -41,15 +41,19 @@ thread_local unsigned insideSinks = 0;
 
 // Only the thread that forked goes on in the child.
 void forgetOtherThreads() {
-    for (unsigned i = 0; i < sinkCount; ++i) slots[i].users.store(insideSinks >> i & 1U, std::memory_order_relaxed);
+    for (unsigned i = 0; i < sinkCount; ++i)
+        slots[i].users.store(insideSinks >> i & 1U, std::memory_order_relaxed);
 }
 
-[[gnu::constructor]] void watchForks() { pthread_atfork(nullptr, nullptr, forgetOtherThreads); }
+[[gnu::constructor]] void watchForks() {
+    pthread_atfork(nullptr, nullptr, forgetOtherThreads);
+}
 
 void callSink(unsigned index, const ORXLogLine& line) {
     SinkSlot& slot = slots[index];
     const unsigned bit = 1U << index;
-    if ((insideSinks & bit) != 0 || slot.state.load(std::memory_order_relaxed) <= 0) return;
+    if ((insideSinks & bit) != 0 || slot.state.load(std::memory_order_relaxed) <= 0)
+        return;
     slot.users.fetch_add(1, std::memory_order_seq_cst);
     if (slot.state.load(std::memory_order_seq_cst) > 0) {
         insideSinks |= bit;
@@ -62,28 +66,34 @@ void callSink(unsigned index, const ORXLogLine& line) {
 void waitUntilUnused(unsigned index) {
     const unsigned own = insideSinks >> index & 1U;
     const timespec pause{0, 100'000};
-    while (slots[index].users.load(std::memory_order_seq_cst) != own) clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
+    while (slots[index].users.load(std::memory_order_seq_cst) != own)
+        clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
 }
 
 bool anySink() {
-    if (stderrEnabled.load(std::memory_order_relaxed)) return true;
+    if (stderrEnabled.load(std::memory_order_relaxed))
+        return true;
     for (const SinkSlot& slot : slots) {
-        if (slot.state.load(std::memory_order_relaxed) > 0) return true;
+        if (slot.state.load(std::memory_order_relaxed) > 0)
+            return true;
     }
     return false;
 }
 
 const char* baseName(const char* path) {
-    if (path == nullptr) return "";
+    if (path == nullptr)
+        return "";
     const char* slash = std::strrchr(path, '/');
     return slash != nullptr ? slash + 1 : path;
 }
 
 // A template is no format: the subject stands for its one %s, and nothing else is looked at.
-void fillTemplate(char (&message)[messageSize], const ORXLogMessageTemplate* messageTemplate, const char* subject) {
+void fillTemplate(
+    char (&message)[messageSize], const ORXLogMessageTemplate* messageTemplate, const char* subject) {
     const char* text = messageTemplate != nullptr ? messageTemplate->text : "%s";
     const char* place = std::strstr(text, "%s");
-    const int before = place != nullptr ? static_cast<int>(place - text) : static_cast<int>(std::strlen(text));
+    const int before =
+        place != nullptr ? static_cast<int>(place - text) : static_cast<int>(std::strlen(text));
     std::snprintf(message, messageSize, "%.*s%s%s", before, text, place != nullptr ? subject : "",
         place != nullptr ? place + 2 : "");
 }
@@ -97,31 +107,37 @@ void deliver(ORX_UINT32 level, ORX_UINT32 module, const char* file, int line, co
     const ORXLogLine logLine{level, module, messageTemplate, subject, message, baseName(file), line,
         function != nullptr ? function : "", ORX_INT64{now.tv_sec} * 1'000'000'000 + now.tv_nsec,
         ORXOsapiThread_getCurrentThreadID()};
-    if (stderrEnabled.load(std::memory_order_relaxed)) zdds::stderrWriterQueue(logLine);
-    for (unsigned i = 0; i < sinkCount; ++i) callSink(i, logLine);
+    if (stderrEnabled.load(std::memory_order_relaxed))
+        zdds::stderrWriterQueue(logLine);
+    for (unsigned i = 0; i < sinkCount; ++i)
+        callSink(i, logLine);
 }
 
 void print(ORX_UINT32 level, ORX_UINT32 module, const char* file, int line, const char* function,
-    const ORXLogMessageTemplate* messageTemplate, const char* format, va_list arguments) ZDDS_PRINTF_LIKE(7, 0);
+    const ORXLogMessageTemplate* messageTemplate, const char* format, va_list arguments)
+    ZDDS_PRINTF_LIKE(7, 0);
 void print(ORX_UINT32 level, ORX_UINT32 module, const char* file, int line, const char* function,
     const ORXLogMessageTemplate* messageTemplate, const char* format, va_list arguments) {
-    if (!anySink()) return;
+    if (!anySink())
+        return;
     const int error = errno; // a failure is often logged before its errno is looked at
     char subject[subjectSize];
-    if (format == nullptr || std::vsnprintf(subject, sizeof subject, format, arguments) < 0) subject[0] = '\0';
+    if (format == nullptr || std::vsnprintf(subject, sizeof subject, format, arguments) < 0)
+        subject[0] = '\0';
     deliver(level, module, file, line, function, messageTemplate, subject);
     errno = error;
 }
 
 } // namespace
 
-void ORXLogMessageParamString_vprintWithParams(int, ORX_UINT32 level, ORX_UINT32 module, const char* file, int line,
-    const char* function, const ORXLogMessageTemplate* messageTemplate, const char* subject, va_list arguments) {
+void ORXLogMessageParamString_vprintWithParams(int, ORX_UINT32 level, ORX_UINT32 module, const char* file,
+    int line, const char* function, const ORXLogMessageTemplate* messageTemplate, const char* subject,
+    va_list arguments) {
     print(level, module, file, line, function, messageTemplate, subject, arguments);
 }
 
-void ORXLogMessageParamString_printWithParams(int, ORX_UINT32 level, ORX_UINT32 module, const char* file, int line,
-    const char* function, const ORXLogMessageTemplate* messageTemplate, const char* subject, ...) {
+void ORXLogMessageParamString_printWithParams(int, ORX_UINT32 level, ORX_UINT32 module, const char* file,
+    int line, const char* function, const ORXLogMessageTemplate* messageTemplate, const char* subject, ...) {
     va_list arguments;
     va_start(arguments, subject);
     print(level, module, file, line, function, messageTemplate, subject, arguments);
@@ -138,17 +154,20 @@ void ORXLogParamString_printWithParams(int, ORX_UINT32 level, ORX_UINT32 module,
 
 void ORXLogMessage_printWithParams(int, ORX_UINT32 level, ORX_UINT32 module, const char* file, int line,
     const char* function, const ORXLogMessageTemplate* messageTemplate) {
-    if (!anySink()) return;
+    if (!anySink())
+        return;
     const int error = errno;
     deliver(level, module, file, line, function, messageTemplate, "");
     errno = error;
 }
 
 int ORXLog_addSink(ORXLogSinkFunction function, void* context) {
-    if (function == nullptr) return 0;
+    if (function == nullptr)
+        return 0;
     for (unsigned i = 0; i < sinkCount; ++i) {
         int expected = freeSlot;
-        if (!slots[i].state.compare_exchange_strong(expected, claimedSlot, std::memory_order_seq_cst)) continue;
+        if (!slots[i].state.compare_exchange_strong(expected, claimedSlot, std::memory_order_seq_cst))
+            continue;
         slots[i].function = function;
         slots[i].context = context;
         // Differs from the ids that the slot had before.
@@ -161,16 +180,24 @@ int ORXLog_addSink(ORXLogSinkFunction function, void* context) {
 }
 
 int ORXLog_removeSink(int id) {
-    if (id <= 0) return ORX_FALSE;
+    if (id <= 0)
+        return ORX_FALSE;
     const unsigned index = static_cast<unsigned>(id - 1) % sinkCount;
-    if (!slots[index].state.compare_exchange_strong(id, claimedSlot, std::memory_order_seq_cst)) return ORX_FALSE;
+    if (!slots[index].state.compare_exchange_strong(id, claimedSlot, std::memory_order_seq_cst))
+        return ORX_FALSE;
     waitUntilUnused(index);
     slots[index].state.store(freeSlot, std::memory_order_seq_cst);
     return ORX_TRUE;
 }
 
-void ORXLog_setStderrEnabled(int enabled) { stderrEnabled.store(enabled != 0, std::memory_order_relaxed); }
+void ORXLog_setStderrEnabled(int enabled) {
+    stderrEnabled.store(enabled != 0, std::memory_order_relaxed);
+}
 
-ORX_UINT64 ORXLog_getLostLineCount(void) { return zdds::stderrWriterLostLines(); }
+ORX_UINT64 ORXLog_getLostLineCount(void) {
+    return zdds::stderrWriterLostLines();
+}
 
-int ORXLog_flush(const ORXNtpTime* timeout) { return zdds::stderrWriterFlush(timeout); }
+int ORXLog_flush(const ORXNtpTime* timeout) {
+    return zdds::stderrWriterFlush(timeout);
+}

@@ -15,12 +15,15 @@ inline timespec monotonicNow() {
     return now;
 }
 
-inline bool isForEver(const ORXNtpTime* timeout) { return timeout == nullptr || ORXNtpTime_isInfinite(timeout); }
+inline bool isForEver(const ORXNtpTime* timeout) {
+    return timeout == nullptr || ORXNtpTime_isInfinite(timeout);
+}
 
 // Now plus `length`; a negative length counts as 0, and one beyond the infinite as that.
 inline timespec deadlineAfter(const ORXNtpTime& length) {
     timespec deadline = monotonicNow();
-    if (length.sec < 0) return deadline;
+    if (length.sec < 0)
+        return deadline;
     ORX_INT64 sec = 0;
     ORX_UINT32 nanosec = 0;
     ORXNtpTime_toSecondsAndNanoseconds(&length, &sec, &nanosec);
@@ -34,7 +37,8 @@ inline timespec deadlineAfter(const ORXNtpTime& length) {
 }
 
 inline ORXNtpTime lengthOfMilliseconds(unsigned milliseconds) {
-    return {static_cast<ORX_INT64>(milliseconds / 1000U), ORXNtpTime_fractionFromMilliseconds(milliseconds % 1000U)};
+    return {static_cast<ORX_INT64>(milliseconds / 1000U),
+        ORXNtpTime_fractionFromMilliseconds(milliseconds % 1000U)};
 }
 
 } // namespace zdds

@@ -18,18 +18,42 @@ namespace {
 using Byte = unsigned char;
 
 // Of ASCII, whatever the program's locale is: a pattern means the same everywhere.
-constexpr bool isDigit(Byte c) { return c >= '0' && c <= '9'; }
-constexpr bool isLower(Byte c) { return c >= 'a' && c <= 'z'; }
-constexpr bool isUpper(Byte c) { return c >= 'A' && c <= 'Z'; }
-constexpr bool isAlpha(Byte c) { return isLower(c) || isUpper(c); }
-constexpr bool isAlnum(Byte c) { return isAlpha(c) || isDigit(c); }
-constexpr bool isBlank(Byte c) { return c == ' ' || c == '\t'; }
-constexpr bool isCntrl(Byte c) { return c < 0x20 || c == 0x7F; }
-constexpr bool isGraph(Byte c) { return c > 0x20 && c < 0x7F; }
-constexpr bool isPrint(Byte c) { return isGraph(c) || c == ' '; }
-constexpr bool isPunct(Byte c) { return isGraph(c) && !isAlnum(c); }
-constexpr bool isSpace(Byte c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-constexpr bool isXdigit(Byte c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
+constexpr bool isDigit(Byte c) {
+    return c >= '0' && c <= '9';
+}
+constexpr bool isLower(Byte c) {
+    return c >= 'a' && c <= 'z';
+}
+constexpr bool isUpper(Byte c) {
+    return c >= 'A' && c <= 'Z';
+}
+constexpr bool isAlpha(Byte c) {
+    return isLower(c) || isUpper(c);
+}
+constexpr bool isAlnum(Byte c) {
+    return isAlpha(c) || isDigit(c);
+}
+constexpr bool isBlank(Byte c) {
+    return c == ' ' || c == '\t';
+}
+constexpr bool isCntrl(Byte c) {
+    return c < 0x20 || c == 0x7F;
+}
+constexpr bool isGraph(Byte c) {
+    return c > 0x20 && c < 0x7F;
+}
+constexpr bool isPrint(Byte c) {
+    return isGraph(c) || c == ' ';
+}
+constexpr bool isPunct(Byte c) {
+    return isGraph(c) && !isAlnum(c);
+}
+constexpr bool isSpace(Byte c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+constexpr bool isXdigit(Byte c) {
+    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
 
 struct CharacterClass {
     const char* name;
@@ -37,9 +61,18 @@ struct CharacterClass {
 };
 
 constexpr CharacterClass characterClasses[] = {
-    {"alnum", isAlnum}, {"alpha", isAlpha}, {"blank", isBlank}, {"cntrl", isCntrl},
-    {"digit", isDigit}, {"graph", isGraph}, {"lower", isLower}, {"print", isPrint},
-    {"punct", isPunct}, {"space", isSpace}, {"upper", isUpper}, {"xdigit", isXdigit},
+    {"alnum", isAlnum},
+    {"alpha", isAlpha},
+    {"blank", isBlank},
+    {"cntrl", isCntrl},
+    {"digit", isDigit},
+    {"graph", isGraph},
+    {"lower", isLower},
+    {"print", isPrint},
+    {"punct", isPunct},
+    {"space", isSpace},
+    {"upper", isUpper},
+    {"xdigit", isXdigit},
 };
 
 enum class BracketResult { noMatch, match, unterminated };
@@ -60,20 +93,24 @@ public:
         }
         bool first = true; // a closing bracket in the first place is a member
         while (first || *position_ != ']') {
-            if (*position_ == '\0' || !readMember()) return BracketResult::unterminated;
+            if (*position_ == '\0' || !readMember())
+                return BracketResult::unterminated;
             first = false;
         }
         ++position_;
-        if (bad_) return BracketResult::noMatch;
+        if (bad_)
+            return BracketResult::noMatch;
         return found_ != negated ? BracketResult::match : BracketResult::noMatch;
     }
 
 private:
     // False at the end of the pattern.
     bool readMember() {
-        if (startsNamed(':')) return readClass();
+        if (startsNamed(':'))
+            return readClass();
         Byte low = 0;
-        if (!readElement(low)) return false;
+        if (!readElement(low))
+            return false;
         if (position_[0] != '-' || position_[1] == ']' || position_[1] == '\0') {
             found_ |= low == character_;
             return true;
@@ -84,14 +121,16 @@ private:
             return readClass();
         }
         Byte high = 0;
-        if (!readElement(high)) return false;
+        if (!readElement(high))
+            return false;
         found_ |= low <= character_ && character_ <= high;
         return true;
     }
 
     // [:name:], [=c=] or [.c.] begins here, and has its end.
     bool startsNamed(char kind) const {
-        if (position_[0] != '[' || position_[1] != kind) return false;
+        if (position_[0] != '[' || position_[1] != kind)
+            return false;
         return findNamedEnd(kind) != nullptr;
     }
 
@@ -99,10 +138,12 @@ private:
     const char* findNamedEnd(char kind) const {
         const char* end = position_ + 2;
         if (kind == ':') {
-            while (isLower(static_cast<Byte>(*end))) ++end;
+            while (isLower(static_cast<Byte>(*end)))
+                ++end;
         } else if (*end != '\0') {
             ++end; // the element itself may be the kind's character
-            while (*end != '\0' && *end != kind && *end != ']') ++end;
+            while (*end != '\0' && *end != kind && *end != ']')
+                ++end;
         }
         return end[0] == kind && end[1] == ']' ? end : nullptr;
     }
@@ -113,7 +154,8 @@ private:
         const auto length = static_cast<std::size_t>(end - name);
         position_ = end + 2;
         for (const CharacterClass& candidate : characterClasses) {
-            if (std::strlen(candidate.name) != length || std::memcmp(candidate.name, name, length) != 0) continue;
+            if (std::strlen(candidate.name) != length || std::memcmp(candidate.name, name, length) != 0)
+                continue;
             found_ |= candidate.contains(character_);
             return true;
         }
@@ -124,15 +166,18 @@ private:
     // One character, plain, quoted, or as the single member of [=c=] or [.c.]. False at the end.
     bool readElement(Byte& element) {
         for (const char kind : {'=', '.'}) {
-            if (!startsNamed(kind)) continue;
+            if (!startsNamed(kind))
+                continue;
             const char* end = findNamedEnd(kind);
             element = static_cast<Byte>(position_[2]);
             bad_ |= end != position_ + 3;
             position_ = end + 2;
             return true;
         }
-        if (*position_ == '\\') ++position_;
-        if (*position_ == '\0') return false;
+        if (*position_ == '\\')
+            ++position_;
+        if (*position_ == '\0')
+            return false;
         element = static_cast<Byte>(*position_++);
         return true;
     }
@@ -152,8 +197,10 @@ public:
         const char* retryText = nullptr; // the first character that the star does not take
         for (;;) {
             if (*pattern_ == '*') {
-                while (*pattern_ == '*') ++pattern_;
-                if (*pattern_ == '\0') return true;
+                while (*pattern_ == '*')
+                    ++pattern_;
+                if (*pattern_ == '\0')
+                    return true;
                 afterStar = pattern_;
                 retryText = text;
                 continue;
@@ -166,7 +213,8 @@ public:
                 ++text;
                 continue;
             }
-            if (afterStar == nullptr) return false;
+            if (afterStar == nullptr)
+                return false;
             pattern_ = afterStar;
             text = ++retryText;
         }
@@ -176,13 +224,18 @@ private:
     // Matches one character, and steps behind what matched it.
     bool matchOne(char character) {
         switch (*pattern_) {
-        case '?': ++pattern_; return true;
-        case '[': return matchBracket(character);
+        case '?':
+            ++pattern_;
+            return true;
+        case '[':
+            return matchBracket(character);
         case '\\':
-            if (pattern_[1] == '\0') return false;
+            if (pattern_[1] == '\0')
+                return false;
             ++pattern_;
             break;
-        default: break;
+        default:
+            break;
         }
         return *pattern_++ == character;
     }
@@ -209,6 +262,7 @@ private:
 } // namespace
 
 int REDAString_fnmatch(const char* pattern, const char* text, int) {
-    if (pattern == nullptr || text == nullptr) return 1;
+    if (pattern == nullptr || text == nullptr)
+        return 1;
     return Matcher(pattern).matches(text) ? 0 : 1;
 }

@@ -42,7 +42,8 @@ constexpr auto error = ORX_OSAPI_SEMAPHORE_STATUS_ERROR;
 
 bool makeCondition(pthread_cond_t& condition) {
     pthread_condattr_t attributes;
-    if (pthread_condattr_init(&attributes) != 0) return false;
+    if (pthread_condattr_init(&attributes) != 0)
+        return false;
     const bool made = pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC) == 0 &&
                       pthread_cond_init(&condition, &attributes) == 0;
     pthread_condattr_destroy(&attributes);
@@ -66,8 +67,10 @@ int lockUntil(pthread_mutex_t& mutex, const timespec& deadline) {
 
 [[gnu::noinline]] int lockWithin(pthread_mutex_t& mutex, const ORXNtpTime* timeout) {
     const int result = pthread_mutex_trylock(&mutex);
-    if (result != EBUSY) return result;
-    if (timeout->sec <= 0 && (timeout->sec < 0 || timeout->frac == 0)) return ETIMEDOUT;
+    if (result != EBUSY)
+        return result;
+    if (timeout->sec <= 0 && (timeout->sec < 0 || timeout->frac == 0))
+        return ETIMEDOUT;
     return lockUntil(mutex, zdds::deadlineAfter(*timeout));
 }
 
@@ -78,8 +81,10 @@ ORXOsapiSemaphoreStatus takeMutex(ORXOsapiSemaphore& self, const ORXNtpTime* tim
         return ok;
     }
     zdds::lockOrderCheck(&self, self.rank, self.name);
-    const int result = zdds::isForEver(timeout) ? pthread_mutex_lock(&self.mutex) : lockWithin(self.mutex, timeout);
-    if (result != 0) return result == ETIMEDOUT ? timedOut : error;
+    const int result =
+        zdds::isForEver(timeout) ? pthread_mutex_lock(&self.mutex) : lockWithin(self.mutex, timeout);
+    if (result != 0)
+        return result == ETIMEDOUT ? timedOut : error;
     self.owner.store(me, std::memory_order_relaxed);
     self.depth = 1;
     zdds::lockOrderPush(&self, self.rank, self.name);
@@ -87,38 +92,49 @@ ORXOsapiSemaphoreStatus takeMutex(ORXOsapiSemaphore& self, const ORXNtpTime* tim
 }
 
 ORXOsapiSemaphoreStatus giveMutex(ORXOsapiSemaphore& self) {
-    if (self.owner.load(std::memory_order_relaxed) != pthread_self()) return error;
-    if (--self.depth > 0) return ok;
+    if (self.owner.load(std::memory_order_relaxed) != pthread_self())
+        return error;
+    if (--self.depth > 0)
+        return ok;
     zdds::lockOrderPop(&self);
     self.owner.store(pthread_t{}, std::memory_order_relaxed);
     return pthread_mutex_unlock(&self.mutex) == 0 ? ok : error;
 }
 
 [[gnu::noinline]] ORXOsapiSemaphoreStatus takeCount(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
-    if (pthread_mutex_lock(&self.mutex) != 0) return error;
+    if (pthread_mutex_lock(&self.mutex) != 0)
+        return error;
     int result = 0;
     if (self.count == 0 && !zdds::isForEver(timeout)) {
         const timespec deadline = zdds::deadlineAfter(*timeout);
-        while (self.count == 0 && result == 0) result = pthread_cond_timedwait(&self.changed, &self.mutex, &deadline);
+        while (self.count == 0 && result == 0)
+            result = pthread_cond_timedwait(&self.changed, &self.mutex, &deadline);
     }
-    while (self.count == 0 && result == 0) result = pthread_cond_wait(&self.changed, &self.mutex);
+    while (self.count == 0 && result == 0)
+        result = pthread_cond_wait(&self.changed, &self.mutex);
     const bool taken = self.count > 0;
-    if (taken) --self.count;
+    if (taken)
+        --self.count;
     pthread_mutex_unlock(&self.mutex);
-    if (taken) return ok;
+    if (taken)
+        return ok;
     return result == ETIMEDOUT ? timedOut : error;
 }
 
 [[gnu::noinline]] ORXOsapiSemaphoreStatus giveCount(ORXOsapiSemaphore& self) {
-    if (pthread_mutex_lock(&self.mutex) != 0) return error;
+    if (pthread_mutex_lock(&self.mutex) != 0)
+        return error;
     const unsigned most = self.kind == ORX_OSAPI_SEMAPHORE_KIND_BINARY ? 1U : ~0U;
-    if (self.count < most) ++self.count;
+    if (self.count < most)
+        ++self.count;
     pthread_cond_signal(&self.changed);
     pthread_mutex_unlock(&self.mutex);
     return ok;
 }
 
-bool isMutex(const ORXOsapiSemaphore& self) { return self.kind == ORX_OSAPI_SEMAPHORE_KIND_MUTEX; }
+bool isMutex(const ORXOsapiSemaphore& self) {
+    return self.kind == ORX_OSAPI_SEMAPHORE_KIND_MUTEX;
+}
 
 bool isKind(ORXOsapiSemaphoreKind kind) {
     return kind == ORX_OSAPI_SEMAPHORE_KIND_BINARY || kind == ORX_OSAPI_SEMAPHORE_KIND_COUNTING ||
@@ -128,9 +144,11 @@ bool isKind(ORXOsapiSemaphoreKind kind) {
 } // namespace
 
 ORXOsapiSemaphore* ORXOsapiSemaphore_new(ORXOsapiSemaphoreKind kind, const void*) {
-    if (!isKind(kind)) return nullptr;
+    if (!isKind(kind))
+        return nullptr;
     ORXOsapiSemaphore* memory = nullptr;
-    if (!ORXOsapiHeap_allocateStructure(&memory, struct ORXOsapiSemaphore)) return nullptr;
+    if (!ORXOsapiHeap_allocateStructure(&memory, struct ORXOsapiSemaphore))
+        return nullptr;
     auto* self = new (memory) ORXOsapiSemaphore{};
     self->kind = kind;
     self->name = "unnamed";
@@ -147,26 +165,32 @@ ORXOsapiSemaphore* ORXOsapiSemaphore_new(ORXOsapiSemaphoreKind kind, const void*
 }
 
 int ORXOsapiSemaphore_delete(ORXOsapiSemaphore* self) {
-    if (self == nullptr) return ORX_TRUE;
-    if (isMutex(*self) && self->owner.load(std::memory_order_relaxed) != pthread_t{}) return ORX_FALSE;
-    if (!isMutex(*self)) pthread_cond_destroy(&self->changed);
+    if (self == nullptr)
+        return ORX_TRUE;
+    if (isMutex(*self) && self->owner.load(std::memory_order_relaxed) != pthread_t{})
+        return ORX_FALSE;
+    if (!isMutex(*self))
+        pthread_cond_destroy(&self->changed);
     pthread_mutex_destroy(&self->mutex);
     ORXOsapiHeap_freeStructure(self);
     return ORX_TRUE;
 }
 
 ORXOsapiSemaphoreStatus ORXOsapiSemaphore_take(ORXOsapiSemaphore* self, const ORXNtpTime* timeout) {
-    if (self == nullptr) return error;
+    if (self == nullptr)
+        return error;
     return isMutex(*self) ? takeMutex(*self, timeout) : takeCount(*self, timeout);
 }
 
 ORXOsapiSemaphoreStatus ORXOsapiSemaphore_give(ORXOsapiSemaphore* self) {
-    if (self == nullptr) return error;
+    if (self == nullptr)
+        return error;
     return isMutex(*self) ? giveMutex(*self) : giveCount(*self);
 }
 
 void ORXOsapiSemaphore_setRank(ORXOsapiSemaphore* self, int rank, const char* name) {
-    if (self == nullptr) return;
+    if (self == nullptr)
+        return;
     self->rank = rank;
     self->name = name != nullptr ? name : "unnamed";
 }

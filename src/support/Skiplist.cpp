@@ -28,7 +28,8 @@ struct NodeAllocator {
 Node* createNode(void* param, int level) {
     auto& allocator = *static_cast<NodeAllocator*>(param);
     auto* node = static_cast<Node*>(REDAFastBufferPool_getBufferWithSize(allocator.pools[level], -1));
-    if (node != nullptr) node->level = static_cast<ORX_INT8>(level);
+    if (node != nullptr)
+        node->level = static_cast<ORX_INT8>(level);
     return node;
 }
 
@@ -49,7 +50,8 @@ int generateLevel(void* param) {
 }
 
 void deleteAllocator(NodeAllocator* allocator) {
-    for (REDAFastBufferPool* pool : allocator->pools) REDAFastBufferPool_delete(pool);
+    for (REDAFastBufferPool* pool : allocator->pools)
+        REDAFastBufferPool_delete(pool);
     ORXOsapiHeap_freeStructure(allocator);
 }
 
@@ -78,14 +80,16 @@ Node* findBefore(const REDASkiplist& list, const void* key, Node** before) {
     Node* node = list.head;
     const Node* known = nullptr; // is not ordered before the key, as a higher level found
     for (int level = list.level; level >= 0; --level) {
-        for (Node* next = node->forward[level]; next != nullptr && next != known; next = node->forward[level]) {
+        for (Node* next = node->forward[level]; next != nullptr && next != known;
+             next = node->forward[level]) {
             if (list.compare(next->userData, key) >= 0) {
                 known = next;
                 break;
             }
             node = next;
         }
-        if (before != nullptr) before[level] = node;
+        if (before != nullptr)
+            before[level] = node;
     }
     return node;
 }
@@ -93,21 +97,26 @@ Node* findBefore(const REDASkiplist& list, const void* key, Node** before) {
 Node* newNode(REDASkiplist& list) {
     const REDASkiplistDescription& description = *list.description;
     const int level = description.nodeLevelGenerateFnc(description.nodeLevelGenerateParam);
-    return description.nodeCreateFnc(description.nodeCreateParam, std::clamp(level, 0, int{description.maximumLevel}));
+    return description.nodeCreateFnc(
+        description.nodeCreateParam, std::clamp(level, 0, int{description.maximumLevel}));
 }
 
 } // namespace
 
 ORX_INT8 REDASkiplist_getOptimumMaximumLevel(int nodeCount) {
-    if (nodeCount <= 2) return 1;
+    if (nodeCount <= 2)
+        return 1;
     return static_cast<ORX_INT8>(std::bit_width(static_cast<unsigned>(nodeCount) - 1U));
 }
 
-int REDASkiplist_newDefaultAllocator(REDASkiplistDescription* description, ORX_INT8 maximumLevel, int nodeCount) {
-    if (description == nullptr || maximumLevel < 0 || maximumLevel > highestLevel || nodeCount < 0) return ORX_FALSE;
+int REDASkiplist_newDefaultAllocator(
+    REDASkiplistDescription* description, ORX_INT8 maximumLevel, int nodeCount) {
+    if (description == nullptr || maximumLevel < 0 || maximumLevel > highestLevel || nodeCount < 0)
+        return ORX_FALSE;
     *description = {};
     NodeAllocator* allocator = nullptr;
-    if (!ORXOsapiHeap_allocateStructure(&allocator, struct NodeAllocator)) return ORX_FALSE;
+    if (!ORXOsapiHeap_allocateStructure(&allocator, struct NodeAllocator))
+        return ORX_FALSE;
     allocator->maximumLevel = maximumLevel;
     allocator->random = 0x9E3779B97F4A7C15U;
     for (int level = 0; level <= maximumLevel; ++level) {
@@ -122,16 +131,19 @@ int REDASkiplist_newDefaultAllocator(REDASkiplistDescription* description, ORX_I
 }
 
 void REDASkiplist_deleteDefaultAllocator(REDASkiplistDescription* description) {
-    if (description == nullptr || description->nodeCreateParam == nullptr) return;
+    if (description == nullptr || description->nodeCreateParam == nullptr)
+        return;
     deleteAllocator(static_cast<NodeAllocator*>(description->nodeCreateParam));
     *description = {};
 }
 
 REDASkiplist* REDASkiplist_new(
     REDASkiplistDescription* description, REDASkiplistCompareFunction compare, void*, void*, void*) {
-    if (description == nullptr || description->nodeCreateFnc == nullptr || compare == nullptr) return nullptr;
+    if (description == nullptr || description->nodeCreateFnc == nullptr || compare == nullptr)
+        return nullptr;
     REDASkiplist* self = nullptr;
-    if (!ORXOsapiHeap_allocateStructure(&self, struct REDASkiplist)) return nullptr;
+    if (!ORXOsapiHeap_allocateStructure(&self, struct REDASkiplist))
+        return nullptr;
     self->description = description;
     self->compare = compare;
     self->head = description->nodeCreateFnc(description->nodeCreateParam, description->maximumLevel);
@@ -146,7 +158,8 @@ REDASkiplist* REDASkiplist_new(
 }
 
 void REDASkiplist_delete(REDASkiplist* self) {
-    if (self == nullptr) return;
+    if (self == nullptr)
+        return;
     REDASkiplist_clearEA(self);
     REDASkiplist_deleteNode(self, self->head);
     ORXOsapiHeap_freeStructure(self);
@@ -168,17 +181,22 @@ REDASkiplistNode* REDASkiplist_assertNodeEA(
     Node* before[highestLevel + 1];
     Node* next = findBefore(*self, userData, before)->forward[0];
     const bool exists = next != nullptr && self->compare(next->userData, userData) == 0;
-    if (alreadyExists != nullptr) *alreadyExists = exists;
-    if (exists) return next;
+    if (alreadyExists != nullptr)
+        *alreadyExists = exists;
+    if (exists)
+        return next;
 
     Node* node = newNode(*self);
-    if (node == nullptr) return nullptr;
+    if (node == nullptr)
+        return nullptr;
     node->userData = const_cast<void*>(userData);
     node->userChar = userChar;
     node->userInt = userInt;
     node->backward = before[0];
-    if (next != nullptr) next->backward = node;
-    while (self->level < node->level) before[++self->level] = self->head;
+    if (next != nullptr)
+        next->backward = node;
+    while (self->level < node->level)
+        before[++self->level] = self->head;
     for (int level = 0; level <= node->level; ++level) {
         node->forward[level] = before[level]->forward[level];
         before[level]->forward[level] = node;
@@ -187,32 +205,43 @@ REDASkiplistNode* REDASkiplist_assertNodeEA(
     return node;
 }
 
-int REDASkiplist_findNode(const REDASkiplist* self, REDASkiplistNode** node, int* preciseMatch, const void* key) {
+int REDASkiplist_findNode(
+    const REDASkiplist* self, REDASkiplistNode** node, int* preciseMatch, const void* key) {
     *node = findBefore(*self, key, nullptr)->forward[0];
-    if (preciseMatch != nullptr) *preciseMatch = *node != nullptr && self->compare((*node)->userData, key) == 0;
+    if (preciseMatch != nullptr)
+        *preciseMatch = *node != nullptr && self->compare((*node)->userData, key) == 0;
     return *node != nullptr;
 }
 
 REDASkiplistNode* REDASkiplist_removeNodeEA(REDASkiplist* self, const void* key) {
     Node* before[highestLevel + 1];
     Node* node = findBefore(*self, key, before)->forward[0];
-    if (node == nullptr || self->compare(node->userData, key) != 0) return nullptr;
-    for (int level = 0; level <= node->level; ++level) before[level]->forward[level] = node->forward[level];
-    if (node->forward[0] != nullptr) node->forward[0]->backward = node->backward;
-    while (self->level > 0 && self->head->forward[self->level] == nullptr) --self->level;
+    if (node == nullptr || self->compare(node->userData, key) != 0)
+        return nullptr;
+    for (int level = 0; level <= node->level; ++level)
+        before[level]->forward[level] = node->forward[level];
+    if (node->forward[0] != nullptr)
+        node->forward[0]->backward = node->backward;
+    while (self->level > 0 && self->head->forward[self->level] == nullptr)
+        --self->level;
     --self->count;
     return node;
 }
 
 void REDASkiplist_deleteNode(REDASkiplist* self, REDASkiplistNode* node) {
-    if (node != nullptr) self->description->nodeDestroyFnc(self->description->nodeDestroyParam, node);
+    if (node != nullptr)
+        self->description->nodeDestroyFnc(self->description->nodeDestroyParam, node);
 }
 
-void REDASkiplist_gotoTopNode(const REDASkiplist* self, REDASkiplistNode** node) { *node = self->head; }
+void REDASkiplist_gotoTopNode(const REDASkiplist* self, REDASkiplistNode** node) {
+    *node = self->head;
+}
 
 int REDASkiplist_gotoNextNode(const REDASkiplist*, REDASkiplistNode** node) {
     *node = (*node)->forward[0];
     return *node != nullptr;
 }
 
-int REDASkiplist_getNodeCount(const REDASkiplist* self) { return self->count; }
+int REDASkiplist_getNodeCount(const REDASkiplist* self) {
+    return self->count;
+}

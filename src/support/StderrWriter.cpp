@@ -64,14 +64,16 @@ public:
         va_start(arguments, format);
         const int count = std::vsnprintf(buffer_ + length_, size_ - length_, format, arguments);
         va_end(arguments);
-        if (count > 0) length_ = std::min(length_ + static_cast<std::size_t>(count), size_ - 1);
+        if (count > 0)
+            length_ = std::min(length_ + static_cast<std::size_t>(count), size_ - 1);
     }
 
     // Control characters are written as codes: what comes from elsewhere must not steer a terminal or
     // fake a line. Leaves `room` characters.
     void appendEscaped(const char* text, std::size_t room) {
         std::size_t end = std::strlen(text);
-        while (end > 0 && text[end - 1] == '\n') --end;
+        while (end > 0 && text[end - 1] == '\n')
+            --end;
         for (std::size_t i = 0; i < end && length_ + 4 + room < size_; ++i) {
             const auto byte = static_cast<unsigned char>(text[i]);
             if (byte < 0x20 || byte == 0x7F)
@@ -97,21 +99,34 @@ private:
 
 const char* levelName(std::uint32_t level) {
     switch (level) {
-    case ORX_LOG_BIT_PRECONDITION: return "PRECONDITION";
-    case ORX_LOG_BIT_ERROR: return "ERROR";
-    case ORX_LOG_BIT_WARNING: return "WARNING";
-    case ORX_LOG_BIT_STATUS: return "STATUS";
-    case ORX_LOG_BIT_DEBUG: return "DEBUG";
-    default: return "LEVEL?";
+    case ORX_LOG_BIT_PRECONDITION:
+        return "PRECONDITION";
+    case ORX_LOG_BIT_ERROR:
+        return "ERROR";
+    case ORX_LOG_BIT_WARNING:
+        return "WARNING";
+    case ORX_LOG_BIT_STATUS:
+        return "STATUS";
+    case ORX_LOG_BIT_DEBUG:
+        return "DEBUG";
+    default:
+        return "LEVEL?";
     }
 }
 
 void appendModule(LineText& text, std::uint32_t module) {
     switch (module) {
-    case ORX_LOG_MODULE_SUPPORT: text.append("SUPPORT"); break;
-    case ORX_LOG_MODULE_DDS: text.append("DDS"); break;
-    case ORX_LOG_MODULE_MONITORING: text.append("MONITORING"); break;
-    default: text.append("0x%X", module);
+    case ORX_LOG_MODULE_SUPPORT:
+        text.append("SUPPORT");
+        break;
+    case ORX_LOG_MODULE_DDS:
+        text.append("DDS");
+        break;
+    case ORX_LOG_MODULE_MONITORING:
+        text.append("MONITORING");
+        break;
+    default:
+        text.append("0x%X", module);
     }
 }
 
@@ -124,7 +139,8 @@ std::size_t formatLine(const ORXLogLine& line, char* buffer) {
     text.append("%04d-%02d-%02dT%02d:%02d:%02d.%06dZ %s ", utc.year, utc.month, utc.day, utc.hour, utc.minute,
         utc.second, static_cast<int>(line.timeNs % nanoseconds / 1000), levelName(line.level));
     appendModule(text, line.module);
-    if (line.messageTemplate != nullptr) text.append("/%s", line.messageTemplate->identifier);
+    if (line.messageTemplate != nullptr)
+        text.append("/%s", line.messageTemplate->identifier);
     text.append(" ");
     text.appendEscaped(line.message, roomBehindMessage);
     text.append(" (%.100s:%d %.160s) [thread %llu]", line.file, line.line, line.function,
@@ -151,17 +167,20 @@ bool writeAll(const char* text, std::size_t length) {
 
 void reportLost(std::uint64_t& reported) {
     const std::uint64_t lost = queue.lost.load(std::memory_order_relaxed);
-    if (lost == reported) return;
+    if (lost == reported)
+        return;
     char text[80];
-    const int length = std::snprintf(text, sizeof text, "%llu log lines were lost\n",
-        static_cast<unsigned long long>(lost - reported));
-    if (writeAll(text, static_cast<std::size_t>(length))) reported = lost;
+    const int length = std::snprintf(
+        text, sizeof text, "%llu log lines were lost\n", static_cast<unsigned long long>(lost - reported));
+    if (writeAll(text, static_cast<std::size_t>(length)))
+        reported = lost;
 }
 
 void waitForLine(std::uint32_t position) {
     const std::uint32_t seen = queue.filled.load(std::memory_order_seq_cst);
     queue.idle.store(1, std::memory_order_seq_cst);
-    if (turnOf(position) != position + 1) zdds::futexWait(queue.filled, seen, nullptr);
+    if (turnOf(position) != position + 1)
+        zdds::futexWait(queue.filled, seen, nullptr);
     queue.idle.store(0, std::memory_order_relaxed);
 }
 
@@ -175,11 +194,13 @@ void* writeLines(void*) {
             continue;
         }
         const std::uint32_t slot = position % slotCount;
-        if (!writeAll(queue.texts[slot], queue.lengths[slot])) queue.lost.fetch_add(1, std::memory_order_relaxed);
+        if (!writeAll(queue.texts[slot], queue.lengths[slot]))
+            queue.lost.fetch_add(1, std::memory_order_relaxed);
         setTurn(position, position + slotCount);
         ++position;
         queue.written.store(position, std::memory_order_seq_cst);
-        if (queue.flushes.load(std::memory_order_seq_cst) > 0) zdds::futexWakeAll(queue.written);
+        if (queue.flushes.load(std::memory_order_seq_cst) > 0)
+            zdds::futexWakeAll(queue.written);
     }
     return nullptr;
 }
@@ -187,7 +208,8 @@ void* writeLines(void*) {
 // A failure is tried again with the next line.
 void startWriter() {
     std::uint32_t expected = noWriter;
-    if (!queue.writer.compare_exchange_strong(expected, writerStarts, std::memory_order_acq_rel)) return;
+    if (!queue.writer.compare_exchange_strong(expected, writerStarts, std::memory_order_acq_rel))
+        return;
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
@@ -195,7 +217,8 @@ void startWriter() {
     pthread_t writer{};
     const bool started = pthread_create(&writer, nullptr, writeLines, nullptr) == 0;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (started) pthread_detach(writer);
+    if (started)
+        pthread_detach(writer);
     queue.writer.store(started ? writerRuns : noWriter, std::memory_order_release);
 }
 
@@ -205,7 +228,8 @@ bool claim(std::uint32_t& position) {
     for (;;) {
         const std::uint32_t turn = turnOf(position);
         if (turn == position) {
-            if (queue.tail.compare_exchange_weak(position, position + 1, std::memory_order_relaxed)) return true;
+            if (queue.tail.compare_exchange_weak(position, position + 1, std::memory_order_relaxed))
+                return true;
         } else if (static_cast<std::int32_t>(turn - position) < 0) {
             return false;
         } else {
@@ -217,9 +241,11 @@ bool claim(std::uint32_t& position) {
 // A child of fork has no writer. What is queued is the parent's to write, and a line that another thread
 // was just making would never be finished.
 void startAfreshInChild() {
-    if (queue.tail.load(std::memory_order_relaxed) == 0 && queue.writer.load(std::memory_order_relaxed) == noWriter)
+    if (queue.tail.load(std::memory_order_relaxed) == 0 &&
+        queue.writer.load(std::memory_order_relaxed) == noWriter)
         return;
-    for (auto& turn : queue.turns) turn.store(0, std::memory_order_relaxed);
+    for (auto& turn : queue.turns)
+        turn.store(0, std::memory_order_relaxed);
     queue.tail.store(0, std::memory_order_relaxed);
     queue.written.store(0, std::memory_order_relaxed);
     queue.idle.store(0, std::memory_order_relaxed);
@@ -228,10 +254,13 @@ void startAfreshInChild() {
     queue.writer.store(noWriter, std::memory_order_relaxed);
 }
 
-[[gnu::constructor]] void watchForks() { pthread_atfork(nullptr, nullptr, startAfreshInChild); }
+[[gnu::constructor]] void watchForks() {
+    pthread_atfork(nullptr, nullptr, startAfreshInChild);
+}
 
 [[gnu::destructor]] void flushAtExit() {
-    if (queue.writer.load(std::memory_order_relaxed) == noWriter) return;
+    if (queue.writer.load(std::memory_order_relaxed) == noWriter)
+        return;
     const ORXNtpTime bound = zdds::lengthOfMilliseconds(exitFlushMilliseconds);
     zdds::stderrWriterFlush(&bound);
 }
@@ -250,11 +279,15 @@ void stderrWriterQueue(const ORXLogLine& line) {
     queue.lengths[slot] = static_cast<std::uint32_t>(formatLine(line, queue.texts[slot]));
     setTurn(position, position + 1);
     queue.filled.fetch_add(1, std::memory_order_seq_cst);
-    if (queue.idle.load(std::memory_order_seq_cst) != 0) futexWakeAll(queue.filled);
-    if (queue.writer.load(std::memory_order_relaxed) == noWriter) startWriter();
+    if (queue.idle.load(std::memory_order_seq_cst) != 0)
+        futexWakeAll(queue.filled);
+    if (queue.writer.load(std::memory_order_relaxed) == noWriter)
+        startWriter();
 }
 
-std::uint64_t stderrWriterLostLines() { return queue.lost.load(std::memory_order_relaxed); }
+std::uint64_t stderrWriterLostLines() {
+    return queue.lost.load(std::memory_order_relaxed);
+}
 
 bool stderrWriterFlush(const ORXNtpTime* timeout) {
     const std::uint32_t target = queue.tail.load(std::memory_order_acquire);
@@ -264,13 +297,16 @@ bool stderrWriterFlush(const ORXNtpTime* timeout) {
     for (;;) {
         const std::uint32_t written = queue.written.load(std::memory_order_seq_cst);
         done = static_cast<std::int32_t>(written - target) >= 0;
-        if (done) break;
+        if (done)
+            break;
         timespec left{};
         if (!isForEver(timeout)) {
             const timespec now = monotonicNow();
             left = {deadline.tv_sec - now.tv_sec, deadline.tv_nsec - now.tv_nsec};
-            if (left.tv_nsec < 0) left = {left.tv_sec - 1, left.tv_nsec + nanosecondsPerSecond};
-            if (left.tv_sec < 0) break;
+            if (left.tv_nsec < 0)
+                left = {left.tv_sec - 1, left.tv_nsec + nanosecondsPerSecond};
+            if (left.tv_sec < 0)
+                break;
         }
         futexWait(queue.written, written, isForEver(timeout) ? nullptr : &left);
     }

@@ -21,18 +21,22 @@ char* ORXOsapiUtility_strcat(char* dest, size_t max, const char* src) {
 }
 
 char* ORXOsapiUtility_strncpy(char* dest, size_t max, const char* src, size_t length) {
-    if (dest == nullptr || src == nullptr) return nullptr;
+    if (dest == nullptr || src == nullptr)
+        return nullptr;
     const std::size_t count = strnlen(src, length);
-    if (count > max) return nullptr;
+    if (count > max)
+        return nullptr;
     std::memmove(dest, src, count);
     dest[count] = '\0';
     return dest;
 }
 
 char* ORXOsapiUtility_strncat(char* dest, size_t max, const char* src, size_t length) {
-    if (dest == nullptr || src == nullptr) return nullptr;
+    if (dest == nullptr || src == nullptr)
+        return nullptr;
     const std::size_t used = std::strlen(dest);
-    if (used > max) return nullptr;
+    if (used > max)
+        return nullptr;
     return ORXOsapiUtility_strncpy(dest + used, max - used, src, length) != nullptr ? dest : nullptr;
 }
 
@@ -41,9 +45,10 @@ char* ORXOsapiUtility_strncat(char* dest, size_t max, const char* src, size_t le
 int ORXOsapiUtility_getUtcTime(ORXOsapiUtcTime* utc, ORX_INT64 secondsSinceEpoch) {
     constexpr ORX_INT64 secondsPerDay = 86400;
     constexpr ORX_INT64 daysPerEra = 146097;
-    constexpr ORX_INT64 fromMarchOfYearZero = 719468;                  // days, to 1970-01-01
+    constexpr ORX_INT64 fromMarchOfYearZero = 719468;                    // days, to 1970-01-01
     constexpr ORX_INT64 furthest = ORX_INT64{67767976233532800} - 86400; // within the year 2147483647
-    if (utc == nullptr || secondsSinceEpoch > furthest || secondsSinceEpoch < -furthest) return ORX_FALSE;
+    if (utc == nullptr || secondsSinceEpoch > furthest || secondsSinceEpoch < -furthest)
+        return ORX_FALSE;
     ORX_INT64 days = secondsSinceEpoch / secondsPerDay;
     ORX_INT64 seconds = secondsSinceEpoch % secondsPerDay;
     if (seconds < 0) {
@@ -59,19 +64,22 @@ int ORXOsapiUtility_getUtcTime(ORXOsapiUtcTime* utc, ORX_INT64 secondsSinceEpoch
     const ORX_INT64 day = dayOfYear - (153 * monthFromMarch + 2) / 5 + 1;
     const ORX_INT64 month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;
     const ORX_INT64 year = era * 400 + yearOfEra + (month <= 2 ? 1 : 0);
-    *utc = {static_cast<int>(year), static_cast<int>(month), static_cast<int>(day), static_cast<int>(seconds / 3600),
-        static_cast<int>(seconds / 60 % 60), static_cast<int>(seconds % 60)};
+    *utc = {static_cast<int>(year), static_cast<int>(month), static_cast<int>(day),
+        static_cast<int>(seconds / 3600), static_cast<int>(seconds / 60 % 60),
+        static_cast<int>(seconds % 60)};
     return ORX_TRUE;
 }
 
 int REDAString_compare(const char* left, const char* right) {
-    if (left == nullptr || right == nullptr) return (left != nullptr) - (right != nullptr);
+    if (left == nullptr || right == nullptr)
+        return (left != nullptr) - (right != nullptr);
     return std::strcmp(left, right);
 }
 
 char* REDAString_strToken(char* text, const char* delimiters, char** saveState) {
     char* begin = text != nullptr ? text : *saveState;
-    if (begin == nullptr) return nullptr;
+    if (begin == nullptr)
+        return nullptr;
     begin += std::strspn(begin, delimiters);
     if (*begin == '\0') {
         *saveState = begin;
@@ -87,7 +95,8 @@ char* REDAString_strToken(char* text, const char* delimiters, char** saveState) 
 }
 
 const char* REDAString_getLastToken(const char* text, char delimiter) {
-    if (text == nullptr) return nullptr;
+    if (text == nullptr)
+        return nullptr;
     const char* last = delimiter != '\0' ? std::strrchr(text, delimiter) : nullptr;
     return last != nullptr ? last + 1 : text;
 }

@@ -31,7 +31,9 @@ void forgetParent() {
     liveThreads.store(0, std::memory_order_relaxed);
 }
 
-[[gnu::constructor]] void watchForks() { pthread_atfork(nullptr, nullptr, forgetParent); }
+[[gnu::constructor]] void watchForks() {
+    pthread_atfork(nullptr, nullptr, forgetParent);
+}
 
 } // namespace
 
@@ -59,13 +61,15 @@ class Attributes {
 public:
     Attributes() : valid_(pthread_attr_init(&attributes_) == 0) {}
     ~Attributes() {
-        if (valid_) pthread_attr_destroy(&attributes_);
+        if (valid_)
+            pthread_attr_destroy(&attributes_);
     }
     Attributes(const Attributes&) = delete;
     Attributes& operator=(const Attributes&) = delete;
 
     bool setStackSize(int stackSize) {
-        if (!valid_ || stackSize < 0) return valid_;
+        if (!valid_ || stackSize < 0)
+            return valid_;
         const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
         const std::size_t size = std::max(static_cast<std::size_t>(stackSize), smallestStack);
         return pthread_attr_setstacksize(&attributes_, (size + page - 1) / page * page) == 0;
@@ -100,7 +104,8 @@ public:
     SignalsBlocked() {
         sigset_t blocked;
         sigfillset(&blocked);
-        for (int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS}) sigdelset(&blocked, fault);
+        for (int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS})
+            sigdelset(&blocked, fault);
         pthread_sigmask(SIG_SETMASK, &blocked, &before_);
     }
     ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
@@ -124,10 +129,13 @@ struct Wishes {
 
 bool tryToStart(ORXOsapiJoinableThread& self, const Wishes& wishes, bool withPriority, bool withAffinity) {
     Attributes attributes;
-    if (!attributes.setStackSize(wishes.stackSize)) return false;
+    if (!attributes.setStackSize(wishes.stackSize))
+        return false;
     const bool realtime = (wishes.options & ORX_OSAPI_THREAD_OPTION_REALTIME_PRIORITY) != 0;
-    if (withPriority && !attributes.setPriority(wishes.priority, realtime)) return false;
-    if (withAffinity && !attributes.setAffinity(*wishes.bitmap)) return false;
+    if (withPriority && !attributes.setPriority(wishes.priority, realtime))
+        return false;
+    if (withAffinity && !attributes.setAffinity(*wishes.bitmap))
+        return false;
     return pthread_create(&self.handle, attributes.get(), run, &self) == 0;
 }
 
@@ -137,22 +145,28 @@ bool start(ORXOsapiJoinableThread& self, const Wishes& wishes) {
     SignalsBlocked signalsBlocked;
     const bool priority = wishes.hasPriority();
     const bool affinity = wishes.hasAffinity();
-    if (tryToStart(self, wishes, priority, affinity)) return true;
-    if (affinity && tryToStart(self, wishes, priority, false)) return true;
-    if (!priority || wishes.enforcesPriority()) return false;
-    if (affinity && tryToStart(self, wishes, false, true)) return true;
+    if (tryToStart(self, wishes, priority, affinity))
+        return true;
+    if (affinity && tryToStart(self, wishes, priority, false))
+        return true;
+    if (!priority || wishes.enforcesPriority())
+        return false;
+    if (affinity && tryToStart(self, wishes, false, true))
+        return true;
     return tryToStart(self, wishes, false, false);
 }
 
 } // namespace
 
 ORX_UINT64 ORXOsapiThread_getCurrentThreadID(void) {
-    if (cachedThreadId == 0) cachedThreadId = static_cast<std::uint64_t>(gettid());
+    if (cachedThreadId == 0)
+        cachedThreadId = static_cast<std::uint64_t>(gettid());
     return cachedThreadId;
 }
 
 void ORXOsapiThread_sleep(const ORXNtpTime* time) {
-    if (time == nullptr) return;
+    if (time == nullptr)
+        return;
     const timespec deadline = zdds::deadlineAfter(*time);
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR) {
     }
@@ -160,12 +174,15 @@ void ORXOsapiThread_sleep(const ORXNtpTime* time) {
 
 ORXOsapiJoinableThread* ORXOsapiJoinableThread_new(const char* name, int priority, int options, int stackSize,
     const ORXOsapiCpuBitmap* bitmap, ORXOsapiJoinableThreadFunction function, void* param) {
-    if (function == nullptr) return nullptr;
+    if (function == nullptr)
+        return nullptr;
     ORXOsapiJoinableThread* self = nullptr;
-    if (!ORXOsapiHeap_allocateStructure(&self, struct ORXOsapiJoinableThread)) return nullptr;
+    if (!ORXOsapiHeap_allocateStructure(&self, struct ORXOsapiJoinableThread))
+        return nullptr;
     self->function = function;
     self->param = param;
-    if (name != nullptr) std::memcpy(self->name, name, strnlen(name, nameCapacity - 1));
+    if (name != nullptr)
+        std::memcpy(self->name, name, strnlen(name, nameCapacity - 1));
     self->returned = ORXOsapiSemaphore_new(ORX_OSAPI_SEMAPHORE_KIND_BINARY, nullptr);
     liveThreads.fetch_add(1, std::memory_order_relaxed);
     if (self->returned == nullptr || !start(*self, {priority, options, stackSize, bitmap})) {
@@ -178,14 +195,19 @@ ORXOsapiJoinableThread* ORXOsapiJoinableThread_new(const char* name, int priorit
 }
 
 int ORXOsapiJoinableThread_stopAndDelete(ORXOsapiJoinableThread* self, int timeout) {
-    if (self == nullptr) return ORX_TRUE;
-    if (pthread_equal(self->handle, pthread_self())) return ORX_FALSE;
+    if (self == nullptr)
+        return ORX_TRUE;
+    if (pthread_equal(self->handle, pthread_self()))
+        return ORX_FALSE;
     const ORXNtpTime bound = zdds::lengthOfMilliseconds(static_cast<unsigned>(std::max(timeout, 0)));
-    if (ORXOsapiSemaphore_take(self->returned, &bound) != ORX_OSAPI_SEMAPHORE_STATUS_OK) return ORX_FALSE;
+    if (ORXOsapiSemaphore_take(self->returned, &bound) != ORX_OSAPI_SEMAPHORE_STATUS_OK)
+        return ORX_FALSE;
     pthread_join(self->handle, nullptr);
     ORXOsapiSemaphore_delete(self->returned);
     ORXOsapiHeap_freeStructure(self);
     return ORX_TRUE;
 }
 
-ORX_UINT32 ORXOsapiThread_getLiveThreadCount(void) { return liveThreads.load(std::memory_order_relaxed); }
+ORX_UINT32 ORXOsapiThread_getLiveThreadCount(void) {
+    return liveThreads.load(std::memory_order_relaxed);
+}

@@ -12,8 +12,10 @@ int ORXNtpTime_isInfinite(const ORXNtpTime* self) {
 }
 
 int ORXNtpTime_compare(const ORXNtpTime* left, const ORXNtpTime* right) {
-    if (left->sec != right->sec) return left->sec < right->sec ? -1 : 1;
-    if (left->frac != right->frac) return left->frac < right->frac ? -1 : 1;
+    if (left->sec != right->sec)
+        return left->sec < right->sec ? -1 : 1;
+    if (left->frac != right->frac)
+        return left->frac < right->frac ? -1 : 1;
     return 0;
 }
 
@@ -40,7 +42,8 @@ void ORXNtpTime_fromSecondsAndNanoseconds(ORXNtpTime* self, ORX_INT64 sec, ORX_U
 }
 
 void ORXNtpTime_toSecondsAndNanoseconds(const ORXNtpTime* self, ORX_INT64* sec, ORX_UINT32* nanosec) {
-    const std::uint64_t nanoseconds = (std::uint64_t{self->frac} * nanosecondsPerSecond + (std::uint64_t{1} << 31)) >> 32;
+    const std::uint64_t nanoseconds =
+        (std::uint64_t{self->frac} * nanosecondsPerSecond + (std::uint64_t{1} << 31)) >> 32;
     *sec = self->sec;
     *nanosec = static_cast<ORX_UINT32>(std::min(nanoseconds, nanosecondsPerSecond - 1));
 }

@@ -20,9 +20,11 @@ namespace zdds {
 
 REDAWorker* createWorker(REDAWorkerFactory* factory, const char* threadName, const char* participantId,
     const ORXOsapiRtpsGuidPrefix* guidPrefix) {
-    if (factory == nullptr) return nullptr;
+    if (factory == nullptr)
+        return nullptr;
     REDAWorker* worker = nullptr;
-    if (!ORXOsapiHeap_allocateStructure(&worker, struct REDAWorker)) return nullptr;
+    if (!ORXOsapiHeap_allocateStructure(&worker, struct REDAWorker))
+        return nullptr;
     worker->factory = factory;
     factory->workers.fetch_add(1, std::memory_order_relaxed);
     const char* name = threadName != nullptr ? threadName : "";
@@ -35,27 +37,37 @@ REDAWorker* createWorker(REDAWorkerFactory* factory, const char* threadName, con
 }
 
 void deleteWorker(REDAWorker* worker) {
-    if (worker == nullptr) return;
+    if (worker == nullptr)
+        return;
     worker->factory->workers.fetch_sub(1, std::memory_order_relaxed);
     ORXOsapiHeap_freeStructure(worker);
 }
 
-void setActivity(REDAWorker* worker, const ORXOsapiActivityContextStackEntry* activity) { worker->activity = activity; }
+void setActivity(REDAWorker* worker, const ORXOsapiActivityContextStackEntry* activity) {
+    worker->activity = activity;
+}
 
 } // namespace zdds
 
 REDAWorkerFactory* REDAWorkerFactory_new(void) {
     REDAWorkerFactory* memory = nullptr;
-    if (!ORXOsapiHeap_allocateStructure(&memory, struct REDAWorkerFactory)) return nullptr;
+    if (!ORXOsapiHeap_allocateStructure(&memory, struct REDAWorkerFactory))
+        return nullptr;
     return new (memory) REDAWorkerFactory{};
 }
 
-void REDAWorkerFactory_delete(REDAWorkerFactory* self) { ORXOsapiHeap_freeStructure(self); }
+void REDAWorkerFactory_delete(REDAWorkerFactory* self) {
+    ORXOsapiHeap_freeStructure(self);
+}
 
 int REDAWorkerFactory_getWorkerCount(const REDAWorkerFactory* self) {
     return self->workers.load(std::memory_order_relaxed);
 }
 
-const char* REDAWorker_getName(const REDAWorker* self) { return self->name; }
+const char* REDAWorker_getName(const REDAWorker* self) {
+    return self->name;
+}
 
-const ORXOsapiActivityContextStackEntry* REDAWorker_getActivity(const REDAWorker* self) { return self->activity; }
+const ORXOsapiActivityContextStackEntry* REDAWorker_getActivity(const REDAWorker* self) {
+    return self->activity;
+}

@@ -63,7 +63,8 @@ TEST(Clock, CreationSurvivesFailedAllocation) {
         ORXMonotonicClock_delete(monotonic);
         ORXSystemClock_delete(system);
         return made;
-    }), 2);
+    }),
+        2);
 }
 
 } // namespace

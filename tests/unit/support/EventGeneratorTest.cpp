@@ -52,7 +52,8 @@ struct FakeClock {
     // Until the generator has looked twice, it may not have seen the present time.
     void waitForLooks() {
         const int before = reads;
-        while (reads < before + 2) std::this_thread::yield();
+        while (reads < before + 2)
+            std::this_thread::yield();
     }
 };
 
@@ -62,7 +63,8 @@ ORXEventActiveGeneratorProperty usualProperty() {
     property.parent.eventTimeThreshold = {0xFFFFFFFFLL, 0};
     property.active.priority = ORX_OSAPI_THREAD_PRIORITY_DEFAULT;
     property.active.stackSize = ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT;
-    for (int i = 0; i < 5; ++i) property.threadParticipantId[i] = '#';
+    for (int i = 0; i < 5; ++i)
+        property.threadParticipantId[i] = '#';
     property.maxEventInterval = infinite;
     return property;
 }
@@ -83,7 +85,8 @@ struct Fixture : testing::Test {
     }
     void start(ORXClock* clock) {
         ORXEventActiveGeneratorListener listener{};
-        listener.parent = {[](void*, void* param, REDAWorker*) { static_cast<Fixture*>(param)->onStopped(); }, this};
+        listener.parent = {
+            [](void*, void* param, REDAWorker*) { static_cast<Fixture*>(param)->onStopped(); }, this};
         const auto property = usualProperty();
         const ORXOsapiRtpsGuidPrefix prefix{1, 2, 3};
         generator = ORXEventActiveGenerator_new(
@@ -96,7 +99,8 @@ struct Fixture : testing::Test {
         stopped.give();
     }
     void stop() {
-        if (generator == nullptr) return;
+        if (generator == nullptr)
+            return;
         EXPECT_TRUE(ORXEventActiveGenerator_shutdown(generator, nullptr));
         EXPECT_TRUE(stopped.take());
         ORXEventActiveGenerator_delete(generator, nullptr);
@@ -133,23 +137,26 @@ struct Fixture : testing::Test {
 
 using EventGenerator = Fixture;
 
-Fixture& fixtureOf(const ORXEventGeneratorListenerStorage* storage) { return *static_cast<Fixture*>(storage->field[0]); }
+Fixture& fixtureOf(const ORXEventGeneratorListenerStorage* storage) {
+    return *static_cast<Fixture*>(storage->field[0]);
+}
 
 // Runs once.
-const ORXEventGeneratorListener once{[](const ORXEventGeneratorListener*, ORXNtpTime*, ORXNtpTime*, const ORXNtpTime*,
-                                         const ORXNtpTime*, const ORXNtpTime*,
-                                         const ORXEventGeneratorListenerStorage* storage, REDAWorker*) {
-    Fixture& fixture = fixtureOf(storage);
-    ++fixture.runs;
-    fixture.note(reinterpret_cast<std::intptr_t>(storage->field[1]));
-    fixture.ran.give();
-    return 0;
-}};
+const ORXEventGeneratorListener once{
+    [](const ORXEventGeneratorListener*, ORXNtpTime*, ORXNtpTime*, const ORXNtpTime*, const ORXNtpTime*,
+        const ORXNtpTime*, const ORXEventGeneratorListenerStorage* storage, REDAWorker*) {
+        Fixture& fixture = fixtureOf(storage);
+        ++fixture.runs;
+        fixture.note(reinterpret_cast<std::intptr_t>(storage->field[1]));
+        fixture.ran.give();
+        return 0;
+    }};
 
 // Runs every ten seconds.
 const ORXEventGeneratorListener periodic{
-    [](const ORXEventGeneratorListener*, ORXNtpTime* newTime, ORXNtpTime*, const ORXNtpTime*, const ORXNtpTime* time,
-        const ORXNtpTime*, const ORXEventGeneratorListenerStorage* storage, REDAWorker*) {
+    [](const ORXEventGeneratorListener*, ORXNtpTime* newTime, ORXNtpTime*, const ORXNtpTime*,
+        const ORXNtpTime* time, const ORXNtpTime*, const ORXEventGeneratorListenerStorage* storage,
+        REDAWorker*) {
         Fixture& fixture = fixtureOf(storage);
         ++fixture.runs;
         fixture.note(time->sec);
@@ -209,9 +216,11 @@ TEST_F(EventGenerator, EventsRunInTimeOrderAndEqualTimesInPostOrder) {
     }
     std::stable_sort(expected.begin(), expected.end(), [](auto& l, auto& r) { return l.first < r.first; });
     fake.set(3000);
-    for (int i = 0; i < 500; ++i) ASSERT_TRUE(ran.take());
+    for (int i = 0; i < 500; ++i)
+        ASSERT_TRUE(ran.take());
     const auto order_ = noted();
-    for (std::size_t i = 0; i < expected.size(); ++i) ASSERT_EQ(order_[i], expected[i].second) << i;
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        ASSERT_EQ(order_[i], expected[i].second) << i;
 }
 
 TEST_F(EventGenerator, CallbackSeesWhatWasPosted) {
@@ -222,9 +231,9 @@ TEST_F(EventGenerator, CallbackSeesWhatWasPosted) {
         void* last = nullptr;
     } seen;
     static const ORXEventGeneratorListener listener{
-        [](const ORXEventGeneratorListener* me, ORXNtpTime* newTime, ORXNtpTime* newSnooze, const ORXNtpTime* now,
-            const ORXNtpTime* time, const ORXNtpTime* snooze, const ORXEventGeneratorListenerStorage* storage,
-            REDAWorker* worker) {
+        [](const ORXEventGeneratorListener* me, ORXNtpTime* newTime, ORXNtpTime* newSnooze,
+            const ORXNtpTime* now, const ORXNtpTime* time, const ORXNtpTime* snooze,
+            const ORXEventGeneratorListenerStorage* storage, REDAWorker* worker) {
             EXPECT_EQ(me, &listener);
             auto& result = *static_cast<Seen*>(storage->field[1]);
             result = {*now, *time, *snooze, *newTime, *newSnooze, REDAWorker_getName(worker),
@@ -235,8 +244,10 @@ TEST_F(EventGenerator, CallbackSeesWhatWasPosted) {
     auto* interface = reinterpret_cast<ORXEventGenerator*>(generator);
     const ORXNtpTime time{900, 7};
     const ORXNtpTime snooze{3, 4};
-    ORXEventGeneratorListenerStorage storage{{this, &seen, nullptr, nullptr, nullptr, nullptr, nullptr, this}};
-    const ORXOsapiActivityContextStackEntry activity{ORX_OSAPI_ACTIVITY_CONTEXT_ENTRY_KIND_ACTIVITY, "testing", nullptr};
+    ORXEventGeneratorListenerStorage storage{
+        {this, &seen, nullptr, nullptr, nullptr, nullptr, nullptr, this}};
+    const ORXOsapiActivityContextStackEntry activity{
+        ORX_OSAPI_ACTIVITY_CONTEXT_ENTRY_KIND_ACTIVITY, "testing", nullptr};
     ASSERT_TRUE(interface->postEvent(interface, &time, &snooze, &listener, &storage, 0, &activity));
     storage = {};
     ASSERT_TRUE(ran.take());
@@ -259,7 +270,8 @@ TEST_F(EventGenerator, EventThatKeepsItsTimeRunsAgainAtOnce) {
             return ++fixture.runs < 3 ? 1 : 0;
         }};
     ASSERT_TRUE(post(1000, thrice));
-    for (int i = 0; i < 3; ++i) EXPECT_TRUE(ran.take());
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(ran.take());
     stop();
     EXPECT_EQ(runs, 3);
 }
@@ -276,8 +288,9 @@ TEST_F(EventGenerator, EventOfInfiniteTimeNeverRuns) {
 
 TEST_F(EventGenerator, CallbackMayPost) {
     static const ORXEventGeneratorListener chain{
-        [](const ORXEventGeneratorListener* me, ORXNtpTime*, ORXNtpTime*, const ORXNtpTime*, const ORXNtpTime*,
-            const ORXNtpTime*, const ORXEventGeneratorListenerStorage* storage, REDAWorker*) {
+        [](const ORXEventGeneratorListener* me, ORXNtpTime*, ORXNtpTime*, const ORXNtpTime*,
+            const ORXNtpTime*, const ORXNtpTime*, const ORXEventGeneratorListenerStorage* storage,
+            REDAWorker*) {
             Fixture& fixture = fixtureOf(storage);
             if (++fixture.runs < 5) {
                 EXPECT_TRUE(fixture.post(1000, *me));
@@ -286,7 +299,8 @@ TEST_F(EventGenerator, CallbackMayPost) {
             return 0;
         }};
     ASSERT_TRUE(post(1000, chain));
-    for (int i = 0; i < 5; ++i) ASSERT_TRUE(ran.take());
+    for (int i = 0; i < 5; ++i)
+        ASSERT_TRUE(ran.take());
 }
 
 TEST_F(EventGenerator, NothingRunsAfterShutdownAndPostsAreRefused) {
@@ -297,8 +311,9 @@ TEST_F(EventGenerator, NothingRunsAfterShutdownAndPostsAreRefused) {
         Signal& goOn;
     } gate{inside, goOn};
     static const ORXEventGeneratorListener blocking{
-        [](const ORXEventGeneratorListener*, ORXNtpTime* newTime, ORXNtpTime*, const ORXNtpTime*, const ORXNtpTime*,
-            const ORXNtpTime*, const ORXEventGeneratorListenerStorage* storage, REDAWorker*) {
+        [](const ORXEventGeneratorListener*, ORXNtpTime* newTime, ORXNtpTime*, const ORXNtpTime*,
+            const ORXNtpTime*, const ORXNtpTime*, const ORXEventGeneratorListenerStorage* storage,
+            REDAWorker*) {
             auto& signals = *static_cast<Gate*>(storage->field[1]);
             ++fixtureOf(storage).runs;
             signals.inside.give();
@@ -360,11 +375,14 @@ TEST_F(EventGenerator, ThreadsPostWhileEventsRun) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 3; ++t) {
         threads.emplace_back([this] {
-            for (int i = 0; i < each; ++i) ASSERT_TRUE(post(1000, once));
+            for (int i = 0; i < each; ++i)
+                ASSERT_TRUE(post(1000, once));
         });
     }
-    for (int i = 0; i < 3 * each; ++i) ASSERT_TRUE(ran.take());
-    for (auto& thread : threads) thread.join();
+    for (int i = 0; i < 3 * each; ++i)
+        ASSERT_TRUE(ran.take());
+    for (auto& thread : threads)
+        thread.join();
     stop();
     EXPECT_EQ(runs, 3 * each);
 }
@@ -409,16 +427,23 @@ TEST(EventGeneratorLifecycle, CreationSurvivesFailedAllocation) {
         REDAWorkerFactory_delete(factory);
         EXPECT_EQ(ORXOsapiThread_getLiveThreadCount(), 0U);
         return created;
-    }), 8);
+    }),
+        8);
 }
 
 TEST(EventGeneratorLifecycle, WrongArgumentsAreRefused) {
     FakeClock fake;
     REDAWorkerFactory* factory = REDAWorkerFactory_new();
     const auto property = usualProperty();
-    EXPECT_EQ(ORXEventActiveGenerator_new("t", factory, nullptr, nullptr, nullptr, &property, nullptr, nullptr, nullptr), nullptr);
-    EXPECT_EQ(ORXEventActiveGenerator_new("t", factory, &fake.clock, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), nullptr);
-    EXPECT_EQ(ORXEventActiveGenerator_new("t", nullptr, &fake.clock, nullptr, nullptr, &property, nullptr, nullptr, nullptr), nullptr);
+    EXPECT_EQ(ORXEventActiveGenerator_new(
+                  "t", factory, nullptr, nullptr, nullptr, &property, nullptr, nullptr, nullptr),
+        nullptr);
+    EXPECT_EQ(ORXEventActiveGenerator_new(
+                  "t", factory, &fake.clock, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+        nullptr);
+    EXPECT_EQ(ORXEventActiveGenerator_new(
+                  "t", nullptr, &fake.clock, nullptr, nullptr, &property, nullptr, nullptr, nullptr),
+        nullptr);
     EXPECT_FALSE(ORXEventActiveGenerator_shutdown(nullptr, nullptr));
     REDAWorkerFactory_delete(factory);
 }

@@ -23,7 +23,8 @@ struct Hooks {
 
     static int initialize(void* buffer, void* param) {
         auto& self = *static_cast<Hooks*>(param);
-        if (self.made + 1 == self.failAt) return 0;
+        if (self.made + 1 == self.failAt)
+            return 0;
         ++self.made;
         std::memcpy(buffer, &self.made, sizeof self.made);
         return 1;
@@ -34,9 +35,10 @@ struct Hooks {
 constexpr REDAFastBufferPoolProperty usual{{2, -1, -1}, 0, 0, 0, 0};
 
 struct Pool {
-    explicit Pool(const REDAFastBufferPoolProperty& property = usual, std::size_t size = 24, std::size_t alignment = 8)
-        : handle(REDAFastBufferPool_newWithParams(
-              size, alignment, Hooks::initialize, &hooks, Hooks::finalize, &hooks, &property, "struct Test", 0)) {}
+    explicit Pool(
+        const REDAFastBufferPoolProperty& property = usual, std::size_t size = 24, std::size_t alignment = 8)
+        : handle(REDAFastBufferPool_newWithParams(size, alignment, Hooks::initialize, &hooks, Hooks::finalize,
+              &hooks, &property, "struct Test", 0)) {}
     ~Pool() {
         REDAFastBufferPool_delete(handle);
         EXPECT_EQ(hooks.made, hooks.destroyed);
@@ -74,7 +76,8 @@ TEST(FastBufferPool, BuffersAreInitializedOnceAndKeepTheirContent) {
     pool.giveBack(first);
     void* again = pool.get();
     ASSERT_EQ(again, first);
-    for (int i = 0; i < 24; ++i) EXPECT_EQ(static_cast<unsigned char*>(again)[i], 0x77);
+    for (int i = 0; i < 24; ++i)
+        EXPECT_EQ(static_cast<unsigned char*>(again)[i], 0x77);
     EXPECT_EQ(pool.hooks.made, 2);
     EXPECT_EQ(pool.hooks.destroyed, 0);
 }
@@ -82,7 +85,8 @@ TEST(FastBufferPool, BuffersAreInitializedOnceAndKeepTheirContent) {
 TEST(FastBufferPool, GrowsByDoublingAndDestroysWhatWasNotReturned) {
     Pool pool;
     std::set<void*> buffers;
-    for (int i = 0; i < 100; ++i) EXPECT_TRUE(buffers.insert(pool.get()).second);
+    for (int i = 0; i < 100; ++i)
+        EXPECT_TRUE(buffers.insert(pool.get()).second);
     EXPECT_EQ(pool.info().bufferAllocated, 128);
     EXPECT_EQ(pool.info().bufferInUse, 100);
 }
@@ -100,7 +104,8 @@ TEST(FastBufferPool, GrowsByTheIncrement) {
 TEST(FastBufferPool, MaximumIsKeptUnlessIgnored) {
     Pool pool({{2, 5, -1}, 0, 0, 0, 0});
     std::vector<void*> buffers;
-    for (int i = 0; i < 5; ++i) buffers.push_back(pool.get());
+    for (int i = 0; i < 5; ++i)
+        buffers.push_back(pool.get());
     EXPECT_EQ(pool.get(), nullptr);
     EXPECT_EQ(pool.info().bufferAllocated, 5);
     EXPECT_EQ(pool.info().bufferCountLimit, 5);
@@ -108,10 +113,12 @@ TEST(FastBufferPool, MaximumIsKeptUnlessIgnored) {
     EXPECT_EQ(pool.get(), buffers[3]);
 
     Pool ignoring({{2, 5, -1}, 0, 0, 1, 0});
-    for (int i = 0; i < 20; ++i) EXPECT_NE(ignoring.get(), nullptr);
+    for (int i = 0; i < 20; ++i)
+        EXPECT_NE(ignoring.get(), nullptr);
 
     const REDAFastBufferPoolProperty wrong{{6, 5, -1}, 0, 0, 0, 0};
-    EXPECT_EQ(REDAFastBufferPool_newWithParams(8, 8, nullptr, nullptr, nullptr, nullptr, &wrong, "t", 0), nullptr);
+    EXPECT_EQ(
+        REDAFastBufferPool_newWithParams(8, 8, nullptr, nullptr, nullptr, nullptr, &wrong, "t", 0), nullptr);
 }
 
 TEST(FastBufferPool, BuffersAreAlignedAsAsked) {
@@ -123,7 +130,8 @@ TEST(FastBufferPool, BuffersAreAlignedAsAsked) {
             std::memset(buffer, i, 20);
         }
     }
-    EXPECT_EQ(REDAFastBufferPool_newWithParams(8, 12, nullptr, nullptr, nullptr, nullptr, &usual, "t", 0), nullptr);
+    EXPECT_EQ(
+        REDAFastBufferPool_newWithParams(8, 12, nullptr, nullptr, nullptr, nullptr, &usual, "t", 0), nullptr);
 }
 
 TEST(FastBufferPool, SizeOfARequestIsChecked) {
@@ -137,7 +145,8 @@ TEST(FastBufferPool, ContentIsClearedAtEachGetWhenAsked) {
     Pool pool({{1, -1, -1}, 0, 1, 0, 0});
     for (int round = 0; round < 3; ++round) {
         auto* buffer = static_cast<unsigned char*>(pool.get());
-        for (int i = 0; i < 24; ++i) EXPECT_EQ(buffer[i], 0);
+        for (int i = 0; i < 24; ++i)
+            EXPECT_EQ(buffer[i], 0);
         std::memset(buffer, 0xAA, 24);
         pool.giveBack(buffer);
     }
@@ -148,10 +157,12 @@ TEST(FastBufferPool, DynamicBuffersGoBackToTheHeap) {
     {
         Pool pool({{2, -1, -1}, 0, 0, 0, 1});
         std::vector<void*> buffers;
-        for (int i = 0; i < 10; ++i) buffers.push_back(pool.get());
+        for (int i = 0; i < 10; ++i)
+            buffers.push_back(pool.get());
         EXPECT_EQ(pool.info().bufferAllocated, 10);
         const auto full = ORXOsapiHeap_getLiveBufferCount();
-        for (std::size_t i : {4U, 0U, 9U}) pool.giveBack(buffers[i]);
+        for (std::size_t i : {4U, 0U, 9U})
+            pool.giveBack(buffers[i]);
         EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), full - 3);
         EXPECT_EQ(pool.info().bufferAllocated, 7);
         EXPECT_EQ(pool.hooks.destroyed, 3);
@@ -177,7 +188,8 @@ TEST(FastBufferPool, FailedInitializerFailsTheGrowthAndLosesNothing) {
             24, 8, Hooks::initialize, &hooks, Hooks::finalize, &hooks, &usual, "struct Test", 0);
         ASSERT_EQ(pool == nullptr, failAt <= 2);
         int got = 0;
-        while (pool != nullptr && REDAFastBufferPool_getBufferWithSize(pool, -1) != nullptr) ++got;
+        while (pool != nullptr && REDAFastBufferPool_getBufferWithSize(pool, -1) != nullptr)
+            ++got;
         EXPECT_EQ(got, failAt <= 2 ? 0 : failAt <= 4 ? 2 : 4);
         REDAFastBufferPool_delete(pool);
         EXPECT_EQ(hooks.made, hooks.destroyed);
@@ -202,7 +214,8 @@ TEST(FastBufferPool, ModelHoldsUnderRandomOperations) {
                 std::memset(buffer, fill, 24);
             } else if (!model.empty()) {
                 auto entry = std::next(model.begin(), static_cast<std::ptrdiff_t>(random() % model.size()));
-                for (int i = 0; i < 24; ++i) ASSERT_EQ(static_cast<unsigned char*>(entry->first)[i], entry->second);
+                for (int i = 0; i < 24; ++i)
+                    ASSERT_EQ(static_cast<unsigned char*>(entry->first)[i], entry->second);
                 pool.giveBack(entry->first);
                 model.erase(entry);
             }
@@ -228,7 +241,8 @@ TEST(FastBufferPool, ThreadsShareAPoolThatLocksItself) {
             }
         });
     }
-    for (auto& thread : threads) thread.join();
+    for (auto& thread : threads)
+        thread.join();
     REDAFastBufferPoolInfo info{};
     REDAFastBufferPool_getInfo(pool, &info);
     EXPECT_EQ(info.bufferInUse, 0);
@@ -240,15 +254,20 @@ TEST(FastBufferPool, CreationSurvivesFailedAllocation) {
     for (int dynamic : {0, 1}) {
         const REDAFastBufferPoolProperty property{{2, -1, -1}, 1, 0, 0, dynamic};
         EXPECT_EQ(testing_support::walkAllocationFailures([&property] {
-            auto* pool = REDAFastBufferPool_newWithParams(8, 8, nullptr, nullptr, nullptr, nullptr, &property, "t", 0);
-            if (pool == nullptr) return false;
+            auto* pool =
+                REDAFastBufferPool_newWithParams(8, 8, nullptr, nullptr, nullptr, nullptr, &property, "t", 0);
+            if (pool == nullptr)
+                return false;
             int got = 0;
-            while (got < 3 && REDAFastBufferPool_getBufferWithSize(pool, -1) != nullptr) ++got;
+            while (got < 3 && REDAFastBufferPool_getBufferWithSize(pool, -1) != nullptr)
+                ++got;
             REDAFastBufferPool_delete(pool);
             return got == 3;
-        }), dynamic ? 5 : 4);
+        }),
+            dynamic ? 5 : 4);
     }
-    EXPECT_EQ(REDAFastBufferPool_newWithParams(8, 8, nullptr, nullptr, nullptr, nullptr, nullptr, "t", 0), nullptr);
+    EXPECT_EQ(
+        REDAFastBufferPool_newWithParams(8, 8, nullptr, nullptr, nullptr, nullptr, nullptr, "t", 0), nullptr);
     REDAFastBufferPool_delete(nullptr);
 }
 

@@ -27,7 +27,8 @@ TEST(Hash, ReferenceDigestsHold) {
     EXPECT_EQ(md5("abc"), "900150983cd24fb0d6963f7d28e17f72");
     EXPECT_EQ(md5("message digest"), "f96b697d7cb7938d525a2f31aaf161d0");
     EXPECT_EQ(md5("abcdefghijklmnopqrstuvwxyz"), "c3fcd3d76192e4007dfb496cca67e13b");
-    EXPECT_EQ(md5("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"), "d174ab98d277d9f5a5611c2c9f419d9f");
+    EXPECT_EQ(md5("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"),
+        "d174ab98d277d9f5a5611c2c9f419d9f");
     EXPECT_EQ(md5("12345678901234567890123456789012345678901234567890123456789012345678901234567890"),
         "57edf4a22be3c955ac49da2e2107b67a");
 }

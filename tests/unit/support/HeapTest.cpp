@@ -25,7 +25,8 @@ struct alignas(128) Wide {
 bool isZero(const void* memory, std::size_t size) {
     const auto* bytes = static_cast<const unsigned char*>(memory);
     for (std::size_t i = 0; i < size; ++i) {
-        if (bytes[i] != 0) return false;
+        if (bytes[i] != 0)
+            return false;
     }
     return true;
 }
@@ -38,7 +39,8 @@ void dirtyTheHeap() {
         std::memset(buffer, 0xAB, size);
         buffers.push_back(buffer);
     }
-    for (void* buffer : buffers) ORXOsapiHeap_freeMemoryInternal(buffer);
+    for (void* buffer : buffers)
+        ORXOsapiHeap_freeMemoryInternal(buffer);
 }
 
 TEST(Heap, StructureComesBackZeroed) {
@@ -77,7 +79,8 @@ TEST(Heap, BuffersAreAlignedAsAskedAndAtLeastForAnyType) {
     for (std::size_t alignment = 1; alignment <= 4096; alignment *= 2) {
         void* memory = nullptr;
         ASSERT_TRUE(ORXOsapiHeap_reallocateMemoryInternal(&memory, 10, alignment, 1, "char"));
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory) % std::max(alignment, alignof(std::max_align_t)), 0U);
+        EXPECT_EQ(
+            reinterpret_cast<std::uintptr_t>(memory) % std::max(alignment, alignof(std::max_align_t)), 0U);
         ASSERT_TRUE(ORXOsapiHeap_reallocateMemoryInternal(&memory, 1000, alignment, 1, "char"));
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory) % alignment, 0U);
         ORXOsapiHeap_freeMemoryInternal(memory);
@@ -95,10 +98,12 @@ TEST(Heap, ReallocationKeepsTheContentAndZeroesTheRest) {
     ASSERT_TRUE(ORXOsapiHeap_reallocateMemoryInternal(memory, 10, 1, 1, "char"));
     std::memset(bytes, 7, 10);
     ASSERT_TRUE(ORXOsapiHeap_reallocateMemoryInternal(memory, 500, 1, 1, "char"));
-    for (int i = 0; i < 10; ++i) EXPECT_EQ(bytes[i], 7);
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(bytes[i], 7);
     EXPECT_TRUE(isZero(bytes + 10, 490));
     ASSERT_TRUE(ORXOsapiHeap_reallocateMemoryInternal(memory, 3, 1, 1, "char"));
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(bytes[i], 7);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(bytes[i], 7);
     ORXOsapiHeap_freeMemoryInternal(bytes);
 }
 
@@ -139,7 +144,8 @@ struct CountingAllocator {
         ++self.allocated;
         self.lastTypeName = typeName;
         void* memory = std::malloc(size);
-        if (memory != nullptr) std::memset(memory, 0xEE, size);
+        if (memory != nullptr)
+            std::memset(memory, 0xEE, size);
         return memory;
     }
     static void release(void* context, void* memory) {
@@ -189,7 +195,8 @@ TEST(Heap, AllocatorMayChangeWhileThreadsAllocate) {
         threads.emplace_back([&stop] {
             while (!stop) {
                 Sample* sample = nullptr;
-                if (ORXOsapiHeap_allocateStructure(&sample, struct Sample)) ORXOsapiHeap_freeStructure(sample);
+                if (ORXOsapiHeap_allocateStructure(&sample, struct Sample))
+                    ORXOsapiHeap_freeStructure(sample);
             }
         });
     }
@@ -199,7 +206,8 @@ TEST(Heap, AllocatorMayChangeWhileThreadsAllocate) {
     }
     ORXOsapiHeap_setAllocator(nullptr);
     stop = true;
-    for (auto& thread : threads) thread.join();
+    for (auto& thread : threads)
+        thread.join();
     EXPECT_EQ(counting.allocated, counting.freed);
 }
 

@@ -37,7 +37,8 @@ Words makeUuid() {
 
 TEST(Host, UuidDiffersAtEachCall) {
     std::set<Words> seen;
-    for (int i = 0; i < 10000; ++i) EXPECT_TRUE(seen.insert(makeUuid()).second);
+    for (int i = 0; i < 10000; ++i)
+        EXPECT_TRUE(seen.insert(makeUuid()).second);
     EXPECT_FALSE(ORXOsapiHost_generate_uuid(nullptr));
 }
 
@@ -60,7 +61,9 @@ TEST(Host, UuidDiffersAcrossAFork) {
     close(ends[1]);
 }
 
-TEST(Host, ProcessIdIsTheSystems) { EXPECT_EQ(ORXOsapiProcess_getId(), static_cast<ORX_UINT64>(getpid())); }
+TEST(Host, ProcessIdIsTheSystems) {
+    EXPECT_EQ(ORXOsapiProcess_getId(), static_cast<ORX_UINT64>(getpid()));
+}
 
 TEST(Host, MemoryInfoGrowsWithWhatIsTouched) {
     ORXOsapiProcessMemoryInfo before{};

@@ -22,7 +22,8 @@ struct Element {
 
 std::vector<int> valuesOf(const REDAInlineList& list) {
     std::vector<int> values;
-    for (auto* node = REDAInlineList_getFirst(&list); node != nullptr; node = REDAInlineListNode_getNext(node))
+    for (auto* node = REDAInlineList_getFirst(&list); node != nullptr;
+         node = REDAInlineListNode_getNext(node))
         values.push_back(reinterpret_cast<const Element*>(node)->value);
     return values;
 }
@@ -137,7 +138,8 @@ TEST(InlineList, ConsumerWalksBesideProducers) {
     REDAInlineList list;
     REDAInlineList_init(&list);
     std::vector<std::vector<Element>> elements(producers);
-    for (auto& mine : elements) mine.resize(perProducer);
+    for (auto& mine : elements)
+        mine.resize(perProducer);
     std::mutex mutex;
     std::vector<std::thread> threads;
     for (int p = 0; p < producers; ++p) {
@@ -156,7 +158,8 @@ TEST(InlineList, ConsumerWalksBesideProducers) {
     REDAInlineListNode* cursor = &list._dummyNode;
     while (seen < producers * perProducer) {
         REDAInlineListNode* last = REDAInlineList_getLast(&list);
-        if (last == nullptr) continue;
+        if (last == nullptr)
+            continue;
         while (cursor != last) {
             cursor = REDAInlineListNode_getNext(cursor);
             ASSERT_NE(cursor, nullptr);
@@ -167,18 +170,21 @@ TEST(InlineList, ConsumerWalksBesideProducers) {
             ++seen;
         }
     }
-    for (auto& thread : threads) thread.join();
+    for (auto& thread : threads)
+        thread.join();
     EXPECT_EQ(list._size, producers * perProducer);
 }
 
 TEST(InlineList, CreationSurvivesFailedAllocation) {
     EXPECT_EQ(testing_support::walkAllocationFailures([] {
         REDAInlineList* list = REDAInlineList_new();
-        if (list == nullptr) return false;
+        if (list == nullptr)
+            return false;
         EXPECT_EQ(REDAInlineList_getLast(list), nullptr);
         REDAInlineList_delete(list);
         return true;
-    }), 1);
+    }),
+        1);
     REDAInlineList_delete(nullptr);
 }
 

@@ -24,7 +24,8 @@ struct LowerLevel {
 
     static void* allocate(void* data, std::size_t size) {
         auto& self = *static_cast<LowerLevel*>(data);
-        if (++self.calls >= self.failFrom) return nullptr;
+        if (++self.calls >= self.failFrom)
+            return nullptr;
         ++self.alive;
         auto* memory = static_cast<std::byte*>(std::malloc(size + 16));
         std::memset(memory, 0x5A, size + 16);
@@ -55,7 +56,9 @@ struct Arena {
     Arena(const Arena&) = delete;
     Arena& operator=(const Arena&) = delete;
 
-    void* reserve(int size, int alignment = 1) { return REDAInlineMemory_reserveBufferI(&manager, size, alignment); }
+    void* reserve(int size, int alignment = 1) {
+        return REDAInlineMemory_reserveBufferI(&manager, size, alignment);
+    }
 
     REDAInlineMemory* manager;
 };
@@ -89,7 +92,8 @@ TEST(InlineMemory, LargerAlignmentsAreHonoured) {
         ASSERT_NE(buffer, nullptr);
         ASSERT_EQ(reinterpret_cast<std::uintptr_t>(buffer) % static_cast<unsigned>(alignment), 0U);
         queue.push_back(buffer);
-        if (queue.size() < 20) continue;
+        if (queue.size() < 20)
+            continue;
         ASSERT_TRUE(REDAInlineMemBuffer_release(queue.front()));
         queue.pop_front();
     }
@@ -147,7 +151,8 @@ TEST(InlineMemory, ResetTakesEverythingBackAndKeepsTheBlocks) {
     LowerLevel level;
     Arena arena(propertyOf(level));
     for (int round = 0; round < 3; ++round) {
-        for (int i = 0; i < 200; ++i) ASSERT_NE(arena.reserve(100), nullptr);
+        for (int i = 0; i < 200; ++i)
+            ASSERT_NE(arena.reserve(100), nullptr);
         const REDAInlineMemoryInfo before = infoOf(arena.manager);
         EXPECT_EQ(before.liveBuffers, 200U);
         EXPECT_EQ(before.usedBytes, 200U * 128U);
@@ -158,7 +163,8 @@ TEST(InlineMemory, ResetTakesEverythingBackAndKeepsTheBlocks) {
         EXPECT_EQ(after.blockBytes, before.blockBytes);
     }
     const int calls = level.calls;
-    for (int i = 0; i < 200; ++i) ASSERT_NE(arena.reserve(100), nullptr);
+    for (int i = 0; i < 200; ++i)
+        ASSERT_NE(arena.reserve(100), nullptr);
     EXPECT_EQ(level.calls, calls);
 }
 
@@ -170,7 +176,8 @@ TEST(InlineMemory, BuffersAreZeroedWhenAsked) {
     for (int i = 0; i < 200; ++i) {
         auto* buffer = static_cast<unsigned char*>(arena.reserve(50));
         ASSERT_NE(buffer, nullptr);
-        for (int b = 0; b < 50; ++b) ASSERT_EQ(buffer[b], 0);
+        for (int b = 0; b < 50; ++b)
+            ASSERT_EQ(buffer[b], 0);
         std::memset(buffer, 0xFF, 50);
         ASSERT_TRUE(REDAInlineMemBuffer_release(buffer));
     }
@@ -204,7 +211,8 @@ TEST(InlineMemory, ContiguousArenaHasOneBlockAndGoesRound) {
     property.forceContiguousMemory = 1;
     Arena arena(property);
     std::deque<void*> queue;
-    for (int i = 0; i < 10; ++i) queue.push_back(arena.reserve(20 + i));
+    for (int i = 0; i < 10; ++i)
+        queue.push_back(arena.reserve(20 + i));
     for (int i = 0; i < 10000; ++i) {
         ASSERT_TRUE(REDAInlineMemBuffer_release(queue.front()));
         queue.pop_front();
@@ -247,9 +255,11 @@ TEST(InlineMemory, QueueOfSteadyLengthMakesNoHeapCallAfterWarmUp) {
             queue.push_back(arena.reserve(size));
             ASSERT_NE(queue.back(), nullptr);
         };
-        for (int i = 0; i < 20000; ++i) turn(random() % 200);
+        for (int i = 0; i < 20000; ++i)
+            turn(random() % 200);
         const int calls = level.calls;
-        for (int i = 0; i < 200000; ++i) turn(random() % 200);
+        for (int i = 0; i < 200000; ++i)
+            turn(random() % 200);
         EXPECT_EQ(level.calls, calls);
         EXPECT_LE(infoOf(arena.manager).blockBytes, 4U * 200U * 350U) << "a small multiple of the queue";
     }
@@ -298,7 +308,8 @@ TEST(InlineMemory, ModelHoldsUnderRandomOperations) {
                 char* buffer = order[index];
                 order.erase(order.begin() + static_cast<std::ptrdiff_t>(index));
                 const Live entry = live.at(buffer);
-                for (int b = 0; b < entry.size; ++b) ASSERT_EQ(static_cast<unsigned char>(buffer[b]), entry.fill);
+                for (int b = 0; b < entry.size; ++b)
+                    ASSERT_EQ(static_cast<unsigned char>(buffer[b]), entry.fill);
                 live.erase(buffer);
                 ASSERT_TRUE(REDAInlineMemBuffer_release(buffer));
             }
@@ -307,7 +318,8 @@ TEST(InlineMemory, ModelHoldsUnderRandomOperations) {
             ASSERT_LE(info.usedBytes, info.blockBytes);
             ASSERT_LE(info.blockBytes, static_cast<std::size_t>(maximal));
         }
-        for (char* buffer : order) ASSERT_TRUE(REDAInlineMemBuffer_release(buffer));
+        for (char* buffer : order)
+            ASSERT_TRUE(REDAInlineMemBuffer_release(buffer));
         EXPECT_EQ(infoOf(arena.manager).usedBytes, 0U);
     }
 }
@@ -325,22 +337,27 @@ TEST(InlineMemory, FailureOfTheLowerLevelIsNull) {
     Arena arena(propertyOf(level));
     ASSERT_NE(arena.manager, nullptr);
     std::vector<void*> buffers;
-    while (void* buffer = arena.reserve(100)) buffers.push_back(buffer);
+    while (void* buffer = arena.reserve(100))
+        buffers.push_back(buffer);
     EXPECT_EQ(buffers.size(), 8U);
-    for (void* buffer : buffers) EXPECT_TRUE(REDAInlineMemBuffer_release(buffer));
+    for (void* buffer : buffers)
+        EXPECT_TRUE(REDAInlineMemBuffer_release(buffer));
     EXPECT_NE(arena.reserve(100), nullptr);
 }
 
 TEST(InlineMemory, HeapIsTheOrdinaryLowerLevel) {
-    REDAInlineMemoryProperty property{1024, INT_MAX, 50, 0, 0, REDAInlineMemoryLowerLevelAllocator_mallocAllocate,
-        REDAInlineMemoryLowerLevelAllocator_mallocFree, nullptr};
+    REDAInlineMemoryProperty property{1024, INT_MAX, 50, 0, 0,
+        REDAInlineMemoryLowerLevelAllocator_mallocAllocate, REDAInlineMemoryLowerLevelAllocator_mallocFree,
+        nullptr};
     EXPECT_EQ(testing_support::walkAllocationFailures([&property] {
         REDAInlineMemory* arena = REDAInlineMemory_new(&property);
-        if (arena == nullptr) return false;
+        if (arena == nullptr)
+            return false;
         const bool grown = REDAInlineMemory_reserveBufferI(&arena, 5000, 1) != nullptr;
         REDAInlineMemory_delete(arena);
         return grown;
-    }), 3);
+    }),
+        3);
 }
 
 #ifdef ZDDS_ADDRESS_SANITIZER
@@ -361,7 +378,8 @@ TEST(InlineMemoryString, CopyIsMadeInTheArena) {
     EXPECT_STREQ(ORXCdrType_copyStringExWMemoryManager(&text, &arena.manager, "one", 0x7FFFFFFF, 1), "one");
     char* const first = text;
     EXPECT_EQ(infoOf(arena.manager).liveBuffers, 1U);
-    EXPECT_STREQ(ORXCdrType_copyStringExWMemoryManager(&text, &arena.manager, "another", 0xFFFFFFFE, 1), "another");
+    EXPECT_STREQ(
+        ORXCdrType_copyStringExWMemoryManager(&text, &arena.manager, "another", 0xFFFFFFFE, 1), "another");
     EXPECT_EQ(infoOf(arena.manager).liveBuffers, 1U) << "the first copy was released";
     EXPECT_EQ(text, first) << "and its place used again";
     ASSERT_TRUE(REDAInlineMemBuffer_release(text));

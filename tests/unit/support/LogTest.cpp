@@ -24,15 +24,17 @@
 
 // Children of these tests fork again while the writer runs.
 extern "C" const char* __tsan_default_options();
-extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() { return "die_after_fork=0:atexit_sleep_ms=0"; }
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() {
+    return "die_after_fork=0:atexit_sleep_ms=0";
+}
 
 namespace {
 
 constexpr ORXNtpTime bound{20, 0};
 
 void logError(const char* text) {
-    ORXLogMessageParamString_printWithParams(-1, ORX_LOG_BIT_ERROR, ORX_LOG_MODULE_MONITORING, "/a/path/Source.cpp", 42,
-        "some_function", &ORX_LOG_FAILED_TO_CREATE_TEMPLATE, "%s", text);
+    ORXLogMessageParamString_printWithParams(-1, ORX_LOG_BIT_ERROR, ORX_LOG_MODULE_MONITORING,
+        "/a/path/Source.cpp", 42, "some_function", &ORX_LOG_FAILED_TO_CREATE_TEMPLATE, "%s", text);
 }
 
 struct Line {
@@ -62,7 +64,8 @@ struct Sink {
         auto& self = *static_cast<Sink*>(context);
         self.lines.push_back({line->level, line->module, line->messageTemplate, line->subject, line->message,
             line->file, line->function, line->line, line->timeNs, line->threadId});
-        if (self.onLine) self.onLine();
+        if (self.onLine)
+            self.onLine();
     }
 
     std::vector<Line> lines;
@@ -84,7 +87,8 @@ struct ChildResult {
 // Runs `body` in a child whose stderr is a pipe, and gives the exit code and what came.
 ChildResult runInChild(const std::function<int()>& body) {
     int ends[2];
-    if (pipe(ends) != 0) return {};
+    if (pipe(ends) != 0)
+        return {};
     const pid_t child = fork();
     if (child == 0) {
         dup2(ends[1], STDERR_FILENO);
@@ -97,7 +101,8 @@ ChildResult runInChild(const std::function<int()>& body) {
     ChildResult result;
     char buffer[4096];
     for (ssize_t count = 0; (count = read(ends[0], buffer, sizeof buffer)) != 0;) {
-        if (count > 0) result.text.append(buffer, static_cast<std::size_t>(count));
+        if (count > 0)
+            result.text.append(buffer, static_cast<std::size_t>(count));
     }
     close(ends[0]);
     waitpid(child, &result.status, 0);
@@ -113,7 +118,8 @@ std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) {
-        if (line.rfind("==", 0) != 0) lines.push_back(line);
+        if (line.rfind("==", 0) != 0)
+            lines.push_back(line);
     }
     return lines;
 }
@@ -121,8 +127,9 @@ std::vector<std::string> linesOf(const std::string& text) {
 TEST_F(Log, SinkSeesEverythingOfALine) {
     Sink sink;
     errno = 17;
-    ORXLogMessageParamString_printWithParams(-1, ORX_LOG_BIT_WARNING, ORX_LOG_MODULE_DDS, "/a/path/Source.cpp", 42,
-        "some_function", &ORX_LOG_FAILED_TO_CREATE_TEMPLATE, "thing %d of %s\n", 7, "many");
+    ORXLogMessageParamString_printWithParams(-1, ORX_LOG_BIT_WARNING, ORX_LOG_MODULE_DDS,
+        "/a/path/Source.cpp", 42, "some_function", &ORX_LOG_FAILED_TO_CREATE_TEMPLATE, "thing %d of %s\n", 7,
+        "many");
     EXPECT_EQ(errno, 17);
     ASSERT_EQ(sink.lines.size(), 1U);
     const Line& line = sink.lines[0];
@@ -228,8 +235,10 @@ TEST_F(Log, SinkIsNotEnteredAgainByTheThreadThatIsInsideIt) {
     // neither of a line that is made while it is entered.
     std::vector<std::string> atFirst;
     std::vector<std::string> atSecond;
-    for (const Line& line : first.lines) atFirst.push_back(line.subject);
-    for (const Line& line : second.lines) atSecond.push_back(line.subject);
+    for (const Line& line : first.lines)
+        atFirst.push_back(line.subject);
+    for (const Line& line : second.lines)
+        atSecond.push_back(line.subject);
     EXPECT_EQ(atFirst, (std::vector<std::string>{"outer", "from the second"}));
     EXPECT_EQ(atSecond, (std::vector<std::string>{"from the first", "outer"}));
 }
@@ -269,12 +278,15 @@ TEST_F(Log, RemovalWaitsForThreadsInside) {
     Sink sink;
     sink.onLine = [&] {
         inside = true;
-        while (!removing) std::this_thread::yield();
-        for (int i = 0; i < 1000; ++i) std::this_thread::yield();
+        while (!removing)
+            std::this_thread::yield();
+        for (int i = 0; i < 1000; ++i)
+            std::this_thread::yield();
         EXPECT_FALSE(removed);
     };
     std::thread logger([] { logError("slow"); });
-    while (!inside) std::this_thread::yield();
+    while (!inside)
+        std::this_thread::yield();
     removing = true;
     sink.remove();
     removed = true;
@@ -287,7 +299,8 @@ TEST_F(Log, SinksComeAndGoWhileThreadsLog) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 3; ++t) {
         threads.emplace_back([&stop] {
-            while (!stop) logError("storm");
+            while (!stop)
+                logError("storm");
         });
     }
     struct Counter {
@@ -301,17 +314,20 @@ TEST_F(Log, SinksComeAndGoWhileThreadsLog) {
             [](void* context, const ORXLogLine*) {
                 auto& self = *static_cast<Counter*>(context);
                 ++self.lines;
-                if (self.removed) self.late = true;
+                if (self.removed)
+                    self.late = true;
             },
             counter.get());
         ASSERT_GT(id, 0);
-        while (i % 10 == 0 && counter->lines == 0) std::this_thread::yield();
+        while (i % 10 == 0 && counter->lines == 0)
+            std::this_thread::yield();
         ASSERT_TRUE(ORXLog_removeSink(id));
         counter->removed = true;
         ASSERT_FALSE(counter->late);
     }
     stop = true;
-    for (auto& thread : threads) thread.join();
+    for (auto& thread : threads)
+        thread.join();
 }
 
 TEST_F(Log, StderrLineHasAllParts) {
@@ -320,8 +336,9 @@ TEST_F(Log, StderrLineHasAllParts) {
         return ORXLog_flush(&bound) ? 0 : 1;
     });
     EXPECT_TRUE(exitedWith(result, 0));
-    const std::regex form(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z ERROR MONITORING/FAILED_TO_CREATE )"
-                          R"(failed to create: the "thing" \(Source\.cpp:42 some_function\) \[thread \d+\]\n)");
+    const std::regex form(
+        R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z ERROR MONITORING/FAILED_TO_CREATE )"
+        R"(failed to create: the "thing" \(Source\.cpp:42 some_function\) \[thread \d+\]\n)");
     EXPECT_TRUE(std::regex_match(result.text, form)) << result.text;
 }
 
@@ -345,7 +362,8 @@ TEST_F(Log, LongestLineKeepsItsPlace) {
 
 TEST_F(Log, LinesAreWrittenAtTheEndOfTheProcess) {
     const auto result = runInChild([] {
-        for (int i = 0; i < 100; ++i) logError(std::to_string(i).c_str());
+        for (int i = 0; i < 100; ++i)
+            logError(std::to_string(i).c_str());
         return 3;
     });
     EXPECT_TRUE(exitedWith(result, 3));
@@ -362,12 +380,15 @@ TEST_F(Log, ThreadsLoseNothingThatFits) {
             threads.emplace_back([] {
                 for (int i = 0; i < 300; ++i) {
                     logError("one");
-                    if (i % 30 == 29 && !ORXLog_flush(&bound)) std::abort();
+                    if (i % 30 == 29 && !ORXLog_flush(&bound))
+                        std::abort();
                 }
             });
         }
-        for (auto& thread : threads) thread.join();
-        if (!ORXLog_flush(nullptr)) return 1;
+        for (auto& thread : threads)
+            thread.join();
+        if (!ORXLog_flush(nullptr))
+            return 1;
         return ORXLog_getLostLineCount() == 0 ? 0 : 2;
     });
     EXPECT_TRUE(exitedWith(result, 0));
@@ -387,7 +408,8 @@ TEST_F(Log, NothingIsWrittenWhenStderrIsOff) {
 // Puts a pipe that nobody reads, full to the brim, in the place of stderr. Gives the end to read.
 int blockStderr() {
     int ends[2];
-    if (pipe(ends) != 0) std::abort();
+    if (pipe(ends) != 0)
+        std::abort();
     fcntl(ends[1], F_SETFL, O_NONBLOCK);
     const std::string filling(4096, '.');
     while (write(ends[1], filling.data(), filling.size()) > 0) {
@@ -404,22 +426,28 @@ TEST_F(Log, BlockedStderrHoldsUpNobodyAndLostLinesAreCounted) {
     const auto result = runInChild([] {
         const int readEnd = blockStderr();
         const auto begin = std::chrono::steady_clock::now();
-        for (int i = 0; i < 1000; ++i) logError("into a full pipe");
+        for (int i = 0; i < 1000; ++i)
+            logError("into a full pipe");
         const ORXNtpTime short_{0, ORXNtpTime_fractionFromMilliseconds(20)};
-        if (ORXLog_flush(&short_)) return 1;
-        if (std::chrono::steady_clock::now() - begin > std::chrono::seconds(10)) return 2;
+        if (ORXLog_flush(&short_))
+            return 1;
+        if (std::chrono::steady_clock::now() - begin > std::chrono::seconds(10))
+            return 2;
         const auto lost = ORXLog_getLostLineCount();
-        if (lost < 1000 - 300 || lost > 1000 - 200) return 3;
+        if (lost < 1000 - 300 || lost > 1000 - 200)
+            return 3;
         // Once somebody reads, what was queued comes, and a line that tells of the loss.
         std::string text;
         const std::string note = std::to_string(lost) + " log lines were lost\n";
         char buffer[4096];
         while (text.find(note) == std::string::npos) {
             const ssize_t count = read(readEnd, buffer, sizeof buffer);
-            if (count <= 0) return 4;
+            if (count <= 0)
+                return 4;
             text.append(buffer, static_cast<std::size_t>(count));
         }
-        if (!ORXLog_flush(&bound)) return 5;
+        if (!ORXLog_flush(&bound))
+            return 5;
         const auto written = std::count(text.begin(), text.end(), '\n') - 1;
         return static_cast<ORX_UINT64>(written) + lost == 1000 ? 0 : 6;
     });
@@ -440,18 +468,21 @@ TEST_F(Log, BlockedStderrHoldsUpTheEndOfTheProcessOnlyBriefly) {
 TEST_F(Log, StderrThatCannotBeWrittenIsSurvived) {
     const auto brokenPipe = runInChild([] {
         int ends[2];
-        if (pipe(ends) != 0) return 1;
+        if (pipe(ends) != 0)
+            return 1;
         close(ends[0]);
         dup2(ends[1], STDERR_FILENO);
         logError("nobody reads");
-        if (!ORXLog_flush(&bound)) return 2;
+        if (!ORXLog_flush(&bound))
+            return 2;
         return ORXLog_getLostLineCount() == 1 ? 0 : 3;
     });
     EXPECT_TRUE(exitedWith(brokenPipe, 0)) << brokenPipe.status;
     const auto closed = runInChild([] {
         close(STDERR_FILENO);
         logError("nothing there");
-        if (!ORXLog_flush(&bound)) return 2;
+        if (!ORXLog_flush(&bound))
+            return 2;
         return ORXLog_getLostLineCount() == 1 ? 0 : 3;
     });
     EXPECT_TRUE(exitedWith(closed, 0)) << closed.status;
@@ -460,7 +491,8 @@ TEST_F(Log, StderrThatCannotBeWrittenIsSurvived) {
 TEST_F(Log, ForkedChildStartsItsOwnWriter) {
     const auto result = runInChild([] {
         logError("from the parent");
-        if (!ORXLog_flush(&bound)) return 1;
+        if (!ORXLog_flush(&bound))
+            return 1;
         const pid_t child = fork();
         if (child == 0) {
             logError("from the child");
@@ -480,7 +512,8 @@ TEST_F(Log, ForkedChildStartsItsOwnWriter) {
 TEST_F(Log, ForkedChildDoesNotWriteOrAwaitItsParentsLines) {
     const auto result = runInChild([] {
         const int readEnd = blockStderr();
-        for (int i = 0; i < 10; ++i) logError("queued in the parent");
+        for (int i = 0; i < 10; ++i)
+            logError("queued in the parent");
         const auto begin = std::chrono::steady_clock::now();
         const pid_t child = fork();
         if (child == 0) {
@@ -491,8 +524,10 @@ TEST_F(Log, ForkedChildDoesNotWriteOrAwaitItsParentsLines) {
         }
         int status = 0;
         waitpid(child, &status, 0);
-        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return 1;
-        if (std::chrono::steady_clock::now() - begin > std::chrono::seconds(10)) return 2;
+        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+            return 1;
+        if (std::chrono::steady_clock::now() - begin > std::chrono::seconds(10))
+            return 2;
         close(readEnd);
         return 0;
     });
@@ -504,8 +539,10 @@ TEST_F(Log, WriterIsNoLeak) {
         const auto buffers = ORXOsapiHeap_getLiveBufferCount();
         const auto threads = ORXOsapiThread_getLiveThreadCount();
         logError("one");
-        if (!ORXLog_flush(&bound)) return 1;
-        if (ORXOsapiHeap_getLiveBufferCount() != buffers) return 2;
+        if (!ORXLog_flush(&bound))
+            return 1;
+        if (ORXOsapiHeap_getLiveBufferCount() != buffers)
+            return 2;
         return ORXOsapiThread_getLiveThreadCount() == threads ? 0 : 3;
     });
     EXPECT_TRUE(exitedWith(result, 0)) << result.status;

@@ -113,7 +113,8 @@ public:
     std::string text(std::size_t most) {
         static const std::string letters = "aabbc-]![^*.5Z \\/\xC3";
         std::string result;
-        for (std::size_t i = pick(most + 1); i > 0; --i) result += letters[pick(letters.size())];
+        for (std::size_t i = pick(most + 1); i > 0; --i)
+            result += letters[pick(letters.size())];
         return result;
     }
 
@@ -122,11 +123,20 @@ public:
         for (std::size_t i = pick(mostPieces + 1); i > 0; --i) {
             switch (pick(7)) {
             case 0:
-            case 1: result += '*'; break;
-            case 2: result += '?'; break;
-            case 3: result += bracket(); break;
-            case 4: result += std::string("\\") + "ab*?[]\\-"[pick(8)]; break;
-            default: result += "aabbc.5Z-!^]"[pick(12)];
+            case 1:
+                result += '*';
+                break;
+            case 2:
+                result += '?';
+                break;
+            case 3:
+                result += bracket();
+                break;
+            case 4:
+                result += std::string("\\") + "ab*?[]\\-"[pick(8)];
+                break;
+            default:
+                result += "aabbc.5Z-!^]"[pick(12)];
             }
         }
         return result;
@@ -136,25 +146,35 @@ private:
     std::size_t pick(std::size_t count) { return random_() % count; }
 
     std::string bracket() {
-        static const char* const classes[] = {"alpha", "digit", "space", "punct", "upper", "lower", "alnum", "xdigit",
-            "cntrl", "graph", "print", "blank"};
+        static const char* const classes[] = {"alpha", "digit", "space", "punct", "upper", "lower", "alnum",
+            "xdigit", "cntrl", "graph", "print", "blank"};
         std::string result = "[";
-        if (pick(3) == 0) result += '!';
-        if (pick(5) == 0) result += ']';
+        if (pick(3) == 0)
+            result += '!';
+        if (pick(5) == 0)
+            result += ']';
         for (std::size_t i = 1 + pick(3); i > 0; --i) {
             switch (pick(6)) {
-            case 0: result += std::string("[:") + classes[pick(12)] + ":]"; break;
+            case 0:
+                result += std::string("[:") + classes[pick(12)] + ":]";
+                break;
             case 1: {
                 const char low = "aA0"[pick(3)];
                 result += {low, '-', static_cast<char>(low + static_cast<char>(pick(4)))};
                 break;
             }
-            case 2: result += std::string("\\") + "]ab-\\["[pick(6)]; break;
-            case 3: result += std::string("[=") + "abZ"[pick(3)] + "=]"; break;
-            default: result += "abc5*?."[pick(7)];
+            case 2:
+                result += std::string("\\") + "]ab-\\["[pick(6)];
+                break;
+            case 3:
+                result += std::string("[=") + "abZ"[pick(3)] + "=]";
+                break;
+            default:
+                result += "abc5*?."[pick(7)];
             }
         }
-        if (pick(4) == 0) result += '-';
+        if (pick(4) == 0)
+            result += '-';
         return result + "]";
     }
 
@@ -182,8 +202,10 @@ TEST(PatternMatch, AnyBytesAreSurvived) {
     for (int i = 0; i < 200000; ++i) {
         std::string pattern;
         std::string text;
-        for (auto n = random() % 12; n > 0; --n) pattern += letters[random() % letters.size()];
-        for (auto n = random() % 8; n > 0; --n) text += letters[random() % letters.size()];
+        for (auto n = random() % 12; n > 0; --n)
+            pattern += letters[random() % letters.size()];
+        for (auto n = random() % 8; n > 0; --n)
+            text += letters[random() % letters.size()];
         const bool result = matches(pattern, text);
         if (pattern.find('[') == std::string::npos) {
             ASSERT_EQ(result, matchesByLibc(pattern, text)) << pattern << " " << text;
@@ -193,13 +215,16 @@ TEST(PatternMatch, AnyBytesAreSurvived) {
 
 TEST(PatternMatch, ManyStarsCostNoMoreThanTheProductOfTheLengths) {
     std::string pattern;
-    for (int i = 0; i < 1000; ++i) pattern += "a*";
+    for (int i = 0; i < 1000; ++i)
+        pattern += "a*";
     pattern += "b";
     std::string classes;
-    for (int i = 0; i < 1000; ++i) classes += "*[[:alpha:]]";
+    for (int i = 0; i < 1000; ++i)
+        classes += "*[[:alpha:]]";
     classes += "!";
     std::string unterminated = "*";
-    for (int i = 0; i < 2000; ++i) unterminated += "[\\]";
+    for (int i = 0; i < 2000; ++i)
+        unterminated += "[\\]";
     const std::string text(10000, 'a');
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_FALSE(matches(pattern, text));

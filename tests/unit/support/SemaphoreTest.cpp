@@ -27,7 +27,9 @@ struct Semaphore {
     Semaphore(const Semaphore&) = delete;
     Semaphore& operator=(const Semaphore&) = delete;
 
-    ORXOsapiSemaphoreStatus take(const ORXNtpTime* timeout = nullptr) { return ORXOsapiSemaphore_take(handle, timeout); }
+    ORXOsapiSemaphoreStatus take(const ORXNtpTime* timeout = nullptr) {
+        return ORXOsapiSemaphore_take(handle, timeout);
+    }
     ORXOsapiSemaphoreStatus give() { return ORXOsapiSemaphore_give(handle); }
 
     ORXOsapiSemaphore* handle;
@@ -60,7 +62,8 @@ TEST(Mutex, TakenTwiceAndGivenTwiceIsFree) {
         const auto status = mutex.take(&zero);
         mutex.give();
         return status;
-    }), ok);
+    }),
+        ok);
 }
 
 TEST(Mutex, IsGivenByItsHolderAlone) {
@@ -131,7 +134,8 @@ TEST(Mutex, ExcludesThreadsWhateverTheWayOfTaking) {
             }
         });
     }
-    for (auto& thread : threads) thread.join();
+    for (auto& thread : threads)
+        thread.join();
     EXPECT_EQ(counter, 4 * rounds);
 }
 
@@ -147,8 +151,10 @@ TEST(BinarySemaphore, StartsEmptyAndCountsToOne) {
 TEST(CountingSemaphore, StartsAtZeroAndCounts) {
     Counting semaphore;
     EXPECT_EQ(semaphore.take(&zero), timedOut);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(semaphore.give(), ok);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(semaphore.take(nullptr), ok);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(semaphore.give(), ok);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(semaphore.take(nullptr), ok);
     EXPECT_EQ(semaphore.take(&zero), timedOut);
 }
 
@@ -185,11 +191,14 @@ TEST(Semaphore, EveryGiveWakesOneTaker) {
     std::vector<std::thread> threads;
     for (int t = 0; t < takers; ++t) {
         threads.emplace_back([&] {
-            for (int i = 0; i < each; ++i) ASSERT_EQ(semaphore.take(&tenSeconds), ok);
+            for (int i = 0; i < each; ++i)
+                ASSERT_EQ(semaphore.take(&tenSeconds), ok);
         });
     }
-    for (int i = 0; i < takers * each; ++i) ASSERT_EQ(semaphore.give(), ok);
-    for (auto& thread : threads) thread.join();
+    for (int i = 0; i < takers * each; ++i)
+        ASSERT_EQ(semaphore.give(), ok);
+    for (auto& thread : threads)
+        thread.join();
     EXPECT_EQ(semaphore.take(&zero), timedOut);
 }
 
@@ -213,11 +222,13 @@ TEST(Semaphore, WrongArgumentsAreRefused) {
 }
 
 TEST(Semaphore, CreationSurvivesFailedAllocation) {
-    for (auto kind : {ORX_OSAPI_SEMAPHORE_KIND_BINARY, ORX_OSAPI_SEMAPHORE_KIND_COUNTING, ORX_OSAPI_SEMAPHORE_KIND_MUTEX}) {
+    for (auto kind : {ORX_OSAPI_SEMAPHORE_KIND_BINARY, ORX_OSAPI_SEMAPHORE_KIND_COUNTING,
+             ORX_OSAPI_SEMAPHORE_KIND_MUTEX}) {
         EXPECT_EQ(testing_support::walkAllocationFailures([kind] {
             ORXOsapiSemaphore* semaphore = ORXOsapiSemaphore_new(kind, nullptr);
             return semaphore != nullptr && ORXOsapiSemaphore_delete(semaphore) != 0;
-        }), 1);
+        }),
+            1);
     }
 }
 

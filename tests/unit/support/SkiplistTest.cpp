@@ -14,8 +14,12 @@ namespace {
 int comparisons = 0;
 
 // Keys are numbers in the place of pointers.
-const void* key(int value) { return reinterpret_cast<const void*>(std::intptr_t{value}); }
-int valueOf(const void* userData) { return static_cast<int>(reinterpret_cast<std::intptr_t>(userData)); }
+const void* key(int value) {
+    return reinterpret_cast<const void*>(std::intptr_t{value});
+}
+int valueOf(const void* userData) {
+    return static_cast<int>(reinterpret_cast<std::intptr_t>(userData));
+}
 
 int compare(const void* left, const void* right) {
     ++comparisons;
@@ -39,7 +43,8 @@ struct List {
     }
     bool remove(int value) {
         REDASkiplistNode* node = REDASkiplist_removeNodeEA(handle, key(value));
-        if (node == nullptr) return false;
+        if (node == nullptr)
+            return false;
         EXPECT_EQ(valueOf(node->userData), value);
         REDASkiplist_deleteNode(handle, node);
         return true;
@@ -68,7 +73,8 @@ TEST(Skiplist, OptimumLevelIsTheLogarithm) {
 
 TEST(Skiplist, FindGivesTheFirstNodeNotBeforeTheKey) {
     List list;
-    for (int value : {10, 20, 30}) list.add(value);
+    for (int value : {10, 20, 30})
+        list.add(value);
     REDASkiplistNode* node = nullptr;
     int precise = -1;
     EXPECT_TRUE(REDASkiplist_findNode(list.handle, &node, &precise, key(20)));
@@ -114,7 +120,8 @@ TEST(Skiplist, RemovedNodeIsTheCallersToDelete) {
 
 TEST(Skiplist, WalkSurvivesTheRemovalOfTheNodeThatItHasLeft) {
     List list;
-    for (int value = 0; value < 100; ++value) list.add(value);
+    for (int value = 0; value < 100; ++value)
+        list.add(value);
     REDASkiplistNode* node = nullptr;
     REDASkiplist_gotoTopNode(list.handle, &node);
     int expected = 0;
@@ -133,7 +140,8 @@ TEST(Skiplist, WalkSurvivesTheRemovalOfTheNodeThatItHasLeft) {
 
 TEST(Skiplist, ClearedListIsEmptyAndUsable) {
     List list;
-    for (int value = 0; value < 1000; ++value) list.add(value);
+    for (int value = 0; value < 1000; ++value)
+        list.add(value);
     REDASkiplist_clearEA(list.handle);
     EXPECT_EQ(REDASkiplist_getNodeCount(list.handle), 0);
     EXPECT_TRUE(list.values().empty());
@@ -170,9 +178,11 @@ TEST(Skiplist, ModelHoldsUnderRandomOperations) {
                 ASSERT_EQ(precise, found && expected->first == value);
             }
             ASSERT_EQ(REDASkiplist_getNodeCount(list.handle), static_cast<int>(model.size()));
-            if (step % 1000 != 0) continue;
+            if (step % 1000 != 0)
+                continue;
             std::vector<int> values;
-            for (const auto& entry : model) values.push_back(entry.first);
+            for (const auto& entry : model)
+                values.push_back(entry.first);
             ASSERT_EQ(list.values(), values);
             if (random() % 10 == 0) {
                 REDASkiplist_clearEA(list.handle);
@@ -192,14 +202,16 @@ TEST(Skiplist, ModelHoldsUnderRandomOperations) {
 TEST(Skiplist, SearchCostsTheLogarithm) {
     List list(1024, 17);
     constexpr int count = 100000;
-    for (int value = 0; value < count; ++value) list.add(value);
+    for (int value = 0; value < count; ++value)
+        list.add(value);
     comparisons = 0;
     std::mt19937 random(1);
     constexpr int searches = 2000;
     for (int i = 0; i < searches; ++i) {
         REDASkiplistNode* node = nullptr;
         int precise = 0;
-        ASSERT_TRUE(REDASkiplist_findNode(list.handle, &node, &precise, key(static_cast<int>(random() % count))));
+        ASSERT_TRUE(
+            REDASkiplist_findNode(list.handle, &node, &precise, key(static_cast<int>(random() % count))));
         ASSERT_EQ(precise, 1);
     }
     EXPECT_LT(comparisons / searches, 4 * 17);
@@ -237,7 +249,8 @@ TEST(Skiplist, WrongArgumentsAreRefused) {
 TEST(Skiplist, CreationAndInsertionSurviveFailedAllocation) {
     EXPECT_GT(testing_support::walkAllocationFailures([] {
         REDASkiplistDescription description{};
-        if (!REDASkiplist_newDefaultAllocator(&description, 4, 2)) return false;
+        if (!REDASkiplist_newDefaultAllocator(&description, 4, 2))
+            return false;
         REDASkiplist* list = REDASkiplist_new(&description, compare, nullptr, nullptr, nullptr);
         bool filled = list != nullptr;
         for (int value = 0; value < 50 && filled; ++value)
@@ -245,7 +258,8 @@ TEST(Skiplist, CreationAndInsertionSurviveFailedAllocation) {
         REDASkiplist_delete(list);
         REDASkiplist_deleteDefaultAllocator(&description);
         return filled;
-    }), 8);
+    }),
+        8);
 }
 
 } // namespace

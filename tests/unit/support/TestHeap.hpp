@@ -25,7 +25,8 @@ public:
 private:
     static void* allocate(void* context, std::size_t size, std::size_t alignment, const char*) {
         auto& self = *static_cast<FailingHeap*>(context);
-        if (++self.calls_ == self.failAt_) return nullptr;
+        if (++self.calls_ == self.failAt_)
+            return nullptr;
         return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
     }
     static void release(void*, void* memory) { std::free(memory); }
@@ -43,10 +44,13 @@ template <typename Create> int walkAllocationFailures(Create create) {
         {
             FailingHeap heap(n);
             created = create();
-            if (created && heap.calls() >= n) return -1; // a failed allocation went unnoticed
+            if (created && heap.calls() >= n)
+                return -1; // a failed allocation went unnoticed
         }
-        if (ORXOsapiHeap_getLiveBufferCount() != aliveBefore) return -1;
-        if (created) return n - 1;
+        if (ORXOsapiHeap_getLiveBufferCount() != aliveBefore)
+            return -1;
+        if (created)
+            return n - 1;
     }
     return -1;
 }

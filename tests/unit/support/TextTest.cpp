@@ -81,7 +81,8 @@ TEST(Text, UtcTimeAgreesWithTheCLibrary) {
     std::mt19937_64 random(9);
     for (int i = 0; i < 200000; ++i) {
         const auto range = std::int64_t{1} << (8 + i % 47);
-        const auto seconds = static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(2 * range)) - range;
+        const auto seconds =
+            static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(2 * range)) - range;
         const std::time_t time = seconds;
         std::tm expected{};
         ASSERT_NE(gmtime_r(&time, &expected), nullptr);

@@ -52,7 +52,8 @@ TEST(Thread, RunsTheFunctionWithItsName) {
     char name[32] = "";
     runOnThread([&] { pthread_getname_np(pthread_self(), name, sizeof name); }, {.name = "oMo#######Event"});
     EXPECT_STREQ(name, "oMo#######Event");
-    runOnThread([&] { pthread_getname_np(pthread_self(), name, sizeof name); }, {.name = "a name that is too long"});
+    runOnThread(
+        [&] { pthread_getname_np(pthread_self(), name, sizeof name); }, {.name = "a name that is too long"});
     EXPECT_STREQ(name, "a name that is ");
     bool ran = false;
     runOnThread([&] { ran = true; }, {.name = nullptr});
@@ -63,7 +64,8 @@ TEST(Thread, StopAndDeleteOfAThreadThatHasReturnedSucceeds) {
     std::function<void()> nothing = [] {};
     ORXOsapiJoinableThread* thread = start(nothing);
     ASSERT_NE(thread, nullptr);
-    while (ORXOsapiThread_getLiveThreadCount() > 0) std::this_thread::yield();
+    while (ORXOsapiThread_getLiveThreadCount() > 0)
+        std::this_thread::yield();
     EXPECT_TRUE(ORXOsapiJoinableThread_stopAndDelete(thread, 0));
     EXPECT_TRUE(ORXOsapiJoinableThread_stopAndDelete(nullptr, 0));
 }
@@ -105,7 +107,8 @@ TEST(Thread, SignalsAreBlockedButFaults) {
     runOnThread([&] { pthread_sigmask(SIG_SETMASK, nullptr, &mask); });
     for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGALRM, SIGPIPE, SIGCHLD, SIGABRT, SIGRTMIN})
         EXPECT_EQ(sigismember(&mask, signal), 1) << signal;
-    for (int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) EXPECT_EQ(sigismember(&mask, signal), 0) << signal;
+    for (int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL})
+        EXPECT_EQ(sigismember(&mask, signal), 0) << signal;
     sigset_t own;
     pthread_sigmask(SIG_SETMASK, nullptr, &own);
     EXPECT_EQ(sigismember(&own, SIGINT), 0) << "the creator's own mask is as before";
@@ -133,7 +136,8 @@ TEST(Thread, AffinityIsSetAndAnImpossibleOneLeftOut) {
     cpu_set_t allowed;
     ASSERT_EQ(sched_getaffinity(0, sizeof allowed, &allowed), 0);
     std::size_t cpu = 0;
-    while (!CPU_ISSET(cpu, &allowed)) ++cpu;
+    while (!CPU_ISSET(cpu, &allowed))
+        ++cpu;
     ORXOsapiCpuBitmap bitmap{};
     bitmap.isSet = 1;
     bitmap.bits[cpu / 64] = std::uint64_t{1} << (cpu % 64);
@@ -158,9 +162,12 @@ TEST(Thread, RefusedPriorityIsLeftOutUnlessEnforced) {
     runOnThread([&] { ran = true; }, {.priority = 12345});
     EXPECT_TRUE(ran);
     std::function<void()> nothing = [] {};
-    EXPECT_EQ(start(nothing, {.priority = 12345, .options = ORX_OSAPI_THREAD_OPTION_PRIORITY_ENFORCE}), nullptr);
-    EXPECT_EQ(start(nothing, {.priority = 12345, .options = ORX_OSAPI_THREAD_OPTION_PRIORITY_ENFORCE |
-                                                            ORX_OSAPI_THREAD_OPTION_REALTIME_PRIORITY}), nullptr);
+    EXPECT_EQ(
+        start(nothing, {.priority = 12345, .options = ORX_OSAPI_THREAD_OPTION_PRIORITY_ENFORCE}), nullptr);
+    EXPECT_EQ(start(nothing, {.priority = 12345,
+                                 .options = ORX_OSAPI_THREAD_OPTION_PRIORITY_ENFORCE |
+                                            ORX_OSAPI_THREAD_OPTION_REALTIME_PRIORITY}),
+        nullptr);
     EXPECT_EQ(ORXOsapiThread_getLiveThreadCount(), 0U);
     ran = false;
     runOnThread([&] { ran = true; }, {.priority = 0, .options = ORX_OSAPI_THREAD_OPTION_PRIORITY_ENFORCE});
@@ -191,10 +198,12 @@ TEST(Thread, IdsDifferAndAreNotZero) {
                 ids.insert(ORXOsapiThread_getCurrentThreadID());
             }
             ++arrived;
-            while (arrived < 8) std::this_thread::yield(); // all alive at once
+            while (arrived < 8)
+                std::this_thread::yield(); // all alive at once
         });
     }
-    for (auto& thread : threads) thread.join();
+    for (auto& thread : threads)
+        thread.join();
     EXPECT_EQ(ids.size(), 9U);
     EXPECT_EQ(ids.count(0), 0U);
 }
@@ -202,7 +211,8 @@ TEST(Thread, IdsDifferAndAreNotZero) {
 TEST(Thread, ForkedChildHasAnIdOfItsOwn) {
     const ORX_UINT64 parents = ORXOsapiThread_getCurrentThreadID();
     const pid_t child = fork();
-    if (child == 0) _exit(ORXOsapiThread_getCurrentThreadID() != parents ? 0 : 1);
+    if (child == 0)
+        _exit(ORXOsapiThread_getCurrentThreadID() != parents ? 0 : 1);
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
@@ -232,7 +242,8 @@ TEST(Thread, CreationSurvivesFailedAllocation) {
     EXPECT_EQ(testing_support::walkAllocationFailures([&] {
         ORXOsapiJoinableThread* thread = start(nothing);
         return thread != nullptr && ORXOsapiJoinableThread_stopAndDelete(thread, enough) != 0;
-    }), 2);
+    }),
+        2);
     EXPECT_EQ(ORXOsapiThread_getLiveThreadCount(), 0U);
     EXPECT_EQ(ORXOsapiJoinableThread_new("none", 0, 0, -1, nullptr, nullptr, nullptr), nullptr);
 }

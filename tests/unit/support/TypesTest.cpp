@@ -8,7 +8,9 @@ namespace {
 
 const ORXNtpTime infinite = ORX_NTP_TIME_INFINITE;
 
-bool equal(const ORXNtpTime& left, const ORXNtpTime& right) { return ORXNtpTime_compare(&left, &right) == 0; }
+bool equal(const ORXNtpTime& left, const ORXNtpTime& right) {
+    return ORXNtpTime_compare(&left, &right) == 0;
+}
 
 TEST(NtpTime, InfinityIsBothFieldsAtTheirMost) {
     EXPECT_TRUE(ORXNtpTime_isInfinite(&infinite));

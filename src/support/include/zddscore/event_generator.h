@@ -20,8 +20,8 @@ typedef enum ORXOsapiActivityContextEntryKind {
 
 struct ORXOsapiActivityContextStackEntry {
     ORXOsapiActivityContextEntryKind kind;
-    const char *format;
-    void *params;
+    const char* format;
+    void* params;
 };
 typedef struct ORXOsapiActivityContextStackEntry ORXOsapiActivityContextStackEntry;
 
@@ -31,31 +31,30 @@ struct REDAWorker;
 typedef struct REDAWorker REDAWorker;
 struct REDAWorkerFactory;
 typedef struct REDAWorkerFactory REDAWorkerFactory;
-ZDDSCORE_EXPORT REDAWorkerFactory *REDAWorkerFactory_new(void);
-ZDDSCORE_EXPORT void REDAWorkerFactory_delete(REDAWorkerFactory *self);
-ZDDSCORE_EXPORT int REDAWorkerFactory_getWorkerCount(const REDAWorkerFactory *self);
+ZDDSCORE_EXPORT REDAWorkerFactory* REDAWorkerFactory_new(void);
+ZDDSCORE_EXPORT void REDAWorkerFactory_delete(REDAWorkerFactory* self);
+ZDDSCORE_EXPORT int REDAWorkerFactory_getWorkerCount(const REDAWorkerFactory* self);
 /* Thread name, participant id and GUID prefix. */
-ZDDSCORE_EXPORT const char *REDAWorker_getName(const REDAWorker *self);
+ZDDSCORE_EXPORT const char* REDAWorker_getName(const REDAWorker* self);
 /* On the worker's own thread: the activity of the event that runs, as it was posted, or null. */
-ZDDSCORE_EXPORT const ORXOsapiActivityContextStackEntry *REDAWorker_getActivity(const REDAWorker *self);
+ZDDSCORE_EXPORT const ORXOsapiActivityContextStackEntry* REDAWorker_getActivity(const REDAWorker* self);
 
 struct ORXEventSmartTimer;
 typedef struct ORXEventSmartTimer ORXEventSmartTimer;
-ZDDSCORE_EXPORT ORXEventSmartTimer *ORXEventSmartTimer_new(void);
-ZDDSCORE_EXPORT void ORXEventSmartTimer_delete(ORXEventSmartTimer *self);
+ZDDSCORE_EXPORT ORXEventSmartTimer* ORXEventSmartTimer_new(void);
+ZDDSCORE_EXPORT void ORXEventSmartTimer_delete(ORXEventSmartTimer* self);
 
 struct ORXEventGeneratorListenerStorage {
-    void *field[8];
+    void* field[8];
 };
 typedef struct ORXEventGeneratorListenerStorage ORXEventGeneratorListenerStorage;
 
 struct ORXEventGeneratorListener;
 /* Non-zero keeps the event and runs it again at *newTime (which starts as `time`, the time that the
  * event was due, so a callback that leaves it alone runs again at once); 0 ends it. */
-typedef int (*ORXEventGeneratorListenerOnEventCallback)(
-    const struct ORXEventGeneratorListener *me, ORXNtpTime *newTime, ORXNtpTime *newSnooze, const ORXNtpTime *now,
-    const ORXNtpTime *time, const ORXNtpTime *snooze, const ORXEventGeneratorListenerStorage *listenerStorage,
-    REDAWorker *worker);
+typedef int (*ORXEventGeneratorListenerOnEventCallback)(const struct ORXEventGeneratorListener* me,
+    ORXNtpTime* newTime, ORXNtpTime* newSnooze, const ORXNtpTime* now, const ORXNtpTime* time,
+    const ORXNtpTime* snooze, const ORXEventGeneratorListenerStorage* listenerStorage, REDAWorker* worker);
 struct ORXEventGeneratorListener {
     ORXEventGeneratorListenerOnEventCallback onEvent;
 };
@@ -92,16 +91,16 @@ struct ORXEventActiveGeneratorProperty {
 typedef struct ORXEventActiveGeneratorProperty ORXEventActiveGeneratorProperty;
 
 struct ORXEventActiveGenerator;
-typedef void (*ORXEventActiveObjectOnStoppedCallback)(void *object, void *param, REDAWorker *worker);
+typedef void (*ORXEventActiveObjectOnStoppedCallback)(void* object, void* param, REDAWorker* worker);
 struct ORXEventActiveObjectListener {
     ORXEventActiveObjectOnStoppedCallback onStopped; /* on the thread, as it ends; no event runs after it */
-    void *onStoppedParam;
+    void* onStoppedParam;
 };
 typedef struct ORXEventActiveObjectListener ORXEventActiveObjectListener;
 struct ORXEventActiveGeneratorListener {
     ORXEventActiveObjectListener parent;
     ORXEventActiveObjectOnStoppedCallback onStarted; /* may be null */
-    void *onStartedParam;
+    void* onStartedParam;
 };
 typedef struct ORXEventActiveGeneratorListener ORXEventActiveGeneratorListener;
 
@@ -110,10 +109,10 @@ struct ORXEventGenerator;
  * Thread-safe. Runs eventListener->onEvent on the generator's thread at `time` (a clock reading; now
  * or past runs as soon as the thread is free). The storage is copied; activityContext (may be null)
  * is borrowed until the event ends. Non-zero on success. */
-typedef int (*ORXEventGeneratorPostEventFunction)(
-    struct ORXEventGenerator *self, const ORXNtpTime *time, const ORXNtpTime *snooze,
-    const ORXEventGeneratorListener *eventListener, const ORXEventGeneratorListenerStorage *listenerStorage,
-    int reserved, const ORXOsapiActivityContextStackEntry *activityContext);
+typedef int (*ORXEventGeneratorPostEventFunction)(struct ORXEventGenerator* self, const ORXNtpTime* time,
+    const ORXNtpTime* snooze, const ORXEventGeneratorListener* eventListener,
+    const ORXEventGeneratorListenerStorage* listenerStorage, int reserved,
+    const ORXOsapiActivityContextStackEntry* activityContext);
 struct ORXEventGenerator {
     ORXEventGeneratorPostEventFunction postEvent;
 };
@@ -126,16 +125,16 @@ typedef struct ORXEventActiveGenerator ORXEventActiveGenerator; /* begins with O
  * the thread's worker in reports. Null on failure.
  * Time is what the clock says: while an event is queued the thread reads the clock again at each post,
  * and at least once in the clock's required call period, so a clock that a test moves is followed. */
-ZDDSCORE_EXPORT ORXEventActiveGenerator *ORXEventActiveGenerator_new(
-    const char *threadName, REDAWorkerFactory *workerFactory, ORXClock *clock, ORXEventSmartTimer *timer,
-    const ORXEventActiveGeneratorListener *listener, const ORXEventActiveGeneratorProperty *property,
-    void *reserved1, const ORXOsapiRtpsGuidPrefix *guidPrefix, void *reserved2);
+ZDDSCORE_EXPORT ORXEventActiveGenerator* ORXEventActiveGenerator_new(const char* threadName,
+    REDAWorkerFactory* workerFactory, ORXClock* clock, ORXEventSmartTimer* timer,
+    const ORXEventActiveGeneratorListener* listener, const ORXEventActiveGeneratorProperty* property,
+    void* reserved1, const ORXOsapiRtpsGuidPrefix* guidPrefix, void* reserved2);
 /* Asks the thread to end and returns at once; the event that runs now is finished first. Non-zero on
  * success, also when asked before. */
-ZDDSCORE_EXPORT int ORXEventActiveGenerator_shutdown(ORXEventActiveGenerator *self, REDAWorker *worker);
+ZDDSCORE_EXPORT int ORXEventActiveGenerator_shutdown(ORXEventActiveGenerator* self, REDAWorker* worker);
 /* After shutdown and onStopped, joins the thread and frees. Null is a no-op. When the thread does not
  * end within 20 s, an error is logged and everything is left as it is. */
-ZDDSCORE_EXPORT void ORXEventActiveGenerator_delete(ORXEventActiveGenerator *self, REDAWorker *worker);
+ZDDSCORE_EXPORT void ORXEventActiveGenerator_delete(ORXEventActiveGenerator* self, REDAWorker* worker);
 
 ZDDS_END_C
 

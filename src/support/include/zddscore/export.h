@@ -13,7 +13,7 @@
 #endif
 
 #if defined(__GNUC__)
-#define ZDDS_PRINTF_LIKE(formatIndex, firstArgument) \
+#define ZDDS_PRINTF_LIKE(formatIndex, firstArgument)                                                         \
     __attribute__((format(printf, formatIndex, firstArgument)))
 #else
 #define ZDDS_PRINTF_LIKE(formatIndex, firstArgument)

@@ -38,21 +38,21 @@ struct REDAFastBufferPoolInfo {
 typedef struct REDAFastBufferPoolInfo REDAFastBufferPoolInfo;
 
 /* Runs once for each buffer when the pool makes it; non-zero on success. */
-typedef int (*REDAFastBufferPoolBufferInitializeFunction)(void *buffer, void *param);
+typedef int (*REDAFastBufferPoolBufferInitializeFunction)(void* buffer, void* param);
 /* Runs once for each buffer when the pool destroys it, not at each get and return. */
-typedef void (*REDAFastBufferPoolBufferFinalizeFunction)(void *buffer, void *param);
+typedef void (*REDAFastBufferPoolBufferFinalizeFunction)(void* buffer, void* param);
 
 /* Null on failure, also when an initializer fails. The functions may be null. */
-ZDDSCORE_EXPORT REDAFastBufferPool *REDAFastBufferPool_newWithParams(
-    size_t bufferSize, size_t alignment, REDAFastBufferPoolBufferInitializeFunction initFunction, void *initParam,
-    REDAFastBufferPoolBufferFinalizeFunction finalizeFunction, void *finalizeParam,
-    const REDAFastBufferPoolProperty *property, const char *typeName, int reserved);
+ZDDSCORE_EXPORT REDAFastBufferPool* REDAFastBufferPool_newWithParams(size_t bufferSize, size_t alignment,
+    REDAFastBufferPoolBufferInitializeFunction initFunction, void* initParam,
+    REDAFastBufferPoolBufferFinalizeFunction finalizeFunction, void* finalizeParam,
+    const REDAFastBufferPoolProperty* property, const char* typeName, int reserved);
 /* Destroys every buffer of the pool, also those not returned. Null is a no-op. */
-ZDDSCORE_EXPORT void REDAFastBufferPool_delete(REDAFastBufferPool *self);
+ZDDSCORE_EXPORT void REDAFastBufferPool_delete(REDAFastBufferPool* self);
 /* size is -1 for the pool's own. Null when the maximum is reached or memory is out. */
-ZDDSCORE_EXPORT void *REDAFastBufferPool_getBufferWithSize(REDAFastBufferPool *self, int size);
-ZDDSCORE_EXPORT void REDAFastBufferPool_returnBuffer(REDAFastBufferPool *self, void *buffer);
-ZDDSCORE_EXPORT void REDAFastBufferPool_getInfo(const REDAFastBufferPool *self, REDAFastBufferPoolInfo *info);
+ZDDSCORE_EXPORT void* REDAFastBufferPool_getBufferWithSize(REDAFastBufferPool* self, int size);
+ZDDSCORE_EXPORT void REDAFastBufferPool_returnBuffer(REDAFastBufferPool* self, void* buffer);
+ZDDSCORE_EXPORT void REDAFastBufferPool_getInfo(const REDAFastBufferPool* self, REDAFastBufferPoolInfo* info);
 
 ZDDS_END_C
 

@@ -13,10 +13,10 @@ struct ORXOsapiHash {
 };
 typedef struct ORXOsapiHash ORXOsapiHash;
 
-ZDDSCORE_EXPORT void ORXOsapiHash_initialize(ORXOsapiHash *self);
+ZDDSCORE_EXPORT void ORXOsapiHash_initialize(ORXOsapiHash* self);
 /* size in bytes. A null buffer with a size above 0 leaves the hash invalid. */
-ZDDSCORE_EXPORT void ORXOsapiHash_computeMd5(ORXOsapiHash *self, const void *buffer, size_t size);
-ZDDSCORE_EXPORT int ORXOsapiHash_isValid(const ORXOsapiHash *self);
+ZDDSCORE_EXPORT void ORXOsapiHash_computeMd5(ORXOsapiHash* self, const void* buffer, size_t size);
+ZDDSCORE_EXPORT int ORXOsapiHash_isValid(const ORXOsapiHash* self);
 
 ZDDS_END_C
 

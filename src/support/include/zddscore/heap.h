@@ -18,35 +18,35 @@ ZDDS_BEGIN_C
  * On success *memory is the new buffer and the result is non-zero. On failure *memory is unchanged
  * and the result is 0. A size of 0 gives a distinct buffer that must be freed. */
 ZDDSCORE_EXPORT int ORXOsapiHeap_reallocateMemoryInternal(
-    void **memory, size_t size, size_t alignment, int zero, const char *typeName);
+    void** memory, size_t size, size_t alignment, int zero, const char* typeName);
 
 /* Frees what the function above gave. Null is a no-op. */
-ZDDSCORE_EXPORT void ORXOsapiHeap_freeMemoryInternal(void *memory);
+ZDDSCORE_EXPORT void ORXOsapiHeap_freeMemoryInternal(void* memory);
 
 /* Zero-filled buffer for one `type` into *pointer; non-zero on success, else *pointer is null. */
-#define ORXOsapiHeap_allocateStructure(pointer, type)                                             \
-    (*(pointer) = 0,                                                                              \
-     ORXOsapiHeap_reallocateMemoryInternal((void **)(pointer), sizeof(type), _Alignof(type), 1, #type))
+#define ORXOsapiHeap_allocateStructure(pointer, type)                                                        \
+    (*(pointer) = 0,                                                                                         \
+        ORXOsapiHeap_reallocateMemoryInternal((void**)(pointer), sizeof(type), _Alignof(type), 1, #type))
 #define ORXOsapiHeap_freeStructure(pointer) ORXOsapiHeap_freeMemoryInternal(pointer)
 /* The same for `count` elements; fails when the size overflows. */
-#define ORXOsapiHeap_allocateArray(pointer, count, type) \
-    (*(pointer) = 0, ORXOsapiHeap_allocateArrayInternal((void **)(pointer), (count), sizeof(type), #type))
+#define ORXOsapiHeap_allocateArray(pointer, count, type)                                                     \
+    (*(pointer) = 0, ORXOsapiHeap_allocateArrayInternal((void**)(pointer), (count), sizeof(type), #type))
 #define ORXOsapiHeap_freeArray(pointer) ORXOsapiHeap_freeMemoryInternal(pointer)
 
 ZDDSCORE_EXPORT int ORXOsapiHeap_allocateArrayInternal(
-    void **memory, size_t count, size_t elementSize, const char *typeName);
+    void** memory, size_t count, size_t elementSize, const char* typeName);
 
 /* Where memory comes from. allocate returns null on exhaustion; free takes what allocate gave. */
 typedef struct ORXOsapiHeapAllocator {
-    void *(*allocate)(void *context, size_t size, size_t alignment, const char *typeName);
-    void (*free)(void *context, void *memory);
-    void *context;
+    void* (*allocate)(void* context, size_t size, size_t alignment, const char* typeName);
+    void (*free)(void* context, void* memory);
+    void* context;
 } ORXOsapiHeapAllocator;
 
 /* Replaces the allocator for all later allocations; null restores malloc. Buffers remember which
  * allocator made them, so a change while buffers live is safe as long as the old allocator's
  * functions stay callable. The structure is copied. */
-ZDDSCORE_EXPORT void ORXOsapiHeap_setAllocator(const ORXOsapiHeapAllocator *allocator);
+ZDDSCORE_EXPORT void ORXOsapiHeap_setAllocator(const ORXOsapiHeapAllocator* allocator);
 
 /* Buffers alive now, and allocations made since the process began (relaxed counters). */
 ZDDSCORE_EXPORT ORX_UINT64 ORXOsapiHeap_getLiveBufferCount(void);

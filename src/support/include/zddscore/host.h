@@ -29,13 +29,13 @@ typedef struct ORXOsapiProcessMemoryInfo ORXOsapiProcessMemoryInfo;
 typedef ORX_UINT32 ORXOsapiUuid[3];
 
 /* Writes the terminated host name, cut to size - 1 characters; 0, or -1 on failure. */
-ZDDSCORE_EXPORT int ORXOsapiHost_getHostName(char *name, int size);
+ZDDSCORE_EXPORT int ORXOsapiHost_getHostName(char* name, int size);
 /* Fills three words with a value that differs at each call, in this process, across fork and across
  * hosts. Non-zero on success. */
-ZDDSCORE_EXPORT int ORXOsapiHost_generate_uuid(ORXOsapiUuid *uuid);
+ZDDSCORE_EXPORT int ORXOsapiHost_generate_uuid(ORXOsapiUuid* uuid);
 ZDDSCORE_EXPORT ORX_UINT64 ORXOsapiProcess_getId(void);
 /* Non-zero on success. */
-ZDDSCORE_EXPORT int ORXOsapiProcess_getMemoryInfo(ORXOsapiProcessMemoryInfo *info);
+ZDDSCORE_EXPORT int ORXOsapiProcess_getMemoryInfo(ORXOsapiProcessMemoryInfo* info);
 
 ZDDS_END_C
 

@@ -28,37 +28,38 @@ ZDDS_BEGIN_C
 /* A template gives a line its wording: `text` with one %s for the subject. `identifier` is its name
  * without prefix and suffix, for tests and filters. */
 struct ORXLogMessageTemplate {
-    const char *identifier;
-    const char *text;
+    const char* identifier;
+    const char* text;
 };
 typedef struct ORXLogMessageTemplate ORXLogMessageTemplate;
 
-#define ORX_LOG_TEMPLATE_LIST(X)                                                              \
-    X(PRECONDITION, "precondition failed: %s")                                                \
-    X(BAD_PARAMETER_FAILURE, "bad parameter: %s")                                             \
-    X(CONFIG_FAILURE, "configuration failure: %s")                                            \
-    X(CREATE, "created: %s")                                                                  \
-    X(DELETE, "deleted: %s")                                                                  \
-    X(ENABLE, "enabled: %s")                                                                  \
-    X(INITIALIZE, "initialized: %s")                                                          \
-    X(FAILURE, "failure: %s")                                                                 \
-    X(INCONSISTENT_FAILURE, "inconsistent: %s")                                               \
-    X(INCONSISTENT_QOS, "inconsistent QoS: %s")                                               \
-    X(NOT_SUPPORTED, "not supported: %s")                                                     \
+#define ORX_LOG_TEMPLATE_LIST(X)                                                                             \
+    X(PRECONDITION, "precondition failed: %s")                                                               \
+    X(BAD_PARAMETER_FAILURE, "bad parameter: %s")                                                            \
+    X(CONFIG_FAILURE, "configuration failure: %s")                                                           \
+    X(CREATE, "created: %s")                                                                                 \
+    X(DELETE, "deleted: %s")                                                                                 \
+    X(ENABLE, "enabled: %s")                                                                                 \
+    X(INITIALIZE, "initialized: %s")                                                                         \
+    X(FAILURE, "failure: %s")                                                                                \
+    X(INCONSISTENT_FAILURE, "inconsistent: %s")                                                              \
+    X(INCONSISTENT_QOS, "inconsistent QoS: %s")                                                              \
+    X(NOT_SUPPORTED, "not supported: %s")                                                                    \
     X(PROCESSING, "processing: %s")
-#define ORX_LOG_FAILED_TO_LIST(X)                                                             \
-    X(ADD, "add") X(ALLOCATE, "allocate") X(ASSERT, "assert") X(ATTACH, "attach")             \
-    X(CONVERT_TYPE, "convert type") X(COPY, "copy") X(CREATE, "create") X(DELETE, "delete")   \
-    X(DESERIALIZE, "deserialize") X(DETACH, "detach") X(ENABLE, "enable")                     \
-    X(FINALIZE, "finalize") X(FIND, "find") X(GET, "get") X(INITIALIZE, "initialize")         \
-    X(LOAN, "loan") X(LOCK, "lock") X(PARSE, "parse") X(POPULATE, "populate")                 \
-    X(POST, "post") X(PROCESS, "process") X(PUSH, "push") X(REGISTER, "register")             \
-    X(REMOVE, "remove") X(RETURN, "return") X(SEND, "send") X(SERIALIZE, "serialize")         \
-    X(SET, "set") X(UNLOAN, "unloan") X(UNLOCK, "unlock") X(UPDATE, "update")                 \
-    X(VALIDATE, "validate")
+#define ORX_LOG_FAILED_TO_LIST(X)                                                                            \
+    X(ADD, "add")                                                                                            \
+    X(ALLOCATE, "allocate") X(ASSERT, "assert") X(ATTACH, "attach") X(CONVERT_TYPE, "convert type")          \
+        X(COPY, "copy") X(CREATE, "create") X(DELETE, "delete") X(DESERIALIZE, "deserialize")                \
+            X(DETACH, "detach") X(ENABLE, "enable") X(FINALIZE, "finalize") X(FIND, "find") X(GET, "get")    \
+                X(INITIALIZE, "initialize") X(LOAN, "loan") X(LOCK, "lock") X(PARSE, "parse")                \
+                    X(POPULATE, "populate") X(POST, "post") X(PROCESS, "process") X(PUSH, "push")            \
+                        X(REGISTER, "register") X(REMOVE, "remove") X(RETURN, "return") X(SEND, "send")      \
+                            X(SERIALIZE, "serialize") X(SET, "set") X(UNLOAN, "unloan") X(UNLOCK, "unlock")  \
+                                X(UPDATE, "update") X(VALIDATE, "validate")
 
-#define ORX_LOG_DECLARE_(name, text) ZDDSCORE_EXPORT extern const ORXLogMessageTemplate ORX_LOG_##name##_TEMPLATE;
-#define ORX_LOG_DECLARE_FAILED_(name, text) \
+#define ORX_LOG_DECLARE_(name, text)                                                                         \
+    ZDDSCORE_EXPORT extern const ORXLogMessageTemplate ORX_LOG_##name##_TEMPLATE;
+#define ORX_LOG_DECLARE_FAILED_(name, text)                                                                  \
     ZDDSCORE_EXPORT extern const ORXLogMessageTemplate ORX_LOG_FAILED_TO_##name##_TEMPLATE;
 ORX_LOG_TEMPLATE_LIST(ORX_LOG_DECLARE_)
 ORX_LOG_FAILED_TO_LIST(ORX_LOG_DECLARE_FAILED_)
@@ -68,20 +69,19 @@ ORX_LOG_FAILED_TO_LIST(ORX_LOG_DECLARE_FAILED_)
 /* One line. `reserved` is -1. `level` is one level bit, `module` one of ORX_LOG_MODULE_*. Callers test
  * their masks first; this function does not. file and function must be literals. The subject is cut
  * at 1023 bytes. */
-ZDDSCORE_EXPORT void ORXLogMessageParamString_printWithParams(
-    int reserved, ORX_UINT32 level, ORX_UINT32 module, const char *file, int line, const char *function,
-    const ORXLogMessageTemplate *messageTemplate, const char *subject, ...) ZDDS_PRINTF_LIKE(8, 9);
-ZDDSCORE_EXPORT void ORXLogMessageParamString_vprintWithParams(
-    int reserved, ORX_UINT32 level, ORX_UINT32 module, const char *file, int line, const char *function,
-    const ORXLogMessageTemplate *messageTemplate, const char *subject, va_list arguments) ZDDS_PRINTF_LIKE(8, 0);
+ZDDSCORE_EXPORT void ORXLogMessageParamString_printWithParams(int reserved, ORX_UINT32 level,
+    ORX_UINT32 module, const char* file, int line, const char* function,
+    const ORXLogMessageTemplate* messageTemplate, const char* subject, ...) ZDDS_PRINTF_LIKE(8, 9);
+ZDDSCORE_EXPORT void ORXLogMessageParamString_vprintWithParams(int reserved, ORX_UINT32 level,
+    ORX_UINT32 module, const char* file, int line, const char* function,
+    const ORXLogMessageTemplate* messageTemplate, const char* subject, va_list arguments)
+    ZDDS_PRINTF_LIKE(8, 0);
 /* The same with a plain format and no template. */
-ZDDSCORE_EXPORT void ORXLogParamString_printWithParams(
-    int reserved, ORX_UINT32 level, ORX_UINT32 module, const char *file, int line, const char *function,
-    const char *format, ...) ZDDS_PRINTF_LIKE(7, 8);
+ZDDSCORE_EXPORT void ORXLogParamString_printWithParams(int reserved, ORX_UINT32 level, ORX_UINT32 module,
+    const char* file, int line, const char* function, const char* format, ...) ZDDS_PRINTF_LIKE(7, 8);
 /* The same with a plain template and no subject. */
-ZDDSCORE_EXPORT void ORXLogMessage_printWithParams(
-    int reserved, ORX_UINT32 level, ORX_UINT32 module, const char *file, int line, const char *function,
-    const ORXLogMessageTemplate *messageTemplate);
+ZDDSCORE_EXPORT void ORXLogMessage_printWithParams(int reserved, ORX_UINT32 level, ORX_UINT32 module,
+    const char* file, int line, const char* function, const ORXLogMessageTemplate* messageTemplate);
 
 /* Called after a precondition failure: a place for a breakpoint; does nothing else. */
 ZDDSCORE_EXPORT void ORXLog_onAssertBreakpoint(void);
@@ -107,22 +107,22 @@ ZDDSCORE_EXPORT void DDSLog_setDependencyInstrumentationMask(ORX_UINT32 verbosit
 struct ORXLogLine {
     ORX_UINT32 level; /* one level bit */
     ORX_UINT32 module;
-    const ORXLogMessageTemplate *messageTemplate; /* null for a plain format */
-    const char *subject;  /* formatted, may be empty */
-    const char *message;  /* template text with the subject in it */
-    const char *file;     /* base name */
+    const ORXLogMessageTemplate* messageTemplate; /* null for a plain format */
+    const char* subject;                          /* formatted, may be empty */
+    const char* message;                          /* template text with the subject in it */
+    const char* file;                             /* base name */
     int line;
-    const char *function;
-    ORX_INT64 timeNs;     /* system clock, nanoseconds since 1970 */
+    const char* function;
+    ORX_INT64 timeNs; /* system clock, nanoseconds since 1970 */
     ORX_UINT64 threadId;
 };
 typedef struct ORXLogLine ORXLogLine;
 /* Runs on the thread that logs, possibly under any lock: it may queue, and nothing else. */
-typedef void (*ORXLogSinkFunction)(void *context, const ORXLogLine *line);
+typedef void (*ORXLogSinkFunction)(void* context, const ORXLogLine* line);
 
 /* At most 8 sinks. A sink that logs is not entered again by the same thread: its lines go to the
  * other sinks only. Returns a positive id, or 0. */
-ZDDSCORE_EXPORT int ORXLog_addSink(ORXLogSinkFunction function, void *context);
+ZDDSCORE_EXPORT int ORXLog_addSink(ORXLogSinkFunction function, void* context);
 /* Returns when no thread is inside the sink any more (except the caller itself). Non-zero on success. */
 ZDDSCORE_EXPORT int ORXLog_removeSink(int id);
 /* Turns the stderr sink on (default) or off. */
@@ -130,7 +130,7 @@ ZDDSCORE_EXPORT void ORXLog_setStderrEnabled(int enabled);
 /* Lines lost because the stderr queue was full. */
 ZDDSCORE_EXPORT ORX_UINT64 ORXLog_getLostLineCount(void);
 /* Waits until every line queued so far has been written or `timeout` has passed; non-zero on success. */
-ZDDSCORE_EXPORT int ORXLog_flush(const ORXNtpTime *timeout);
+ZDDSCORE_EXPORT int ORXLog_flush(const ORXNtpTime* timeout);
 
 ZDDS_END_C
 

@@ -22,18 +22,19 @@ typedef enum ORXOsapiSemaphoreStatus {
 } ORXOsapiSemaphoreStatus;
 
 /* Binary and counting semaphores start empty. `reserved` is null. Null on failure. */
-ZDDSCORE_EXPORT ORXOsapiSemaphore *ORXOsapiSemaphore_new(ORXOsapiSemaphoreKind kind, const void *reserved);
+ZDDSCORE_EXPORT ORXOsapiSemaphore* ORXOsapiSemaphore_new(ORXOsapiSemaphoreKind kind, const void* reserved);
 /* Nobody may wait on it or hold it. Null is a no-op. Non-zero on success. */
-ZDDSCORE_EXPORT int ORXOsapiSemaphore_delete(ORXOsapiSemaphore *self);
+ZDDSCORE_EXPORT int ORXOsapiSemaphore_delete(ORXOsapiSemaphore* self);
 /* timeout null or infinite waits for ever; zero tries. */
-ZDDSCORE_EXPORT ORXOsapiSemaphoreStatus ORXOsapiSemaphore_take(ORXOsapiSemaphore *self, const ORXNtpTime *timeout);
+ZDDSCORE_EXPORT ORXOsapiSemaphoreStatus ORXOsapiSemaphore_take(
+    ORXOsapiSemaphore* self, const ORXNtpTime* timeout);
 /* A mutex may be given by its holder alone, otherwise ERROR. */
-ZDDSCORE_EXPORT ORXOsapiSemaphoreStatus ORXOsapiSemaphore_give(ORXOsapiSemaphore *self);
+ZDDSCORE_EXPORT ORXOsapiSemaphoreStatus ORXOsapiSemaphore_give(ORXOsapiSemaphore* self);
 
 /* Rank of a mutex in the process's lock order, with a name for reports: lower ranks are taken first.
  * Builds with ZDDS_LOCK_ORDER_CHECK abort with both names when a thread takes a mutex whose rank is
  * below one that it holds; mutexes of rank 0 (the default) are not checked. */
-ZDDSCORE_EXPORT void ORXOsapiSemaphore_setRank(ORXOsapiSemaphore *self, int rank, const char *name);
+ZDDSCORE_EXPORT void ORXOsapiSemaphore_setRank(ORXOsapiSemaphore* self, int rank, const char* name);
 
 ZDDS_END_C
 

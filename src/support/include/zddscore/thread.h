@@ -9,7 +9,7 @@ ZDDS_BEGIN_C
 /* Identity of the calling thread: never 0, differs among the live threads of the process. */
 ZDDSCORE_EXPORT ORX_UINT64 ORXOsapiThread_getCurrentThreadID(void);
 /* Sleeps at least the given length, on the monotonic clock. */
-ZDDSCORE_EXPORT void ORXOsapiThread_sleep(const ORXNtpTime *time);
+ZDDSCORE_EXPORT void ORXOsapiThread_sleep(const ORXNtpTime* time);
 
 /* CPUs 0 to 1023, a bit each; `isSet` is 0 when no CPU was named, which leaves the affinity alone. */
 struct ORXOsapiCpuBitmap {
@@ -30,18 +30,18 @@ typedef struct ORXOsapiCpuBitmap ORXOsapiCpuBitmap;
 
 struct ORXOsapiJoinableThread;
 typedef struct ORXOsapiJoinableThread ORXOsapiJoinableThread;
-typedef void *(*ORXOsapiJoinableThreadFunction)(void *param);
+typedef void* (*ORXOsapiJoinableThreadFunction)(void* param);
 
 /* Starts at once. All signals are blocked in the new thread but faults of its own (SIGSEGV and the
  * like), which still reach their handlers. The name is cut to the system's 15 characters. stackSize in
  * bytes, -1 for the default; at least 128 KiB are taken. bitmap may be null. A priority or an affinity
  * that the system refuses is left out, except an enforced priority. Null on failure. */
-ZDDSCORE_EXPORT ORXOsapiJoinableThread *ORXOsapiJoinableThread_new(
-    const char *name, int priority, int options, int stackSize, const ORXOsapiCpuBitmap *bitmap,
-    ORXOsapiJoinableThreadFunction function, void *param);
+ZDDSCORE_EXPORT ORXOsapiJoinableThread* ORXOsapiJoinableThread_new(const char* name, int priority,
+    int options, int stackSize, const ORXOsapiCpuBitmap* bitmap, ORXOsapiJoinableThreadFunction function,
+    void* param);
 /* Waits for the function to return, at most `timeout` milliseconds, and frees the thread; non-zero
  * on success. On a time-out the thread is left as it is and the result is 0. Null is a no-op. */
-ZDDSCORE_EXPORT int ORXOsapiJoinableThread_stopAndDelete(ORXOsapiJoinableThread *self, int timeout);
+ZDDSCORE_EXPORT int ORXOsapiJoinableThread_stopAndDelete(ORXOsapiJoinableThread* self, int timeout);
 
 /* Joinable threads whose function runs now. */
 ZDDSCORE_EXPORT ORX_UINT32 ORXOsapiThread_getLiveThreadCount(void);
