@@ -228,9 +228,11 @@ void ORX_Monitoring_delete(struct ORX_MonitoringClass* monitoringClass) {
         return;
     auto* self = reinterpret_cast<Library*>(monitoringClass);
     // A thread that does not end may still use all the rest: it is left to the end of the process.
-    if (!ORX_MonitoringEventSnapshotThread_delete(self->eventSnapshotThread)) return;
+    if (!ORX_MonitoringEventSnapshotThread_delete(self->eventSnapshotThread))
+        return;
     self->eventSnapshotThread = nullptr;
-    if (!ORX_MonitoringEventTaskExecutor_delete(self->eventTaskExecutor)) return;
+    if (!ORX_MonitoringEventTaskExecutor_delete(self->eventTaskExecutor))
+        return;
     if (self->entities != nullptr)
         ORX_MonitoringLibraryEntities_delete(self->entities, self->parent.factory);
     ORX_MonitoringResourceRegistry_delete(self->resourceRegistry);

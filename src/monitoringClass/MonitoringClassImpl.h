@@ -2,8 +2,8 @@
  *
  * It stands low so that every room may read it; the functions that build and take it down stand on top, in
  * MonitoringClass.h. A pointer is null until its object was made and after it was deleted.
- * Threads: the record is complete before create returns, and the pointers do not change until delete; what is shared
- * and changes says so. */
+ * Threads: the record is complete before create returns, and the pointers do not change until delete; what is
+ * shared and changes says so. */
 #ifndef ORX_MONITORING_CLASS_IMPL_H
 #define ORX_MONITORING_CLASS_IMPL_H
 
@@ -31,27 +31,29 @@ typedef enum ORX_MonitoringStates {
 struct ORX_MonitoringClassImpl {
     struct ORX_MonitoringClass parent;
     ORX_MonitoringStates status; /* ENABLED from create on; nothing moves it */
-    struct ORX_MonitoringPeriodicMetricCollector *periodicMetric;
-    struct ORX_MonitoringEventTaskExecutor *eventTaskExecutor;
-    struct ORX_MonitoringEventSnapshotThread *eventSnapshotThread;
-    struct ORX_MonitoringLogging *logging;
-    struct ORX_MonitoringLibraryEntities *entities;
-    struct ORX_MonitoringResourceRegistry *resourceRegistry;
-    struct ORX_MonitoringCommandDispatcher *commandDispatcher;
-    struct ORX_MonitoringProperty_t *property; /* the owned copy */
+    struct ORX_MonitoringPeriodicMetricCollector* periodicMetric;
+    struct ORX_MonitoringEventTaskExecutor* eventTaskExecutor;
+    struct ORX_MonitoringEventSnapshotThread* eventSnapshotThread;
+    struct ORX_MonitoringLogging* logging;
+    struct ORX_MonitoringLibraryEntities* entities;
+    struct ORX_MonitoringResourceRegistry* resourceRegistry;
+    struct ORX_MonitoringCommandDispatcher* commandDispatcher;
+    struct ORX_MonitoringProperty_t* property;                        /* the owned copy */
     ORX_MonitoringLoggingVerbositySetting_t loggingCollectionSetting; /* last collection verbosity seen */
     ORXNtpTime snapshotDelay;
     /* The selection store (MetricSelectionStore.h); guarded by the library lock. */
-    struct REDAFastBufferPool *metricSelectionPool;
+    struct REDAFastBufferPool* metricSelectionPool;
     struct REDAInlineList currentMetricSelectionList; /* oldest first */
-    struct REDASkiplist *metricSelectionIndex;        /* the same nodes, by content */
+    struct REDASkiplist* metricSelectionIndex;        /* the same nodes, by content */
     struct REDASkiplistDescription metricSelectionIndexDescription;
-    struct DDS_MonitoringMetricSelection disableSelection; /* disables "*"; its expression is borrowed per use */
+    struct DDS_MonitoringMetricSelection
+        disableSelection; /* disables "*"; its expression is borrowed per use */
 };
 typedef struct ORX_MonitoringClassImpl ORX_MonitoringClassImpl;
 
 /* Null for null. Read without a lock: the pointer does not change between create and delete. */
-struct ORX_MonitoringResourceRegistry *ORX_Monitoring_getResourceRegistry(struct ORX_MonitoringClass *monitoringClass);
+struct ORX_MonitoringResourceRegistry* ORX_Monitoring_getResourceRegistry(
+    struct ORX_MonitoringClass* monitoringClass);
 
 ZDDS_END_C
 

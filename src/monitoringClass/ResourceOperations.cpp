@@ -39,8 +39,8 @@ struct ORX_MonitoringResource* ORX_Monitoring_assertResource(struct ORX_Monitori
     ORX_FAIL_IF(forwarder == ORX_NULL);
     if (userResourceGuid == nullptr && (resourceName == nullptr || *resourceName == '\0')) {
         // With two backslashes: so the text has always been.
-        return ORX_PRECONDITION_FAILED(
-            "\"userResourceGuid == ((void *)0) && (resourceName == ((void *)0) || *resourceName == '\\\\0')\"\n");
+        return ORX_PRECONDITION_FAILED("\"userResourceGuid == ((void *)0) && (resourceName == ((void *)0) || "
+                                       "*resourceName == '\\\\0')\"\n");
     }
     const ORX_MonitoringClassImpl& self = implOf(monitoringClass);
     ORX_MonitoringResource* resource = ORX_MonitoringResourceRegistry_assertResource(self.resourceRegistry,
