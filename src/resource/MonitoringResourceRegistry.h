@@ -19,8 +19,9 @@ struct ORX_MonitoringResourceRegistry {
     struct REDASkiplistDescription resourceListDesc;
     struct REDASkiplist* resourceList; /* by GUID; user data is the resource */
     struct ORXOsapiSemaphore* resourcesMutex;
-    struct REDAInlineList resourceDeepFirstList;  /* a parent stands before all of its descendants */
-    ORX_UINT64 snapshotEpoch;                     /* resource snapshots posted; atomic: the snapshot thread reads it without a lock */
+    struct REDAInlineList resourceDeepFirstList; /* a parent stands before all of its descendants */
+    ORX_UINT64
+        snapshotEpoch; /* resource snapshots posted; atomic: the snapshot thread reads it without a lock */
     struct REDAInlineList* metricSelectionList;   /* borrowed; every new resource is held against it */
     DDS_Monitoring_ResourceReference* references; /* owned; what base.resources has on loan */
     ORX_INT32 referenceCapacity;
