@@ -20,8 +20,8 @@ struct ORX_MonitoringResourceRegistry {
     struct REDASkiplist* resourceList; /* by GUID; user data is the resource */
     struct ORXOsapiSemaphore* resourcesMutex;
     struct REDAInlineList resourceDeepFirstList; /* a parent stands before all of its descendants */
-    ORX_UINT64
-        snapshotEpoch; /* resource snapshots posted; atomic: the snapshot thread reads it without a lock */
+    /* Resource snapshots posted. Atomic: the snapshot thread reads it without a lock. */
+    ORX_UINT64 snapshotEpoch;
     struct REDAInlineList* metricSelectionList;   /* borrowed; every new resource is held against it */
     DDS_Monitoring_ResourceReference* references; /* owned; what base.resources has on loan */
     ORX_INT32 referenceCapacity;
