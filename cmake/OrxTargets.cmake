@@ -66,14 +66,10 @@ function(orx_add_fuzzer name)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz)
 endfunction()
 
-# A room of the middleware: its sources go into the shared library and into its static twin for tests.
+# A room of the middleware, and a room of the library proper: its sources join the objects of their library.
 function(orx_middleware_sources)
-  orx_room_sources(zddsc ${ARGN})
-  orx_room_sources(zddsc_testing ${ARGN})
+  orx_room_sources(zddsc_objects ${ARGN})
 endfunction()
-
-# A room of the library proper, likewise.
 function(orx_library_sources)
-  orx_room_sources(orxmonitoring2d ${ARGN})
-  orx_room_sources(orxmonitoring2d_testing ${ARGN})
+  orx_room_sources(orxmonitoring2d_objects ${ARGN})
 endfunction()
