@@ -452,7 +452,7 @@ TEST(EventTaskExecutor, APushCallsNoHeapOfTheLayerEither) {
 }
 
 TEST(EventTaskExecutor, PostsWithoutMemoryFailAndLaterOnesWork) {
-    EventWorld world{{.level = 2, .arenaSize = 64}};
+    EventWorld world{{.level = 1, .arenaSize = 64}};
     EventReader reader{EventWorld::domain};
     auto* participant = world.addParticipant("p");
     auto* topic = world.addTopic("a", participant);

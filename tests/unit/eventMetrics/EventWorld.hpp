@@ -16,6 +16,7 @@
 #include "src/eventMetrics/EventTaskExecutor.h"
 #include "src/resource/ResourceLifecycle.h"
 #include "tests/helpers/EventReader.hpp"
+#include "gtest/gtest.h"
 
 class EventWorld {
 public:
@@ -100,9 +101,10 @@ public:
         (void)ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_METRIC, resource->concurrencyIndex, 1);
     }
 
-    // The worker's part, on the calling thread: runs what the queue `index` has as one batch. For an executor
-    // whose worker is asleep.
+    // The worker's part, on the calling thread: runs what is queued as one batch, and frees it. For an
+    // executor of one queue whose worker is asleep.
     void runQueue(ORX_UINT32 index) {
+        ASSERT_EQ(property.event.concurrency_level, 1U) << "with more, nodes of other queues would be met";
         auto& queue = executor->taskExecutor->queues[index];
         bool any = false;
         for (auto* node = REDAInlineList_getFirst(&queue.tasks); node != nullptr;
@@ -116,19 +118,16 @@ public:
         while (auto* node = REDAInlineList_getFirst(&queue.tasks)) {
             REDAInlineList_removeNodeEA(&queue.tasks, node);
             auto* task = reinterpret_cast<Task*>(node);
-            if (task->state != nullptr)
-                REDAInlineMemBuffer_release(task->state);
-            task->deletePayloadFunction(task->payload);
-            REDAInlineMemBuffer_release(task);
+            if (task->state != nullptr) {
+                EXPECT_TRUE(REDAInlineMemBuffer_release(task->state));
+            }
+            EXPECT_TRUE(task->deletePayloadFunction(task->payload));
+            EXPECT_TRUE(REDAInlineMemBuffer_release(task));
         }
-        // What came from other queues' posts is run there; its memory is not this queue's.
-        queue.inboxHead = nullptr;
-        queue.inboxTail = nullptr;
     }
-    // All queues, and what has reached the reader then.
+    // The same, and what has reached the reader then.
     EventSamples run(EventReader& reader) {
-        for (ORX_UINT32 i = 0; i < property.event.concurrency_level; ++i)
-            runQueue(i);
+        runQueue(0);
         return received(reader);
     }
     EventSamples received(EventReader& reader) {
