@@ -1,7 +1,7 @@
 // Ends of programs and of processes under the agent.
 #include <gtest/gtest.h>
 
-#include "Process.hpp"
+#include "Record.hpp"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <set>
 #include <sstream>
 
-#include "Process.hpp"
+#include "Record.hpp"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include "Process.hpp"
+#include "Record.hpp"
 
 namespace {
 

@@ -1,0 +1,52 @@
+#include "Record.hpp"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+
+Record::Record() {
+    char path[] = "/tmp/orx-agent-record-XXXXXX";
+    const int descriptor = mkstemp(path);
+    if (descriptor < 0)
+        throw std::runtime_error("mkstemp");
+    close(descriptor);
+    path_ = path;
+}
+
+Record::~Record() {
+    std::remove(path_.c_str());
+}
+
+Environment Record::environment(Environment more) const {
+    more["ORX_TEST_RECORD"] = path_;
+    more["ORX_AGENT_LIBRARY"] = testProgram("agent/libagent_recording_library.so");
+    return more;
+}
+
+std::vector<std::string> Record::lines() const {
+    std::ifstream file(path_);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+std::vector<std::string> Record::lines(const std::string& start) const {
+    std::vector<std::string> found;
+    for (const std::string& line : lines()) {
+        if (line.starts_with(start))
+            found.push_back(line);
+    }
+    return found;
+}
+
+std::vector<std::string> underAgent(std::vector<std::string> command, std::vector<std::string> options) {
+    std::vector<std::string> result = {bin("orx-run"), "--domain", "75"};
+    result.insert(result.end(), options.begin(), options.end());
+    result.emplace_back("--");
+    result.insert(result.end(), command.begin(), command.end());
+    return result;
+}
