@@ -13,6 +13,8 @@ Engine& instance() {
     return engine != nullptr ? *engine : cyclone();
 }
 
-void setInstance(Engine* engine) { chosen.store(engine, std::memory_order_release); }
+void setInstance(Engine* engine) {
+    chosen.store(engine, std::memory_order_release);
+}
 
 } // namespace zdds::engine

@@ -244,7 +244,8 @@ inline void useLoopbackDevice() {
     setenv("CYCLONEDDS_URI",
         "<CycloneDDS><Domain id=\"any\"><General><Interfaces><NetworkInterface name=\"lo\"/></Interfaces>"
         "<AllowMulticast>false</AllowMulticast></General><Discovery><ParticipantIndex>auto</ParticipantIndex>"
-        "<MaxAutoParticipantIndex>40</MaxAutoParticipantIndex><Peers><Peer Address=\"127.0.0.1\"/></Peers>"
+        "<MaxAutoParticipantIndex>40</MaxAutoParticipantIndex><SPDPInterval>1s</SPDPInterval><Peers><Peer "
+        "Address=\"127.0.0.1\"/></Peers>"
         "</Discovery></Domain></CycloneDDS>",
         1);
 }

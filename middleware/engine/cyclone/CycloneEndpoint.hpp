@@ -1,8 +1,9 @@
-// Writers and readers over Cyclone DDS: each owns its topic entity, its publisher or subscriber, and the endpoint.
+// Writers and readers over Cyclone DDS: each owns its topic entity, its publisher or subscriber, and the
+// endpoint.
 //
-// Threads: as engine/Engine.hpp tells. Sink calls of one endpoint come one at a time; they come from receive threads
-// of the library, from a thread that makes or deletes an endpoint in this process (also before the factory of the
-// endpoint has returned), and from a thread that writes to a reader in this process.
+// Threads: as engine/Engine.hpp tells. Sink calls of one endpoint come one at a time; they come from receive
+// threads of the library, from a thread that makes or deletes an endpoint in this process (also before the
+// factory of the endpoint has returned), and from a thread that writes to a reader in this process.
 #ifndef ZDDSC_ENGINE_CYCLONE_ENDPOINT_HPP
 #define ZDDSC_ENGINE_CYCLONE_ENDPOINT_HPP
 
@@ -37,6 +38,7 @@ public:
 private:
     dds_entity_t entity_ = 0;
     ddsi_sertype* type_ = nullptr;
+    ddsi_tkmap_instance* instance_ = nullptr; // of a keyless topic
     uint32_t keyBytes_ = 0;
     TopicInfo::Extensibility extensibility_ = TopicInfo::Extensibility::appendable;
 };
@@ -49,8 +51,8 @@ public:
         std::span<const char* const> partitions);
 
     DDS_GUID_t guid() const override { return guid_; }
-    Status write(
-        std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs, int64_t* sequenceNumber) override;
+    Status write(std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs,
+        int64_t* sequenceNumber) override;
     Status waitForAcknowledgments(int64_t timeoutNs) override;
 
 private:
@@ -76,7 +78,8 @@ public:
     DDS_GUID_t guid() const override { return guid_; }
 
 private:
-    static void onSubscriptionMatched(dds_entity_t, const dds_subscription_matched_status_t status, void* self);
+    static void onSubscriptionMatched(
+        dds_entity_t, const dds_subscription_matched_status_t status, void* self);
     static void onSampleLost(dds_entity_t, const dds_sample_lost_status_t status, void* self);
     static void onSample(void* self, const ZddsCycloneSample* sample);
 

@@ -9,7 +9,8 @@
 
 namespace zdds::engine {
 
-// A domain that this engine made. It goes when its last participant of ours has gone and nobody else is in it.
+// A domain that this engine made. It goes when its last participant of ours has gone and nobody else is in
+// it.
 struct CycloneEngine::Domain : HeapObject {
     Domain(DDS_DomainId_t domainId, dds_entity_t domainEntity, Domain* following)
         : id(domainId), entity(domainEntity), next(following) {}
@@ -21,15 +22,18 @@ struct CycloneEngine::Domain : HeapObject {
 
 bool CycloneEngine::isUsable() {
     std::lock_guard lock(mutex_);
-    if (!tested_) defect_ = ZddsCyclone_selfTest();
+    if (!tested_)
+        defect_ = ZddsCyclone_selfTest();
     tested_ = true;
-    if (defect_ != nullptr) ENGINE_LOG(ERROR, NOT_SUPPORTED, "%s", defect_);
+    if (defect_ != nullptr)
+        ENGINE_LOG(ERROR, NOT_SUPPORTED, "%s", defect_);
     return defect_ == nullptr;
 }
 
 CycloneEngine::Domain* CycloneEngine::findDomain(DDS_DomainId_t id) {
     Domain* domain = domains_;
-    while (domain != nullptr && domain->id != id) domain = domain->next;
+    while (domain != nullptr && domain->id != id)
+        domain = domain->next;
     return domain;
 }
 
@@ -39,7 +43,8 @@ bool CycloneEngine::enterDomain(const ParticipantInfo& info) {
         ++known->participants;
         return true;
     }
-    if (info.peers.empty()) return true;
+    if (info.peers.empty())
+        return true;
     HeapArray<char> text{"domain configuration"};
     if (!writeDomainConfiguration(text, std::getenv("CYCLONEDDS_URI"), info.peers)) {
         ENGINE_LOG(ERROR, CONFIG_FAILURE, "configuration of domain %d with its peers", info.domainId);
@@ -47,8 +52,8 @@ bool CycloneEngine::enterDomain(const ParticipantInfo& info) {
     }
     const dds_entity_t entity = dds_create_domain(static_cast<dds_domainid_t>(info.domainId), text.begin());
     if (entity == code::preconditionNotMet) {
-        ENGINE_LOG(STATUS, PROCESSING, "domain %d exists already and keeps its own configuration; peers are not added",
-            info.domainId);
+        ENGINE_LOG(STATUS, PROCESSING,
+            "domain %d exists already and keeps its own configuration; peers are not added", info.domainId);
         return true;
     }
     if (entity < 0) {
@@ -69,9 +74,11 @@ void CycloneEngine::leaveDomain(DDS_DomainId_t id) {
     std::lock_guard lock(mutex_);
     for (Domain** link = &domains_; *link != nullptr; link = &(*link)->next) {
         Domain* domain = *link;
-        if (domain->id != id) continue;
+        if (domain->id != id)
+            continue;
         // Deleting the domain would delete the participants of everybody else with it.
-        if (--domain->participants > 0 || dds_get_children(domain->entity, nullptr, 0) > 0) return;
+        if (--domain->participants > 0 || dds_get_children(domain->entity, nullptr, 0) > 0)
+            return;
         dds_delete(domain->entity);
         *link = domain->next;
         delete domain;
@@ -84,13 +91,15 @@ Participant* CycloneEngine::createParticipant(const ParticipantInfo& info) {
         ENGINE_LOG(ERROR, BAD_PARAMETER_FAILURE, "domain id %d", info.domainId);
         return nullptr;
     }
-    if (!isUsable()) return nullptr;
+    if (!isUsable())
+        return nullptr;
     auto* participant = new ("class CycloneParticipant") CycloneParticipant(*this, info.domainId);
     if (participant == nullptr) {
         ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "participant in domain %d", info.domainId);
         return nullptr;
     }
-    if (participant->create(info)) return participant;
+    if (participant->create(info))
+        return participant;
     delete participant;
     return nullptr;
 }

@@ -1,7 +1,7 @@
 // The public header of Cyclone DDS, beside those of the DDS operations.
 //
-// Both define DDS_RETCODE_* and a few other names: the library's are taken away after they were given names of their
-// own, so this header comes before any of zddsc/.
+// Both define DDS_RETCODE_* and a few other names: the library's are taken away after they were given names
+// of their own, so this header comes before any of zddsc/.
 #ifndef ZDDSC_ENGINE_CYCLONE_HEADERS_HPP
 #define ZDDSC_ENGINE_CYCLONE_HEADERS_HPP
 

@@ -2,7 +2,8 @@
 
 #include <dds/version.h>
 #if DDS_VERSION_MAJOR != 0 || DDS_VERSION_MINOR != 10 || DDS_VERSION_PATCH != 2
-#error "This file knows the inner layout of Cyclone DDS 0.10.2 alone: check every structure below before going on."
+#error                                                                                                       \
+    "This file knows the inner layout of Cyclone DDS 0.10.2 alone: check every structure below before going on."
 #endif
 #ifndef DDS_NDEBUG
 #error "The library is built with DDS_NDEBUG, which changes the layout of received messages."
@@ -25,6 +26,7 @@
 #include <dds/ddsi/ddsi_proxy_endpoint.h>
 #include <dds/ddsi/ddsi_serdata.h>
 #include <dds/ddsi/ddsi_sertype.h>
+#include <dds/ddsi/ddsi_tkmap.h>
 #include <dds/ddsi/q_bswap.h>
 #include <dds/ddsi/q_protocol.h>
 #include <dds/ddsi/q_radmin.h>
@@ -41,28 +43,33 @@ struct BytesType {
     uint32_t keyBytes;
 };
 
-static void type_free(struct ddsi_sertype *type) {
+static void type_free(struct ddsi_sertype* type) {
     ddsi_sertype_fini(type);
     ORXOsapiHeap_freeMemoryInternal(type);
 }
 
-/* Samples in the form of structures exist nowhere here: the library asks for these only in dds_read and its like. */
-static void type_zeroSamples(const struct ddsi_sertype *type, void *samples, size_t count) {
+/* Samples in the form of structures exist nowhere here: the library asks for these only in dds_read and its
+ * like. */
+static void type_zeroSamples(const struct ddsi_sertype* type, void* samples, size_t count) {
     (void)type, (void)samples, (void)count;
 }
 static void type_reallocSamples(
-    void **samples, const struct ddsi_sertype *type, void *old, size_t oldCount, size_t count) {
+    void** samples, const struct ddsi_sertype* type, void* old, size_t oldCount, size_t count) {
     (void)type, (void)old, (void)oldCount;
-    for (size_t i = 0; i < count; i++) samples[i] = NULL;
+    for (size_t i = 0; i < count; i++)
+        samples[i] = NULL;
 }
-static void type_freeSamples(const struct ddsi_sertype *type, void **samples, size_t count, dds_free_op_t operation) {
+static void type_freeSamples(
+    const struct ddsi_sertype* type, void** samples, size_t count, dds_free_op_t operation) {
     (void)type, (void)samples, (void)count, (void)operation;
 }
 
-static bool type_equal(const struct ddsi_sertype *left, const struct ddsi_sertype *right) {
-    return ((const struct BytesType *)left)->keyBytes == ((const struct BytesType *)right)->keyBytes;
+static bool type_equal(const struct ddsi_sertype* left, const struct ddsi_sertype* right) {
+    return ((const struct BytesType*)left)->keyBytes == ((const struct BytesType*)right)->keyBytes;
 }
-static uint32_t type_hash(const struct ddsi_sertype *type) { return ((const struct BytesType *)type)->keyBytes; }
+static uint32_t type_hash(const struct ddsi_sertype* type) {
+    return ((const struct BytesType*)type)->keyBytes;
+}
 
 static const struct ddsi_sertype_ops typeOperations = {
     .version = ddsi_sertype_v0,
@@ -86,18 +93,22 @@ struct BytesSample {
     uint8_t bytes[];   /* room for `size` rounded up to 4: the library sends whole words */
 };
 
-static uint32_t wholeWords(uint32_t size) { return (size + 3U) & ~3U; }
+static uint32_t wholeWords(uint32_t size) {
+    return (size + 3U) & ~3U;
+}
 
 /* Null when memory is out, or when there is less than a header and a key. */
-static struct BytesSample *sample_new(const struct ddsi_sertype *type, enum ddsi_serdata_kind kind, size_t size) {
-    const uint32_t keyBytes = ((const struct BytesType *)type)->keyBytes;
-    if (size < (size_t)headerBytes + keyBytes || size > UINT32_MAX / 2) return NULL;
-    void *memory = NULL;
-    const size_t room = wholeWords((uint32_t)size);
-    if (!ORXOsapiHeap_reallocateMemoryInternal(
-            &memory, sizeof(struct BytesSample) + room, _Alignof(struct BytesSample), 0, "struct BytesSample"))
+static struct BytesSample* sample_new(
+    const struct ddsi_sertype* type, enum ddsi_serdata_kind kind, size_t size) {
+    const uint32_t keyBytes = ((const struct BytesType*)type)->keyBytes;
+    if (size < (size_t)headerBytes + keyBytes || size > UINT32_MAX / 2)
         return NULL;
-    struct BytesSample *self = memory;
+    void* memory = NULL;
+    const size_t room = wholeWords((uint32_t)size);
+    if (!ORXOsapiHeap_reallocateMemoryInternal(&memory, sizeof(struct BytesSample) + room,
+            _Alignof(struct BytesSample), 0, "struct BytesSample"))
+        return NULL;
+    struct BytesSample* self = memory;
     memset(self, 0, sizeof *self);
     ddsi_serdata_init(&self->common, type, kind);
     self->size = (uint32_t)size;
@@ -106,101 +117,114 @@ static struct BytesSample *sample_new(const struct ddsi_sertype *type, enum ddsi
     return self;
 }
 
-static struct ddsi_serdata *sample_ready(struct BytesSample *self, const struct ddsi_sertype *type) {
+static struct ddsi_serdata* sample_ready(struct BytesSample* self, const struct ddsi_sertype* type) {
     self->common.hash = ddsrt_mh3(self->bytes + headerBytes, self->keyBytes, 0) ^ type->serdata_basehash;
     return &self->common;
 }
 
-static void sample_free(struct ddsi_serdata *data) { ORXOsapiHeap_freeMemoryInternal(data); }
-
-static bool sample_equalKey(const struct ddsi_serdata *left, const struct ddsi_serdata *right) {
-    const struct BytesSample *l = (const struct BytesSample *)left, *r = (const struct BytesSample *)right;
-    return l->keyBytes == r->keyBytes && memcmp(l->bytes + headerBytes, r->bytes + headerBytes, l->keyBytes) == 0;
+static void sample_free(struct ddsi_serdata* data) {
+    ORXOsapiHeap_freeMemoryInternal(data);
 }
 
-static uint32_t sample_size(const struct ddsi_serdata *data) { return ((const struct BytesSample *)data)->size; }
+static bool sample_equalKey(const struct ddsi_serdata* left, const struct ddsi_serdata* right) {
+    const struct BytesSample *l = (const struct BytesSample*)left, *r = (const struct BytesSample*)right;
+    return l->keyBytes == r->keyBytes &&
+           memcmp(l->bytes + headerBytes, r->bytes + headerBytes, l->keyBytes) == 0;
+}
+
+static uint32_t sample_size(const struct ddsi_serdata* data) {
+    return ((const struct BytesSample*)data)->size;
+}
 
 /* The words of a received submessage have been brought into host order by then. */
-static int64_t sequenceNumberOf(const struct nn_rdata *first) {
-    const Data_DataFrag_common_t *submessage =
-        (const Data_DataFrag_common_t *)NN_RMSG_PAYLOADOFF(first->rmsg, NN_RDATA_SUBMSG_OFF(first));
+static int64_t sequenceNumberOf(const struct nn_rdata* first) {
+    const Data_DataFrag_common_t* submessage =
+        (const Data_DataFrag_common_t*)NN_RMSG_PAYLOADOFF(first->rmsg, NN_RDATA_SUBMSG_OFF(first));
     return (int64_t)(((uint64_t)(uint32_t)submessage->writerSN.high << 32) | submessage->writerSN.low);
 }
 
 /* Fragments may overlap, and start at or before the bytes that are still missing. */
-static struct ddsi_serdata *sample_fromNetwork(
-    const struct ddsi_sertype *type, enum ddsi_serdata_kind kind, const struct nn_rdata *fragment, size_t size) {
-    struct BytesSample *self = sample_new(type, kind, size);
-    if (self == NULL) return NULL;
+static struct ddsi_serdata* sample_fromNetwork(const struct ddsi_sertype* type, enum ddsi_serdata_kind kind,
+    const struct nn_rdata* fragment, size_t size) {
+    struct BytesSample* self = sample_new(type, kind, size);
+    if (self == NULL)
+        return NULL;
     self->sequenceNumber = sequenceNumberOf(fragment);
     uint32_t done = 0;
     for (; fragment != NULL && done < size; fragment = fragment->nextfrag) {
-        if (fragment->min > done || fragment->maxp1 <= done) continue;
+        if (fragment->min > done || fragment->maxp1 <= done)
+            continue;
         const uint32_t end = fragment->maxp1 < size ? fragment->maxp1 : (uint32_t)size;
-        const unsigned char *payload = NN_RMSG_PAYLOADOFF(fragment->rmsg, NN_RDATA_PAYLOAD_OFF(fragment));
+        const unsigned char* payload = NN_RMSG_PAYLOADOFF(fragment->rmsg, NN_RDATA_PAYLOAD_OFF(fragment));
         memcpy(self->bytes + done, payload + (done - fragment->min), end - done);
         done = end;
     }
-    if (done < size) return sample_free(&self->common), NULL;
+    if (done < size)
+        return sample_free(&self->common), NULL;
     return sample_ready(self, type);
 }
 
-static struct ddsi_serdata *sample_fromVectors(const struct ddsi_sertype *type, enum ddsi_serdata_kind kind,
-    ddsrt_msg_iovlen_t count, const ddsrt_iovec_t *vectors, size_t size) {
-    struct BytesSample *self = sample_new(type, kind, size);
-    if (self == NULL) return NULL;
+static struct ddsi_serdata* sample_fromVectors(const struct ddsi_sertype* type, enum ddsi_serdata_kind kind,
+    ddsrt_msg_iovlen_t count, const ddsrt_iovec_t* vectors, size_t size) {
+    struct BytesSample* self = sample_new(type, kind, size);
+    if (self == NULL)
+        return NULL;
     size_t done = 0;
     for (ddsrt_msg_iovlen_t i = 0; i < count && done < size; i++) {
         const size_t length = vectors[i].iov_len < size - done ? vectors[i].iov_len : size - done;
         memcpy(self->bytes + done, vectors[i].iov_base, length);
         done += length;
     }
-    if (done < size) return sample_free(&self->common), NULL;
+    if (done < size)
+        return sample_free(&self->common), NULL;
     return sample_ready(self, type);
 }
 
 /* A key cannot be had back from its hash. */
-static struct ddsi_serdata *sample_fromKeyHash(const struct ddsi_sertype *type, const struct ddsi_keyhash *hash) {
+static struct ddsi_serdata* sample_fromKeyHash(
+    const struct ddsi_sertype* type, const struct ddsi_keyhash* hash) {
     (void)type, (void)hash;
     return NULL;
 }
-static struct ddsi_serdata *sample_fromSample(
-    const struct ddsi_sertype *type, enum ddsi_serdata_kind kind, const void *sample) {
+static struct ddsi_serdata* sample_fromSample(
+    const struct ddsi_sertype* type, enum ddsi_serdata_kind kind, const void* sample) {
     (void)type, (void)kind, (void)sample;
     return NULL;
 }
-static bool sample_toSample(const struct ddsi_serdata *data, void *sample, void **buffer, void *limit) {
+static bool sample_toSample(const struct ddsi_serdata* data, void* sample, void** buffer, void* limit) {
     (void)data, (void)sample, (void)buffer, (void)limit;
     return false;
 }
-static bool sample_untypedToSample(const struct ddsi_sertype *type, const struct ddsi_serdata *data, void *sample,
-    void **buffer, void *limit) {
+static bool sample_untypedToSample(const struct ddsi_sertype* type, const struct ddsi_serdata* data,
+    void* sample, void** buffer, void* limit) {
     (void)type, (void)data, (void)sample, (void)buffer, (void)limit;
     return false;
 }
 
-static void sample_toBuffer(const struct ddsi_serdata *data, size_t offset, size_t size, void *buffer) {
-    memcpy(buffer, ((const struct BytesSample *)data)->bytes + offset, size);
+static void sample_toBuffer(const struct ddsi_serdata* data, size_t offset, size_t size, void* buffer) {
+    memcpy(buffer, ((const struct BytesSample*)data)->bytes + offset, size);
 }
 
-static struct ddsi_serdata *sample_toVector(
-    const struct ddsi_serdata *data, size_t offset, size_t size, ddsrt_iovec_t *vector) {
-    struct BytesSample *self = (struct BytesSample *)data;
+static struct ddsi_serdata* sample_toVector(
+    const struct ddsi_serdata* data, size_t offset, size_t size, ddsrt_iovec_t* vector) {
+    struct BytesSample* self = (struct BytesSample*)data;
     vector->iov_base = self->bytes + offset;
     vector->iov_len = (ddsrt_iov_len_t)size;
     return ddsi_serdata_ref(data);
 }
-static void sample_returnVector(struct ddsi_serdata *data, const ddsrt_iovec_t *vector) {
+static void sample_returnVector(struct ddsi_serdata* data, const ddsrt_iovec_t* vector) {
     (void)vector;
     ddsi_serdata_unref(data);
 }
 
 /* The map of instances keeps it, beyond the life of the type: so it carries none. */
-static struct ddsi_serdata *sample_toUntyped(const struct ddsi_serdata *data) {
-    const struct BytesSample *from = (const struct BytesSample *)data;
-    if (data->type == NULL) return ddsi_serdata_ref(data);
-    struct BytesSample *self = sample_new(data->type, SDK_KEY, (size_t)headerBytes + from->keyBytes);
-    if (self == NULL) return NULL;
+static struct ddsi_serdata* sample_toUntyped(const struct ddsi_serdata* data) {
+    const struct BytesSample* from = (const struct BytesSample*)data;
+    if (data->type == NULL)
+        return ddsi_serdata_ref(data);
+    struct BytesSample* self = sample_new(data->type, SDK_KEY, (size_t)headerBytes + from->keyBytes);
+    if (self == NULL)
+        return NULL;
     memcpy(self->bytes, from->bytes, (size_t)headerBytes + from->keyBytes);
     self->common.hash = from->common.hash;
     self->common.type = NULL;
@@ -208,16 +232,16 @@ static struct ddsi_serdata *sample_toUntyped(const struct ddsi_serdata *data) {
 }
 
 static size_t sample_print(
-    const struct ddsi_sertype *type, const struct ddsi_serdata *data, char *buffer, size_t size) {
+    const struct ddsi_sertype* type, const struct ddsi_serdata* data, char* buffer, size_t size) {
     (void)type;
-    const int length = snprintf(buffer, size, "(%u bytes)", ((const struct BytesSample *)data)->size);
+    const int length = snprintf(buffer, size, "(%u bytes)", ((const struct BytesSample*)data)->size);
     return length < 0 ? 0 : (size_t)length;
 }
 
-/* Hash of the key in the byte order in which it was written: our readers ask for none, and tell instances apart by
- * the key itself. */
-static void sample_keyHash(const struct ddsi_serdata *data, struct ddsi_keyhash *hash, bool forceMd5) {
-    const struct BytesSample *self = (const struct BytesSample *)data;
+/* Hash of the key in the byte order in which it was written: our readers ask for none, and tell instances
+ * apart by the key itself. */
+static void sample_keyHash(const struct ddsi_serdata* data, struct ddsi_keyhash* hash, bool forceMd5) {
+    const struct BytesSample* self = (const struct BytesSample*)data;
     if (!forceMd5 && self->keyBytes <= sizeof hash->value) {
         memset(hash->value, 0, sizeof hash->value);
         memcpy(hash->value, self->bytes + headerBytes, self->keyBytes);
@@ -249,31 +273,31 @@ static const struct ddsi_serdata_ops sampleOperations = {
 
 /* ---- topics ---- */
 
-typedef dds_entity_t (*CreateTopicFunction)(dds_entity_t participant, const char *name, bool allowDcps,
-    struct ddsi_sertype **type, const dds_qos_t *qos, const dds_listener_t *listener, bool isBuiltin);
+typedef dds_entity_t (*CreateTopicFunction)(dds_entity_t participant, const char* name, bool allowDcps,
+    struct ddsi_sertype** type, const dds_qos_t* qos, const dds_listener_t* listener, bool isBuiltin);
 
 /* Looked up at run time, since no header promises it. */
 static CreateTopicFunction innerCreateTopic(void) {
     CreateTopicFunction function = NULL;
-    void *symbol = dlsym(RTLD_DEFAULT, "dds_create_topic_impl");
+    void* symbol = dlsym(RTLD_DEFAULT, "dds_create_topic_impl");
     memcpy(&function, &symbol, sizeof function);
     return function;
 }
 
-int32_t ZddsCyclone_createTopic(
-    int32_t participant, const char *topicName, const char *typeName, uint32_t keyBytes, struct ddsi_sertype **type) {
-    void *memory = NULL;
+int32_t ZddsCyclone_createTopic(int32_t participant, const char* topicName, const char* typeName,
+    uint32_t keyBytes, struct ddsi_sertype** type) {
+    void* memory = NULL;
     if (!ORXOsapiHeap_reallocateMemoryInternal(
             &memory, sizeof(struct BytesType), _Alignof(struct BytesType), 1, "struct BytesType"))
         return DDS_RETCODE_OUT_OF_RESOURCES;
-    struct BytesType *own = memory;
+    struct BytesType* own = memory;
     own->keyBytes = keyBytes;
     ddsi_sertype_init_flags(&own->common, typeName, &typeOperations, &sampleOperations,
         keyBytes == 0 ? DDSI_SERTYPE_FLAG_TOPICKIND_NO_KEY : 0);
     own->common.allowed_data_representation =
         DDS_DATA_REPRESENTATION_FLAG_XCDR1 | DDS_DATA_REPRESENTATION_FLAG_XCDR2;
 
-    struct ddsi_sertype *inUse = &own->common;
+    struct ddsi_sertype* inUse = &own->common;
     const dds_entity_t topic = innerCreateTopic()(participant, topicName, true, &inUse, NULL, NULL, false);
     if (topic < 0) {
         ddsi_sertype_unref(&own->common);
@@ -283,25 +307,60 @@ int32_t ZddsCyclone_createTopic(
     return topic;
 }
 
-void ZddsCyclone_releaseType(struct ddsi_sertype *type) {
-    if (type != NULL) ddsi_sertype_unref(type);
+void ZddsCyclone_releaseType(struct ddsi_sertype* type) {
+    if (type != NULL)
+        ddsi_sertype_unref(type);
+}
+
+static struct ddsi_domaingv* domainOf(const struct ddsi_sertype* type) {
+    return ddsrt_atomic_ldvoidp(&type->gv);
+}
+
+struct ddsi_tkmap_instance* ZddsCyclone_holdInstance(const struct ddsi_sertype* type) {
+    if (!type->typekind_no_key)
+        return NULL;
+    struct BytesSample* sample = sample_new(type, SDK_KEY, headerBytes);
+    if (sample == NULL)
+        return NULL;
+    struct ddsi_serdata* data = sample_ready(sample, type);
+    struct ddsi_domaingv* domain = domainOf(type);
+    struct thread_state* thread = lookup_thread_state();
+    thread_state_awake(thread, domain);
+    struct ddsi_tkmap_instance* instance = ddsi_tkmap_lookup_instance_ref(domain->m_tkmap, data);
+    thread_state_asleep(thread);
+    ddsi_serdata_unref(data);
+    return instance;
+}
+
+void ZddsCyclone_releaseInstance(const struct ddsi_sertype* type, struct ddsi_tkmap_instance* instance) {
+    if (instance == NULL)
+        return;
+    struct ddsi_domaingv* domain = domainOf(type);
+    struct thread_state* thread = lookup_thread_state();
+    thread_state_awake(thread, domain);
+    ddsi_tkmap_instance_unref(domain->m_tkmap, instance);
+    thread_state_asleep(thread);
 }
 
 /* ---- writing ---- */
 
 static uint32_t statusOf(enum ZddsCycloneKind kind) {
     switch (kind) {
-    case ZDDS_CYCLONE_DISPOSE: return NN_STATUSINFO_DISPOSE;
-    case ZDDS_CYCLONE_UNREGISTER: return NN_STATUSINFO_UNREGISTER;
-    case ZDDS_CYCLONE_DATA: break;
+    case ZDDS_CYCLONE_DISPOSE:
+        return NN_STATUSINFO_DISPOSE;
+    case ZDDS_CYCLONE_UNREGISTER:
+        return NN_STATUSINFO_UNREGISTER;
+    case ZDDS_CYCLONE_DATA:
+        break;
     }
     return 0;
 }
 
-int32_t ZddsCyclone_write(int32_t writer, const struct ddsi_sertype *type, const void *bytes, size_t size,
+int32_t ZddsCyclone_write(int32_t writer, const struct ddsi_sertype* type, const void* bytes, size_t size,
     enum ZddsCycloneKind kind, int64_t sourceTimeNs, int64_t sequenceNumber) {
-    struct BytesSample *sample = sample_new(type, kind == ZDDS_CYCLONE_DATA ? SDK_DATA : SDK_KEY, size);
-    if (sample == NULL) return DDS_RETCODE_OUT_OF_RESOURCES;
+    struct BytesSample* sample = sample_new(type, kind == ZDDS_CYCLONE_DATA ? SDK_DATA : SDK_KEY, size);
+    if (sample == NULL)
+        return DDS_RETCODE_OUT_OF_RESOURCES;
     memcpy(sample->bytes, bytes, size);
     sample->sequenceNumber = sequenceNumber;
     sample->common.timestamp.v = sourceTimeNs;
@@ -314,20 +373,20 @@ int32_t ZddsCyclone_write(int32_t writer, const struct ddsi_sertype *type, const
 struct DirectCache {
     struct dds_rhc common;
     ZddsCycloneSampleFunction function;
-    void *context;
+    void* context;
 };
 
-static void wireGuid(uint8_t wire[16], const struct ddsi_guid *guid) {
+static void wireGuid(uint8_t wire[16], const struct ddsi_guid* guid) {
     const ddsi_guid_t ordered = nn_hton_guid(*guid);
     memcpy(wire, &ordered, 16);
 }
 
 /* A sample may carry data and tell the end of its instance at once: that makes two calls. */
-static bool cache_store(struct ddsi_rhc *restrict cache, const struct ddsi_writer_info *restrict writer,
-    struct ddsi_serdata *restrict data, struct ddsi_tkmap_instance *restrict instance) {
+static bool cache_store(struct ddsi_rhc* restrict cache, const struct ddsi_writer_info* restrict writer,
+    struct ddsi_serdata* restrict data, struct ddsi_tkmap_instance* restrict instance) {
     (void)instance;
-    const struct DirectCache *self = (const struct DirectCache *)cache;
-    const struct BytesSample *from = (const struct BytesSample *)data;
+    const struct DirectCache* self = (const struct DirectCache*)cache;
+    const struct BytesSample* from = (const struct BytesSample*)data;
     struct ZddsCycloneSample sample = {
         .bytes = from->bytes,
         .size = from->size,
@@ -337,9 +396,11 @@ static bool cache_store(struct ddsi_rhc *restrict cache, const struct ddsi_write
         .kind = ZDDS_CYCLONE_DATA,
     };
     wireGuid(sample.writer, &writer->guid);
-    if (data->kind == SDK_DATA) self->function(self->context, &sample);
+    if (data->kind == SDK_DATA)
+        self->function(self->context, &sample);
     const uint32_t end = data->statusinfo & (NN_STATUSINFO_DISPOSE | NN_STATUSINFO_UNREGISTER);
-    if (end == 0) return true;
+    if (end == 0)
+        return true;
     sample.size = data->kind == SDK_DATA ? (size_t)headerBytes + from->keyBytes : sample.size;
     sample.kind = (end & NN_STATUSINFO_DISPOSE) != 0 ? ZDDS_CYCLONE_DISPOSE : ZDDS_CYCLONE_UNREGISTER;
     self->function(self->context, &sample);
@@ -347,41 +408,47 @@ static bool cache_store(struct ddsi_rhc *restrict cache, const struct ddsi_write
 }
 
 /* The matches tell the end of a writer. */
-static void cache_unregisterWriter(struct ddsi_rhc *restrict cache, const struct ddsi_writer_info *restrict writer) {
+static void cache_unregisterWriter(
+    struct ddsi_rhc* restrict cache, const struct ddsi_writer_info* restrict writer) {
     (void)cache, (void)writer;
 }
-static void cache_relinquishOwnership(struct ddsi_rhc *restrict cache, const uint64_t writer) {
+static void cache_relinquishOwnership(struct ddsi_rhc* restrict cache, const uint64_t writer) {
     (void)cache, (void)writer;
 }
-static void cache_setQos(struct ddsi_rhc *cache, const struct dds_qos *qos) { (void)cache, (void)qos; }
-static void cache_free(struct ddsi_rhc *cache) { ORXOsapiHeap_freeMemoryInternal(cache); }
+static void cache_setQos(struct ddsi_rhc* cache, const struct dds_qos* qos) {
+    (void)cache, (void)qos;
+}
+static void cache_free(struct ddsi_rhc* cache) {
+    ORXOsapiHeap_freeMemoryInternal(cache);
+}
 
 /* Nothing is kept, so there is nothing to read. */
-static int32_t cache_read(struct dds_rhc *cache, bool lock, void **values, dds_sample_info_t *infos, uint32_t maximum,
-    uint32_t mask, dds_instance_handle_t handle, struct dds_readcond *condition) {
-    (void)cache, (void)lock, (void)values, (void)infos, (void)maximum, (void)mask, (void)handle, (void)condition;
+static int32_t cache_read(struct dds_rhc* cache, bool lock, void** values, dds_sample_info_t* infos,
+    uint32_t maximum, uint32_t mask, dds_instance_handle_t handle, struct dds_readcond* condition) {
+    (void)cache, (void)lock, (void)values, (void)infos, (void)maximum, (void)mask, (void)handle,
+        (void)condition;
     return 0;
 }
-static int32_t cache_readBytes(struct dds_rhc *cache, bool lock, struct ddsi_serdata **values, dds_sample_info_t *infos,
-    uint32_t maximum, uint32_t sampleStates, uint32_t viewStates, uint32_t instanceStates,
-    dds_instance_handle_t handle) {
+static int32_t cache_readBytes(struct dds_rhc* cache, bool lock, struct ddsi_serdata** values,
+    dds_sample_info_t* infos, uint32_t maximum, uint32_t sampleStates, uint32_t viewStates,
+    uint32_t instanceStates, dds_instance_handle_t handle) {
     (void)cache, (void)lock, (void)values, (void)infos, (void)maximum;
     (void)sampleStates, (void)viewStates, (void)instanceStates, (void)handle;
     return 0;
 }
-static bool cache_addCondition(struct dds_rhc *cache, struct dds_readcond *condition) {
+static bool cache_addCondition(struct dds_rhc* cache, struct dds_readcond* condition) {
     (void)cache, (void)condition;
     return true;
 }
-static void cache_removeCondition(struct dds_rhc *cache, struct dds_readcond *condition) {
+static void cache_removeCondition(struct dds_rhc* cache, struct dds_readcond* condition) {
     (void)cache, (void)condition;
 }
-static uint32_t cache_lockSamples(struct dds_rhc *cache) {
+static uint32_t cache_lockSamples(struct dds_rhc* cache) {
     (void)cache;
     return 0;
 }
-static dds_return_t cache_associate(struct dds_rhc *cache, struct dds_reader *reader, const struct ddsi_sertype *type,
-    struct ddsi_tkmap *instances) {
+static dds_return_t cache_associate(struct dds_rhc* cache, struct dds_reader* reader,
+    const struct ddsi_sertype* type, struct ddsi_tkmap* instances) {
     (void)cache, (void)reader, (void)type, (void)instances;
     return DDS_RETCODE_OK;
 }
@@ -402,25 +469,23 @@ static const struct dds_rhc_ops cacheOperations = {
     .associate = cache_associate,
 };
 
-struct dds_rhc *ZddsCyclone_newCache(ZddsCycloneSampleFunction function, void *context) {
-    void *memory = NULL;
+struct dds_rhc* ZddsCyclone_newCache(ZddsCycloneSampleFunction function, void* context) {
+    void* memory = NULL;
     if (!ORXOsapiHeap_reallocateMemoryInternal(
             &memory, sizeof(struct DirectCache), _Alignof(struct DirectCache), 1, "struct DirectCache"))
         return NULL;
-    struct DirectCache *self = memory;
+    struct DirectCache* self = memory;
     self->common.common.ops = &cacheOperations;
     self->function = function;
     self->context = context;
     return &self->common;
 }
 
-void ZddsCyclone_deleteCache(struct dds_rhc *cache) { ORXOsapiHeap_freeMemoryInternal(cache); }
+void ZddsCyclone_deleteCache(struct dds_rhc* cache) {
+    ORXOsapiHeap_freeMemoryInternal(cache);
+}
 
 /* ---- endpoints ---- */
-
-static struct ddsi_domaingv *domainOf(const struct ddsi_sertype *type) {
-    return ddsrt_atomic_ldvoidp(&type->gv);
-}
 
 static ddsi_guid_t hostGuid(const uint8_t wire[16]) {
     ddsi_guid_t guid;
@@ -428,55 +493,56 @@ static ddsi_guid_t hostGuid(const uint8_t wire[16]) {
     return nn_ntoh_guid(guid);
 }
 
-void *ZddsCyclone_findWriter(const struct ddsi_sertype *type, const uint8_t guid[16]) {
-    const struct ddsi_domaingv *domain = domainOf(type);
+void* ZddsCyclone_findWriter(const struct ddsi_sertype* type, const uint8_t guid[16]) {
+    const struct ddsi_domaingv* domain = domainOf(type);
     const ddsi_guid_t key = hostGuid(guid);
-    struct thread_state *thread = lookup_thread_state();
+    struct thread_state* thread = lookup_thread_state();
     thread_state_awake(thread, domain);
-    void *writer = entidx_lookup_writer_guid(domain->entity_index, &key);
+    void* writer = entidx_lookup_writer_guid(domain->entity_index, &key);
     thread_state_asleep(thread);
     return writer;
 }
 
-void *ZddsCyclone_findReader(const struct ddsi_sertype *type, const uint8_t guid[16]) {
-    const struct ddsi_domaingv *domain = domainOf(type);
+void* ZddsCyclone_findReader(const struct ddsi_sertype* type, const uint8_t guid[16]) {
+    const struct ddsi_domaingv* domain = domainOf(type);
     const ddsi_guid_t key = hostGuid(guid);
-    struct thread_state *thread = lookup_thread_state();
+    struct thread_state* thread = lookup_thread_state();
     thread_state_awake(thread, domain);
-    void *reader = entidx_lookup_reader_guid(domain->entity_index, &key);
+    void* reader = entidx_lookup_reader_guid(domain->entity_index, &key);
     thread_state_asleep(thread);
     return reader;
 }
 
-int64_t ZddsCyclone_lastSequenceNumber(const void *writer) {
-    return (int64_t)((const struct ddsi_writer *)writer)->seq;
+int64_t ZddsCyclone_lastSequenceNumber(const void* writer) {
+    return (int64_t)((const struct ddsi_writer*)writer)->seq;
 }
 
 /* An endpoint in the index stays allocated while the thread is awake. */
-static bool hasHandle(const struct ddsi_entity_common *entity, uint64_t handle, uint8_t guid[16]) {
-    if (entity == NULL || entity->iid != handle) return false;
+static bool hasHandle(const struct ddsi_entity_common* entity, uint64_t handle, uint8_t guid[16]) {
+    if (entity == NULL || entity->iid != handle)
+        return false;
     wireGuid(guid, &entity->guid);
     return true;
 }
 
-bool ZddsCyclone_matchedReader(void *writer, uint64_t handle, uint8_t guid[16]) {
-    struct ddsi_writer *self = writer;
-    const struct entity_index *index = self->e.gv->entity_index;
-    struct thread_state *thread = lookup_thread_state();
+bool ZddsCyclone_matchedReader(void* writer, uint64_t handle, uint8_t guid[16]) {
+    struct ddsi_writer* self = writer;
+    const struct entity_index* index = self->e.gv->entity_index;
+    struct thread_state* thread = lookup_thread_state();
     thread_state_awake(thread, self->e.gv);
     ddsrt_mutex_lock(&self->e.lock);
     bool found = false;
     ddsrt_avl_iter_t iterator;
-    for (const struct ddsi_wr_prd_match *match =
+    for (const struct ddsi_wr_prd_match* match =
              ddsrt_avl_iter_first(&ddsi_wr_readers_treedef, &self->readers, &iterator);
-        match != NULL && !found; match = ddsrt_avl_iter_next(&iterator)) {
-        const struct ddsi_proxy_reader *reader = entidx_lookup_proxy_reader_guid(index, &match->prd_guid);
+         match != NULL && !found; match = ddsrt_avl_iter_next(&iterator)) {
+        const struct ddsi_proxy_reader* reader = entidx_lookup_proxy_reader_guid(index, &match->prd_guid);
         found = reader != NULL && hasHandle(&reader->e, handle, guid);
     }
-    for (const struct ddsi_wr_rd_match *match =
+    for (const struct ddsi_wr_rd_match* match =
              ddsrt_avl_iter_first(&ddsi_wr_local_readers_treedef, &self->local_readers, &iterator);
-        match != NULL && !found; match = ddsrt_avl_iter_next(&iterator)) {
-        const struct ddsi_reader *reader = entidx_lookup_reader_guid(index, &match->rd_guid);
+         match != NULL && !found; match = ddsrt_avl_iter_next(&iterator)) {
+        const struct ddsi_reader* reader = entidx_lookup_reader_guid(index, &match->rd_guid);
         found = reader != NULL && hasHandle(&reader->e, handle, guid);
     }
     ddsrt_mutex_unlock(&self->e.lock);
@@ -484,24 +550,24 @@ bool ZddsCyclone_matchedReader(void *writer, uint64_t handle, uint8_t guid[16]) 
     return found;
 }
 
-bool ZddsCyclone_matchedWriter(void *reader, uint64_t handle, uint8_t guid[16]) {
-    struct ddsi_reader *self = reader;
-    const struct entity_index *index = self->e.gv->entity_index;
-    struct thread_state *thread = lookup_thread_state();
+bool ZddsCyclone_matchedWriter(void* reader, uint64_t handle, uint8_t guid[16]) {
+    struct ddsi_reader* self = reader;
+    const struct entity_index* index = self->e.gv->entity_index;
+    struct thread_state* thread = lookup_thread_state();
     thread_state_awake(thread, self->e.gv);
     ddsrt_mutex_lock(&self->e.lock);
     bool found = false;
     ddsrt_avl_iter_t iterator;
-    for (const struct ddsi_rd_pwr_match *match =
+    for (const struct ddsi_rd_pwr_match* match =
              ddsrt_avl_iter_first(&ddsi_rd_writers_treedef, &self->writers, &iterator);
-        match != NULL && !found; match = ddsrt_avl_iter_next(&iterator)) {
-        const struct ddsi_proxy_writer *writer = entidx_lookup_proxy_writer_guid(index, &match->pwr_guid);
+         match != NULL && !found; match = ddsrt_avl_iter_next(&iterator)) {
+        const struct ddsi_proxy_writer* writer = entidx_lookup_proxy_writer_guid(index, &match->pwr_guid);
         found = writer != NULL && hasHandle(&writer->e, handle, guid);
     }
-    for (const struct ddsi_rd_wr_match *match =
+    for (const struct ddsi_rd_wr_match* match =
              ddsrt_avl_iter_first(&ddsi_rd_local_writers_treedef, &self->local_writers, &iterator);
-        match != NULL && !found; match = ddsrt_avl_iter_next(&iterator)) {
-        const struct ddsi_writer *writer = entidx_lookup_writer_guid(index, &match->wr_guid);
+         match != NULL && !found; match = ddsrt_avl_iter_next(&iterator)) {
+        const struct ddsi_writer* writer = entidx_lookup_writer_guid(index, &match->wr_guid);
         found = writer != NULL && hasHandle(&writer->e, handle, guid);
     }
     ddsrt_mutex_unlock(&self->e.lock);
@@ -512,34 +578,50 @@ bool ZddsCyclone_matchedWriter(void *reader, uint64_t handle, uint8_t guid[16]) 
 /* ---- self-test ---- */
 
 /* Functions that no public header promises, or whose structures this file lays out itself. */
-static const char *const neededFunctions[] = {
-    "dds_create_topic_impl", "dds_create_reader_rhc", "dds_forwardcdr", "ddsi_sertype_init_flags", "ddsi_sertype_v0",
-    "ddsi_serdata_init", "entidx_lookup_writer_guid", "entidx_lookup_reader_guid", "entidx_lookup_proxy_writer_guid",
-    "entidx_lookup_proxy_reader_guid", "lookup_thread_state_real", "nn_hton_guid",
+static const char* const neededFunctions[] = {
+    "dds_create_topic_impl",
+    "dds_create_reader_rhc",
+    "dds_forwardcdr",
+    "ddsi_sertype_init_flags",
+    "ddsi_sertype_v0",
+    "ddsi_serdata_init",
+    "entidx_lookup_writer_guid",
+    "entidx_lookup_reader_guid",
+    "entidx_lookup_proxy_writer_guid",
+    "entidx_lookup_proxy_reader_guid",
+    "ddsi_tkmap_lookup_instance_ref",
+    "ddsi_tkmap_instance_unref",
+    "lookup_thread_state_real",
+    "nn_hton_guid",
 };
 
-/* Lets the library fill a type and a sample, and looks for what it filled in where the headers say that it is. */
-static const char *checkLayout(void) {
+/* Lets the library fill a type and a sample, and looks for what it filled in where the headers say that it
+ * is. */
+static const char* checkLayout(void) {
     struct BytesType type;
     memset(&type, 0xa5, sizeof type);
     ddsi_sertype_init_flags(
         &type.common, "self::test", &typeOperations, &sampleOperations, DDSI_SERTYPE_FLAG_TOPICKIND_NO_KEY);
-    const bool typeFits = type.common.ops == &typeOperations && type.common.serdata_ops == &sampleOperations &&
-                          type.common.typekind_no_key == 1 && type.common.request_keyhash == 0 &&
-                          type.common.type_name != NULL && strcmp(type.common.type_name, "self::test") == 0 &&
-                          ddsrt_atomic_ldvoidp(&type.common.gv) == NULL &&
-                          ddsrt_atomic_ld32(&type.common.flags_refc) == 1 && type.common.wrapped_sertopic == NULL;
-    if (!typeFits) return "struct ddsi_sertype of the Cyclone DDS library differs from that of its headers";
+    const bool typeFits =
+        type.common.ops == &typeOperations && type.common.serdata_ops == &sampleOperations &&
+        type.common.typekind_no_key == 1 && type.common.request_keyhash == 0 &&
+        type.common.type_name != NULL && strcmp(type.common.type_name, "self::test") == 0 &&
+        ddsrt_atomic_ldvoidp(&type.common.gv) == NULL && ddsrt_atomic_ld32(&type.common.flags_refc) == 1 &&
+        type.common.wrapped_sertopic == NULL;
+    if (!typeFits)
+        return "struct ddsi_sertype of the Cyclone DDS library differs from that of its headers";
     struct ddsi_serdata sample;
     memset(&sample, 0xa5, sizeof sample);
     ddsi_serdata_init(&sample, &type.common, SDK_KEY);
-    const bool sampleFits = sample.ops == &sampleOperations && sample.kind == SDK_KEY && sample.type == &type.common &&
-                            ddsrt_atomic_ld32(&sample.refc) == 1 && sample.statusinfo == 0;
+    const bool sampleFits = sample.ops == &sampleOperations && sample.kind == SDK_KEY &&
+                            sample.type == &type.common && ddsrt_atomic_ld32(&sample.refc) == 1 &&
+                            sample.statusinfo == 0;
     ddsi_sertype_fini(&type.common);
-    return sampleFits ? NULL : "struct ddsi_serdata of the Cyclone DDS library differs from that of its headers";
+    return sampleFits ? NULL
+                      : "struct ddsi_serdata of the Cyclone DDS library differs from that of its headers";
 }
 
-const char *ZddsCyclone_selfTest(void) {
+const char* ZddsCyclone_selfTest(void) {
     for (size_t i = 0; i < sizeof neededFunctions / sizeof *neededFunctions; i++)
         if (dlsym(RTLD_DEFAULT, neededFunctions[i]) == NULL)
             return "the Cyclone DDS library lacks a function of version 0.10.2 that is needed";

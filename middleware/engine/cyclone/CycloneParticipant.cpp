@@ -7,16 +7,20 @@
 namespace zdds::engine {
 
 CycloneParticipant::~CycloneParticipant() {
-    if (entity_ <= 0) return;
+    if (entity_ <= 0)
+        return;
     dds_delete(entity_);
     engine_.leaveDomain(domainId_);
 }
 
 bool CycloneParticipant::create(const ParticipantInfo& info) {
-    if (!engine_.enterDomain(info)) return false;
-    entity_ = dds_create_participant(static_cast<dds_domainid_t>(domainId_), participantQos(info.name).get(), nullptr);
+    if (!engine_.enterDomain(info))
+        return false;
+    entity_ = dds_create_participant(
+        static_cast<dds_domainid_t>(domainId_), participantQos(info.name).get(), nullptr);
     if (entity_ <= 0) {
-        ENGINE_LOG(ERROR, FAILED_TO_CREATE, "participant in domain %d: %s", domainId_, dds_strretcode(entity_));
+        ENGINE_LOG(
+            ERROR, FAILED_TO_CREATE, "participant in domain %d: %s", domainId_, dds_strretcode(entity_));
         engine_.leaveDomain(domainId_);
         return false;
     }
@@ -31,7 +35,8 @@ Writer* CycloneParticipant::createWriter(const TopicInfo& topic, const DDS_DataW
         ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "writer");
         return nullptr;
     }
-    if (writer->create(entity_, topic, qos, partitions)) return writer;
+    if (writer->create(entity_, topic, qos, partitions))
+        return writer;
     delete writer;
     return nullptr;
 }
@@ -43,7 +48,8 @@ Reader* CycloneParticipant::createReader(const TopicInfo& topic, const DDS_DataR
         ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "reader");
         return nullptr;
     }
-    if (reader->create(entity_, topic, qos, partitions)) return reader;
+    if (reader->create(entity_, topic, qos, partitions))
+        return reader;
     delete reader;
     return nullptr;
 }

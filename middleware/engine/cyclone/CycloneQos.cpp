@@ -7,8 +7,10 @@ namespace {
 constexpr int64_t nanosecondsPerSecond = 1'000'000'000;
 
 dds_duration_t duration(const DDS_Duration_t& value) {
-    if (value.sec == DDS_DURATION_INFINITE_SEC) return DDS_INFINITY;
-    if (value.sec < 0) return 0;
+    if (value.sec == DDS_DURATION_INFINITE_SEC)
+        return DDS_INFINITY;
+    if (value.sec < 0)
+        return 0;
     return value.sec * nanosecondsPerSecond + value.nanosec;
 }
 
@@ -28,8 +30,7 @@ static_assert(
     int{DDS_BY_SOURCE_TIMESTAMP_DESTINATIONORDER_QOS} == int{DDS_DESTINATIONORDER_BY_SOURCE_TIMESTAMP});
 
 // What writers and readers have in common, name by name.
-template <class Qos>
-void setCommon(dds_qos_t* to, const Qos& from) {
+template <class Qos> void setCommon(dds_qos_t* to, const Qos& from) {
     dds_qset_durability(to, static_cast<dds_durability_kind_t>(from.durability.kind));
     dds_qset_deadline(to, positiveDuration(from.deadline.period));
     dds_qset_latency_budget(to, duration(from.latency_budget.duration));
@@ -49,8 +50,8 @@ void setCommon(dds_qos_t* to, const Qos& from) {
 constexpr size_t maximumRepresentations = 2;
 
 // Of the listed representations those that are XCDR 1 or 2; `fallback` when there are none.
-void setRepresentation(
-    dds_qos_t* to, const DDS_DataRepresentationQosPolicy& from, std::span<const dds_data_representation_id_t> fallback) {
+void setRepresentation(dds_qos_t* to, const DDS_DataRepresentationQosPolicy& from,
+    std::span<const dds_data_representation_id_t> fallback) {
     dds_data_representation_id_t wanted[maximumRepresentations];
     uint32_t count = 0;
     const DDS_UnsignedLong length = from.value._contiguous_buffer != nullptr ? from.value._length : 0;
@@ -66,46 +67,56 @@ void setRepresentation(
 }
 
 constexpr dds_data_representation_id_t writerDefault[] = {DDS_DATA_REPRESENTATION_XCDR2};
-constexpr dds_data_representation_id_t readerDefault[] = {DDS_DATA_REPRESENTATION_XCDR1, DDS_DATA_REPRESENTATION_XCDR2};
+constexpr dds_data_representation_id_t readerDefault[] = {
+    DDS_DATA_REPRESENTATION_XCDR1, DDS_DATA_REPRESENTATION_XCDR2};
 
 } // namespace
 
 QosPointer writerQos(const DDS_DataWriterQos& qos) {
     QosPointer result{dds_create_qos()};
-    if (!result) return nullptr;
+    if (!result)
+        return nullptr;
     setCommon(result.get(), qos);
     setRepresentation(result.get(), qos.representation, writerDefault);
     dds_qset_transport_priority(result.get(), qos.transport_priority.value);
     dds_qset_lifespan(result.get(), positiveDuration(qos.lifespan.duration));
     dds_qset_ownership_strength(result.get(), qos.ownership_strength.value);
     dds_qset_writer_data_lifecycle(result.get(), false);
-    // What late readers get of a writer with a memory: its history, where the library's own default is one sample.
+    // What late readers get of a writer with a memory: its history, where the library's own default is one
+    // sample.
     dds_qset_durability_service(result.get(), 0, static_cast<dds_history_kind_t>(qos.history.kind),
-        qos.history.depth > 0 ? qos.history.depth : 1, DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED);
-    if (qos.publication_name.name != nullptr) dds_qset_entity_name(result.get(), qos.publication_name.name);
+        qos.history.depth > 0 ? qos.history.depth : 1, DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED,
+        DDS_LENGTH_UNLIMITED);
+    if (qos.publication_name.name != nullptr)
+        dds_qset_entity_name(result.get(), qos.publication_name.name);
     return result;
 }
 
 QosPointer readerQos(const DDS_DataReaderQos& qos) {
     QosPointer result{dds_create_qos()};
-    if (!result) return nullptr;
+    if (!result)
+        return nullptr;
     setCommon(result.get(), qos);
     setRepresentation(result.get(), qos.representation, readerDefault);
-    if (qos.subscription_name.name != nullptr) dds_qset_entity_name(result.get(), qos.subscription_name.name);
+    if (qos.subscription_name.name != nullptr)
+        dds_qset_entity_name(result.get(), qos.subscription_name.name);
     return result;
 }
 
 QosPointer partitionQos(std::span<const char* const> partitions) {
     QosPointer result{dds_create_qos()};
-    if (!result || partitions.empty()) return result;
+    if (!result || partitions.empty())
+        return result;
     // The library copies the texts; its parameter lacks a const.
-    dds_qset_partition(result.get(), static_cast<uint32_t>(partitions.size()), const_cast<const char**>(partitions.data()));
+    dds_qset_partition(
+        result.get(), static_cast<uint32_t>(partitions.size()), const_cast<const char**>(partitions.data()));
     return result;
 }
 
 QosPointer participantQos(const char* name) {
     QosPointer result{dds_create_qos()};
-    if (result && name != nullptr) dds_qset_entity_name(result.get(), name);
+    if (result && name != nullptr)
+        dds_qset_entity_name(result.get(), name);
     return result;
 }
 

@@ -1,7 +1,7 @@
 // QoS of the DDS operations, told to Cyclone DDS.
 //
-// Durations of zero where zero makes no sense (deadline, lifespan, lease) count as infinite, so that a zeroed policy
-// is harmless.
+// Durations of zero where zero makes no sense (deadline, lifespan, lease) count as infinite, so that a zeroed
+// policy is harmless.
 #ifndef ZDDSC_ENGINE_CYCLONE_QOS_HPP
 #define ZDDSC_ENGINE_CYCLONE_QOS_HPP
 

@@ -8,24 +8,33 @@ namespace zdds::engine {
 DDS_GUID_t guidOf(dds_entity_t entity) {
     DDS_GUID_t result{};
     dds_guid_t guid;
-    if (dds_get_guid(entity, &guid) == code::ok) std::memcpy(result.value, guid.v, sizeof result.value);
+    if (dds_get_guid(entity, &guid) == code::ok)
+        std::memcpy(result.value, guid.v, sizeof result.value);
     return result;
 }
 
 Status statusOf(dds_return_t code) {
     switch (code) {
-    case code::ok: return Status::ok;
-    case code::badParameter: return Status::badParameter;
-    case code::outOfResources: return Status::outOfResources;
-    case code::timeout: return Status::timeout;
-    case code::unsupported: return Status::unsupported;
-    default: return Status::error;
+    case code::ok:
+        return Status::ok;
+    case code::badParameter:
+        return Status::badParameter;
+    case code::outOfResources:
+        return Status::outOfResources;
+    case code::timeout:
+        return Status::timeout;
+    case code::unsupported:
+        return Status::unsupported;
+    default:
+        return Status::error;
     }
 }
 
 CycloneTopic::~CycloneTopic() {
+    ZddsCyclone_releaseInstance(type_, instance_);
     ZddsCyclone_releaseType(type_);
-    if (entity_ > 0) dds_delete(entity_);
+    if (entity_ > 0)
+        dds_delete(entity_);
 }
 
 bool CycloneTopic::create(dds_entity_t participant, const TopicInfo& info) {
@@ -36,9 +45,15 @@ bool CycloneTopic::create(dds_entity_t participant, const TopicInfo& info) {
     keyBytes_ = info.keyBytes;
     extensibility_ = info.extensibility;
     entity_ = ZddsCyclone_createTopic(participant, info.topicName, info.typeName, info.keyBytes, &type_);
-    if (entity_ > 0) return true;
-    ENGINE_LOG(ERROR, FAILED_TO_CREATE, "topic '%s' of type '%s': %s", info.topicName, info.typeName,
-        dds_strretcode(entity_));
+    if (entity_ < 0) {
+        ENGINE_LOG(ERROR, FAILED_TO_CREATE, "topic '%s' of type '%s': %s", info.topicName, info.typeName,
+            dds_strretcode(entity_));
+        return false;
+    }
+    instance_ = ZddsCyclone_holdInstance(type_);
+    if (info.keyed || instance_ != nullptr)
+        return true;
+    ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "instance of topic '%s'", info.topicName);
     return false;
 }
 

@@ -9,15 +9,19 @@ namespace {
 
 ZddsCycloneKind kindOf(SampleKind kind) {
     switch (kind) {
-    case SampleKind::data: return ZDDS_CYCLONE_DATA;
-    case SampleKind::dispose: return ZDDS_CYCLONE_DISPOSE;
-    case SampleKind::unregister: return ZDDS_CYCLONE_UNREGISTER;
+    case SampleKind::data:
+        return ZDDS_CYCLONE_DATA;
+    case SampleKind::dispose:
+        return ZDDS_CYCLONE_DISPOSE;
+    case SampleKind::unregister:
+        return ZDDS_CYCLONE_UNREGISTER;
     }
     return ZDDS_CYCLONE_DATA;
 }
 
 bool failed(dds_entity_t entity, const char* what, const char* topicName) {
-    if (entity > 0) return false;
+    if (entity > 0)
+        return false;
     ENGINE_LOG(ERROR, FAILED_TO_CREATE, "%s of topic '%s': %s", what, topicName, dds_strretcode(entity));
     return true;
 }
@@ -25,21 +29,27 @@ bool failed(dds_entity_t entity, const char* what, const char* topicName) {
 } // namespace
 
 CycloneWriter::~CycloneWriter() {
-    // Returns when no callback runs any more; a reliable writer lingers for what is unacknowledged, a second at most.
-    if (writer_ > 0) dds_delete(writer_);
-    if (publisher_ > 0) dds_delete(publisher_);
+    // Returns when no callback runs any more; a reliable writer lingers for what is unacknowledged, a second
+    // at most.
+    if (writer_ > 0)
+        dds_delete(writer_);
+    if (publisher_ > 0)
+        dds_delete(publisher_);
 }
 
 bool CycloneWriter::create(dds_entity_t participant, const TopicInfo& topic, const DDS_DataWriterQos& qos,
     std::span<const char* const> partitions) {
-    if (!topic_.create(participant, topic)) return false;
+    if (!topic_.create(participant, topic))
+        return false;
     reliable_ = qos.reliability.kind == DDS_RELIABLE_RELIABILITY_QOS;
     publisher_ = dds_create_publisher(participant, partitionQos(partitions).get(), nullptr);
-    if (failed(publisher_, "publisher", topic.topicName)) return false;
+    if (failed(publisher_, "publisher", topic.topicName))
+        return false;
     const ListenerPointer listener{dds_create_listener(this)};
     dds_lset_publication_matched(listener.get(), onPublicationMatched);
     writer_ = dds_create_writer(publisher_, topic_.entity(), writerQos(qos).get(), listener.get());
-    if (failed(writer_, "writer", topic.topicName)) return false;
+    if (failed(writer_, "writer", topic.topicName))
+        return false;
     guid_ = guidOf(writer_);
     record_ = ZddsCyclone_findWriter(topic_.type(), guid_.value);
     if (record_ == nullptr) {
@@ -61,18 +71,21 @@ void CycloneWriter::onPublicationMatched(
 
 Status CycloneWriter::write(
     std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs, int64_t* sequenceNumber) {
-    if (!topic_.accepts(bytes, kind)) return Status::badParameter;
+    if (!topic_.accepts(bytes, kind))
+        return Status::badParameter;
     const int64_t time = sourceTimeNs == now ? dds_time() : sourceTimeNs;
     std::lock_guard lock(writeMutex_);
     const int64_t number = ZddsCyclone_lastSequenceNumber(record_) + 1;
     const int32_t result =
         ZddsCyclone_write(writer_, topic_.type(), bytes.data(), bytes.size(), kindOf(kind), time, number);
-    if (result == code::ok && sequenceNumber != nullptr) *sequenceNumber = number;
+    if (result == code::ok && sequenceNumber != nullptr)
+        *sequenceNumber = number;
     return statusOf(result);
 }
 
 Status CycloneWriter::waitForAcknowledgments(int64_t timeoutNs) {
-    if (!reliable_) return Status::ok; // nobody acknowledges
+    if (!reliable_)
+        return Status::ok; // nobody acknowledges
     return statusOf(dds_wait_for_acks(writer_, timeoutNs == infinite ? DDS_INFINITY : timeoutNs));
 }
 

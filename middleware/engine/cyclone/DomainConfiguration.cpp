@@ -8,7 +8,8 @@ namespace {
 
 bool append(HeapArray<char>& text, const char* part) {
     for (; *part != '\0'; ++part)
-        if (!text.append(*part)) return false;
+        if (!text.append(*part))
+            return false;
     return true;
 }
 
@@ -20,20 +21,27 @@ bool appendPeer(HeapArray<char>& text, const char* peer) {
     return isAddress(peer) && append(text, "<Peer Address=\"") && append(text, peer) && append(text, "\"/>");
 }
 
-// Every process takes the first free index of its host, and with it ports that others can guess: so peers are asked
-// at each of the possible ports. Multicast is left for discovery alone, since samples must not rely on it here.
+// Every process takes the first free index of its host, and with it ports that others can guess: so peers are
+// asked at each of the possible ports. An announcement that is lost is made good by the next, so it comes
+// more often than the library's 30 s. Multicast is left for discovery alone, since samples must not rely on
+// it here.
 constexpr const char* head =
     "<CycloneDDS><Domain id=\"any\"><General><AllowMulticast>spdp</AllowMulticast></General><Discovery>"
-    "<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>99</MaxAutoParticipantIndex><Peers>";
+    "<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>99</MaxAutoParticipantIndex>"
+    "<SPDPInterval>10s</SPDPInterval><Peers>";
 constexpr const char* tail = "</Peers></Discovery></Domain></CycloneDDS>";
 
 } // namespace
 
-bool writeDomainConfiguration(HeapArray<char>& text, const char* environment, std::span<const char* const> peers) {
-    if (environment != nullptr && *environment != '\0' && !(append(text, environment) && append(text, ","))) return false;
-    if (!append(text, head)) return false;
+bool writeDomainConfiguration(
+    HeapArray<char>& text, const char* environment, std::span<const char* const> peers) {
+    if (environment != nullptr && *environment != '\0' && !(append(text, environment) && append(text, ",")))
+        return false;
+    if (!append(text, head))
+        return false;
     for (const char* peer : peers)
-        if (!appendPeer(text, peer)) return false;
+        if (!appendPeer(text, peer))
+            return false;
     return append(text, tail) && text.append('\0');
 }
 

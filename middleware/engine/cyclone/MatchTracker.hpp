@@ -1,12 +1,12 @@
 // The matched endpoints of one writer or reader, and the order in which its sink hears of them.
 //
-// The library tells a match by an instance handle and forgets the rest when the match ends, so what belongs to a
-// handle is kept here. Three things can come in an unexpected order, and are put right:
+// The library tells a match by an instance handle and forgets the rest when the match ends, so what belongs
+// to a handle is kept here. Three things can come in an unexpected order, and are put right:
 // - a match may be told while the endpoint is still being made and cannot be asked: it waits for attach;
 // - a sample of a writer in this process may come before its match: the match is told first, and once;
 // - a sample may come after its writer was unmatched: it is dropped, for a short memory of past handles.
-// Threads: any. The sink is called under the tracker's mutex, which makes its calls come one at a time; no call into
-// the library is made under it, since the library delivers samples under locks of its own.
+// Threads: any. The sink is called under the tracker's mutex, which makes its calls come one at a time; no
+// call into the library is made under it, since the library delivers samples under locks of its own.
 #ifndef ZDDSC_ENGINE_CYCLONE_MATCH_TRACKER_HPP
 #define ZDDSC_ENGINE_CYCLONE_MATCH_TRACKER_HPP
 
@@ -28,14 +28,17 @@ inline DDS_GUID_t participantOf(const DDS_GUID_t& endpoint) {
     return result;
 }
 
-template <class Sink>
-class MatchTracker {
+template <class Sink> class MatchTracker {
 public:
     // Asks the library for the GUID of a matched endpoint.
     using Resolve = bool (*)(void* endpoint, uint64_t handle, uint8_t guid[16]);
 
     // sink may be null.
     MatchTracker(Sink* sink, Resolve resolve) : sink_(sink), resolve_(resolve) {}
+    // The library calls no more by then; taking the mutex makes all that was done under it happen before.
+    ~MatchTracker() { std::lock_guard lock(mutex_); }
+    MatchTracker(const MatchTracker&) = delete;
+    MatchTracker& operator=(const MatchTracker&) = delete;
 
     // The endpoint can be asked from now on: tells the matches that waited for it.
     void attach(void* endpoint) {
@@ -46,10 +49,12 @@ public:
         uint64_t handle = 0;
         for (uint64_t from = 0; nextUnknown(from, handle); from = handle + 1) {
             DDS_GUID_t guid;
-            if (!resolve_(endpoint, handle, guid.value)) continue;
+            if (!resolve_(endpoint, handle, guid.value))
+                continue;
             std::lock_guard lock(mutex_);
             Match* match = find(handle);
-            if (match != nullptr && !match->known) makeKnown(*match, guid);
+            if (match != nullptr && !match->known)
+                makeKnown(*match, guid);
         }
     }
 
@@ -57,48 +62,56 @@ public:
         void* endpoint = nullptr;
         {
             std::lock_guard lock(mutex_);
-            if (find(handle) != nullptr) return; // its first sample was faster
+            if (find(handle) != nullptr)
+                return; // its first sample was faster
             endpoint = endpoint_;
         }
         DDS_GUID_t guid{};
         const bool known = endpoint != nullptr && resolve_(endpoint, handle, guid.value);
         std::lock_guard lock(mutex_);
-        if (find(handle) != nullptr) return;
+        if (find(handle) != nullptr)
+            return;
         forget(handle);
         Match* match = add(handle);
-        if (match == nullptr) return;
-        if (known) makeKnown(*match, guid);
+        if (match == nullptr)
+            return;
+        if (known)
+            makeKnown(*match, guid);
     }
 
     void onUnmatched(uint64_t handle) {
         std::lock_guard lock(mutex_);
         Match* match = find(handle);
-        if (match == nullptr) return;
+        if (match == nullptr)
+            return;
         const Match gone = *match;
         matches_.erase(static_cast<std::size_t>(match - matches_.begin()));
         past_[pastNext_++ % pastSize] = handle;
-        if (gone.known && sink_ != nullptr) sink_->onUnmatched(gone.remote);
+        if (gone.known && sink_ != nullptr)
+            sink_->onUnmatched(gone.remote);
     }
 
-    // Calls deliver(counted), with `counted` the running number of the writer's samples, under the mutex, after the
-    // match of the writer was told. Drops the sample of a writer that is gone.
-    template <class Deliver>
-    void withSample(uint64_t handle, const DDS_GUID_t& writer, Deliver deliver) {
+    // Calls deliver(counted), with `counted` the running number of the writer's samples, under the mutex,
+    // after the match of the writer was told. Drops the sample of a writer that is gone.
+    template <class Deliver> void withSample(uint64_t handle, const DDS_GUID_t& writer, Deliver deliver) {
         std::lock_guard lock(mutex_);
         Match* match = find(handle);
         if (match == nullptr) {
-            if (std::find(past_, past_ + pastSize, handle) != past_ + pastSize) return;
+            if (std::find(past_, past_ + pastSize, handle) != past_ + pastSize)
+                return;
             match = add(handle);
-            if (match == nullptr) return;
+            if (match == nullptr)
+                return;
         }
-        if (!match->known) makeKnown(*match, writer);
+        if (!match->known)
+            makeKnown(*match, writer);
         deliver(++match->samples);
     }
 
-    template <class Call>
-    void withSink(Call call) {
+    template <class Call> void withSink(Call call) {
         std::lock_guard lock(mutex_);
-        if (sink_ != nullptr) call(*sink_);
+        if (sink_ != nullptr)
+            call(*sink_);
     }
 
 private:
@@ -129,13 +142,15 @@ private:
     void makeKnown(Match& match, const DDS_GUID_t& guid) {
         match.remote = {guid, participantOf(guid)};
         match.known = true;
-        if (sink_ != nullptr) sink_->onMatched(match.remote);
+        if (sink_ != nullptr)
+            sink_->onMatched(match.remote);
     }
     // The first handle from `from` on that waits for its GUID.
     bool nextUnknown(uint64_t from, uint64_t& handle) {
         std::lock_guard lock(mutex_);
         for (Match* match = lowerBound(from); match != matches_.end(); ++match) {
-            if (match->known) continue;
+            if (match->known)
+                continue;
             handle = match->handle;
             return true;
         }
@@ -146,9 +161,9 @@ private:
     std::mutex mutex_;
     Sink* const sink_;
     const Resolve resolve_;
-    void* endpoint_ = nullptr;                        // under mutex_, as all below
-    HeapArray<Match> matches_{"struct Match"};        // by handle
-    uint64_t past_[pastSize] = {};                    // handles that were unmatched last; 0 is none
+    void* endpoint_ = nullptr;                 // under mutex_, as all below
+    HeapArray<Match> matches_{"struct Match"}; // by handle
+    uint64_t past_[pastSize] = {};             // handles that were unmatched last; 0 is none
     std::size_t pastNext_ = 0;
 };
 

@@ -17,9 +17,11 @@ template <class Object, class Qos, class Sink>
 Object* ParticipantObject::createEndpoint(
     const TopicInfo& topic, const Qos& qos, std::span<const char* const> partitions, Sink* sink) {
     std::unique_lock lock(engine_.mutex_);
-    if (engine_.failsNow()) return nullptr;
+    if (engine_.failsNow())
+        return nullptr;
     auto* object = new ("loopback endpoint") Object(engine_, *this, sink);
-    if (object == nullptr) return nullptr;
+    if (object == nullptr)
+        return nullptr;
     object->terms.setPolicies(qos);
     if (object->terms.set(topic, partitions)) {
         object->identity = engine_.nextGuid(guid_, Object::guidKind(object->terms.isKeyed()));
@@ -29,7 +31,8 @@ Object* ParticipantObject::createEndpoint(
         }
     }
     lock.unlock();
-    ENGINE_LOG(ERROR, FAILED_TO_CREATE, "endpoint of topic '%s'", topic.topicName != nullptr ? topic.topicName : "");
+    ENGINE_LOG(
+        ERROR, FAILED_TO_CREATE, "endpoint of topic '%s'", topic.topicName != nullptr ? topic.topicName : "");
     delete object;
     return nullptr;
 }
@@ -55,13 +58,15 @@ WriterObject::~WriterObject() {
         engine.remove(*this);
         engine.settle();
     }
-    for (Sample* sample : history) Sample::release(sample);
+    for (Sample* sample : history)
+        Sample::release(sample);
 }
 
 Status WriterObject::write(
     std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs, int64_t* sequenceNumber) {
     std::lock_guard lock(engine.mutex_);
-    if (engine.failsNow()) return Status::error;
+    if (engine.failsNow())
+        return Status::error;
     const Status status = engine.send(*this, bytes, kind, sourceTimeNs, sequenceNumber);
     engine.settle();
     return status;
@@ -69,19 +74,24 @@ Status WriterObject::write(
 
 Status WriterObject::waitForAcknowledgments(int64_t timeoutNs) {
     std::unique_lock lock(engine.mutex_);
-    if (engine.failsNow()) return Status::error;
+    if (engine.failsNow())
+        return Status::error;
     return engine.awaitAcknowledgments(*this, lock, timeoutNs);
 }
 
 bool WriterObject::remember(Sample& sample) {
     const auto sameInstance = [&](const Sample* other) {
-        return std::memcmp(sample.bytes + encapsulationBytes, other->bytes + encapsulationBytes, terms.keyBytes()) == 0;
+        return std::memcmp(sample.bytes + encapsulationBytes, other->bytes + encapsulationBytes,
+                   terms.keyBytes()) == 0;
     };
-    if (!history.append(&sample)) return false;
+    if (!history.append(&sample))
+        return false;
     ++sample.references;
-    if (terms.depth() == 0) return true;
+    if (terms.depth() == 0)
+        return true;
     const auto kept = std::count_if(history.begin(), history.end(), sameInstance);
-    if (kept <= terms.depth()) return true;
+    if (kept <= terms.depth())
+        return true;
     Sample** oldest = std::find_if(history.begin(), history.end(), sameInstance);
     Sample::release(*oldest);
     history.erase(static_cast<std::size_t>(oldest - history.begin()));
@@ -99,22 +109,28 @@ Sample* Sample::create(const IncomingSample& from) {
     if (!ORXOsapiHeap_reallocateMemoryInternal(
             &memory, sizeof(Sample) + from.bytes.size(), alignof(Sample), 0, "struct Sample"))
         return nullptr;
-    auto* self = new (memory) Sample{
-        1, from.kind, from.writer, from.sequenceNumber, from.sourceTimeNs, from.bytes.size(), {}};
+    auto* self = new (memory)
+        Sample{1, from.kind, from.writer, from.sequenceNumber, from.sourceTimeNs, from.bytes.size(), {}};
     std::memcpy(self->bytes, from.bytes.data(), from.bytes.size());
     return self;
 }
 
 void Sample::release(Sample* self) {
-    if (self != nullptr && --self->references == 0) ORXOsapiHeap_freeMemoryInternal(self);
+    if (self != nullptr && --self->references == 0)
+        ORXOsapiHeap_freeMemoryInternal(self);
 }
 
-IncomingSample Sample::view() const { return {{bytes, size}, writer, sequenceNumber, sourceTimeNs, kind}; }
+IncomingSample Sample::view() const {
+    return {{bytes, size}, writer, sequenceNumber, sourceTimeNs, kind};
+}
 
 Match::~Match() {
-    for (Step* step : farewells) delete step;
+    for (Step* step : farewells)
+        delete step;
 }
 
-bool Match::isReliable() const { return reader.terms.isReliable(); }
+bool Match::isReliable() const {
+    return reader.terms.isReliable();
+}
 
 } // namespace zdds::engine::loopback

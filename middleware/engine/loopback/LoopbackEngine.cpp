@@ -12,19 +12,22 @@ using namespace loopback;
 
 namespace {
 
-bool equal(const DDS_GUID_t& left, const DDS_GUID_t& right) { return std::memcmp(&left, &right, sizeof left) == 0; }
+bool equal(const DDS_GUID_t& left, const DDS_GUID_t& right) {
+    return std::memcmp(&left, &right, sizeof left) == 0;
+}
 
 constexpr std::size_t prefixBytes = 12;
 constexpr uint8_t participantKind = 0xc1;
 
 void putNumber(DDS_Octet* place, uint32_t number, int octets) {
-    for (int i = octets - 1; i >= 0; --i, number >>= 8) place[i] = static_cast<DDS_Octet>(number);
+    for (int i = octets - 1; i >= 0; --i, number >>= 8)
+        place[i] = static_cast<DDS_Octet>(number);
 }
 
-template <class Object>
-void unlinkFrom(Object*& head, Object& object) {
+template <class Object> void unlinkFrom(Object*& head, Object& object) {
     for (Object** link = &head; *link != nullptr; link = &(*link)->next) {
-        if (*link != &object) continue;
+        if (*link != &object)
+            continue;
         *link = object.next;
         return;
     }
@@ -42,13 +45,15 @@ LoopbackEngine::~LoopbackEngine() {
 
 Participant* LoopbackEngine::createParticipant(const ParticipantInfo& info) {
     std::lock_guard lock(mutex_);
-    if (failsNow() || info.domainId < 0) return nullptr;
+    if (failsNow() || info.domainId < 0)
+        return nullptr;
     DDS_GUID_t guid{{'l', 'o', 'o', 'p', 'b', 'a', 'c', 'k'}};
     putNumber(guid.value + 8, ++participantsMade_, 4);
     putNumber(guid.value + prefixBytes, 1, 3);
     guid.value[15] = participantKind;
     auto* participant = new ("class ParticipantObject") ParticipantObject(*this, info.domainId, guid);
-    if (participant != nullptr) ++participants_;
+    if (participant != nullptr)
+        ++participants_;
     return participant;
 }
 
@@ -59,15 +64,17 @@ DDS_GUID_t LoopbackEngine::nextGuid(const DDS_GUID_t& participant, uint8_t kind)
     return guid;
 }
 
-bool LoopbackEngine::failsNow() { return ++calls_ == options_.failAt; }
+bool LoopbackEngine::failsNow() {
+    return ++calls_ == options_.failAt;
+}
 
 // ---- pairs ----
 
-template <class Condition>
-void LoopbackEngine::dropSteps(Condition condition) {
+template <class Condition> void LoopbackEngine::dropSteps(Condition condition) {
     for (Step *step = firstStep_, *next = nullptr; step != nullptr; step = next) {
         next = step->next;
-        if (!condition(*step)) continue;
+        if (!condition(*step))
+            continue;
         unlink(*step);
         delete step;
     }
@@ -77,7 +84,8 @@ bool LoopbackEngine::add(WriterObject& writer) {
     writer.next = writers_;
     writers_ = &writer;
     for (ReaderObject* reader = readers_; reader != nullptr; reader = reader->next)
-        if (!match(writer, *reader)) return false;
+        if (!match(writer, *reader))
+            return false;
     return true;
 }
 
@@ -85,14 +93,17 @@ bool LoopbackEngine::add(ReaderObject& reader) {
     reader.next = readers_;
     readers_ = &reader;
     for (WriterObject* writer = writers_; writer != nullptr; writer = writer->next)
-        if (!match(*writer, reader)) return false;
+        if (!match(*writer, reader))
+            return false;
     return true;
 }
 
 bool LoopbackEngine::match(WriterObject& writer, ReaderObject& reader) {
-    if (writer.domain != reader.domain || !Terms::agree(writer.terms, reader.terms)) return true;
+    if (writer.domain != reader.domain || !Terms::agree(writer.terms, reader.terms))
+        return true;
     auto* pair = new ("struct Match") Match(writer, reader);
-    if (pair == nullptr) return false;
+    if (pair == nullptr)
+        return false;
     pair->next = matches_;
     matches_ = pair;
     return greet(*pair) && replay(*pair);
@@ -101,11 +112,14 @@ bool LoopbackEngine::match(WriterObject& writer, ReaderObject& reader) {
 // Tells both sides, and makes what will tell them of the end.
 bool LoopbackEngine::greet(Match& pair) {
     Step* steps[4] = {new ("struct Step") Step(Step::Kind::matched, &pair),
-        new ("struct Step") Step(Step::Kind::matched, &pair), new ("struct Step") Step(Step::Kind::unmatched, nullptr),
+        new ("struct Step") Step(Step::Kind::matched, &pair),
+        new ("struct Step") Step(Step::Kind::unmatched, nullptr),
         new ("struct Step") Step(Step::Kind::unmatched, nullptr)};
     for (Step* step : steps) {
-        if (step != nullptr) continue;
-        for (Step* made : steps) delete made;
+        if (step != nullptr)
+            continue;
+        for (Step* made : steps)
+            delete made;
         return false;
     }
     for (int i = 0; i < 4; i += 2) {
@@ -124,7 +138,8 @@ bool LoopbackEngine::greet(Match& pair) {
 // Both sides are told by the steps that were made with the pair.
 void LoopbackEngine::part(Match& pair) {
     for (Step*& step : pair.farewells) {
-        if (step != nullptr) append(*step);
+        if (step != nullptr)
+            append(*step);
         step = nullptr;
     }
     pair.unacknowledged = pair.waiting = 0;
@@ -133,7 +148,8 @@ void LoopbackEngine::part(Match& pair) {
 
 void LoopbackEngine::forget(Match& pair) {
     for (Step* step = firstStep_; step != nullptr; step = step->next)
-        if (step->match == &pair) step->match = nullptr;
+        if (step->match == &pair)
+            step->match = nullptr;
     unlinkFrom(matches_, pair);
     delete &pair;
 }
@@ -147,7 +163,8 @@ void LoopbackEngine::remove(WriterObject& writer) {
     });
     for (Match *pair = matches_, *next = nullptr; pair != nullptr; pair = next) {
         next = pair->next;
-        if (&pair->writer != &writer) continue;
+        if (&pair->writer != &writer)
+            continue;
         part(*pair);
         forget(*pair);
     }
@@ -158,7 +175,8 @@ void LoopbackEngine::remove(ReaderObject& reader) {
     unlinkFrom(readers_, reader);
     for (Match *pair = matches_, *next = nullptr; pair != nullptr; pair = next) {
         next = pair->next;
-        if (&pair->reader != &reader) continue;
+        if (&pair->reader != &reader)
+            continue;
         part(*pair);
         forget(*pair);
     }
@@ -167,7 +185,8 @@ void LoopbackEngine::remove(ReaderObject& reader) {
 
 ReaderObject* LoopbackEngine::findReader(const DDS_GUID_t& guid) const {
     ReaderObject* reader = readers_;
-    while (reader != nullptr && !equal(reader->identity, guid)) reader = reader->next;
+    while (reader != nullptr && !equal(reader->identity, guid))
+        reader = reader->next;
     return reader;
 }
 
@@ -190,14 +209,16 @@ void LoopbackEngine::delayNext(int64_t samples) {
 
 void LoopbackEngine::releaseDelayed() {
     std::lock_guard lock(mutex_);
-    for (Step* step = firstStep_; step != nullptr; step = step->next) step->delayed = false;
+    for (Step* step = firstStep_; step != nullptr; step = step->next)
+        step->delayed = false;
     settle();
 }
 
 void LoopbackEngine::stall(const DDS_GUID_t& guid, bool stalled) {
     std::lock_guard lock(mutex_);
     ReaderObject* reader = findReader(guid);
-    if (reader == nullptr) return;
+    if (reader == nullptr)
+        return;
     reader->stalled = stalled;
     settle();
 }
@@ -205,15 +226,18 @@ void LoopbackEngine::stall(const DDS_GUID_t& guid, bool stalled) {
 void LoopbackEngine::withholdAcknowledgments(const DDS_GUID_t& guid, bool withheld) {
     std::lock_guard lock(mutex_);
     ReaderObject* reader = findReader(guid);
-    if (reader == nullptr) return;
+    if (reader == nullptr)
+        return;
     reader->withholding = withheld;
-    if (!withheld) releaseAcknowledgments(*reader);
+    if (!withheld)
+        releaseAcknowledgments(*reader);
 }
 
 bool LoopbackEngine::unmatch(const DDS_GUID_t& writer, const DDS_GUID_t& reader) {
     std::lock_guard lock(mutex_);
     for (Match* pair = matches_; pair != nullptr; pair = pair->next) {
-        if (pair->parted || !equal(pair->writer.identity, writer) || !equal(pair->reader.identity, reader)) continue;
+        if (pair->parted || !equal(pair->writer.identity, writer) || !equal(pair->reader.identity, reader))
+            continue;
         dropSteps([&](const Step& step) { return step.match == pair && step.kind == Step::Kind::sample; });
         pair->parted = true;
         part(*pair);
@@ -226,8 +250,10 @@ bool LoopbackEngine::unmatch(const DDS_GUID_t& writer, const DDS_GUID_t& reader)
 bool LoopbackEngine::rematch() {
     std::lock_guard lock(mutex_);
     for (Match* pair = matches_; pair != nullptr; pair = pair->next) {
-        if (!pair->parted) continue;
-        if (!greet(*pair)) return false;
+        if (!pair->parted)
+            continue;
+        if (!greet(*pair))
+            return false;
         pair->parted = false;
     }
     settle();
@@ -243,14 +269,17 @@ void LoopbackEngine::setTime(int64_t nanosecondsSince1970) {
 
 void LoopbackEngine::setTransportEnabled(int transport, bool enabled) {
     std::lock_guard lock(mutex_);
-    if (transport == 1 || transport == 2) transports_[transport] = enabled;
+    if (transport == 1 || transport == 2)
+        transports_[transport] = enabled;
 }
 
 int64_t LoopbackEngine::liveObjects() const {
     std::lock_guard lock(mutex_);
     int64_t count = participants_;
-    for (const WriterObject* writer = writers_; writer != nullptr; writer = writer->next) ++count;
-    for (const ReaderObject* reader = readers_; reader != nullptr; reader = reader->next) ++count;
+    for (const WriterObject* writer = writers_; writer != nullptr; writer = writer->next)
+        ++count;
+    for (const ReaderObject* reader = readers_; reader != nullptr; reader = reader->next)
+        ++count;
     return count;
 }
 
@@ -262,7 +291,8 @@ int64_t LoopbackEngine::calls() const {
 int64_t LoopbackEngine::matches() const {
     std::lock_guard lock(mutex_);
     int64_t count = 0;
-    for (const Match* pair = matches_; pair != nullptr; pair = pair->next) count += pair->parted ? 0 : 1;
+    for (const Match* pair = matches_; pair != nullptr; pair = pair->next)
+        count += pair->parted ? 0 : 1;
     return count;
 }
 

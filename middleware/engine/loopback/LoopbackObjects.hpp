@@ -27,8 +27,7 @@ class Terms {
 public:
     // False when memory is out or the topic is not complete.
     bool set(const TopicInfo& topic, std::span<const char* const> partitions);
-    template <class Qos>
-    void setPolicies(const Qos& qos);
+    template <class Qos> void setPolicies(const Qos& qos);
 
     bool isReliable() const { return reliable_; }
     bool isTransientLocal() const { return durability_ != DDS_VOLATILE_DURABILITY_QOS; }
@@ -94,8 +93,8 @@ struct Step : HeapObject {
     Match* match;                   // null once the pair has parted for good
     WriterObject* writer = nullptr; // where it happens: one of these two
     ReaderObject* reader = nullptr;
-    RemoteEndpoint remote{};        // of matched and unmatched
-    Sample* sample = nullptr;       // of sample
+    RemoteEndpoint remote{};  // of matched and unmatched
+    Sample* sample = nullptr; // of sample
     bool delayed = false;
     Step* next = nullptr;
     Step* previous = nullptr;
@@ -103,7 +102,8 @@ struct Step : HeapObject {
 
 // A pair that has found each other.
 struct Match : HeapObject {
-    Match(WriterObject& writerOfPair, ReaderObject& readerOfPair) : writer(writerOfPair), reader(readerOfPair) {}
+    Match(WriterObject& writerOfPair, ReaderObject& readerOfPair)
+        : writer(writerOfPair), reader(readerOfPair) {}
     ~Match();
     Match(const Match&) = delete;
     Match& operator=(const Match&) = delete;
@@ -127,17 +127,18 @@ public:
     ~ParticipantObject() override;
 
     DDS_GUID_t guid() const override { return guid_; }
-    Writer* createWriter(const TopicInfo& topic, const DDS_DataWriterQos& qos, std::span<const char* const> partitions,
-        WriterSink* sink) override;
-    Reader* createReader(const TopicInfo& topic, const DDS_DataReaderQos& qos, std::span<const char* const> partitions,
-        ReaderSink* sink) override;
+    Writer* createWriter(const TopicInfo& topic, const DDS_DataWriterQos& qos,
+        std::span<const char* const> partitions, WriterSink* sink) override;
+    Reader* createReader(const TopicInfo& topic, const DDS_DataReaderQos& qos,
+        std::span<const char* const> partitions, ReaderSink* sink) override;
     bool isTransportEnabled(int transport) const override;
     DDS_DomainId_t domain() const { return domain_; }
 
 private:
     // One shape for both kinds: makes the object, its terms and its matches; null when any of it fails.
     template <class Object, class Qos, class Sink>
-    Object* createEndpoint(const TopicInfo& topic, const Qos& qos, std::span<const char* const> partitions, Sink* sink);
+    Object* createEndpoint(
+        const TopicInfo& topic, const Qos& qos, std::span<const char* const> partitions, Sink* sink);
 
     LoopbackEngine& engine_;
     const DDS_DomainId_t domain_;
@@ -151,8 +152,8 @@ public:
     ~WriterObject() override;
 
     DDS_GUID_t guid() const override { return identity; }
-    Status write(
-        std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs, int64_t* sequenceNumber) override;
+    Status write(std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs,
+        int64_t* sequenceNumber) override;
     Status waitForAcknowledgments(int64_t timeoutNs) override;
 
     // Keeps a sample for late readers, in the bounds of the history; false when memory is out.
