@@ -47,7 +47,7 @@ bool writeSample(const DDS_TypePrograms& programs, bool isXcdr2, const char* val
     }
     const size_t padding = paddingTo(out.position(), 4);
     if (!out.room(padding)) return false;
-    std::memset(out.current(), 0, padding);
+    for (size_t i = 0; i < padding; ++i) out.current()[i] = 0;
     out.advance(padding);
     *out.at(3) = static_cast<char>(padding);
     return true;

@@ -1,7 +1,7 @@
 // The wire side of a type as a flat program: XCDR version 2 in native byte order, in the form that writers give it.
 //
 // A program is a row of instructions that one loop runs. Neighbouring members of fixed size are one segment: room is
-// looked after once, and what follows works at constant offsets in both memory and stream, headers of nested
+// looked after once, and the pieces that follow work at constant offsets in both memory and stream, headers of nested
 // structures included. Structures within are part of the row; sequences and unions run the programs of what they
 // hold. Whatever has another form (a foreign byte order, XCDR 1, members more or fewer than known) is left to the
 // walker (XcdrReader.hpp).
@@ -19,7 +19,7 @@ namespace zdds::types {
 
 enum class Code : uint8_t {
     end,
-    segment,  // alignment; a: size. The instructions up to `zeros` work within it, at `wire` of it
+    // Pieces of a segment, at `wire` of it.
     copy1,
     copy2,
     copy4,
@@ -35,9 +35,12 @@ enum class Code : uint8_t {
     zero,       // a byte of padding
     zeros,      // padding before something of 4 bytes, which is written afterwards: up to 4 bytes
 
+    segment,         // alignment; a: size; b: pieces that follow
+    optionalSegment, // an optional member of fixed form, header included: the same; c: see OptionalMember
     block,         // alignment; a: size: plain bytes too many for a segment
     text,          // a: most characters
     blockSequence, // alignment; a: most elements; b: size of one: they lie in the stream as in memory
+    textSequence,  // a: most elements; b: most characters of one; of `programs`
     sequence,      // a: most elements; of `programs`
     array,         // a: elements; of `programs`
     discriminated, // a union of `programs`

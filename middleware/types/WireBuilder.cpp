@@ -13,7 +13,7 @@ constexpr uint32_t mostPartOfTheRow = 256; // instructions of a structure that b
 
 bool isCopy(Code code) { return code >= Code::copy1 && code <= Code::copyMany; }
 bool isCheck(Code code) { return code >= Code::boolean && code <= Code::literal; }
-bool isInSegment(Code code) { return code >= Code::copy1 && code <= Code::zeros; }
+bool isPiece(Code code) { return code >= Code::copy1 && code <= Code::zeros; }
 
 Code copyCode(uint32_t size) {
     switch (size) {
@@ -35,14 +35,16 @@ public:
     bool build() {
         Wire& wire = programs_.wire;
         wire.lengthCode = lengthCodeOf(type_);
-        if (!compile() || !push({.code = Code::end})) return false;
+        if (!compile()) return false;
+        endSegment();
+        if (!push({.code = Code::end})) return false;
         wire.program = row_.data();
         wire.count = static_cast<uint32_t>(row_.size());
         wire.optionals = optionals_.data();
         wire.optionalCount = static_cast<uint32_t>(optionals_.size());
         wire.slots = static_cast<uint16_t>(slots_);
         wire.isFixed = row_[0].code == Code::segment &&
-                       std::all_of(row_.begin() + 1, row_.end() - 1, [](const Instruction& i) { return isInSegment(i.code); });
+                       std::all_of(row_.begin() + 1, row_.end() - 1, [](const Instruction& i) { return isPiece(i.code); });
         return true;
     }
 
@@ -67,7 +69,10 @@ private:
 
     bool hasSegment() const { return segment_ != none; }
     Instruction& segment() { return row_[segment_]; }
-    void endSegment() { segment_ = none; }
+    void endSegment() {
+        if (hasSegment()) segment().b = size() - segment_ - 1;
+        segment_ = none;
+    }
     bool beginSegment(uint32_t alignment) {
         segment_ = size();
         return push({.code = Code::segment, .alignment = static_cast<uint8_t>(alignment)});
@@ -162,6 +167,8 @@ private:
 
     bool sequence() {
         const DDS_TypePrograms& element = programs_.element();
+        if (element.type->kind == DDS_TYPE_STRING)
+            return push({.code = Code::textSequence, .a = bound(), .b = element.wire.program->a, .programs = &element});
         if (!isBlock(element)) return push({.code = Code::sequence, .a = bound(), .programs = &element});
         return push({.code = Code::blockSequence, .alignment = static_cast<uint8_t>(element.wire.fixedAlignment()),
             .a = bound(), .b = element.shape.size, .programs = &element});
@@ -303,10 +310,12 @@ private:
         uint32_t bodyEnd = 0; // before it, offsets are those of an optional value
         for (uint32_t i = 0; i + 1 < wire.count; ++i) {
             Instruction moved = wire.program[i];
-            if (moved.code == Code::optional) moved.c += optionals;
+            const bool isMember = moved.code == Code::optional || moved.code == Code::optionalSegment;
+            if (isMember) moved.c += optionals;
             if (i >= bodyEnd) {
                 moved.memory += memory;
-                if (moved.code == Code::optional) optionals_[moved.c].memory += memory;
+                if (isMember) optionals_[moved.c].memory += memory;
+                if (moved.code == Code::optionalSegment) bodyEnd = i + moved.b + 1; // its pieces
                 if ((moved.code == Code::flagged || moved.code == Code::optional) && !moved.isText) bodyEnd = i + moved.a + 1;
             }
             moved.slot = static_cast<uint16_t>(moved.slot + slots);
@@ -350,6 +359,10 @@ private:
             const DDS_TypeMember& member = type_.members[*index];
             const DDS_TypePrograms& inner = *programs_.nested[*index];
             optionals_[entry].distance = size() - first;
+            if (isFixedWithHeader(inner.wire)) {
+                if (!putOptionalSegment(member, inner, entry)) return false;
+                continue;
+            }
             if (!putOptional(Code::optional, member, inner, entry, slots, [&](uint32_t memory, unsigned free) {
                     return putWithHeader(inner, memberHeaderOf(member), memory, free);
                 }))
@@ -359,12 +372,29 @@ private:
         return true;
     }
 
+    static bool isFixedWithHeader(const Wire& wire) { return wire.isFixed && wire.fixedSize() + 8 <= mostInSegment; }
+
+    // The pieces of a member of fixed form, header included.
+    bool putPiecesWithHeader(const Wire& wire, uint32_t header, uint32_t memory) {
+        return putConstant(header) && (wire.lengthCode != lengthCodeNextInt || putConstant(wire.fixedSize())) &&
+               append(wire, memory);
+    }
+
+    bool putOptionalSegment(const DDS_TypeMember& member, const DDS_TypePrograms& inner, uint32_t entry) {
+        if (!beginSegment(4) || !putPiecesWithHeader(inner.wire, memberHeaderOf(member), 0)) return false;
+        Instruction& i = segment();
+        i.code = Code::optionalSegment;
+        i.memory = static_cast<uint32_t>(member.offset);
+        i.c = entry;
+        i.programs = &inner;
+        endSegment();
+        return true;
+    }
+
     bool putWithHeader(const DDS_TypePrograms& inner, uint32_t header, uint32_t memory, unsigned slots) {
         const Wire& wire = inner.wire;
         const bool hasSize = wire.lengthCode == lengthCodeNextInt;
-        if (wire.isFixed && wire.fixedSize() + 8 <= mostInSegment)
-            return beginSegment(4) && putConstant(header) && (!hasSize || putConstant(wire.fixedSize())) &&
-                   append(wire, memory);
+        if (isFixedWithHeader(wire)) return beginSegment(4) && putPiecesWithHeader(wire, header, memory);
         const auto slot = static_cast<uint16_t>(slots);
         use(slots + 1);
         return push({.code = Code::header, .hasSize = hasSize, .slot = slot, .a = header}) &&

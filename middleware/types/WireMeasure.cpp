@@ -14,6 +14,23 @@ size_t add(size_t position, size_t alignment, size_t size) {
 
 size_t run(const Instruction* i, const char* value, size_t position);
 
+// What writing would refuse of a segment is an enumerator.
+size_t addSegment(const Instruction& i, const char* value, size_t position) {
+    for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
+        const char* from = value + piece->memory;
+        if (piece->code == Code::range && wordAt(from) - piece->a >= piece->b) return failure;
+        if (piece->code == Code::literal &&
+            !hasLiteral(*piece->programs->type, static_cast<DDS_Long>(wordAt(from))))
+            return failure;
+    }
+    return add(position, i.alignment, i.a);
+}
+
+size_t addText(const char* text, size_t bound, size_t position) {
+    const size_t length = std::strlen(text);
+    return length > bound ? failure : add(position, 4, 4 + length + 1);
+}
+
 size_t addSequence(const Instruction& i, const DDS_SequenceBase& sequence, size_t position) {
     const uint32_t length = sequence._length;
     if (length > i.a) return failure;
@@ -21,6 +38,11 @@ size_t addSequence(const Instruction& i, const DDS_SequenceBase& sequence, size_
     if (length == 0) return position;
     const size_t size = i.programs->shape.size;
     if (i.code == Code::blockSequence) return add(position, i.alignment, length * size);
+    if (i.code == Code::textSequence) {
+        for (uint32_t n = 0; n < length && position != failure; ++n)
+            position = addText(textAt(sequenceElement(sequence, n, size)), i.b, position);
+        return position;
+    }
     const Wire& wire = i.programs->wire;
     for (uint32_t n = 0; n < length && position != failure; ++n)
         position = run(wire.program, sequenceElement(sequence, n, size), position);
@@ -42,34 +64,19 @@ size_t run(const Instruction* i, const char* value, size_t position) {
         switch (i->code) {
         case Code::end: return position;
         case Code::segment:
+            position = addSegment(*i, value, position);
+            i += i->b;
+            break;
+        case Code::optionalSegment:
+            if (const char* pointer = pointerAt(from)) position = addSegment(*i, pointer, position);
+            i += i->b;
+            break;
         case Code::block: position = add(position, i->alignment, i->a); break;
-        case Code::copy1:
-        case Code::copy2:
-        case Code::copy4:
-        case Code::copy8:
-        case Code::copy16:
-        case Code::copyMany:
-        case Code::boolean:
-        case Code::constant:
-        case Code::constant8:
-        case Code::constant12:
-        case Code::zero:
-        case Code::zeros:
         case Code::close:
         case Code::closeHeader: break;
-        case Code::range:
-            if (wordAt(from) - i->a >= i->b) return failure;
-            break;
-        case Code::literal:
-            if (!hasLiteral(*i->programs->type, static_cast<DDS_Long>(wordAt(from)))) return failure;
-            break;
-        case Code::text: {
-            const size_t length = std::strlen(textAt(from));
-            if (length > i->a) return failure;
-            position = add(position, 4, 4 + length + 1);
-            break;
-        }
+        case Code::text: position = addText(textAt(from), i->a, position); break;
         case Code::blockSequence:
+        case Code::textSequence:
         case Code::sequence: position = addSequence(*i, sequenceAt(from), position); break;
         case Code::array:
             for (uint32_t n = 0; n < i->a && position != failure; ++n)
@@ -95,6 +102,7 @@ size_t run(const Instruction* i, const char* value, size_t position) {
             break;
         }
         case Code::leave: value = around[i->slot]; break;
+        default: __builtin_unreachable(); // pieces come in segments
         }
         if (position == failure) return failure;
     }

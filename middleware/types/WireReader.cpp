@@ -61,54 +61,62 @@ private:
         const Wire& wire, char* value, const char* from, const char* limit, Optionals& optionals) {
         const Instruction* i = wire.program;
         const void* slots[mostSlots]; // limits, ends of members, or the value around an optional one
-        const Instruction* segmentAt = nullptr;
-        const char* segment = nullptr;
         for (;; ++i) {
             char* to = value + i->memory;
             switch (i->code) {
             case Code::end: return from;
             case Code::segment:
-                segmentAt = i;
-                if (!(segment = take(from, limit, i->alignment, i->a))) return nullptr;
-                from = segment + i->a;
+                if (!(from = getSegment(*i, value, from, limit))) return nullptr;
+                i += i->b;
                 break;
-            case Code::copy1: *to = segment[i->wire]; break;
-            case Code::copy2: std::memcpy(to, segment + i->wire, 2); break;
-            case Code::copy4: std::memcpy(to, segment + i->wire, 4); break;
-            case Code::copy8: std::memcpy(to, segment + i->wire, 8); break;
-            case Code::copy16: std::memcpy(to, segment + i->wire, 16); break;
-            case Code::copyMany: copyBytes(to, segment + i->wire, i->a); break;
-            case Code::boolean:
-                if (static_cast<unsigned char>(*to) > 1) return discard(segmentAt, value);
+            case Code::optionalSegment:
+            case Code::optional: {
+                const uint32_t header = nextWord(from, limit);
+                const OptionalMember* member = wire.optionals + i->c;
+                const Instruction* first = i - member->distance;
+                for (; member->memory != noMember && member->header != header; ++member) {
+                    void** absent = reinterpret_cast<void**>(value + member->memory);
+                    if (*absent != nullptr) removeOptional(first[member->distance], absent);
+                }
+                i = first + member->distance;
+                if (member->memory == noMember) {
+                    --i; // the next one is what comes behind the group
+                    break;
+                }
+                void** pointer = reinterpret_cast<void**>(value + member->memory);
+                if (i->code == Code::optionalSegment) {
+                    if (!(from = getOptionalSegment(*i, pointer, from, limit))) return nullptr;
+                    i += i->b;
+                } else if (!i->isText) {
+                    if (!enter(*i, pointer, optionals)) return nullptr;
+                    slots[i->slot] = value;
+                    value = static_cast<char*>(*pointer);
+                }
                 break;
-            case Code::range:
-                if (wordAt(to) - i->a >= i->b) return discard(segmentAt, value);
+            }
+            case Code::flagged: {
+                void** pointer = reinterpret_cast<void**>(to);
+                if (from == limit || static_cast<unsigned char>(*from) > 1) return nullptr;
+                if (*from++ == 0) {
+                    if (*pointer != nullptr) removeOptional(*i, pointer);
+                    i += i->a;
+                } else if (!i->isText) {
+                    if (!enter(*i, pointer, optionals)) return nullptr;
+                    slots[i->slot] = value;
+                    value = static_cast<char*>(*pointer);
+                }
                 break;
-            case Code::literal:
-                if (!hasLiteral(*i->programs->type, static_cast<DDS_Long>(wordAt(to)))) return discard(segmentAt, value);
-                break;
-            case Code::constant:
-                if (wordAt(segment + i->wire) != i->a) return discard(segmentAt, value);
-                break;
-            case Code::constant8:
-                if (std::memcmp(segment + i->wire, &i->a, 8) != 0) return discard(segmentAt, value);
-                break;
-            case Code::constant12:
-                if (std::memcmp(segment + i->wire, &i->a, 8) != 0 || wordAt(segment + i->wire + 8) != i->c)
-                    return discard(segmentAt, value);
-                break;
-            case Code::zero:
-            case Code::zeros: break; // padding may be anything
-
+            }
             case Code::block:
                 if (!(from = take(from, limit, i->alignment, i->a))) return nullptr;
                 std::memcpy(to, from, i->a);
                 from += i->a;
                 break;
             case Code::text:
-                if (!(from = readText(*i, reinterpret_cast<char**>(to), from, limit))) return nullptr;
+                if (!(from = readText(reinterpret_cast<char**>(to), i->a, from, limit))) return nullptr;
                 break;
             case Code::blockSequence:
+            case Code::textSequence:
             case Code::sequence:
                 if (!(from = readSequence(*i, *reinterpret_cast<DDS_SequenceBase*>(to), from, limit))) return nullptr;
                 break;
@@ -152,41 +160,6 @@ private:
             case Code::closeHeader:
                 if (from != slots[i->slot]) return nullptr;
                 break;
-            case Code::optional: {
-                const uint32_t header = nextWord(from, limit);
-                const OptionalMember* member = wire.optionals + i->c;
-                const Instruction* first = i - member->distance;
-                for (; member->memory != noMember && member->header != header; ++member) {
-                    void** absent = reinterpret_cast<void**>(value + member->memory);
-                    if (*absent != nullptr) removeOptional(first[member->distance], absent);
-                }
-                i = first + member->distance;
-                if (member->memory == noMember) {
-                    --i; // the next one is what comes behind the group
-                    break;
-                }
-                to = value + i->memory;
-                goto present;
-            }
-            case Code::flagged: {
-                if (from == limit || static_cast<unsigned char>(*from) > 1) return nullptr;
-                if (*from++ == 0) {
-                    void** absent = reinterpret_cast<void**>(to);
-                    if (*absent != nullptr) removeOptional(*i, absent);
-                    i += i->a;
-                    break;
-                }
-            }
-            present: {
-                void** pointer = reinterpret_cast<void**>(to);
-                if (i->isText) break;
-                const bool isNew = *pointer == nullptr;
-                if (isNew && !makeOptional(*i, pointer)) return nullptr;
-                optionals.enter(pointer, isNew ? &i->programs->shape : nullptr);
-                slots[i->slot] = value;
-                value = static_cast<char*>(*pointer);
-                break;
-            }
             case Code::leave:
                 optionals.leave();
                 value = static_cast<char*>(const_cast<void*>(slots[i->slot]));
@@ -208,20 +181,75 @@ private:
         return at == nullptr ? noHeader : wordAt(at);
     }
 
+    [[gnu::always_inline]] const char* getSegment(const Instruction& i, char* value, const char* from, const char* limit) {
+        const char* segment = take(from, limit, i.alignment, i.a);
+        if (segment == nullptr) return nullptr;
+        for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
+            char* to = value + piece->memory;
+            const char* at = segment + piece->wire;
+            switch (piece->code) {
+            case Code::copy1: *to = *at; break;
+            case Code::copy2: std::memcpy(to, at, 2); break;
+            case Code::copy4: std::memcpy(to, at, 4); break;
+            case Code::copy8: std::memcpy(to, at, 8); break;
+            case Code::copy16: std::memcpy(to, at, 16); break;
+            case Code::copyMany: copyBytes(to, at, piece->a); break;
+            case Code::boolean:
+                if (static_cast<unsigned char>(*at) > 1) return discard(i, value);
+                break;
+            case Code::range:
+                if (wordAt(at) - piece->a >= piece->b) return discard(i, value);
+                break;
+            case Code::literal:
+                if (!hasLiteral(*piece->programs->type, static_cast<DDS_Long>(wordAt(at)))) return discard(i, value);
+                break;
+            case Code::constant:
+                if (wordAt(at) != piece->a) return discard(i, value);
+                break;
+            case Code::constant8:
+                if (std::memcmp(at, &piece->a, 8) != 0) return discard(i, value);
+                break;
+            case Code::constant12:
+                if (std::memcmp(at, &piece->a, 8) != 0 || wordAt(at + 8) != piece->c) return discard(i, value);
+                break;
+            case Code::zero:
+            case Code::zeros: break; // padding may be anything
+            default: __builtin_unreachable();
+            }
+        }
+        return segment + i.a;
+    }
+
     // What was copied before a check failed must not stay: a value has booleans and enumerators only.
-    [[gnu::cold]] const char* discard(const Instruction* i, char* value) {
-        for (++i; i->code <= Code::zeros && i->code != Code::end && i->code != Code::segment; ++i) {
-            char* at = value + i->memory;
-            if (i->code == Code::boolean) {
+    [[gnu::cold]] static const char* discard(const Instruction& i, char* value) {
+        for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
+            char* at = value + piece->memory;
+            if (piece->code == Code::boolean) {
                 *at = *at != 0;
-            } else if (i->code == Code::literal) {
-                if (!hasLiteral(*i->programs->type, static_cast<DDS_Long>(wordAt(at))))
-                    putWord(at, static_cast<uint32_t>(defaultLiteral(i->programs->type)));
-            } else if (i->code == Code::range && wordAt(at) - i->a >= i->b) {
-                putWord(at, i->a);
+            } else if (piece->code == Code::literal) {
+                if (!hasLiteral(*piece->programs->type, static_cast<DDS_Long>(wordAt(at))))
+                    putWord(at, static_cast<uint32_t>(defaultLiteral(piece->programs->type)));
+            } else if (piece->code == Code::range && wordAt(at) - piece->a >= piece->b) {
+                putWord(at, piece->a);
             }
         }
         return nullptr;
+    }
+
+    const char* getOptionalSegment(const Instruction& i, void** pointer, const char* from, const char* limit) {
+        const bool isNew = *pointer == nullptr;
+        if (isNew && !makeOptional(i, pointer)) return nullptr;
+        from = getSegment(i, static_cast<char*>(*pointer), from, limit);
+        if (from == nullptr && isNew) removeOptional(i, pointer);
+        return from;
+    }
+
+    // An optional value that is present, made if it was not there.
+    bool enter(const Instruction& i, void** pointer, Optionals& optionals) {
+        const bool isNew = *pointer == nullptr;
+        if (isNew && !makeOptional(i, pointer)) return false;
+        optionals.enter(pointer, isNew ? &i.programs->shape : nullptr);
+        return true;
     }
 
     const char* outOfMemory() {
@@ -245,11 +273,11 @@ private:
     }
 
     [[gnu::always_inline]] const char* readText(
-        const Instruction& i, char** text, const char* from, const char* limit) {
+        char** text, size_t bound, const char* from, const char* limit) {
         if (!(from = take(from, limit, 4, 4))) return nullptr;
         const uint32_t length = wordAt(from);
         from += 4;
-        if (length > static_cast<size_t>(limit - from) || length == 0 || length - 1 > i.a ||
+        if (length > static_cast<size_t>(limit - from) || length == 0 || length - 1 > bound ||
             std::memchr(from, '\0', length) != from + length - 1)
             return nullptr;
         if (!assignText(text, from, length - 1, memory_)) return outOfMemory();
@@ -282,7 +310,9 @@ private:
             from += bytes;
         } else {
             for (uint32_t n = 0; n < count; ++n) {
-                from = run(i.programs->wire, elementAt(element, sequence, n), from, limit);
+                char* at = elementAt(element, sequence, n);
+                from = i.code == Code::textSequence ? readText(reinterpret_cast<char**>(at), i.b, from, limit)
+                                                    : run(i.programs->wire, at, from, limit);
                 if (from != nullptr) continue;
                 dropElements(element, sequence, std::max(n, complete));
                 return nullptr;
@@ -297,7 +327,7 @@ private:
         // Beside the value: its arm before must be known while it changes.
         alignas(8) char scratch[8] = {};
         const Instruction* row = programs.discriminator->wire.program;
-        if (row[1].code == Code::copy4 && row[2].code == Code::end) { // an integer: the usual case
+        if (row->b == 1 && row[1].code == Code::copy4) { // an integer: the usual case
             if (!(from = take(from, limit, 4, 4))) return nullptr;
             std::memcpy(scratch, from, 4);
             from += 4;

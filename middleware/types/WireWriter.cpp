@@ -18,39 +18,34 @@ public:
 
     // NOLINTNEXTLINE: one loop is the point.
     char* run(const Wire& wire, const char* value, char* to) {
-        const Instruction* i = wire.program;
         size_t slots[mostSlots]; // positions, or the value around an optional one
-        char* segment = nullptr;
-        for (;; ++i) {
+        for (const Instruction* i = wire.program;; ++i) {
             const char* from = value + i->memory;
             switch (i->code) {
             case Code::end: return to;
             case Code::segment:
-                if (!(segment = room(to, i->alignment, i->a))) return nullptr;
-                to = segment + i->a;
+                if (!(to = putSegment(*i, value, to))) return nullptr;
+                i += i->b;
                 break;
-            case Code::copy1: segment[i->wire] = *from; break;
-            case Code::copy2: std::memcpy(segment + i->wire, from, 2); break;
-            case Code::copy4: std::memcpy(segment + i->wire, from, 4); break;
-            case Code::copy8: std::memcpy(segment + i->wire, from, 8); break;
-            case Code::copy16: std::memcpy(segment + i->wire, from, 16); break;
-            case Code::copyMany: copyBytes(segment + i->wire, from, i->a); break;
-            case Code::boolean: segment[i->wire] = *from != 0; break;
-            case Code::range:
-                if (wordAt(from) - i->a >= i->b) return nullptr;
+            case Code::optionalSegment:
+            case Code::optional: {
+                // Most members of a sample are absent.
+                const OptionalMember* member = wire.optionals + i->c;
+                i -= member->distance;
+                const char* pointer = nullptr;
+                while (member->memory != noMember && (pointer = pointerAt(value + member->memory)) == nullptr) ++member;
+                i += member->distance;
+                if (pointer == nullptr) {
+                    --i; // the next one is what comes behind the group
+                } else if (i->code == Code::optionalSegment) {
+                    if (!(to = putSegment(*i, pointer, to))) return nullptr;
+                    i += i->b;
+                } else if (!i->isText) {
+                    slots[i->slot] = reinterpret_cast<size_t>(value);
+                    value = pointer;
+                }
                 break;
-            case Code::literal:
-                if (!hasLiteral(*i->programs->type, static_cast<DDS_Long>(wordAt(from)))) return nullptr;
-                break;
-            case Code::constant: putWord(segment + i->wire, i->a); break;
-            case Code::constant8: std::memcpy(segment + i->wire, &i->a, 8); break;
-            case Code::constant12:
-                std::memcpy(segment + i->wire, &i->a, 8);
-                putWord(segment + i->wire + 8, i->c);
-                break;
-            case Code::zero: segment[i->wire] = 0; break;
-            case Code::zeros: putWord(segment + i->wire, 0); break;
-
+            }
             case Code::block:
                 if (!(to = room(to, i->alignment, i->a))) return nullptr;
                 std::memcpy(to, from, i->a);
@@ -60,6 +55,7 @@ public:
                 if (!(to = putText(to, textAt(from), i->a))) return nullptr;
                 break;
             case Code::blockSequence:
+            case Code::textSequence:
             case Code::sequence:
                 if (!(to = putSequence(*i, sequenceAt(from), to))) return nullptr;
                 break;
@@ -109,21 +105,6 @@ public:
                 }
                 break;
             }
-            case Code::optional: {
-                // Most members of a sample are absent.
-                const OptionalMember* member = wire.optionals + i->c;
-                i -= member->distance;
-                const char* pointer = nullptr;
-                while (member->memory != noMember && (pointer = pointerAt(value + member->memory)) == nullptr) ++member;
-                i += member->distance;
-                if (pointer == nullptr) {
-                    --i; // the next one is what comes behind the group
-                } else if (!i->isText) {
-                    slots[i->slot] = reinterpret_cast<size_t>(value);
-                    value = pointer;
-                }
-                break;
-            }
             case Code::leave: value = reinterpret_cast<const char*>(slots[i->slot]); break;
             default: __builtin_unreachable();
             }
@@ -131,14 +112,53 @@ public:
     }
 
 private:
-    // Where `size` bytes of that alignment go; what is skipped becomes 0.
+    [[gnu::always_inline]] char* putSegment(const Instruction& i, const char* value, char* to) {
+        char* segment = room(to, i.alignment, i.a);
+        if (segment == nullptr) return nullptr;
+        for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
+            const char* from = value + piece->memory;
+            char* at = segment + piece->wire;
+            if (piece->code > Code::zeros) __builtin_unreachable();
+            switch (piece->code) {
+            case Code::copy1: *at = *from; break;
+            case Code::copy2: std::memcpy(at, from, 2); break;
+            case Code::copy4: std::memcpy(at, from, 4); break;
+            case Code::copy8: std::memcpy(at, from, 8); break;
+            case Code::copy16: std::memcpy(at, from, 16); break;
+            case Code::copyMany: copyBytes(at, from, piece->a); break;
+            case Code::boolean: *at = *from != 0; break;
+            case Code::range:
+                if (wordAt(from) - piece->a >= piece->b) return nullptr;
+                break;
+            case Code::literal:
+                if (!hasLiteral(*piece->programs->type, static_cast<DDS_Long>(wordAt(from)))) return nullptr;
+                break;
+            case Code::constant: putWord(at, piece->a); break;
+            case Code::constant8: std::memcpy(at, &piece->a, 8); break;
+            case Code::constant12:
+                std::memcpy(at, &piece->a, 8);
+                putWord(at + 8, piece->c);
+                break;
+            case Code::zero: *at = 0; break;
+            case Code::zeros: putWord(at, 0); break;
+            default: __builtin_unreachable();
+            }
+        }
+        return segment + i.a;
+    }
+
+    // Where `size` bytes of that alignment go; what is skipped becomes 0. Only something of at least the alignment
+    // begins behind a gap, so a whole word may be cleared.
     [[gnu::always_inline]] char* room(char* to, size_t alignment, size_t size) {
-        const size_t gap = (0 - static_cast<size_t>(to - base_)) & (alignment - 1);
-        if (static_cast<size_t>(end_ - to) < gap + size) {
+        const size_t gap = static_cast<size_t>(base_ - to) & (alignment - 1);
+        if (__builtin_expect(static_cast<size_t>(end_ - to) < gap + size, 0)) {
             to = grow(to, gap + size);
             if (to == nullptr) return nullptr;
         }
-        for (size_t n = 0; n < gap; ++n) to[n] = 0;
+        if (gap != 0) {
+            if (alignment == 4) putWord(to, 0);
+            else *to = 0;
+        }
         return to + gap;
     }
 
@@ -171,6 +191,11 @@ private:
             return to + bytes;
         }
         const size_t size = i.programs->shape.size;
+        if (i.code == Code::textSequence) {
+            for (uint32_t n = 0; n < length; ++n)
+                if (!(to = putText(to, textAt(sequenceElement(sequence, n, size)), i.b))) return nullptr;
+            return to;
+        }
         for (uint32_t n = 0; n < length; ++n)
             if (!(to = run(i.programs->wire, sequenceElement(sequence, n, size), to))) return nullptr;
         return to;
@@ -180,7 +205,7 @@ private:
         const Arms& arms = programs.arms;
         const Instruction* discriminator = programs.discriminator->wire.program;
         const char* at = value + arms.discriminatorOffset;
-        if (discriminator[1].code == Code::copy4 && discriminator[2].code == Code::end) { // an integer: the usual case
+        if (discriminator->b == 1 && discriminator[1].code == Code::copy4) { // an integer: the usual case
             if (!(to = room(to, 4, 4))) return nullptr;
             std::memcpy(to, at, 4);
             to += 4;
