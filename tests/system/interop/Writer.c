@@ -55,7 +55,7 @@ static void setBounded(Bounded* text, const char* value) {
     CHECK(snprintf(*text, sizeof *text, "%s", value) < (int)sizeof *text);
 }
 
-static void write(dds_entity_t writer, const void* sample) {
+static void writeSample(dds_entity_t writer, const void* sample) {
     CHECK(dds_write(writer, sample) == DDS_RETCODE_OK);
 }
 
@@ -75,7 +75,7 @@ static void update(DDS_Monitoring_ResourceUpdate* change) {
     DDS_Monitoring_Event event;
     setEvent(&event, CLASS_APPLICATION, 1);
     event.value._u.application.resource_update = change;
-    write(events, &event);
+    writeSample(events, &event);
 }
 
 static uint32_t classOf(const char* name) {
@@ -166,7 +166,7 @@ static void registry(const char* name) {
     setEvent(&event, CLASS_APPLICATION, 1);
     event.info.is_snapshot = true;
     event.value._u.application.resource_registry = &all;
-    write(events, &event);
+    writeSample(events, &event);
 }
 
 static void host(const char* name, unsigned long long process) {
@@ -177,7 +177,7 @@ static void host(const char* name, unsigned long long process) {
     setEvent(&event, CLASS_APPLICATION, 1);
     event.value._u.application.hostname = &hostname;
     event.value._u.application.process_id = &id;
-    write(events, &event);
+    writeSample(events, &event);
 }
 
 static void topic(int guid, char* name, const char* type) {
@@ -188,7 +188,7 @@ static void topic(int guid, char* name, const char* type) {
     setEvent(&event, CLASS_TOPIC, guid);
     event.value._u.topic.topic_name = name;
     event.value._u.topic.registered_type_name = &typeName;
-    write(events, &event);
+    writeSample(events, &event);
 }
 
 static void matched(int guid, int count) {
@@ -198,7 +198,7 @@ static void matched(int guid, int count) {
     DDS_Monitoring_Event event;
     setEvent(&event, CLASS_DATA_WRITER, guid);
     event.value._u.data_writer.status_publication_matched = &status;
-    write(events, &event);
+    writeSample(events, &event);
 }
 
 static void periodic(int guid, int count) {
@@ -210,7 +210,7 @@ static void periodic(int guid, int count) {
     setGuid(sample.resource_guid, guid);
     sample.value._d = CLASS_DATA_WRITER;
     sample.value._u.data_writer.status_cache = &status;
-    write(periodics, &sample);
+    writeSample(periodics, &sample);
 }
 
 static void logMessage(char* text) {
@@ -227,7 +227,7 @@ static void logMessage(char* text) {
     memset(&sample, 0, sizeof sample);
     setGuid(sample.info.root_resource_guid, 1);
     sample.update = &messages;
-    write(logs, &sample);
+    writeSample(logs, &sample);
 }
 
 /* With a participant of its own: a topic has one type in a participant. */
@@ -249,9 +249,9 @@ static void garbage(int count, uint32_t size) {
         for (uint32_t at = 0; at < size; ++at)
             octets[at] = at < 16 ? 0xff : (uint8_t)(at * 31 + (uint32_t)i * 17);
         const Impostor_Delimited one = {{size, size, octets, false}};
-        write(impostor(&delimited, &Impostor_Delimited_desc), &one);
+        writeSample(impostor(&delimited, &Impostor_Delimited_desc), &one);
         const Impostor_Plain other = {{size, size, octets, false}};
-        write(impostor(&plain, &Impostor_Plain_desc), &other);
+        writeSample(impostor(&plain, &Impostor_Plain_desc), &other);
     }
     free(octets);
 }
@@ -260,7 +260,7 @@ static void writeOtherMembers(int count) {
     char name[] = "no event at all";
     for (int i = 0; i < count; ++i) {
         const Impostor_OtherMembers sample = {name, i, 0.5};
-        write(impostor(&otherMembers, &Impostor_OtherMembers_desc), &sample);
+        writeSample(impostor(&otherMembers, &Impostor_OtherMembers_desc), &sample);
     }
 }
 
