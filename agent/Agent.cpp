@@ -1,6 +1,8 @@
 #include "agent/Agent.hpp"
 
 #include <dlfcn.h>
+#include <pthread.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -13,7 +15,6 @@
 #include "agent/Listeners.hpp"
 #include "agent/MetricGroups.hpp"
 #include "agent/Push.hpp"
-#include "zddscore/thread.h"
 
 namespace orx::agent {
 
@@ -88,6 +89,7 @@ bool startLibrary() {
 }
 
 void* runAgent(void*) {
+    pthread_setname_np(pthread_self(), "orxAgent");
     Registry& registry = theRegistry();
     if (startLibrary()) {
         AGENT_STATUS(CREATE, "the monitoring library; what the program makes is monitored");
@@ -99,6 +101,24 @@ void* runAgent(void*) {
     }
     registry.stopWork();
     return nullptr;
+}
+
+// Detached: nobody waits for it, and it may end before the process does. It takes no signals, which are the
+// program's.
+bool startThread() {
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_attr_t attributes;
+    if (pthread_attr_init(&attributes) != 0)
+        return false;
+    pthread_t thread;
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const bool isStarted = pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED) == 0 &&
+                           pthread_create(&thread, &attributes, runAgent, nullptr) == 0;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_attr_destroy(&attributes);
+    return isStarted;
 }
 
 // At the program's end, on the thread that ends it. In a child that was forked nothing of the agent runs.
@@ -196,11 +216,7 @@ const OrxAgentTable* orxAgent_start(const OrxShimStart* start) {
     startedIn = getpid();
     if (std::atexit(quiesce) != 0)
         return nullptr;
-    if (ORXOsapiJoinableThread_new("orxAgent", ORX_OSAPI_THREAD_PRIORITY_DEFAULT,
-            ORX_OSAPI_THREAD_OPTION_DEFAULT, ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT, nullptr, runAgent,
-            nullptr) == nullptr) {
-        AGENT_ERROR(FAILED_TO_CREATE, "the agent's thread");
-        return nullptr;
-    }
+    if (!startThread())
+        return AGENT_ERROR(FAILED_TO_CREATE, "the agent's thread"), nullptr;
     return makeTable(*start);
 }

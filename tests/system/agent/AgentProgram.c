@@ -121,7 +121,7 @@ static void shortLives(int count) {
 /* ---- Two threads make and end entities while they match each other, and a third sets listeners ---- */
 
 static dds_entity_t churnParticipant, churnTopic;
-static volatile int churning = 1;
+static int churning = 1;
 static unsigned long callbacks;
 
 static void countMatch(dds_entity_t writer, const dds_publication_matched_status_t status, void* argument) {
@@ -163,7 +163,7 @@ static void* churnListeners(void* argument) {
     (void)argument;
     dds_listener_t* listener = dds_create_listener(NULL);
     dds_lset_publication_matched(listener, countMatch);
-    while (churning) {
+    while (__atomic_load_n(&churning, __ATOMIC_RELAXED) != 0) {
         CHECK(dds_set_listener(churnParticipant, listener) == 0);
         CHECK(dds_set_listener(churnParticipant, NULL) == 0);
         dds_sleepfor(DDS_MSECS(1));
@@ -182,7 +182,7 @@ static void churn(int rounds) {
     CHECK(pthread_create(&threads[2], NULL, churnListeners, NULL) == 0);
     pthread_join(threads[0], NULL);
     pthread_join(threads[1], NULL);
-    churning = 0;
+    __atomic_store_n(&churning, 0, __ATOMIC_RELAXED);
     pthread_join(threads[2], NULL);
     CHECK(__atomic_load_n(&callbacks, __ATOMIC_RELAXED) > 0);
     CHECK(dds_delete(reader) == 0);

@@ -22,6 +22,9 @@ Record::~Record() {
 
 Environment Record::environment(Environment more) const {
     more["ORX_TEST_RECORD"] = path_;
+    // The end of a program waits for the agent within a bound, which is not meant for slow builds.
+    if (isSanitized())
+        more.try_emplace("PROGRAM_LINGER_MS", "2000");
     more["ORX_AGENT_LIBRARY"] = testProgram("agent/libagent_recording_library.so");
     return more;
 }

@@ -34,7 +34,8 @@ namespace {
 
 FILE* record = nullptr;
 pthread_mutex_t recordMutex = PTHREAD_MUTEX_INITIALIZER;
-ORX_MonitoringResource root;
+// Never destroyed: the agent may be at work when the process ends.
+ORX_MonitoringResource& root = *new ORX_MonitoringResource;
 ORX_MonitoringClass table;
 size_t assertions = 0;
 
