@@ -32,7 +32,8 @@ Table compare(std::string title, std::string note, std::vector<Candidate>& candi
     std::vector<std::vector<double>> times(candidates.size());
     for (std::size_t round = 0; round < rounds + 1; ++round) {
         for (std::size_t i = 0; i < candidates.size(); ++i) {
-            const double time = nanosecondsOf(candidates[i].run, batch);
+            const double time =
+                candidates[i].timed ? candidates[i].timed(batch) : nanosecondsOf(candidates[i].run, batch);
             candidates[i].afterBatch();
             if (round != 0) times[i].push_back(time); // the first round warms up
         }
