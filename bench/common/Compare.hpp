@@ -1,6 +1,7 @@
-// Compares candidates in one run, interleaved: A B C A B C ..., a short batch each, so that a machine that changes its
-// speed within seconds changes it for all of them. What counts is the ratio within a round; its median is reported.
-// (A benchmark library that times one candidate after the other for seconds cannot give such ratios.)
+// Compares candidates in one run, interleaved: A B C A B C ..., a short batch each, so that a machine that
+// changes its speed within seconds changes it for all of them. What counts is the ratio within a round; its
+// median is reported. (A benchmark library that times one candidate after the other for seconds cannot give
+// such ratios.)
 #ifndef BENCH_COMPARE_HPP
 #define BENCH_COMPARE_HPP
 
@@ -14,7 +15,7 @@ namespace bench {
 
 struct Candidate {
     std::string name;
-    std::function<void(std::size_t)> run; // does the work that many times
+    std::function<void(std::size_t)> run;     // does the work that many times
     std::function<void()> afterBatch = [] {}; // not timed: makes room again, say
     // In place of `run`, for work that times itself, in another process say: the nanoseconds of one piece.
     std::function<double(std::size_t)> timed = nullptr;
@@ -22,14 +23,14 @@ struct Candidate {
 
 struct Row {
     std::string name;
-    double nanoseconds = 0;   // median of one piece of work
-    double ratio = 0;         // to the first candidate: median of the rounds
-    double ratioLow = 0;      // 10th and 90th percentile of the rounds
+    double nanoseconds = 0; // median of one piece of work
+    double ratio = 0;       // to the first candidate: median of the rounds
+    double ratioLow = 0;    // 10th and 90th percentile of the rounds
     double ratioHigh = 0;
-    double p50 = 0;           // of single pieces, where they were sampled; else 0
+    double p50 = 0; // of single pieces, where they were sampled; else 0
     double p99 = 0;
-    double heapCalls = -1;    // for each piece, where counted; else -1
-    double perPiece = -1;     // any other figure for each piece, such as bytes; named by the table
+    double heapCalls = -1; // for each piece, where counted; else -1
+    double perPiece = -1;  // any other figure for each piece, such as bytes; named by the table
 };
 
 struct Table {
@@ -51,7 +52,9 @@ void print(const Table& table);
 void writeJson(const std::string& file, const std::vector<Table>& tables);
 
 // Keeps a value from being optimized away.
-template <typename T> inline void keep(T&& value) { asm volatile("" : : "g"(&value) : "memory"); }
+template <typename T> inline void keep(T&& value) {
+    asm volatile("" : : "g"(&value) : "memory");
+}
 
 } // namespace bench
 

@@ -1,4 +1,5 @@
-// Counts the heap calls of each thread of the program that it is linked into, by standing in front of the C library's.
+// Counts the heap calls of each thread of the program that it is linked into, by standing in front of the C
+// library's.
 #include <cstddef>
 #include <cstdint>
 
@@ -7,7 +8,7 @@
 namespace {
 // In the program itself, so that the access never allocates.
 __thread std::uint64_t calls = 0;
-}
+} // namespace
 
 extern "C" {
 void* __libc_malloc(std::size_t size);
@@ -39,5 +40,7 @@ int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
 }
 
 namespace bench {
-std::uint64_t heapCalls() { return calls; }
+std::uint64_t heapCalls() {
+    return calls;
+}
 } // namespace bench

@@ -1,11 +1,11 @@
 // What a push of an event metric costs the application's thread that makes it.
 //
-// Imitates a writer whose publication-matched status changes: the thread takes the metric mutex of the resource's
-// index, pushes, and gives the mutex. The floor does the least that any such design must: a recursive mutex, room
-// from a bump allocator, a copy of the same bytes, a link.
-#include <pthread.h>
+// Imitates a writer whose publication-matched status changes: the thread takes the metric mutex of the
+// resource's index, pushes, and gives the mutex. The floor does the least that any such design must: a
+// recursive mutex, room from a bump allocator, a copy of the same bytes, a link.
 #include <prometheus/gauge.h>
 #include <prometheus/registry.h>
+#include <pthread.h>
 #include <spdlog/async.h>
 #include <spdlog/sinks/null_sink.h>
 
@@ -44,7 +44,8 @@ public:
         Node* node = &nodes_[next_++ % nodes_.size()];
         std::memcpy(&node->status, &status, sizeof status);
         node->next = nullptr;
-        if (tail_ != nullptr) tail_->next = node;
+        if (tail_ != nullptr)
+            tail_->next = node;
         tail_ = node;
         pthread_mutex_unlock(&mutex_);
     }
@@ -99,14 +100,16 @@ Library startLibrary() {
     Library library;
     library.monitoringClass = ORX_MonitoringHost_start(&property);
     ORX_MonitoringProperty_t_finalize_ex(&property, DDS_BOOLEAN_FALSE);
-    if (library.monitoringClass == nullptr) fail("the library did not start");
+    if (library.monitoringClass == nullptr)
+        fail("the library did not start");
     DDS_GUID_t guid{{1, 2, 3, 4}};
     const ORX_MonitoringResourceForwarder forwarder{noGroup, nullptr};
     library.entity = DDS_Entity_create_observedI(DDS_DATAWRITER_ENTITY_KIND, &guid, 0);
-    library.writer = library.monitoringClass->assertResourceFunction(library.monitoringClass, &library.index, &guid,
-        ORX_MONITORING_DATA_WRITER_CLASS_ID, "writer", library.entity, library.monitoringClass->rootResource,
-        &forwarder);
-    if (library.writer == nullptr) fail("no resource");
+    library.writer = library.monitoringClass->assertResourceFunction(library.monitoringClass, &library.index,
+        &guid, ORX_MONITORING_DATA_WRITER_CLASS_ID, "writer", library.entity,
+        library.monitoringClass->rootResource, &forwarder);
+    if (library.writer == nullptr)
+        fail("no resource");
     return library;
 }
 
@@ -121,11 +124,13 @@ int main(int argc, char** argv) {
     prometheus::Registry registry;
     auto& family = prometheus::BuildGauge().Name("bench").Register(registry);
     std::array<prometheus::Gauge*, 8> gauges{};
-    for (std::size_t i = 0; i < gauges.size(); ++i) gauges[i] = &family.Add({{"number", std::to_string(i)}});
+    for (std::size_t i = 0; i < gauges.size(); ++i)
+        gauges[i] = &family.Add({{"number", std::to_string(i)}});
 
     spdlog::init_thread_pool(8192, 1);
-    const auto logger = std::make_shared<spdlog::async_logger>("bench", std::make_shared<spdlog::sinks::null_sink_mt>(),
-        spdlog::thread_pool(), spdlog::async_overflow_policy::overrun_oldest);
+    const auto logger =
+        std::make_shared<spdlog::async_logger>("bench", std::make_shared<spdlog::sinks::null_sink_mt>(),
+            spdlog::thread_pool(), spdlog::async_overflow_policy::overrun_oldest);
 
     const auto pushFloor = [&] {
         ++status.total_count;
@@ -137,25 +142,30 @@ int main(int argc, char** argv) {
     };
     const auto setGauges = [&] {
         ++status.total_count;
-        for (auto* gauge : gauges) gauge->Set(status.total_count);
+        for (auto* gauge : gauges)
+            gauge->Set(status.total_count);
     };
     const auto log = [&] { logger->info("publication matched {}", ++status.total_count); };
     const auto repeat = [](auto once) {
         return [once](std::size_t count) {
-            for (std::size_t i = 0; i < count; ++i) once();
+            for (std::size_t i = 0; i < count; ++i)
+                once();
         };
     };
 
     std::vector<bench::Candidate> candidates{{"floor: recursive mutex, bump, copy, link", repeat(pushFloor)},
         {"pushEventMetricFunction with its mutex", repeat(push)},
-        {"prometheus-cpp: 8 x Gauge::Set", repeat(setGauges)}, {"spdlog: one asynchronous call", repeat(log)}};
+        {"prometheus-cpp: 8 x Gauge::Set", repeat(setGauges)},
+        {"spdlog: one asynchronous call", repeat(log)}};
     bench::Table table = bench::compare("Cost of a push on the caller's thread",
-        "44 bytes of publication-matched status, metric mutex included; ratio to the floor", candidates, batch, rounds);
+        "44 bytes of publication-matched status, metric mutex included; ratio to the floor", candidates,
+        batch, rounds);
 
     const auto sample = [&](std::size_t row, const auto& once) {
         bench::samplePercentiles(table.rows[row], once, 100'000);
         const std::uint64_t before = bench::heapCalls();
-        for (int i = 0; i < 10'000; ++i) once();
+        for (int i = 0; i < 10'000; ++i)
+            once();
         table.rows[row].heapCalls = static_cast<double>(bench::heapCalls() - before) / 10'000;
     };
     sample(0, pushFloor);

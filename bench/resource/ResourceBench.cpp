@@ -1,8 +1,8 @@
-// What the n-th sibling costs: asserting it, deleting it, and keeping it, under one participant of a library with 16
-// selections of metrics.
+// What the n-th sibling costs: asserting it, deleting it, and keeping it, under one participant of a library
+// with 16 selections of metrics.
 //
-// A tree for each size stands in a process of its own. In turns, each has some of its siblings deleted, chosen by
-// chance, and as many asserted anew, so that it keeps its size.
+// A tree for each size stands in a process of its own. In turns, each has some of its siblings deleted,
+// chosen by chance, and as many asserted anew, so that it keeps its size.
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -19,7 +19,7 @@ constexpr std::size_t rounds = 100;
 
 using Trees = std::vector<std::unique_ptr<bench::Tree>>;
 
-bench::Table measure(Trees& trees, const char* title, const char* what, double bench::Tree::Answer::* figure) {
+bench::Table measure(Trees& trees, const char* title, const char* what, double bench::Tree::Answer::*figure) {
     std::vector<bench::Candidate> candidates;
     for (const auto& tree : trees) {
         bench::Candidate candidate;
@@ -27,7 +27,8 @@ bench::Table measure(Trees& trees, const char* title, const char* what, double b
         candidate.timed = [&tree, figure](std::size_t count) { return tree->replace(count).*figure; };
         candidates.push_back(std::move(candidate));
     }
-    return bench::compare(title, "one participant, 16 selections; ratio to the smallest tree", candidates, batch, rounds);
+    return bench::compare(
+        title, "one participant, 16 selections; ratio to the smallest tree", candidates, batch, rounds);
 }
 
 } // namespace
@@ -40,9 +41,10 @@ int main(int argc, char** argv) {
         trees.push_back(std::make_unique<bench::Tree>(size));
         bytes.push_back(trees.back()->waitUntilBuilt().heapBytes);
     }
+    tables.push_back(measure(
+        trees, "Asserting a resource among n siblings", "n = ", &bench::Tree::Answer::assertNanoseconds));
     tables.push_back(
-        measure(trees, "Asserting a resource among n siblings", "n = ", &bench::Tree::Answer::assertNanoseconds));
-    tables.push_back(measure(trees, "Deleting one of n siblings", "n = ", &bench::Tree::Answer::deleteNanoseconds));
+        measure(trees, "Deleting one of n siblings", "n = ", &bench::Tree::Answer::deleteNanoseconds));
 
     bench::Table memory{"Memory of a resource",
         "bytes of the library's heap for each resource, without the queues' arenas, in parentheses", {}};
@@ -55,7 +57,8 @@ int main(int argc, char** argv) {
         memory.rows.push_back(row);
     }
     tables.push_back(memory);
-    for (const bench::Table& table : tables) bench::print(table);
+    for (const bench::Table& table : tables)
+        bench::print(table);
     bench::writeJson(argc > 1 ? argv[1] : "", tables);
     return 0;
 }

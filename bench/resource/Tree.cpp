@@ -45,13 +45,17 @@ constexpr std::size_t prefix = 64;
 constexpr std::size_t arenaBit = std::size_t{1} << 63;
 
 void* allocate(void*, size_t size, size_t alignment, const char* typeName) {
-    if (alignment > prefix) return nullptr;
-    auto* memory = static_cast<unsigned char*>(std::aligned_alloc(prefix, (size + 2 * prefix - 1) & ~(prefix - 1)));
-    if (memory == nullptr) return nullptr;
+    if (alignment > prefix)
+        return nullptr;
+    auto* memory =
+        static_cast<unsigned char*>(std::aligned_alloc(prefix, (size + 2 * prefix - 1) & ~(prefix - 1)));
+    if (memory == nullptr)
+        return nullptr;
     const bool isArena = std::strcmp(typeName, "REDAInlineMemoryBlock") == 0;
     const std::size_t mark = size | (isArena ? arenaBit : 0);
     std::memcpy(memory, &mark, sizeof mark);
-    if (!isArena) liveBytes += size;
+    if (!isArena)
+        liveBytes += size;
     return memory + prefix;
 }
 
@@ -59,7 +63,8 @@ void release(void*, void* buffer) {
     auto* memory = static_cast<unsigned char*>(buffer) - prefix;
     std::size_t mark = 0;
     std::memcpy(&mark, memory, sizeof mark);
-    if ((mark & arenaBit) == 0) liveBytes -= mark;
+    if ((mark & arenaBit) == 0)
+        liveBytes -= mark;
     std::free(memory);
 }
 
@@ -73,20 +78,30 @@ DDS_Boolean noGroup(void** group, const void*, DDS_UnsignedLong) {
 // Expressions of several kinds; few of them match a writer.
 void addSelections(DDS_MonitoringMetricSelectionSeq& list) {
     static const char* const patterns[] = {"dds_data_writer_*", "*matched*", "dds_topic_*", "!*peak"};
-    if (!DDS_MonitoringMetricSelectionSeq_ensure_length(&list, selections, selections)) fail("no selections");
+    if (!DDS_MonitoringMetricSelectionSeq_ensure_length(&list, selections, selections))
+        fail("no selections");
     for (DDS_Long i = 0; i < selections; ++i) {
         auto* selection = DDS_MonitoringMetricSelectionSeq_get_reference(&list, i);
         std::string expression;
         switch (i % 4) {
-        case 0: expression = "//data_writers/writer_" + std::to_string(i) + "*"; break;
-        case 1: expression = "/applications/*/domain_participants/other_" + std::to_string(i) + "/*"; break;
-        case 2: expression = "//topics/topic_" + std::to_string(i); break;
-        default: expression = "/applications/*/domain_participants/p*/data_writers/*_" + std::to_string(i); break;
+        case 0:
+            expression = "//data_writers/writer_" + std::to_string(i) + "*";
+            break;
+        case 1:
+            expression = "/applications/*/domain_participants/other_" + std::to_string(i) + "/*";
+            break;
+        case 2:
+            expression = "//topics/topic_" + std::to_string(i);
+            break;
+        default:
+            expression = "/applications/*/domain_participants/p*/data_writers/*_" + std::to_string(i);
+            break;
         }
         DDS_String_replace(&selection->resource_selection, expression.c_str());
-        if (!DDS_StringSeq_ensure_length(&selection->enabled_metrics_selection, 1, 1)) fail("no pattern");
-        DDS_String_replace(
-            DDS_StringSeq_get_reference(&selection->enabled_metrics_selection, 0), patterns[i % 4] + (i % 4 == 3));
+        if (!DDS_StringSeq_ensure_length(&selection->enabled_metrics_selection, 1, 1))
+            fail("no pattern");
+        DDS_String_replace(DDS_StringSeq_get_reference(&selection->enabled_metrics_selection, 0),
+            patterns[i % 4] + (i % 4 == 3));
     }
 }
 
@@ -99,7 +114,8 @@ public:
         start();
         empty_ = liveBytes;
         writers_.reserve(siblings);
-        while (writers_.size() < siblings) writers_.push_back(assertNext());
+        while (writers_.size() < siblings)
+            writers_.push_back(assertNext());
     }
 
     Tree::Answer replace(std::size_t count) {
@@ -107,15 +123,18 @@ public:
         std::vector<ORX_MonitoringResource*> doomed;
         while (chosen.size() < count) {
             const std::size_t at = random_() % writers_.size();
-            if (writers_[at] == nullptr) continue; // chosen before
+            if (writers_[at] == nullptr)
+                continue; // chosen before
             chosen.push_back(at);
             doomed.push_back(writers_[at]);
             writers_[at] = nullptr;
         }
         const auto begin = Clock::now();
-        for (auto* resource : doomed) library_->deleteResourceFunction(library_, resource);
+        for (auto* resource : doomed)
+            library_->deleteResourceFunction(library_, resource);
         const auto deleted = Clock::now();
-        for (const std::size_t at : chosen) writers_[at] = assertNext();
+        for (const std::size_t at : chosen)
+            writers_[at] = assertNext();
         const auto end = Clock::now();
         const auto each = [count](auto duration) {
             return std::chrono::duration<double, std::nano>(duration).count() / static_cast<double>(count);
@@ -138,7 +157,8 @@ private:
         addSelections(property.metric_selection_list);
         library_ = ORX_MonitoringHost_start(&property);
         ORX_MonitoringProperty_t_finalize_ex(&property, DDS_BOOLEAN_FALSE);
-        if (library_ == nullptr) fail("the library did not start");
+        if (library_ == nullptr)
+            fail("the library did not start");
         const DDS_GUID_t guid{{1, 2, 3, 4}};
         participant_ = make(DDS_PARTICIPANT_ENTITY_KIND, guid, ORX_MONITORING_PARTICIPANT_CLASS_ID,
             "participant", library_->rootResource);
@@ -156,9 +176,10 @@ private:
         DDS_Entity* entity, ORX_MonitoringResource* parent) {
         static const ORX_MonitoringResourceForwarder forwarder{noGroup, nullptr};
         DDS_UnsignedLong index = 0;
-        auto* resource =
-            library_->assertResourceFunction(library_, &index, &guid, classId, name, entity, parent, &forwarder);
-        if (resource == nullptr) fail("a resource was not asserted");
+        auto* resource = library_->assertResourceFunction(
+            library_, &index, &guid, classId, name, entity, parent, &forwarder);
+        if (resource == nullptr)
+            fail("a resource was not asserted");
         return resource;
     }
 
@@ -168,7 +189,8 @@ private:
         DDS_GUID_t guid{{1, 2, 3, 4}};
         std::memcpy(guid.value + 8, &number, sizeof number);
         const std::string name = "writer_" + std::to_string(number);
-        return assertResource(guid, ORX_MONITORING_DATA_WRITER_CLASS_ID, name.c_str(), writerEntity_, participant_);
+        return assertResource(
+            guid, ORX_MONITORING_DATA_WRITER_CLASS_ID, name.c_str(), writerEntity_, participant_);
     }
 
     ORX_MonitoringClass* library_ = nullptr;
@@ -194,11 +216,14 @@ private:
 
 Tree::Tree(std::size_t siblings) : siblings_{siblings} {
     int ends[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) fail("no socket");
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+        fail("no socket");
     process_ = fork();
-    if (process_ < 0) fail("no process");
+    if (process_ < 0)
+        fail("no process");
     if (process_ == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL); // trees that are made later hold the other end of this one's socket too
+        prctl(PR_SET_PDEATHSIG,
+            SIGKILL); // trees that are made later hold the other end of this one's socket too
         close(ends[0]);
         serve(ends[1], siblings);
     }
@@ -208,21 +233,26 @@ Tree::Tree(std::size_t siblings) : siblings_{siblings} {
 
 Tree::~Tree() {
     const std::size_t end = 0;
-    if (write(socket_, &end, sizeof end) != sizeof end) kill(process_, SIGKILL);
+    if (write(socket_, &end, sizeof end) != sizeof end)
+        kill(process_, SIGKILL);
     close(socket_);
     waitpid(process_, nullptr, 0);
 }
 
 Tree::Answer Tree::receive() const {
     Answer answer{};
-    if (read(socket_, &answer, sizeof answer) != sizeof answer) fail("a tree's process went away");
+    if (read(socket_, &answer, sizeof answer) != sizeof answer)
+        fail("a tree's process went away");
     return answer;
 }
 
-Tree::Answer Tree::waitUntilBuilt() { return receive(); }
+Tree::Answer Tree::waitUntilBuilt() {
+    return receive();
+}
 
 Tree::Answer Tree::replace(std::size_t count) {
-    if (write(socket_, &count, sizeof count) != sizeof count) fail("a tree's process went away");
+    if (write(socket_, &count, sizeof count) != sizeof count)
+        fail("a tree's process went away");
     return receive();
 }
 

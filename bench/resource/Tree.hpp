@@ -1,5 +1,5 @@
-// A tree of one participant and many writers below it, in a process of its own, so that trees of different sizes can
-// be compared in turns.
+// A tree of one participant and many writers below it, in a process of its own, so that trees of different
+// sizes can be compared in turns.
 //
 // The process waits for commands, and does nothing else meanwhile but what the library's own threads do.
 #ifndef BENCH_RESOURCE_TREE_HPP

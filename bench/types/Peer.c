@@ -72,9 +72,13 @@ size_t Peer_encode(Peer* self) {
     return dds_stream_write_sample(&self->stream, self->sample, &self->type) ? self->stream.m_index : 0;
 }
 
-const void* Peer_encoded(const Peer* self) { return self->stream.m_buffer; }
+const void* Peer_encoded(const Peer* self) {
+    return self->stream.m_buffer;
+}
 
-bool Peer_decode(Peer* self) { return decode(self, self->sample); }
+bool Peer_decode(Peer* self) {
+    return decode(self, self->sample);
+}
 
 bool Peer_decodeIntoNew(Peer* self) {
     void* sample = calloc(1, self->type.type.size);

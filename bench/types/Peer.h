@@ -1,5 +1,5 @@
-/* The peer's serializer at work on types that idlc made: what its own writers and readers call for each sample.
- * The C names of those types are ours too, so the two never meet in one source file. */
+/* The peer's serializer at work on types that idlc made: what its own writers and readers call for each
+ * sample. The C names of those types are ours too, so the two never meet in one source file. */
 #ifndef BENCH_TYPES_PEER_H
 #define BENCH_TYPES_PEER_H
 

@@ -15,19 +15,24 @@ constexpr DDS_Long loggingMessages = 8;
 constexpr DDS_Long metricIds = 20;
 
 void fillGuid(DDS_Monitoring_GUID_t& guid, unsigned char first) {
-    for (unsigned i = 0; i < sizeof guid; ++i) guid[i] = static_cast<DDS_Octet>(first + i);
+    for (unsigned i = 0; i < sizeof guid; ++i)
+        guid[i] = static_cast<DDS_Octet>(first + i);
 }
 
 // A sample that lacks a part would make a benchmark that lies.
 template <typename T> T* need(T* made) {
-    if (made == nullptr) std::abort();
+    if (made == nullptr)
+        std::abort();
     return made;
 }
 void need(bool isDone) {
-    if (!isDone) std::abort();
+    if (!isDone)
+        std::abort();
 }
 
-void setText(char*& text, const std::string& value) { (void)need(DDS_String_replace(&text, value.c_str())); }
+void setText(char*& text, const std::string& value) {
+    (void)need(DDS_String_replace(&text, value.c_str()));
+}
 
 DDS_Monitoring_Event* makeEvent(DDS_UnsignedLong classId) {
     DDS_Monitoring_Event* event = need(DDS_Monitoring_EventPluginSupport_create_data());
@@ -47,7 +52,8 @@ void fillMessage(DDS_Monitoring_LoggingMessage& message, DDS_UnsignedLongLong nu
     setText(message.hostname, "node-17.plant.example.org");
     setText(message.procid, "48213");
     setText(message.msgid, "writer");
-    setText(message.message, "could not send " + std::to_string(1000 + number) + " samples: no route to 10.1.2.3");
+    setText(message.message,
+        "could not send " + std::to_string(1000 + number) + " samples: no route to 10.1.2.3");
     need(DDS_Monitoring_StructuredDataMapEntrySeq_ensure_length(&message.structured_data, 1, 1));
     auto* entry = DDS_Monitoring_StructuredDataMapEntrySeq_get_reference(&message.structured_data, 0);
     setText(entry->key, "origin");
@@ -83,7 +89,8 @@ DDS_Monitoring_Event* makeCreationEvent() {
     setText(created.name, "rt_chatter.0110f3a2c4d5e6f700000503");
     need(DDS_UnsignedLongSeq_ensure_length(&created.metric_ids, metricIds, metricIds));
     for (DDS_Long i = 0; i < metricIds; ++i)
-        *DDS_UnsignedLongSeq_get_reference(&created.metric_ids, i) = 9'999'991U * static_cast<DDS_UnsignedLong>(i);
+        *DDS_UnsignedLongSeq_get_reference(&created.metric_ids, i) =
+            9'999'991U * static_cast<DDS_UnsignedLong>(i);
     return event;
 }
 
@@ -96,7 +103,8 @@ DDS_Monitoring_Logging* makeLoggingUpdate() {
     need(DDS_Monitoring_LogReferenceSeq_ensure_length(logging->update, loggingMessages, loggingMessages));
     for (DDS_Long i = 0; i < loggingMessages; ++i) {
         auto** reference = DDS_Monitoring_LogReferenceSeq_get_reference(logging->update, i);
-        if (*reference == nullptr) *reference = need(DDS_Monitoring_LoggingMessagePluginSupport_create_data());
+        if (*reference == nullptr)
+            *reference = need(DDS_Monitoring_LoggingMessagePluginSupport_create_data());
         fillMessage(**reference, static_cast<DDS_UnsignedLongLong>(i));
     }
     return logging;

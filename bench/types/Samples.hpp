@@ -7,10 +7,10 @@
 namespace bench {
 
 // Made on the heap; the caller gives them back with the family's destroy_data. Null when memory is out.
-DDS_Monitoring_Event* makeMetricEvent();      // a writer's publication-matched status
-DDS_Monitoring_Event* makeCreationEvent();    // a new writer, with its name and 20 metric ids
-DDS_Monitoring_Logging* makeLoggingUpdate();  // 8 messages with host, process and one structured datum
-DDS_Monitoring_Periodic* makePeriodic();      // a writer's protocol and cache statuses
+DDS_Monitoring_Event* makeMetricEvent();     // a writer's publication-matched status
+DDS_Monitoring_Event* makeCreationEvent();   // a new writer, with its name and 20 metric ids
+DDS_Monitoring_Logging* makeLoggingUpdate(); // 8 messages with host, process and one structured datum
+DDS_Monitoring_Periodic* makePeriodic();     // a writer's protocol and cache statuses
 
 } // namespace bench
 

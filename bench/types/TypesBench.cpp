@@ -1,8 +1,8 @@
-// What it costs to encode and to decode what is published, beside Cyclone DDS's own serializer at work on types that
-// idlc made from the same IDL, on the same bytes.
+// What it costs to encode and to decode what is published, beside Cyclone DDS's own serializer at work on
+// types that idlc made from the same IDL, on the same bytes.
 //
-// Both encode into memory that is there already. Both decode checked: bounds, lengths, enumerators and labels of
-// foreign bytes are looked at before anything is made of them.
+// Both encode into memory that is there already. Both decode checked: bounds, lengths, enumerators and labels
+// of foreign bytes are looked at before anything is made of them.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,7 +26,8 @@ constexpr std::size_t headerSize = 4; // encapsulation
     std::exit(1);
 }
 void check(bool isRight, const char* what) {
-    if (!isRight) fail(what);
+    if (!isRight)
+        fail(what);
 }
 
 // One sample, on both sides.
@@ -42,8 +43,10 @@ public:
         const std::size_t padding = static_cast<unsigned char>(bytes_[3]) & 3U;
         const std::size_t size = length - headerSize - padding;
         peer_ = Peer_new(topic, bytes_.data() + headerSize, size);
-        if (peer_ == nullptr) fail(std::string{"the peer refuses "} + name);
-        check(Peer_encode(peer_) == size && std::memcmp(Peer_encoded(peer_), bytes_.data() + headerSize, size) == 0,
+        if (peer_ == nullptr)
+            fail(std::string{"the peer refuses "} + name);
+        check(Peer_encode(peer_) == size &&
+                  std::memcmp(Peer_encoded(peer_), bytes_.data() + headerSize, size) == 0,
             "the peer writes other bytes");
     }
     ~Subject() {
@@ -55,19 +58,22 @@ public:
     Subject& operator=(const Subject&) = delete;
 
     bench::Table encode() {
-        return compare("Encoding: ", [this] { check(Peer_encode(peer_) != 0, "peer"); },
+        return compare(
+            "Encoding: ", [this] { check(Peer_encode(peer_) != 0, "peer"); },
             [this] {
                 auto length = static_cast<DDS_UnsignedLong>(room_.size());
-                check(DDS_Type_serialize_to_cdr_buffer(&type_, room_.data(), &length, sample_), "not serialized");
+                check(DDS_Type_serialize_to_cdr_buffer(&type_, room_.data(), &length, sample_),
+                    "not serialized");
             });
     }
     bench::Table decode() {
-        return compare("Checked decoding into a sample that lives on: ",
-            [this] { check(Peer_decode(peer_), "peer"); }, [this] { read(scratch_); });
+        return compare(
+            "Checked decoding into a sample that lives on: ", [this] { check(Peer_decode(peer_), "peer"); },
+            [this] { read(scratch_); });
     }
     bench::Table decodeIntoNew() {
-        return compare("Checked decoding into a new sample: ",
-            [this] { check(Peer_decodeIntoNew(peer_), "peer"); },
+        return compare(
+            "Checked decoding into a new sample: ", [this] { check(Peer_decodeIntoNew(peer_), "peer"); },
             [this] {
                 void* sample = DDS_Type_create_data(&type_);
                 read(sample);
@@ -86,13 +92,14 @@ private:
     bench::Table compare(const char* what, const Theirs& theirs, const Ours& ours) const {
         const auto repeat = [](auto once) {
             return [once](std::size_t count) {
-                for (std::size_t i = 0; i < count; ++i) once();
+                for (std::size_t i = 0; i < count; ++i)
+                    once();
             };
         };
         std::vector<bench::Candidate> candidates{
             {"Cyclone DDS's serializer", repeat(theirs)}, {"ours", repeat(ours)}};
-        bench::Table table = bench::compare(
-            what + name_, std::to_string(bytes_.size()) + " bytes; ratio to the peer", candidates, batch, rounds);
+        bench::Table table = bench::compare(what + name_,
+            std::to_string(bytes_.size()) + " bytes; ratio to the peer", candidates, batch, rounds);
         countHeap(table.rows[0], theirs);
         countHeap(table.rows[1], ours);
         return table;
@@ -100,7 +107,8 @@ private:
 
     template <typename Once> static void countHeap(bench::Row& row, const Once& once) {
         const std::uint64_t before = bench::heapCalls();
-        for (int i = 0; i < 100; ++i) once();
+        for (int i = 0; i < 100; ++i)
+            once();
         row.heapCalls = static_cast<double>(bench::heapCalls() - before) / 100;
     }
 
@@ -118,15 +126,22 @@ private:
 int main(int argc, char** argv) {
     Subject subjects[]{
         {"event with a metric", *DDS_Monitoring_Event_get_typecode(), PEER_EVENT, bench::makeMetricEvent()},
-        {"creation of a resource", *DDS_Monitoring_Event_get_typecode(), PEER_EVENT, bench::makeCreationEvent()},
-        {"update of 8 log messages", *DDS_Monitoring_Logging_get_typecode(), PEER_LOGGING, bench::makeLoggingUpdate()},
-        {"periodic with protocol status", *DDS_Monitoring_Periodic_get_typecode(), PEER_PERIODIC, bench::makePeriodic()},
+        {"creation of a resource", *DDS_Monitoring_Event_get_typecode(), PEER_EVENT,
+            bench::makeCreationEvent()},
+        {"update of 8 log messages", *DDS_Monitoring_Logging_get_typecode(), PEER_LOGGING,
+            bench::makeLoggingUpdate()},
+        {"periodic with protocol status", *DDS_Monitoring_Periodic_get_typecode(), PEER_PERIODIC,
+            bench::makePeriodic()},
     };
     std::vector<bench::Table> tables;
-    for (Subject& subject : subjects) tables.push_back(subject.encode());
-    for (Subject& subject : subjects) tables.push_back(subject.decode());
-    for (Subject& subject : subjects) tables.push_back(subject.decodeIntoNew());
-    for (const bench::Table& table : tables) bench::print(table);
+    for (Subject& subject : subjects)
+        tables.push_back(subject.encode());
+    for (Subject& subject : subjects)
+        tables.push_back(subject.decode());
+    for (Subject& subject : subjects)
+        tables.push_back(subject.decodeIntoNew());
+    for (const bench::Table& table : tables)
+        bench::print(table);
     bench::writeJson(argc > 1 ? argv[1] : "", tables);
     return 0;
 }

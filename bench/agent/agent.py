@@ -1,0 +1,195 @@
+"""What the agent costs a program that is monitored.
+
+ddsperf runs with and without orx-run: its throughput and round trip in turns, and the instructions that its own
+threads spend on a sample at 1 kHz, under callgrind. Times of ddsperf vary by a tenth from run to run; the
+instructions show what the times cannot.
+"""
+import json
+import os
+import pathlib
+import re
+import signal
+import statistics
+import subprocess
+import sys
+import tempfile
+
+PROGRAM_DOMAIN, MONITORING_DOMAIN = 90, 95
+ROUNDS = 7  # of times; the first is not counted
+SECONDS = 3  # of each run
+SHORT, LONG = 2, 7  # seconds of the two callgrind runs whose difference is counted
+NAMES = {False: "ddsperf alone", True: "ddsperf under orx-run"}
+
+build = pathlib.Path(sys.argv[1]).resolve()
+
+
+def command(arguments, monitored):
+    program = ["ddsperf", "-i", str(PROGRAM_DOMAIN), *arguments]
+    if not monitored:
+        return program
+    return [str(build / "bin/orx-run"), "--domain", str(MONITORING_DOMAIN), "--verbosity", "error", "--", *program]
+
+
+class Running:
+    """A process that ends with the block, whatever happens."""
+
+    def __init__(self, arguments, **options):
+        self.process = subprocess.Popen(
+            arguments, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, start_new_session=True, **options)
+
+    def __enter__(self):
+        return self
+
+    def output(self):
+        return self.process.communicate(timeout=90)[0]
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            os.killpg(self.process.pid, signal.SIGTERM)
+            try:
+                self.process.communicate(timeout=10)
+            except subprocess.TimeoutExpired:
+                os.killpg(self.process.pid, signal.SIGKILL)
+                self.process.communicate()
+
+
+def measure_pair(measured, peer, monitored, read):
+    """Both sides run alike. The median of what `read` finds in the lines of the measured one."""
+    with Running(command(["-D", str(SECONDS + 2), *peer], monitored)):
+        with Running(command(["-D", str(SECONDS), *measured], monitored)) as running:
+            output = running.output()
+    figures = [figure for figure in map(read, output.splitlines()) if figure is not None]
+    if len(figures) < 2:
+        raise SystemExit("agent bench: ddsperf printed no figures:\n" + output)
+    return statistics.median(figures[1:])  # the first second has discovery in it
+
+
+def read_rate(line):
+    found = re.search(r"rate (\d+(?:\.\d+)?) (k?)S/s", line)
+    return float(found[1]) * (1000 if found[2] else 1) if found else None
+
+
+def read_round_trip(line):
+    found = re.search(r" 50% (\d+(?:\.\d+)?)us", line)
+    return float(found[1]) * 1000 if found and " size " in line else None
+
+
+def percentile(values, part):
+    return sorted(values)[int(part * (len(values) - 1))]
+
+
+def row(name, nanoseconds, ratios, **more):
+    return {"name": name, "nanoseconds": nanoseconds, "ratio": statistics.median(ratios),
+            "ratio_p10": percentile(ratios, 0.1), "ratio_p90": percentile(ratios, 0.9), **more}
+
+
+def compare(title, note, measure):
+    """In turns; `measure` gives nanoseconds."""
+    times = {False: [], True: []}
+    for number in range(ROUNDS):
+        for monitored in (False, True):
+            figure = measure(monitored)
+            if number > 0:
+                times[monitored].append(figure)
+    ratios = [under / alone for alone, under in zip(times[False], times[True])]
+    return {"title": title, "note": note, "rows": [
+        row(NAMES[False], statistics.median(times[False]), [1.0]),
+        row(NAMES[True], statistics.median(times[True]), ratios)]}
+
+
+# ---- Instructions ----
+
+def read_profile(file, operation):
+    """Instructions of a thread, whether it has the program's own code in it, and calls of the operation."""
+    names, callee, calls, total, is_own = {}, None, 0, 0, False
+    with open(file, errors="replace") as lines:
+        for line in lines:
+            if line.startswith("cfn="):
+                identifier, _, name = line[4:].strip().partition(" ")
+                callee = names[identifier] = name or names.get(identifier)
+            elif line.startswith("fn="):
+                identifier, _, name = line[3:].strip().partition(" ")
+                if name:
+                    names[identifier] = name
+            elif line.startswith("calls=") and callee == operation:
+                calls += int(line[6:].split()[0])
+            elif line.startswith("totals:"):
+                total = int(line.split()[1])
+            elif line.startswith(("ob=", "cob=")) and line.rstrip().endswith("/ddsperf"):
+                is_own = True
+    return total, is_own, calls
+
+
+def profile(arguments, operation, seconds, monitored):
+    """Instructions of the program's own threads, of all threads, and samples."""
+    with tempfile.TemporaryDirectory() as folder:
+        # The environment of a tool is handed on to the program that orx-run becomes.
+        tool = ["valgrind", "--tool=callgrind", "--fair-sched=yes", "--separate-threads=yes", "--trace-children=yes",
+                f"--callgrind-out-file={folder}/out.%p"]
+        with Running(tool + command(["-D", str(seconds), *arguments], monitored)) as running:
+            output = running.output()
+        own = everything = samples = 0
+        for file in pathlib.Path(folder).glob("out.*-*"):
+            total, is_own, calls = read_profile(file, operation)
+            everything += total
+            own += total if is_own else 0
+            samples += calls
+    if samples == 0:
+        raise SystemExit("agent bench: no samples under callgrind:\n" + output)
+    return own, everything, samples
+
+
+def instructions_per_sample(arguments, operation, monitored):
+    """The start and the end are in both runs, and so in neither figure."""
+    short, long = (profile(arguments, operation, seconds, monitored) for seconds in (SHORT, LONG))
+    samples = long[2] - short[2]
+    return (long[0] - short[0]) / samples, (long[1] - short[1]) / samples
+
+
+def count_instructions(title, arguments, operation, feeder=None):
+    feed = Running(["ddsperf", "-i", str(PROGRAM_DOMAIN), *feeder]) if feeder else None
+    try:
+        figures = {monitored: [] for monitored in (False, True)}
+        for _ in range(2):
+            for monitored in (False, True):
+                figures[monitored].append(instructions_per_sample(arguments, operation, monitored))
+    finally:
+        if feed:
+            feed.__exit__()
+    rows = []
+    for what, index in (("its own threads", 0), ("all threads of the process", 1)):
+        alone = [figure[index] for figure in figures[False]]
+        under = [figure[index] for figure in figures[True]]
+        rows.append(row(f"{NAMES[False]}: {what}", 0, [1.0], per_piece=statistics.mean(alone)))
+        rows.append(row(f"{NAMES[True]}: {what}", 0, [b / a for a, b in zip(alone, under)],
+                        per_piece=statistics.mean(under)))
+    return {"title": title, "note": "instructions of a sample, in parentheses; start and end left out; default settings",
+            "rows": rows}
+
+
+def show(table):
+    print(f"\n{table['title']}\n  {table['note']}")
+    print(f"  {'':52} {'ns':>12} {'ratio':>8} {'p10..p90':>17}")
+    for each in table["rows"]:
+        figure = f"  ({each['per_piece']:.1f})" if "per_piece" in each else ""
+        print(f"  {each['name']:52} {each['nanoseconds']:12.1f} {each['ratio']:8.3f} "
+              f"{each['ratio_p10']:8.3f}..{each['ratio_p90']:<7.3f}{figure}", flush=True)
+
+
+def main():
+    tables = [
+        compare("The agent and throughput", "ddsperf pub and sub, 64 bytes, time of a sample received; ratio to no agent",
+                lambda monitored: 1e9 / measure_pair(["sub"], ["pub", "size", "64"], monitored, read_rate)),
+        compare("The agent and the round trip", "ddsperf ping and pong, median of a second; ratio to no agent",
+                lambda monitored: measure_pair(["ping"], ["pong"], monitored, read_round_trip)),
+        count_instructions("The agent and the instructions of a sample written at 1 kHz",
+                           ["pub", "1kHz"], "dds_write_ts"),
+        count_instructions("The agent and the instructions of a sample received at 1 kHz",
+                           ["sub"], "dds_take", ["pub", "1kHz"]),
+    ]
+    for table in tables:
+        show(table)
+    pathlib.Path(sys.argv[2]).write_text(json.dumps(tables, indent=2) + "\n")
+
+
+main()
