@@ -149,6 +149,11 @@ public:
     void onUnmatched(const eng::RemoteEndpoint& writer) override {
         add({Event::Kind::unmatched, writer, {}});
     }
+    void onSampleLost(uint64_t count) override { lost_ += count; }
+    uint64_t lost() const { return lost_; }
+
+private:
+    std::atomic<uint64_t> lost_{0};
 };
 
 class WriterRecorder final : public Recorder, public eng::WriterSink {

@@ -2,10 +2,10 @@
 
 #include <cstdlib>
 
-#include "middleware/engine/EngineLog.hpp"
 #include "middleware/engine/cyclone/CycloneEndpoint.hpp"
 #include "middleware/engine/cyclone/CycloneQos.hpp"
 #include "middleware/engine/cyclone/DomainConfiguration.hpp"
+#include "middleware/log/DdsLog.hpp"
 
 namespace zdds::engine {
 
@@ -26,7 +26,7 @@ bool CycloneEngine::isUsable() {
         defect_ = ZddsCyclone_selfTest();
     tested_ = true;
     if (defect_ != nullptr)
-        ENGINE_LOG(ERROR, NOT_SUPPORTED, "%s", defect_);
+        ZDDS_LOG_ERROR(NOT_SUPPORTED, "%s", defect_);
     return defect_ == nullptr;
 }
 
@@ -47,22 +47,22 @@ bool CycloneEngine::enterDomain(const ParticipantInfo& info) {
         return true;
     HeapArray<char> text{"domain configuration"};
     if (!writeDomainConfiguration(text, std::getenv("CYCLONEDDS_URI"), info.peers)) {
-        ENGINE_LOG(ERROR, CONFIG_FAILURE, "configuration of domain %d with its peers", info.domainId);
+        ZDDS_LOG_ERROR(CONFIG_FAILURE, "configuration of domain %d with its peers", info.domainId);
         return false;
     }
     const dds_entity_t entity = dds_create_domain(static_cast<dds_domainid_t>(info.domainId), text.begin());
     if (entity == code::preconditionNotMet) {
-        ENGINE_LOG(STATUS, PROCESSING,
+        ZDDS_LOG_AT(ORX_LOG_BIT_STATUS, PROCESSING,
             "domain %d exists already and keeps its own configuration; peers are not added", info.domainId);
         return true;
     }
     if (entity < 0) {
-        ENGINE_LOG(ERROR, FAILED_TO_CREATE, "domain %d: %s", info.domainId, dds_strretcode(entity));
+        ZDDS_LOG_ERROR(FAILED_TO_CREATE, "domain %d: %s", info.domainId, dds_strretcode(entity));
         return false;
     }
     auto* domain = new ("struct CycloneEngine::Domain") Domain(info.domainId, entity, domains_);
     if (domain == nullptr) {
-        ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "domain %d", info.domainId);
+        ZDDS_LOG_ERROR(FAILED_TO_ALLOCATE, "domain %d", info.domainId);
         dds_delete(entity);
         return false;
     }
@@ -88,14 +88,14 @@ void CycloneEngine::leaveDomain(DDS_DomainId_t id) {
 
 Participant* CycloneEngine::createParticipant(const ParticipantInfo& info) {
     if (info.domainId < 0) {
-        ENGINE_LOG(ERROR, BAD_PARAMETER_FAILURE, "domain id %d", info.domainId);
+        ZDDS_LOG_ERROR(BAD_PARAMETER_FAILURE, "domain id %d", info.domainId);
         return nullptr;
     }
     if (!isUsable())
         return nullptr;
     auto* participant = new ("class CycloneParticipant") CycloneParticipant(*this, info.domainId);
     if (participant == nullptr) {
-        ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "participant in domain %d", info.domainId);
+        ZDDS_LOG_ERROR(FAILED_TO_ALLOCATE, "participant in domain %d", info.domainId);
         return nullptr;
     }
     if (participant->create(info))

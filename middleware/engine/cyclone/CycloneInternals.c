@@ -36,6 +36,14 @@
 
 #include "zddscore/heap.h"
 
+/* Marks what reads records of the library, or types that it shares between threads: how it synchronizes them
+ * is hidden from the thread sanitizer. */
+#ifdef __SANITIZE_THREAD__
+#define READS_LIBRARY __attribute__((no_sanitize_thread))
+#else
+#define READS_LIBRARY
+#endif
+
 /* ---- sample type ---- */
 
 struct BytesType {
@@ -64,10 +72,10 @@ static void type_freeSamples(
     (void)type, (void)samples, (void)count, (void)operation;
 }
 
-static bool type_equal(const struct ddsi_sertype* left, const struct ddsi_sertype* right) {
+READS_LIBRARY static bool type_equal(const struct ddsi_sertype* left, const struct ddsi_sertype* right) {
     return ((const struct BytesType*)left)->keyBytes == ((const struct BytesType*)right)->keyBytes;
 }
-static uint32_t type_hash(const struct ddsi_sertype* type) {
+READS_LIBRARY static uint32_t type_hash(const struct ddsi_sertype* type) {
     return ((const struct BytesType*)type)->keyBytes;
 }
 
@@ -98,7 +106,7 @@ static uint32_t wholeWords(uint32_t size) {
 }
 
 /* Null when memory is out, or when there is less than a header and a key. */
-static struct BytesSample* sample_new(
+READS_LIBRARY static struct BytesSample* sample_new(
     const struct ddsi_sertype* type, enum ddsi_serdata_kind kind, size_t size) {
     const uint32_t keyBytes = ((const struct BytesType*)type)->keyBytes;
     if (size < (size_t)headerBytes + keyBytes || size > UINT32_MAX / 2)
@@ -117,7 +125,8 @@ static struct BytesSample* sample_new(
     return self;
 }
 
-static struct ddsi_serdata* sample_ready(struct BytesSample* self, const struct ddsi_sertype* type) {
+READS_LIBRARY static struct ddsi_serdata* sample_ready(
+    struct BytesSample* self, const struct ddsi_sertype* type) {
     self->common.hash = ddsrt_mh3(self->bytes + headerBytes, self->keyBytes, 0) ^ type->serdata_basehash;
     return &self->common;
 }
@@ -137,7 +146,7 @@ static uint32_t sample_size(const struct ddsi_serdata* data) {
 }
 
 /* The words of a received submessage have been brought into host order by then. */
-static int64_t sequenceNumberOf(const struct nn_rdata* first) {
+READS_LIBRARY static int64_t sequenceNumberOf(const struct nn_rdata* first) {
     const Data_DataFrag_common_t* submessage =
         (const Data_DataFrag_common_t*)NN_RMSG_PAYLOADOFF(first->rmsg, NN_RDATA_SUBMSG_OFF(first));
     return (int64_t)(((uint64_t)(uint32_t)submessage->writerSN.high << 32) | submessage->writerSN.low);
@@ -217,14 +226,15 @@ static void sample_returnVector(struct ddsi_serdata* data, const ddsrt_iovec_t* 
     ddsi_serdata_unref(data);
 }
 
-/* The map of instances keeps it, beyond the life of the type: so it carries none. */
+/* The map of instances keeps it, beyond the life of the type: so a copy of the key carries none. The map
+ * cannot do without: when memory is out it gets the sample itself, whose type is not looked at there. */
 static struct ddsi_serdata* sample_toUntyped(const struct ddsi_serdata* data) {
     const struct BytesSample* from = (const struct BytesSample*)data;
-    if (data->type == NULL)
+    if (data->type == NULL || data->kind == SDK_KEY)
         return ddsi_serdata_ref(data);
     struct BytesSample* self = sample_new(data->type, SDK_KEY, (size_t)headerBytes + from->keyBytes);
     if (self == NULL)
-        return NULL;
+        return ddsi_serdata_ref(data);
     memcpy(self->bytes, from->bytes, (size_t)headerBytes + from->keyBytes);
     self->common.hash = from->common.hash;
     self->common.type = NULL;
@@ -312,11 +322,11 @@ void ZddsCyclone_releaseType(struct ddsi_sertype* type) {
         ddsi_sertype_unref(type);
 }
 
-static struct ddsi_domaingv* domainOf(const struct ddsi_sertype* type) {
+READS_LIBRARY static struct ddsi_domaingv* domainOf(const struct ddsi_sertype* type) {
     return ddsrt_atomic_ldvoidp(&type->gv);
 }
 
-struct ddsi_tkmap_instance* ZddsCyclone_holdInstance(const struct ddsi_sertype* type) {
+READS_LIBRARY struct ddsi_tkmap_instance* ZddsCyclone_holdInstance(const struct ddsi_sertype* type) {
     if (!type->typekind_no_key)
         return NULL;
     struct BytesSample* sample = sample_new(type, SDK_KEY, headerBytes);
@@ -332,7 +342,8 @@ struct ddsi_tkmap_instance* ZddsCyclone_holdInstance(const struct ddsi_sertype* 
     return instance;
 }
 
-void ZddsCyclone_releaseInstance(const struct ddsi_sertype* type, struct ddsi_tkmap_instance* instance) {
+READS_LIBRARY void ZddsCyclone_releaseInstance(
+    const struct ddsi_sertype* type, struct ddsi_tkmap_instance* instance) {
     if (instance == NULL)
         return;
     struct ddsi_domaingv* domain = domainOf(type);
@@ -493,7 +504,7 @@ static ddsi_guid_t hostGuid(const uint8_t wire[16]) {
     return nn_ntoh_guid(guid);
 }
 
-void* ZddsCyclone_findWriter(const struct ddsi_sertype* type, const uint8_t guid[16]) {
+READS_LIBRARY void* ZddsCyclone_findWriter(const struct ddsi_sertype* type, const uint8_t guid[16]) {
     const struct ddsi_domaingv* domain = domainOf(type);
     const ddsi_guid_t key = hostGuid(guid);
     struct thread_state* thread = lookup_thread_state();
@@ -503,7 +514,7 @@ void* ZddsCyclone_findWriter(const struct ddsi_sertype* type, const uint8_t guid
     return writer;
 }
 
-void* ZddsCyclone_findReader(const struct ddsi_sertype* type, const uint8_t guid[16]) {
+READS_LIBRARY void* ZddsCyclone_findReader(const struct ddsi_sertype* type, const uint8_t guid[16]) {
     const struct ddsi_domaingv* domain = domainOf(type);
     const ddsi_guid_t key = hostGuid(guid);
     struct thread_state* thread = lookup_thread_state();
@@ -513,19 +524,20 @@ void* ZddsCyclone_findReader(const struct ddsi_sertype* type, const uint8_t guid
     return reader;
 }
 
-int64_t ZddsCyclone_lastSequenceNumber(const void* writer) {
+READS_LIBRARY int64_t ZddsCyclone_lastSequenceNumber(const void* writer) {
     return (int64_t)((const struct ddsi_writer*)writer)->seq;
 }
 
 /* An endpoint in the index stays allocated while the thread is awake. */
-static bool hasHandle(const struct ddsi_entity_common* entity, uint64_t handle, uint8_t guid[16]) {
+READS_LIBRARY static bool hasHandle(
+    const struct ddsi_entity_common* entity, uint64_t handle, uint8_t guid[16]) {
     if (entity == NULL || entity->iid != handle)
         return false;
     wireGuid(guid, &entity->guid);
     return true;
 }
 
-bool ZddsCyclone_matchedReader(void* writer, uint64_t handle, uint8_t guid[16]) {
+READS_LIBRARY bool ZddsCyclone_matchedReader(void* writer, uint64_t handle, uint8_t guid[16]) {
     struct ddsi_writer* self = writer;
     const struct entity_index* index = self->e.gv->entity_index;
     struct thread_state* thread = lookup_thread_state();
@@ -550,7 +562,7 @@ bool ZddsCyclone_matchedReader(void* writer, uint64_t handle, uint8_t guid[16]) 
     return found;
 }
 
-bool ZddsCyclone_matchedWriter(void* reader, uint64_t handle, uint8_t guid[16]) {
+READS_LIBRARY bool ZddsCyclone_matchedWriter(void* reader, uint64_t handle, uint8_t guid[16]) {
     struct ddsi_reader* self = reader;
     const struct entity_index* index = self->e.gv->entity_index;
     struct thread_state* thread = lookup_thread_state();

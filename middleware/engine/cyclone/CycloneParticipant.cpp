@@ -1,8 +1,8 @@
 #include "middleware/engine/cyclone/CycloneEndpoint.hpp"
 
-#include "middleware/engine/EngineLog.hpp"
 #include "middleware/engine/cyclone/CycloneEngine.hpp"
 #include "middleware/engine/cyclone/CycloneQos.hpp"
+#include "middleware/log/DdsLog.hpp"
 
 namespace zdds::engine {
 
@@ -19,8 +19,7 @@ bool CycloneParticipant::create(const ParticipantInfo& info) {
     entity_ = dds_create_participant(
         static_cast<dds_domainid_t>(domainId_), participantQos(info.name).get(), nullptr);
     if (entity_ <= 0) {
-        ENGINE_LOG(
-            ERROR, FAILED_TO_CREATE, "participant in domain %d: %s", domainId_, dds_strretcode(entity_));
+        ZDDS_LOG_ERROR(FAILED_TO_CREATE, "participant in domain %d: %s", domainId_, dds_strretcode(entity_));
         engine_.leaveDomain(domainId_);
         return false;
     }
@@ -32,7 +31,7 @@ Writer* CycloneParticipant::createWriter(const TopicInfo& topic, const DDS_DataW
     std::span<const char* const> partitions, WriterSink* sink) {
     auto* writer = new ("class CycloneWriter") CycloneWriter(sink);
     if (writer == nullptr) {
-        ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "writer");
+        ZDDS_LOG_ERROR(FAILED_TO_ALLOCATE, "writer");
         return nullptr;
     }
     if (writer->create(entity_, topic, qos, partitions))
@@ -45,7 +44,7 @@ Reader* CycloneParticipant::createReader(const TopicInfo& topic, const DDS_DataR
     std::span<const char* const> partitions, ReaderSink* sink) {
     auto* reader = new ("class CycloneReader") CycloneReader(sink);
     if (reader == nullptr) {
-        ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "reader");
+        ZDDS_LOG_ERROR(FAILED_TO_ALLOCATE, "reader");
         return nullptr;
     }
     if (reader->create(entity_, topic, qos, partitions))

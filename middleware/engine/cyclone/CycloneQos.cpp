@@ -43,8 +43,10 @@ template <class Qos> void setCommon(dds_qos_t* to, const Qos& from) {
     dds_qset_history(to, static_cast<dds_history_kind_t>(from.history.kind),
         from.history.depth > 0 ? from.history.depth : 1);
     dds_qset_ownership(to, static_cast<dds_ownership_kind_t>(from.ownership.kind));
-    if (from.user_data.value._length > 0 && from.user_data.value._contiguous_buffer != nullptr)
-        dds_qset_userdata(to, from.user_data.value._contiguous_buffer, from.user_data.value._length);
+    const DDS_Long userBytes = DDS_OctetSeq_get_length(&from.user_data.value);
+    if (userBytes > 0)
+        dds_qset_userdata(
+            to, DDS_OctetSeq_get_reference(&from.user_data.value, 0), static_cast<size_t>(userBytes));
 }
 
 constexpr size_t maximumRepresentations = 2;
@@ -54,9 +56,9 @@ void setRepresentation(dds_qos_t* to, const DDS_DataRepresentationQosPolicy& fro
     std::span<const dds_data_representation_id_t> fallback) {
     dds_data_representation_id_t wanted[maximumRepresentations];
     uint32_t count = 0;
-    const DDS_UnsignedLong length = from.value._contiguous_buffer != nullptr ? from.value._length : 0;
-    for (DDS_UnsignedLong i = 0; i < length && count < maximumRepresentations; ++i) {
-        const DDS_Long id = from.value._contiguous_buffer[i];
+    const DDS_Long length = DDS_LongSeq_get_length(&from.value);
+    for (DDS_Long i = 0; i < length && count < maximumRepresentations; ++i) {
+        const DDS_Long id = DDS_LongSeq_get(&from.value, i);
         if (id == DDS_DATA_REPRESENTATION_XCDR1 || id == DDS_DATA_REPRESENTATION_XCDR2)
             wanted[count++] = static_cast<dds_data_representation_id_t>(id);
     }

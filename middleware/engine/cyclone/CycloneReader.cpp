@@ -1,7 +1,7 @@
 #include "middleware/engine/cyclone/CycloneEndpoint.hpp"
 
-#include "middleware/engine/EngineLog.hpp"
 #include "middleware/engine/cyclone/CycloneQos.hpp"
+#include "middleware/log/DdsLog.hpp"
 
 namespace zdds::engine {
 
@@ -22,7 +22,7 @@ SampleKind kindOf(ZddsCycloneKind kind) {
 bool failed(dds_entity_t entity, const char* what, const char* topicName) {
     if (entity > 0)
         return false;
-    ENGINE_LOG(ERROR, FAILED_TO_CREATE, "%s of topic '%s': %s", what, topicName, dds_strretcode(entity));
+    ZDDS_LOG_ERROR(FAILED_TO_CREATE, "%s of topic '%s': %s", what, topicName, dds_strretcode(entity));
     return true;
 }
 
@@ -47,7 +47,7 @@ bool CycloneReader::create(dds_entity_t participant, const TopicInfo& topic, con
     dds_lset_sample_lost(listener.get(), onSampleLost);
     dds_rhc* cache = ZddsCyclone_newCache(onSample, this);
     if (cache == nullptr) {
-        ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "cache of the reader of topic '%s'", topic.topicName);
+        ZDDS_LOG_ERROR(FAILED_TO_ALLOCATE, "cache of the reader of topic '%s'", topic.topicName);
         return false;
     }
     reader_ =
@@ -59,7 +59,7 @@ bool CycloneReader::create(dds_entity_t participant, const TopicInfo& topic, con
     guid_ = guidOf(reader_);
     void* record = ZddsCyclone_findReader(topic_.type(), guid_.value);
     if (record == nullptr) {
-        ENGINE_LOG(ERROR, FAILED_TO_FIND, "record of the reader of topic '%s'", topic.topicName);
+        ZDDS_LOG_ERROR(FAILED_TO_FIND, "record of the reader of topic '%s'", topic.topicName);
         return false;
     }
     matches_.attach(record);

@@ -1,7 +1,7 @@
 #include "middleware/engine/cyclone/CycloneEndpoint.hpp"
 
 #include "middleware/engine/Encapsulation.hpp"
-#include "middleware/engine/EngineLog.hpp"
+#include "middleware/log/DdsLog.hpp"
 
 namespace zdds::engine {
 
@@ -39,21 +39,21 @@ CycloneTopic::~CycloneTopic() {
 
 bool CycloneTopic::create(dds_entity_t participant, const TopicInfo& info) {
     if (info.topicName == nullptr || info.typeName == nullptr || info.keyed != (info.keyBytes != 0)) {
-        ENGINE_LOG(ERROR, BAD_PARAMETER_FAILURE, "topic with no name, no type name, or a key of no length");
+        ZDDS_LOG_ERROR(BAD_PARAMETER_FAILURE, "topic with no name, no type name, or a key of no length");
         return false;
     }
     keyBytes_ = info.keyBytes;
     extensibility_ = info.extensibility;
     entity_ = ZddsCyclone_createTopic(participant, info.topicName, info.typeName, info.keyBytes, &type_);
     if (entity_ < 0) {
-        ENGINE_LOG(ERROR, FAILED_TO_CREATE, "topic '%s' of type '%s': %s", info.topicName, info.typeName,
+        ZDDS_LOG_ERROR(FAILED_TO_CREATE, "topic '%s' of type '%s': %s", info.topicName, info.typeName,
             dds_strretcode(entity_));
         return false;
     }
     instance_ = ZddsCyclone_holdInstance(type_);
     if (info.keyed || instance_ != nullptr)
         return true;
-    ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "instance of topic '%s'", info.topicName);
+    ZDDS_LOG_ERROR(FAILED_TO_ALLOCATE, "instance of topic '%s'", info.topicName);
     return false;
 }
 

@@ -1,7 +1,7 @@
 #include "middleware/engine/cyclone/CycloneEndpoint.hpp"
 
-#include "middleware/engine/EngineLog.hpp"
 #include "middleware/engine/cyclone/CycloneQos.hpp"
+#include "middleware/log/DdsLog.hpp"
 
 namespace zdds::engine {
 
@@ -22,7 +22,7 @@ ZddsCycloneKind kindOf(SampleKind kind) {
 bool failed(dds_entity_t entity, const char* what, const char* topicName) {
     if (entity > 0)
         return false;
-    ENGINE_LOG(ERROR, FAILED_TO_CREATE, "%s of topic '%s': %s", what, topicName, dds_strretcode(entity));
+    ZDDS_LOG_ERROR(FAILED_TO_CREATE, "%s of topic '%s': %s", what, topicName, dds_strretcode(entity));
     return true;
 }
 
@@ -53,7 +53,7 @@ bool CycloneWriter::create(dds_entity_t participant, const TopicInfo& topic, con
     guid_ = guidOf(writer_);
     record_ = ZddsCyclone_findWriter(topic_.type(), guid_.value);
     if (record_ == nullptr) {
-        ENGINE_LOG(ERROR, FAILED_TO_FIND, "record of the writer of topic '%s'", topic.topicName);
+        ZDDS_LOG_ERROR(FAILED_TO_FIND, "record of the writer of topic '%s'", topic.topicName);
         return false;
     }
     matches_.attach(record_);

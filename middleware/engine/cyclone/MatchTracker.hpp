@@ -15,8 +15,8 @@
 #include <mutex>
 
 #include "middleware/engine/Engine.hpp"
-#include "middleware/engine/EngineLog.hpp"
 #include "middleware/engine/HeapObject.hpp"
+#include "middleware/log/DdsLog.hpp"
 
 namespace zdds::engine {
 
@@ -134,7 +134,7 @@ private:
     Match* add(uint64_t handle) {
         const auto index = static_cast<std::size_t>(lowerBound(handle) - matches_.begin());
         if (!matches_.insert(index, Match{handle, {}, 0, false})) {
-            ENGINE_LOG(ERROR, FAILED_TO_ALLOCATE, "matched endpoint; its samples are dropped");
+            ZDDS_LOG_ERROR(FAILED_TO_ALLOCATE, "matched endpoint; its samples are dropped");
             return nullptr;
         }
         return &matches_[index];

@@ -1,9 +1,9 @@
 // The way of a sample through the loopback engine: from write to a step per reader, and the running of steps.
 #include <chrono>
 
-#include "middleware/engine/EngineLog.hpp"
 #include "middleware/engine/loopback/LoopbackEngine.hpp"
 #include "middleware/engine/loopback/LoopbackObjects.hpp"
+#include "middleware/log/DdsLog.hpp"
 
 namespace zdds::engine {
 

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "middleware/engine/Encapsulation.hpp"
-#include "middleware/engine/EngineLog.hpp"
 #include "middleware/engine/loopback/LoopbackObjects.hpp"
+#include "middleware/log/DdsLog.hpp"
 
 namespace zdds::engine::loopback {
 
@@ -31,8 +31,8 @@ Object* ParticipantObject::createEndpoint(
         }
     }
     lock.unlock();
-    ENGINE_LOG(
-        ERROR, FAILED_TO_CREATE, "endpoint of topic '%s'", topic.topicName != nullptr ? topic.topicName : "");
+    ZDDS_LOG_ERROR(
+        FAILED_TO_CREATE, "endpoint of topic '%s'", topic.topicName != nullptr ? topic.topicName : "");
     delete object;
     return nullptr;
 }

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "middleware/engine/EngineLog.hpp"
 #include "middleware/engine/loopback/LoopbackObjects.hpp"
+#include "middleware/log/DdsLog.hpp"
 
 namespace zdds::engine {
 
