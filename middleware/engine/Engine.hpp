@@ -121,8 +121,8 @@ public:
     virtual ~Participant() = default;    // every endpoint of it is gone before
     virtual DDS_GUID_t guid() const = 0; // final from creation on
     // partitions: those of the publisher or subscriber; none is the default partition.
-    // A reader's sink gets every sample: ownership, lifespan, time-based filter and deadline decide about matching at
-    // most, and what they say about samples is for the caller to do.
+    // A reader's sink gets every sample: ownership, lifespan, time-based filter and deadline decide about
+    // matching at most, and what they say about samples is for the caller to do.
     virtual Writer* createWriter(const TopicInfo& topic, const DDS_DataWriterQos& qos,
         std::span<const char* const> partitions, WriterSink* sink) = 0;
     virtual Reader* createReader(const TopicInfo& topic, const DDS_DataReaderQos& qos,
