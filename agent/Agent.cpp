@@ -88,6 +88,13 @@ bool startLibrary() {
     return isStarted;
 }
 
+// Nothing is pushed any more once this is done, so that the library may go.
+void detachAll(Registry& registry) {
+    const EntityList all(registry, nullptr, [](const Observed&) { return true; });
+    for (Observed* observed : all)
+        detachResource(*observed);
+}
+
 void* runAgent(void*) {
     pthread_setname_np(pthread_self(), "orxAgent");
     Registry& registry = theRegistry();
@@ -96,10 +103,14 @@ void* runAgent(void*) {
         while (registry.waitForWork() && processWork(registry, workUnderOneLock))
             lastWorkNs.store(monotonicNow(), std::memory_order_relaxed);
         AGENT_WARNING(FAILURE, "monitoring has ended with the engine or the library; the program runs on");
+        registry.stopWork();
+        detachAll(registry);
+        ORX_MonitoringHost_stop();
     } else {
         AGENT_WARNING(FAILED_TO_CREATE, "the monitoring library: the program runs on without monitoring");
+        registry.stopWork();
     }
-    registry.stopWork();
+    registry.markStopped();
     return nullptr;
 }
 

@@ -213,8 +213,18 @@ bool isMonitoringDomain(dds_entity_t handle) {
                                                   domain == static_cast<dds_domainid_t>(monitoringDomain));
 }
 
+// The monitoring leaves the engine before the program ends it: what it has there would be freed under its
+// threads. The wait is bounded, and the program's call is made in any case.
+void endMonitoring() {
+    constexpr int64_t boundNs = 2'000'000'000;
+    entities->requestStop();
+    if (!entities->waitUntilStopped(monotonicNow() + boundNs))
+        AGENT_WARNING(FAILED_TO_FINALIZE, "the monitoring library, before the program ends the engine");
+}
+
 dds_return_t deleteAboveParticipants(dds_entity_t handle) {
-    const bool endsMonitoring = isMonitoringDomain(handle);
+    if (isMonitoringDomain(handle))
+        endMonitoring();
     const dds_return_t result = engine().dds_delete(handle);
     if (result != DDS_RETCODE_OK)
         return result;
@@ -224,8 +234,6 @@ dds_return_t deleteAboveParticipants(dds_entity_t handle) {
         if (dds_get_parent(participant->handle) <= 0)
             entities->end(*participant);
     }
-    if (endsMonitoring)
-        entities->requestStop();
     return result;
 }
 

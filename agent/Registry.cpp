@@ -260,6 +260,21 @@ void Registry::requestStop() {
     changed_.wakeAll();
 }
 
+bool Registry::waitUntilStopped(int64_t deadlineNs) {
+    Guard guard(mutex);
+    while (!isStopped_) {
+        if (!changed_.waitUntil(mutex, deadlineNs))
+            return false;
+    }
+    return true;
+}
+
+void Registry::markStopped() {
+    Guard guard(mutex);
+    isStopped_ = true;
+    changed_.wakeAll();
+}
+
 bool Registry::waitForWork() {
     Guard guard(mutex);
     isBusy_ = false;
@@ -267,7 +282,7 @@ bool Registry::waitForWork() {
         changed_.wakeAll();
     while (!hasWork() && !isStopRequested_)
         changed_.wait(mutex);
-    return !isStopRequested_;
+    return hasWork() || !isStopRequested_;
 }
 
 Registry::Task Registry::takeWork() {

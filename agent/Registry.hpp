@@ -79,10 +79,13 @@ public:
     // reference, and gives how many there are.
     size_t collect(Observed* within, bool (*wanted)(const Observed&), Observed** found, size_t maximum);
 
-    // Agent thread: waits until there is work. False when a stop was requested.
+    // Agent thread: waits until there is work. False when a stop was requested and nothing is left to do.
     bool waitForWork();
     // Any thread: the agent thread is to stop. Until it has, entities are listed and queued as before.
     void requestStop();
+    // Any thread: waits until the agent thread has stopped; false once the point of the clock has passed.
+    bool waitUntilStopped(int64_t deadlineNs);
+    void markStopped(); // agent thread, as its last act
     // Agent thread: the next piece of work; without an entity when there is none.
     struct Task {
         Reference observed;
@@ -124,6 +127,7 @@ private:
     bool isWorking_ = true;
     bool isBusy_ = false; // the agent thread is at something
     bool isStopRequested_ = false;
+    bool isStopped_ = false;
 };
 
 // The wanted entities at one moment, with references, for walks that call the engine. Empty, with a line in

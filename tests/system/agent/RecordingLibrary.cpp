@@ -233,6 +233,15 @@ DDS_Boolean pushMetric(
     return DDS_BOOLEAN_TRUE;
 }
 
+DDS_Boolean prefinalize(ORX_MonitoringClass*) {
+    write("prefinalize");
+    return DDS_BOOLEAN_TRUE;
+}
+
+void deleteClass(ORX_MonitoringClass*) {
+    write("end");
+}
+
 ORX_MonitoringClass* create(DDS_DomainParticipantFactory* factory, const ORX_MonitoringProperty_t* property) {
     const char* file = std::getenv("ORX_TEST_RECORD");
     record = file != nullptr ? std::fopen(file, "a") : nullptr;
@@ -259,6 +268,8 @@ ORX_MonitoringClass* create(DDS_DomainParticipantFactory* factory, const ORX_Mon
         return nullptr;
     table.factory = factory;
     table.rootResource = &root;
+    table.prefinalizeFunction = prefinalize;
+    table.deleteFunction = deleteClass;
     table.assertResourceFunction = assertResource;
     table.deleteResourceFunction = deleteResource;
     table.pushEventMetricFunction = pushMetric;
