@@ -9,12 +9,11 @@ namespace zdds::types {
 
 // The two do not overlap.
 inline void copyBytes(char* to, const char* from, size_t size) {
-    if (size > 64) {
+    if (size > 128) {
         std::memcpy(to, from, size);
     } else if (size >= 16) {
         // Blocks of 16, the last one overlapping the one before.
-        size_t done = 0;
-        for (; done + 16 <= size; done += 16) std::memcpy(to + done, from + done, 16);
+        for (size_t done = 0; done + 16 < size; done += 16) std::memcpy(to + done, from + done, 16);
         std::memcpy(to + size - 16, from + size - 16, 16);
     } else if (size >= 8) {
         std::memcpy(to, from, 8);

@@ -16,7 +16,7 @@ namespace {
 constexpr uint32_t largestUnbounded = 2147483647;
 
 // XCDR2, XCDR, or -1 for what the type does not allow.
-int chooseRepresentation(const DDS_TypeDescriptor& type, uint16_t representation) {
+[[gnu::always_inline]] inline int chooseRepresentation(const DDS_TypeDescriptor& type, uint16_t representation) {
     const bool allows1 = (type.representationMask & DDS_DATA_REPRESENTATION_MASK_XCDR) != 0;
     const bool allows2 = (type.representationMask & DDS_DATA_REPRESENTATION_MASK_XCDR2) != 0;
     if (representation == DDS_AUTO_DATA_REPRESENTATION)
@@ -30,16 +30,14 @@ Encapsulation encapsulationOf(const DDS_TypeDescriptor& type, bool isXcdr2) {
     return {isXcdr2, false, extensibilityOf(type)};
 }
 
-// Writes behind the header, and the header with the count of padding bytes.
-bool writeSample(const DDS_TypePrograms& programs, bool isXcdr2, const char* value, WriteBuffer& out) {
+// Writes the header with the count of padding bytes, and what is behind it.
+[[gnu::always_inline]] inline bool writeSample(
+    const DDS_TypePrograms& programs, bool isXcdr2, const char* value, WriteBuffer& out) {
     size_t size;
     if (!out.room(encapsulationSize)) return false;
-    const uint16_t identifier = littleEndianIdentifier(*programs.type, isXcdr2);
-    char* header = out.current();
-    header[0] = 0;
-    header[1] = static_cast<char>(identifier);
-    header[2] = header[3] = 0;
-    out.advance(encapsulationSize);
+    const char header[encapsulationSize] = {0, static_cast<char>(littleEndianIdentifier(*programs.type, isXcdr2))};
+    std::memcpy(out.current(), header, sizeof header);
+    out.advance(sizeof header);
     if (isXcdr2) {
         if (!writeWire(programs.wire, value, out)) return false;
     } else if (!writeXcdr(programs, encapsulationOf(*programs.type, false), value, &out, &size)) {
@@ -68,7 +66,7 @@ size_t serializedSize(const DDS_TypeDescriptor& type, uint16_t representation, c
     return encapsulationSize + size + paddingTo(size, 4);
 }
 
-bool serialize(
+[[gnu::always_inline]] inline bool serializeGrowing(
     const DDS_TypeDescriptor& type, uint16_t representation, const void* value, char** buffer, size_t* capacity,
     size_t* length) {
     const int chosen = chooseRepresentation(type, representation);
@@ -79,6 +77,12 @@ bool serialize(
         return false;
     *length = out.position();
     return true;
+}
+
+bool serialize(
+    const DDS_TypeDescriptor& type, uint16_t representation, const void* value, char** buffer, size_t* capacity,
+    size_t* length) {
+    return serializeGrowing(type, representation, value, buffer, capacity, length);
 }
 
 bool serializeInto(
@@ -144,7 +148,7 @@ DDS_Boolean DDS_Type_serialize_to_growing_buffer(
     DDS_UnsignedShort representation) {
     if (type == nullptr || buffer == nullptr || capacity == nullptr || length == nullptr || value == nullptr)
         return DDS_BOOLEAN_FALSE;
-    return serialize(*type, representation, value, buffer, capacity, length);
+    return serializeGrowing(*type, representation, value, buffer, capacity, length);
 }
 
 DDS_Boolean DDS_Type_deserialize_from_cdr_buffer(

@@ -34,6 +34,7 @@ enum class Code : uint8_t {
     constant12, // 12 bytes: a, b, c
     zero,       // a byte of padding
     zeros,      // padding before something of 4 bytes, which is written afterwards: up to 4 bytes
+    opening,    // a DHEADER at the start of the segment; slot
 
     segment,         // alignment; a: size; b: pieces that follow
     optionalSegment, // an optional member of fixed form, header included: the same; c: see OptionalMember

@@ -13,7 +13,7 @@ constexpr uint32_t mostPartOfTheRow = 256; // instructions of a structure that b
 
 bool isCopy(Code code) { return code >= Code::copy1 && code <= Code::copyMany; }
 bool isCheck(Code code) { return code >= Code::boolean && code <= Code::literal; }
-bool isPiece(Code code) { return code >= Code::copy1 && code <= Code::zeros; }
+bool isPiece(Code code) { return code >= Code::copy1 && code <= Code::opening; }
 
 Code copyCode(uint32_t size) {
     switch (size) {
@@ -249,23 +249,27 @@ private:
             endDelimitedSegment();
             return true;
         }
-        return inHeader([this] {
-            // Behind a DHEADER all alignments are known from the start.
-            bool isAligned = hasDelimiter(type_);
-            const unsigned slots = slots_;
-            for (uint32_t i = 0; i < type_.memberCount; ++i) {
-                const auto offset = static_cast<uint32_t>(type_.members[i].offset);
-                if (isFixedMember(i)) {
-                    if (isAligned && !beginSegment(4)) return false;
-                    if (!appendFixed(programs_.nested[i]->wire, offset)) return false;
-                } else {
-                    endSegment();
-                    if (!putMember(i, slots)) return false;
-                }
-                isAligned = false;
+        if (!hasDelimiter(type_) || type_.memberCount == 0 || !isFixedMember(0))
+            return inHeader([this] { return putMembers(); });
+        // The DHEADER begins the first segment; behind it all alignments are known.
+        const auto slot = static_cast<uint16_t>(slots_++);
+        if (!beginSegment(4)) return false;
+        segment().a = 4;
+        return push({.code = Code::opening, .slot = slot}) && putMembers() && closeSegment() &&
+               push({.code = Code::close, .slot = slot});
+    }
+
+    bool putMembers() {
+        const unsigned slots = slots_;
+        for (uint32_t i = 0; i < type_.memberCount; ++i) {
+            if (isFixedMember(i)) {
+                if (!appendFixed(programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset))) return false;
+            } else {
+                endSegment();
+                if (!putMember(i, slots)) return false;
             }
-            return true;
-        });
+        }
+        return true;
     }
 
     // A member of final and appendable structures that is optional or not fixed.

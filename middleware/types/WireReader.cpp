@@ -66,7 +66,7 @@ private:
             switch (i->code) {
             case Code::end: return from;
             case Code::segment:
-                if (!(from = getSegment(*i, value, from, limit))) return nullptr;
+                if (!(from = getSegment(*i, value, from, limit, slots))) return nullptr;
                 i += i->b;
                 break;
             case Code::optionalSegment:
@@ -85,7 +85,7 @@ private:
                 }
                 void** pointer = reinterpret_cast<void**>(value + member->memory);
                 if (i->code == Code::optionalSegment) {
-                    if (!(from = getOptionalSegment(*i, pointer, from, limit))) return nullptr;
+                    if (!(from = getOptionalSegment(*i, pointer, from, limit, slots))) return nullptr;
                     i += i->b;
                 } else if (!i->isText) {
                     if (!enter(*i, pointer, optionals)) return nullptr;
@@ -181,7 +181,8 @@ private:
         return at == nullptr ? noHeader : wordAt(at);
     }
 
-    [[gnu::always_inline]] const char* getSegment(const Instruction& i, char* value, const char* from, const char* limit) {
+    [[gnu::always_inline]] const char* getSegment(
+        const Instruction& i, char* value, const char* from, const char*& limit, const void** slots) {
         const char* segment = take(from, limit, i.alignment, i.a);
         if (segment == nullptr) return nullptr;
         for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
@@ -214,6 +215,14 @@ private:
                 break;
             case Code::zero:
             case Code::zeros: break; // padding may be anything
+            case Code::opening: {
+                const uint32_t size = wordAt(at);
+                // What follows in the segment lies within.
+                if (size > static_cast<size_t>(limit - at) - 4 || size < i.a - 4) return nullptr;
+                slots[piece->slot] = limit;
+                limit = at + 4 + size;
+                break;
+            }
             default: __builtin_unreachable();
             }
         }
@@ -236,10 +245,11 @@ private:
         return nullptr;
     }
 
-    const char* getOptionalSegment(const Instruction& i, void** pointer, const char* from, const char* limit) {
+    const char* getOptionalSegment(
+        const Instruction& i, void** pointer, const char* from, const char*& limit, const void** slots) {
         const bool isNew = *pointer == nullptr;
         if (isNew && !makeOptional(i, pointer)) return nullptr;
-        from = getSegment(i, static_cast<char*>(*pointer), from, limit);
+        from = getSegment(i, static_cast<char*>(*pointer), from, limit, slots);
         if (from == nullptr && isNew) removeOptional(i, pointer);
         return from;
     }

@@ -16,21 +16,38 @@ class Writer {
 public:
     explicit Writer(WriteBuffer& out) : out_(out), base_(out.at(0)), end_(out.end()) {}
 
-    // NOLINTNEXTLINE: one loop is the point.
-    char* run(const Wire& wire, const char* value, char* to) {
-        size_t slots[mostSlots]; // positions, or the value around an optional one
-        for (const Instruction* i = wire.program;; ++i) {
+    char* run(const Wire& whole, const char* value, char* to) {
+        size_t slotStore[mostSlots]; // positions, or the value around an optional one
+        size_t* slots = slotStore;
+        Frame frames[DDS_TYPE_MAXIMUM_NESTING + 2];
+        Frame* frame = frames; // behind the innermost
+        const Wire* wire = &whole;
+        for (const Instruction* i = wire->program;; ++i) {
             const char* from = value + i->memory;
             switch (i->code) {
-            case Code::end: return to;
+            case Code::end: {
+                if (frame == frames) return to;
+                Frame& top = frame[-1];
+                if (--top.left > 0) {
+                    value = top.next();
+                    i = wire->program - 1;
+                } else {
+                    --frame;
+                    wire = top.wire;
+                    i = top.instruction;
+                    value = top.value;
+                    slots -= wire->slots;
+                }
+                break;
+            }
             case Code::segment:
-                if (!(to = putSegment(*i, value, to))) return nullptr;
+                if (!(to = putSegment(*i, value, to, slots))) return nullptr;
                 i += i->b;
                 break;
             case Code::optionalSegment:
             case Code::optional: {
                 // Most members of a sample are absent.
-                const OptionalMember* member = wire.optionals + i->c;
+                const OptionalMember* member = wire->optionals + i->c;
                 i -= member->distance;
                 const char* pointer = nullptr;
                 while (member->memory != noMember && (pointer = pointerAt(value + member->memory)) == nullptr) ++member;
@@ -38,7 +55,7 @@ public:
                 if (pointer == nullptr) {
                     --i; // the next one is what comes behind the group
                 } else if (i->code == Code::optionalSegment) {
-                    if (!(to = putSegment(*i, pointer, to))) return nullptr;
+                    if (!(to = putSegment(*i, pointer, to, slots))) return nullptr;
                     i += i->b;
                 } else if (!i->isText) {
                     slots[i->slot] = reinterpret_cast<size_t>(value);
@@ -53,27 +70,51 @@ public:
                 break;
             case Code::text:
                 if (!(to = putText(to, textAt(from), i->a))) return nullptr;
+                while (i[1].code == Code::text) { // one text seldom comes alone
+                    ++i;
+                    if (!(to = putText(to, textAt(value + i->memory), i->a))) return nullptr;
+                }
                 break;
             case Code::blockSequence:
             case Code::textSequence:
-            case Code::sequence:
-                if (!(to = putSequence(*i, sequenceAt(from), to))) return nullptr;
+                if (!(to = putRow(*i, sequenceAt(from), to))) return nullptr;
                 break;
-            case Code::array: {
+            case Code::sequence: {
+                const DDS_SequenceBase& sequence = sequenceAt(from);
+                if (!(to = putCount(*i, sequence, to))) return nullptr;
+                if (sequence._length == 0) break;
                 const size_t size = i->programs->shape.size;
-                for (uint32_t n = 0; n < i->a; ++n, from += size)
-                    if (!(to = run(i->programs->wire, from, to))) return nullptr;
+                *frame = {wire, i, value, static_cast<const char*>(sequence._contiguous_buffer),
+                    sequence._discontiguous_buffer, size, sequence._length};
+                goto enter;
+            }
+            case Code::array:
+                *frame = {wire, i, value, from, nullptr, i->programs->shape.size, i->a};
+                goto enter;
+            case Code::discriminated: {
+                const Arms& arms = i->programs->arms;
+                const char* discriminator = from + arms.discriminatorOffset;
+                if (!(to = putSegment(*i->programs->discriminator->wire.program, discriminator, to, slots))) return nullptr;
+                const Arm* arm = arms.select(arms.valueOf(discriminator));
+                if (arm == nullptr) break;
+                *frame = {wire, i, value, nullptr, nullptr, 0, 1};
+                value = from + arm->offset;
+                slots += wire->slots;
+                wire = &arm->programs->wire;
+                i = wire->program - 1;
+                ++frame;
                 break;
             }
-            case Code::discriminated:
-                if (!(to = putUnion(*i->programs, from, to))) return nullptr;
-                break;
             case Code::reference:
-                from = pointerAt(from);
-                if (from == nullptr || !(to = run(i->programs->wire, from, to))) return nullptr;
-                break;
-            case Code::call:
-                if (!(to = run(i->programs->wire, from, to))) return nullptr;
+                if (pointerAt(from) == nullptr) return nullptr;
+                *frame = {wire, i, value, pointerAt(from), nullptr, 0, 1};
+                goto enter;
+            case Code::call: *frame = {wire, i, value, from, nullptr, 0, 1};
+            enter:
+                slots += wire->slots;
+                wire = &i->programs->wire;
+                i = wire->program - 1;
+                value = (frame++)->next();
                 break;
 
             case Code::open:
@@ -97,9 +138,15 @@ public:
                 const char* pointer = pointerAt(from);
                 if (!(to = room(to, 1, 1))) return nullptr;
                 *to++ = pointer != nullptr;
-                if (pointer == nullptr) {
+                while (pointer == nullptr) {
                     i += i->a;
-                } else if (!i->isText) {
+                    if (i[1].code != Code::flagged) break;
+                    ++i;
+                    pointer = pointerAt(value + i->memory);
+                    if (!(to = room(to, 1, 1))) return nullptr;
+                    *to++ = pointer != nullptr;
+                }
+                if (pointer != nullptr && !i->isText) {
                     slots[i->slot] = reinterpret_cast<size_t>(value);
                     value = pointer;
                 }
@@ -112,13 +159,31 @@ public:
     }
 
 private:
-    [[gnu::always_inline]] char* putSegment(const Instruction& i, const char* value, char* to) {
+    // A row that another one interrupted, and the values that the other one is for.
+    struct Frame {
+        const Wire* wire;
+        const Instruction* instruction;
+        const char* value;
+        const char* element;       // the next one, or
+        void* const* pointers;     // to the next ones
+        size_t size;
+        uint32_t left; // values, that at hand included
+
+        const char* next() {
+            if (pointers != nullptr) return static_cast<const char*>(*pointers++);
+            const char* at = element;
+            element += size;
+            return at;
+        }
+    };
+
+    [[gnu::always_inline]] char* putSegment(const Instruction& i, const char* value, char* to, size_t* slots) {
         char* segment = room(to, i.alignment, i.a);
         if (segment == nullptr) return nullptr;
         for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
             const char* from = value + piece->memory;
             char* at = segment + piece->wire;
-            if (piece->code > Code::zeros) __builtin_unreachable();
+            if (piece->code > Code::opening) __builtin_unreachable();
             switch (piece->code) {
             case Code::copy1: *at = *from; break;
             case Code::copy2: std::memcpy(at, from, 2); break;
@@ -141,6 +206,7 @@ private:
                 break;
             case Code::zero: *at = 0; break;
             case Code::zeros: putWord(at, 0); break;
+            case Code::opening: slots[piece->slot] = static_cast<size_t>(at + 4 - base_); break;
             default: __builtin_unreachable();
             }
         }
@@ -178,42 +244,29 @@ private:
         return to + 4 + length + 1;
     }
 
-    char* putSequence(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
-        const uint32_t length = sequence._length;
-        if (length > i.a || !(to = room(to, 4, 4))) return nullptr;
-        putWord(to, length);
-        to += 4;
-        if (length == 0) return to;
-        if (i.code == Code::blockSequence && sequence._contiguous_buffer != nullptr) {
-            const size_t bytes = size_t{length} * i.b;
-            if (!(to = room(to, i.alignment, bytes))) return nullptr;
-            copyBytes(to, static_cast<const char*>(sequence._contiguous_buffer), bytes);
-            return to + bytes;
-        }
-        const size_t size = i.programs->shape.size;
-        if (i.code == Code::textSequence) {
-            for (uint32_t n = 0; n < length; ++n)
-                if (!(to = putText(to, textAt(sequenceElement(sequence, n, size)), i.b))) return nullptr;
-            return to;
-        }
-        for (uint32_t n = 0; n < length; ++n)
-            if (!(to = run(i.programs->wire, sequenceElement(sequence, n, size), to))) return nullptr;
-        return to;
+    [[gnu::always_inline]] char* putCount(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
+        if (sequence._length > i.a || !(to = room(to, 4, 4))) return nullptr;
+        putWord(to, sequence._length);
+        return to + 4;
     }
 
-    char* putUnion(const DDS_TypePrograms& programs, const char* value, char* to) {
-        const Arms& arms = programs.arms;
-        const Instruction* discriminator = programs.discriminator->wire.program;
-        const char* at = value + arms.discriminatorOffset;
-        if (discriminator->b == 1 && discriminator[1].code == Code::copy4) { // an integer: the usual case
-            if (!(to = room(to, 4, 4))) return nullptr;
-            std::memcpy(to, at, 4);
-            to += 4;
-        } else if (!(to = run(programs.discriminator->wire, at, to))) {
-            return nullptr;
+    // A sequence whose elements need no row: plain ones and texts.
+    char* putRow(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
+        const uint32_t length = sequence._length;
+        if (!(to = putCount(i, sequence, to)) || length == 0) return to;
+        if (i.code == Code::textSequence) {
+            for (uint32_t n = 0; n < length; ++n)
+                if (!(to = putText(to, textAt(sequenceElement(sequence, n, sizeof(char*))), i.b))) return nullptr;
+            return to;
         }
-        const Arm* arm = arms.select(arms.valueOf(at));
-        return arm == nullptr ? to : run(arm->programs->wire, value + arm->offset, to);
+        const size_t bytes = size_t{length} * i.b;
+        if (!(to = room(to, i.alignment, bytes))) return nullptr;
+        if (sequence._contiguous_buffer != nullptr) {
+            copyBytes(to, static_cast<const char*>(sequence._contiguous_buffer), bytes);
+        } else {
+            for (uint32_t n = 0; n < length; ++n) std::memcpy(to + n * i.b, sequence._discontiguous_buffer[n], i.b);
+        }
+        return to + bytes;
     }
 
     WriteBuffer& out_;
@@ -227,7 +280,7 @@ bool WriteBuffer::grow(size_t size) {
     if (growing_ == nullptr) return false;
     const size_t used = position();
     if (size > SIZE_MAX / 4 - used) return false;
-    const size_t capacity = std::max(used + size, std::max<size_t>(*capacity_ + *capacity_ / 2, 256));
+    const size_t capacity = std::max(used + size, std::max<size_t>(2 * *capacity_, 512));
     void* memory = *growing_;
     if (!ORXOsapiHeap_reallocateMemoryInternal(&memory, capacity, 8, 0, "serialized sample")) return false;
     *growing_ = static_cast<char*>(memory);
