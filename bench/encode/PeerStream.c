@@ -20,7 +20,8 @@ struct PeerStream {
 
 static const dds_topic_descriptor_t* find(const char* name) {
     static const dds_topic_descriptor_t* const types[] = {&DDS_Monitoring_Event_desc,
-        &DDS_Monitoring_Periodic_desc, &DDS_Monitoring_Logging_desc, &DDS_Monitoring_MonitoringService_Request_desc};
+        &DDS_Monitoring_Periodic_desc, &DDS_Monitoring_Logging_desc,
+        &DDS_Monitoring_MonitoringService_Request_desc};
     for (size_t i = 0; i < sizeof types / sizeof *types; ++i) {
         if (strcmp(types[i]->m_typename, name) == 0) {
             return types[i];

@@ -1,5 +1,5 @@
-/* The peer: Cyclone DDS's own serializer over types that idlc made of the same IDL. Their C names are those of
- * ours, so the two never meet in one source file. */
+/* The peer: Cyclone DDS's own serializer over types that idlc made of the same IDL. Their C names are those
+ * of ours, so the two never meet in one source file. */
 #ifndef BENCH_PEER_STREAM_H
 #define BENCH_PEER_STREAM_H
 
@@ -12,8 +12,8 @@ extern "C" {
 #endif
 
 typedef struct PeerStream PeerStream;
-/* Of the type with that schema name, with a sample that the bytes (XCDR 2, little-endian, without encapsulation
- * header) hold; null when they are refused. */
+/* Of the type with that schema name, with a sample that the bytes (XCDR 2, little-endian, without
+ * encapsulation header) hold; null when they are refused. */
 PeerStream* PeerStream_new(const char* typeName, const void* bytes, size_t size);
 void PeerStream_delete(PeerStream* self);
 /* Writes the sample into a stream that is kept; gives the size. */

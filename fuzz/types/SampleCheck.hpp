@@ -1,5 +1,5 @@
-// What must hold of any bytes that are taken for a sample: of the topic types of the schema, and of test types that
-// show every form of the encodings. The first byte chooses the type, the others are the sample.
+// What must hold of any bytes that are taken for a sample: of the topic types of the schema, and of test
+// types that show every form of the encodings. The first byte chooses the type, the others are the sample.
 #ifndef ORX_FUZZ_SAMPLE_CHECK_HPP
 #define ORX_FUZZ_SAMPLE_CHECK_HPP
 
@@ -23,20 +23,23 @@
 class SampleCheck {
 public:
     SampleCheck() : types(tt::allTypes()) {
-        types.insert(types.begin(), {&DDS_Monitoring_Event_g_type, &DDS_Monitoring_Periodic_g_type,
-                                        &DDS_Monitoring_Logging_g_type, &DDS_Monitoring_MonitoringService_Request_g_type,
-                                        &DDS_Monitoring_MonitoringService_Reply_g_type});
+        types.insert(types.begin(),
+            {&DDS_Monitoring_Event_g_type, &DDS_Monitoring_Periodic_g_type, &DDS_Monitoring_Logging_g_type,
+                &DDS_Monitoring_MonitoringService_Request_g_type,
+                &DDS_Monitoring_MonitoringService_Reply_g_type});
     }
 
     void run(const uint8_t* data, size_t size) const {
-        if (size == 0) return;
+        if (size == 0)
+            return;
         const DDS_TypeDescriptor* type = types[*data % types.size()];
         // A copy of just the size, so that the sanitizer sees a read beyond it.
         const std::vector<char> bytes(data + 1, data + size);
         Value value(type);
         const bool isRead = zdds::types::deserialize(*type, value.get(), bytes.data(), bytes.size());
         checkIsValue(type, value, isRead);
-        if (isRead) checkReadersAgree(type, value, bytes);
+        if (isRead)
+            checkReadersAgree(type, value, bytes);
     }
 
     std::vector<const DDS_TypeDescriptor*> types;
@@ -57,20 +60,21 @@ private:
         void* data;
     };
 
-    // Whatever came of the bytes: it prints, copies, and travels again unchanged. What could not be read whole may
-    // be beyond a bound of an outer sequence, and need not travel.
+    // Whatever came of the bytes: it prints, copies, and travels again unchanged. What could not be read
+    // whole may be beyond a bound of an outer sequence, and need not travel.
     static void checkIsValue(const DDS_TypeDescriptor* type, const Value& value, bool isRead) {
         Value copy(type), back(type);
         DDS_UnsignedLong textSize = 0;
         SAMPLE_CHECK(DDS_Type_data_to_string(type, value.get(), nullptr, &textSize));
         SAMPLE_CHECK(DDS_Type_copy(type, copy.get(), value.get()));
-        for (const DDS_UnsignedShort representation :
-            {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION}, DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
+        for (const DDS_UnsignedShort representation : {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION},
+                 DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
             DDS_UnsignedLong length = 0;
             const bool travels =
                 DDS_Type_serialize_to_cdr_buffer_ex(type, nullptr, &length, copy.get(), representation) != 0;
             SAMPLE_CHECK(travels || !isRead);
-            if (!travels) continue;
+            if (!travels)
+                continue;
             std::vector<char> bytes(length);
             SAMPLE_CHECK(
                 DDS_Type_serialize_to_cdr_buffer_ex(type, bytes.data(), &length, copy.get(), representation));
@@ -81,11 +85,12 @@ private:
     }
 
     // The program for the usual form, and the reader for all forms.
-    static void checkReadersAgree(const DDS_TypeDescriptor* type, const Value& value, const std::vector<char>& bytes) {
+    static void checkReadersAgree(
+        const DDS_TypeDescriptor* type, const Value& value, const std::vector<char>& bytes) {
         const auto* header = reinterpret_cast<const unsigned char*>(bytes.data());
         zdds::types::Encapsulation encapsulation;
-        SAMPLE_CHECK(
-            zdds::types::parseEncapsulation(static_cast<uint16_t>(header[0] << 8 | header[1]), &encapsulation));
+        SAMPLE_CHECK(zdds::types::parseEncapsulation(
+            static_cast<uint16_t>(header[0] << 8 | header[1]), &encapsulation));
         Value other(type);
         SAMPLE_CHECK(zdds::types::readXcdr(*zdds::types::programsOf(type), encapsulation,
             static_cast<char*>(other.get()), bytes.data() + 4, bytes.size() - 4, {}));

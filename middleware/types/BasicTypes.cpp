@@ -9,28 +9,42 @@ const DDS_InstanceHandle_t DDS_HANDLE_NIL = {};
 
 const char* DDS_ReturnCode_toString(DDS_ReturnCode_t self) {
     switch (self) {
-    case DDS_RETCODE_OK: return "DDS_RETCODE_OK";
-    case DDS_RETCODE_ERROR: return "DDS_RETCODE_ERROR";
-    case DDS_RETCODE_UNSUPPORTED: return "DDS_RETCODE_UNSUPPORTED";
-    case DDS_RETCODE_BAD_PARAMETER: return "DDS_RETCODE_BAD_PARAMETER";
-    case DDS_RETCODE_PRECONDITION_NOT_MET: return "DDS_RETCODE_PRECONDITION_NOT_MET";
-    case DDS_RETCODE_OUT_OF_RESOURCES: return "DDS_RETCODE_OUT_OF_RESOURCES";
-    case DDS_RETCODE_NOT_ENABLED: return "DDS_RETCODE_NOT_ENABLED";
-    case DDS_RETCODE_IMMUTABLE_POLICY: return "DDS_RETCODE_IMMUTABLE_POLICY";
-    case DDS_RETCODE_INCONSISTENT_POLICY: return "DDS_RETCODE_INCONSISTENT_POLICY";
-    case DDS_RETCODE_ALREADY_DELETED: return "DDS_RETCODE_ALREADY_DELETED";
-    case DDS_RETCODE_TIMEOUT: return "DDS_RETCODE_TIMEOUT";
-    case DDS_RETCODE_NO_DATA: return "DDS_RETCODE_NO_DATA";
-    case DDS_RETCODE_ILLEGAL_OPERATION: return "DDS_RETCODE_ILLEGAL_OPERATION";
+    case DDS_RETCODE_OK:
+        return "DDS_RETCODE_OK";
+    case DDS_RETCODE_ERROR:
+        return "DDS_RETCODE_ERROR";
+    case DDS_RETCODE_UNSUPPORTED:
+        return "DDS_RETCODE_UNSUPPORTED";
+    case DDS_RETCODE_BAD_PARAMETER:
+        return "DDS_RETCODE_BAD_PARAMETER";
+    case DDS_RETCODE_PRECONDITION_NOT_MET:
+        return "DDS_RETCODE_PRECONDITION_NOT_MET";
+    case DDS_RETCODE_OUT_OF_RESOURCES:
+        return "DDS_RETCODE_OUT_OF_RESOURCES";
+    case DDS_RETCODE_NOT_ENABLED:
+        return "DDS_RETCODE_NOT_ENABLED";
+    case DDS_RETCODE_IMMUTABLE_POLICY:
+        return "DDS_RETCODE_IMMUTABLE_POLICY";
+    case DDS_RETCODE_INCONSISTENT_POLICY:
+        return "DDS_RETCODE_INCONSISTENT_POLICY";
+    case DDS_RETCODE_ALREADY_DELETED:
+        return "DDS_RETCODE_ALREADY_DELETED";
+    case DDS_RETCODE_TIMEOUT:
+        return "DDS_RETCODE_TIMEOUT";
+    case DDS_RETCODE_NO_DATA:
+        return "DDS_RETCODE_NO_DATA";
+    case DDS_RETCODE_ILLEGAL_OPERATION:
+        return "DDS_RETCODE_ILLEGAL_OPERATION";
     }
     return "unknown return code";
 }
 
 char* DDS_String_alloc(size_t length) {
-    if (length == SIZE_MAX) return nullptr;
+    if (length == SIZE_MAX)
+        return nullptr;
     void* text = nullptr;
     return ORXOsapiHeap_reallocateMemoryInternal(&text, length + 1, 1, 1, "char") ? static_cast<char*>(text)
-                                                                                 : nullptr;
+                                                                                  : nullptr;
 }
 
 namespace {
@@ -38,7 +52,8 @@ namespace {
 // Without clearing what is overwritten at once.
 char* copyOf(const char* source, size_t length) {
     void* text = nullptr;
-    if (!ORXOsapiHeap_reallocateMemoryInternal(&text, length + 1, 1, 0, "char")) return nullptr;
+    if (!ORXOsapiHeap_reallocateMemoryInternal(&text, length + 1, 1, 0, "char"))
+        return nullptr;
     std::memcpy(text, source, length);
     static_cast<char*>(text)[length] = '\0';
     return static_cast<char*>(text);
@@ -55,22 +70,28 @@ char* DDS_String_ndup(const char* source, size_t maximumLength) {
 }
 
 char* DDS_String_replace(char** destination, const char* source) {
-    if (destination == nullptr) return nullptr;
+    if (destination == nullptr)
+        return nullptr;
     // The copy comes first: source may lie inside what *destination holds.
     char* copy = DDS_String_dup(source);
-    if (copy == nullptr && source != nullptr) return nullptr;
+    if (copy == nullptr && source != nullptr)
+        return nullptr;
     DDS_String_free(*destination);
     *destination = copy;
     return copy;
 }
 
-void DDS_String_free(char* self) { ORXOsapiHeap_freeMemoryInternal(self); }
+void DDS_String_free(char* self) {
+    ORXOsapiHeap_freeMemoryInternal(self);
+}
 
 DDS_Boolean DDS_Duration_is_infinite(const DDS_Duration_t* self) {
     return self->sec == DDS_DURATION_INFINITE_SEC && self->nanosec == DDS_DURATION_INFINITE_NSEC;
 }
 
-DDS_Boolean DDS_Duration_is_zero(const DDS_Duration_t* self) { return self->sec == 0 && self->nanosec == 0; }
+DDS_Boolean DDS_Duration_is_zero(const DDS_Duration_t* self) {
+    return self->sec == 0 && self->nanosec == 0;
+}
 
 void DDS_Duration_to_ntp_time(const DDS_Duration_t* self, ORXNtpTime* time) {
     if (DDS_Duration_is_infinite(self)) {
@@ -91,12 +112,14 @@ int DDS_GUID_compare(const DDS_GUID_t* left, const DDS_GUID_t* right) {
 namespace {
 
 void putWord(DDS_Octet* octets, ORX_UINT32 word) {
-    for (int i = 0; i < 4; ++i) octets[i] = static_cast<DDS_Octet>(word >> (24 - 8 * i));
+    for (int i = 0; i < 4; ++i)
+        octets[i] = static_cast<DDS_Octet>(word >> (24 - 8 * i));
 }
 
 ORX_UINT32 getWord(const DDS_Octet* octets) {
     ORX_UINT32 word = 0;
-    for (int i = 0; i < 4; ++i) word = word << 8 | octets[i];
+    for (int i = 0; i < 4; ++i)
+        word = word << 8 | octets[i];
     return word;
 }
 
@@ -117,12 +140,15 @@ void DDS_GUID_copy_to_pres_guid(const DDS_GUID_t* self, ORXOsapiRtpsGuid* destin
 }
 
 DDS_Boolean DDS_InstanceHandle_equals(const DDS_InstanceHandle_t* left, const DDS_InstanceHandle_t* right) {
-    if (!left->isValid || !right->isValid) return !left->isValid == !right->isValid;
+    if (!left->isValid || !right->isValid)
+        return !left->isValid == !right->isValid;
     return left->length == right->length && left->length <= sizeof left->keyHash &&
            std::memcmp(left->keyHash, right->keyHash, left->length) == 0;
 }
 
-DDS_Boolean DDS_InstanceHandle_is_nil(const DDS_InstanceHandle_t* self) { return self->isValid == 0; }
+DDS_Boolean DDS_InstanceHandle_is_nil(const DDS_InstanceHandle_t* self) {
+    return self->isValid == 0;
+}
 
 void DDS_InstanceHandle_from_guid(DDS_InstanceHandle_t* self, const DDS_GUID_t* guid) {
     std::memcpy(self->keyHash, guid->value, sizeof self->keyHash);

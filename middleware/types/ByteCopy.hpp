@@ -13,7 +13,8 @@ inline void copyBytes(char* to, const char* from, size_t size) {
         std::memcpy(to, from, size);
     } else if (size >= 16) {
         // Blocks of 16, the last one overlapping the one before.
-        for (size_t done = 0; done + 16 < size; done += 16) std::memcpy(to + done, from + done, 16);
+        for (size_t done = 0; done + 16 < size; done += 16)
+            std::memcpy(to + done, from + done, 16);
         std::memcpy(to + size - 16, from + size - 16, 16);
     } else if (size >= 8) {
         std::memcpy(to, from, 8);
@@ -22,7 +23,8 @@ inline void copyBytes(char* to, const char* from, size_t size) {
         std::memcpy(to, from, 4);
         std::memcpy(to + size - 4, from + size - 4, 4);
     } else {
-        for (size_t i = 0; i < size; ++i) to[i] = from[i];
+        for (size_t i = 0; i < size; ++i)
+            to[i] = from[i];
     }
 }
 

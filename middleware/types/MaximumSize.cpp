@@ -9,30 +9,39 @@ namespace {
 
 constexpr uint32_t simulated = 64; // elements; more are counted by the widest of them
 
-// The position after the largest value that begins at `position`. A longer value never ends before a shorter one,
-// so taking every maximum gives the largest encoding.
+// The position after the largest value that begins at `position`. A longer value never ends before a shorter
+// one, so taking every maximum gives the largest encoding.
 class Measure {
 public:
     explicit Measure(bool isXcdr2) : isXcdr2_(isXcdr2) {}
 
     size_t after(const DDS_TypePrograms& programs, size_t position) const {
         const DDS_TypeDescriptor& type = *programs.type;
-        if (position >= unboundedSize) return unboundedSize;
-        if (isXcdr2_ && hasDelimiter(type)) position = add(position, 4);
+        if (position >= unboundedSize)
+            return unboundedSize;
+        if (isXcdr2_ && hasDelimiter(type))
+            position = add(position, 4);
         switch (type.kind) {
-        case DDS_TYPE_STRING: return type.bound == 0 ? unboundedSize : add(position, 4) + type.bound + 1;
+        case DDS_TYPE_STRING:
+            return type.bound == 0 ? unboundedSize : add(position, 4) + type.bound + 1;
         case DDS_TYPE_SEQUENCE:
-            return type.bound == 0 ? unboundedSize : elements(programs.element(), type.bound, add(position, 4));
-        case DDS_TYPE_ARRAY: return elements(programs.element(), programs.count, position);
-        case DDS_TYPE_ALIAS: return after(programs.element(), position);
+            return type.bound == 0 ? unboundedSize
+                                   : elements(programs.element(), type.bound, add(position, 4));
+        case DDS_TYPE_ARRAY:
+            return elements(programs.element(), programs.count, position);
+        case DDS_TYPE_ALIAS:
+            return after(programs.element(), position);
         case DDS_TYPE_UNION: {
             const size_t start = add(position, programs.discriminator->type->size);
             size_t largest = start;
-            for (const DDS_TypePrograms* arm : spanOf(programs)) largest = std::max(largest, after(*arm, start));
+            for (const DDS_TypePrograms* arm : spanOf(programs))
+                largest = std::max(largest, after(*arm, start));
             return largest;
         }
-        case DDS_TYPE_STRUCT: return structure(programs, position);
-        default: return add(position, type.size);
+        case DDS_TYPE_STRUCT:
+            return structure(programs, position);
+        default:
+            return add(position, type.size);
         }
     }
 
@@ -54,9 +63,11 @@ private:
     size_t elements(const DDS_TypePrograms& element, uint32_t count, size_t position) const {
         for (uint32_t i = 0; i < std::min(count, simulated) && position < unboundedSize; ++i)
             position = after(element, position);
-        if (count <= simulated || position >= unboundedSize) return std::min(position, unboundedSize);
+        if (count <= simulated || position >= unboundedSize)
+            return std::min(position, unboundedSize);
         size_t widest = 0;
-        for (size_t start = 0; start < 8; ++start) widest = std::max(widest, after(element, start) - start);
+        for (size_t start = 0; start < 8; ++start)
+            widest = std::max(widest, after(element, start) - start);
         return std::min(position + (count - simulated) * widest, unboundedSize);
     }
 
@@ -67,7 +78,8 @@ private:
             const DDS_TypePrograms& inner = *programs.nested.data()[i];
             const bool hasFlag = isOptional(type.members[i]) && !isMutable;
             if (isXcdr2_) {
-                if (hasFlag) position += 1;
+                if (hasFlag)
+                    position += 1;
                 if (isMutable)
                     position = add(position, 4) + (lengthCodeOf(*inner.type) == lengthCodeNextInt ? 4 : 0);
                 position = after(inner, position);
@@ -77,7 +89,8 @@ private:
                 position = after(inner, position);
             }
         }
-        if (isMutable && !isXcdr2_) position = position + paddingTo(position, 4) + 4;
+        if (isMutable && !isXcdr2_)
+            position = position + paddingTo(position, 4) + 4;
         return std::min(position, unboundedSize);
     }
 

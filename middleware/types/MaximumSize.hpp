@@ -10,8 +10,8 @@ namespace zdds::types {
 
 inline constexpr size_t unboundedSize = size_t{1} << 40;
 
-// With the encapsulation header and the padding at the end; unboundedSize or more when a string or sequence has no
-// bound.
+// With the encapsulation header and the padding at the end; unboundedSize or more when a string or sequence
+// has no bound.
 size_t maximumSize(const DDS_TypePrograms& programs, bool isXcdr2);
 
 } // namespace zdds::types

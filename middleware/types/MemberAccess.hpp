@@ -14,7 +14,9 @@ inline uint32_t wordAt(const char* at) {
     std::memcpy(&word, at, sizeof word);
     return word;
 }
-inline void putWord(char* at, uint32_t word) { std::memcpy(at, &word, sizeof word); }
+inline void putWord(char* at, uint32_t word) {
+    std::memcpy(at, &word, sizeof word);
+}
 
 inline const char* pointerAt(const char* at) {
     const char* pointer;
@@ -27,7 +29,9 @@ inline const char* textAt(const char* at) {
     return text == nullptr ? "" : text;
 }
 
-inline const DDS_SequenceBase& sequenceAt(const char* at) { return *reinterpret_cast<const DDS_SequenceBase*>(at); }
+inline const DDS_SequenceBase& sequenceAt(const char* at) {
+    return *reinterpret_cast<const DDS_SequenceBase*>(at);
+}
 inline const char* sequenceElement(const DDS_SequenceBase& sequence, uint32_t index, size_t size) {
     return sequence._discontiguous_buffer != nullptr
                ? static_cast<const char*>(sequence._discontiguous_buffer[index])

@@ -1,4 +1,5 @@
-// Where the memory of values comes from: the heap, or a caller's arena; and arrays for the engine's own records.
+// Where the memory of values comes from: the heap, or a caller's arena; and arrays for the engine's own
+// records.
 //
 // Threads: as the heap and the arena themselves.
 #ifndef ZDDSC_TYPES_MEMORY_HPP
@@ -19,29 +20,37 @@ struct Memory {
 
     // Not cleared; null on failure.
     void* allocate(size_t size, size_t alignment, const char* typeName) const {
-        if (!take(size)) return nullptr;
+        if (!take(size))
+            return nullptr;
         if (arena != nullptr) {
-            if (size > INT32_MAX) return nullptr;
+            if (size > INT32_MAX)
+                return nullptr;
             return REDAInlineMemory_reserveBufferI(
                 arena, static_cast<REDAInlineMemorySize>(size), static_cast<int>(alignment));
         }
         void* memory = nullptr;
-        return ORXOsapiHeap_reallocateMemoryInternal(&memory, size, alignment, 0, typeName) ? memory : nullptr;
+        return ORXOsapiHeap_reallocateMemoryInternal(&memory, size, alignment, 0, typeName) ? memory
+                                                                                            : nullptr;
     }
     // Heap only: resizes, and leaves the buffer as it was on failure.
     bool reallocate(void** memory, size_t size, size_t alignment, const char* typeName) const {
         return take(size) && ORXOsapiHeap_reallocateMemoryInternal(memory, size, alignment, 0, typeName) != 0;
     }
     static void release(void* memory, bool isArena) {
-        if (memory == nullptr) return;
-        if (isArena) REDAInlineMemBuffer_release(memory);
-        else ORXOsapiHeap_freeMemoryInternal(memory);
+        if (memory == nullptr)
+            return;
+        if (isArena)
+            REDAInlineMemBuffer_release(memory);
+        else
+            ORXOsapiHeap_freeMemoryInternal(memory);
     }
 
 private:
     bool take(size_t size) const {
-        if (budget == nullptr) return true;
-        if (size > *budget) return false;
+        if (budget == nullptr)
+            return true;
+        if (size > *budget)
+            return false;
         *budget -= size;
         return true;
     }
@@ -56,14 +65,17 @@ public:
     ~HeapArray() { ORXOsapiHeap_freeMemoryInternal(data_); }
 
     bool push(const T& item) {
-        if (size_ == capacity_ && !grow(capacity_ == 0 ? 8 : 2 * capacity_)) return false;
+        if (size_ == capacity_ && !grow(capacity_ == 0 ? 8 : 2 * capacity_))
+            return false;
         data_[size_++] = item;
         return true;
     }
     // Cleared to zeros when it grows.
     bool resize(size_t size) {
-        if (size > capacity_ && !grow(size)) return false;
-        if (size > size_) std::memset(static_cast<void*>(data_ + size_), 0, (size - size_) * sizeof(T));
+        if (size > capacity_ && !grow(size))
+            return false;
+        if (size > size_)
+            std::memset(static_cast<void*>(data_ + size_), 0, (size - size_) * sizeof(T));
         size_ = size;
         return true;
     }
@@ -78,7 +90,8 @@ public:
 private:
     bool grow(size_t capacity) {
         void* memory = data_;
-        if (!ORXOsapiHeap_reallocateMemoryInternal(&memory, capacity * sizeof(T), alignof(T), 0, "type program"))
+        if (!ORXOsapiHeap_reallocateMemoryInternal(
+                &memory, capacity * sizeof(T), alignof(T), 0, "type program"))
             return false;
         data_ = static_cast<T*>(memory);
         capacity_ = capacity;

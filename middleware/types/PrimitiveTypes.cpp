@@ -5,7 +5,7 @@
     namespace {                                                                                              \
     DDS_TypeRuntime name##Runtime{};                                                                         \
     }                                                                                                        \
-    const DDS_TypeDescriptor DDS_g_type_##name = {kind, schemaName, sizeof(T), alignof(T), DDS_TYPE_FINAL,  \
+    const DDS_TypeDescriptor DDS_g_type_##name = {kind, schemaName, sizeof(T), alignof(T), DDS_TYPE_FINAL,   \
         5, 0, DDS_TYPE_OBSERVABLE_NONE, nullptr, nullptr, 0, 0, nullptr, 0, nullptr, 0, nullptr, 0,          \
         &name##Runtime, nullptr};
 

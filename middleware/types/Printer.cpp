@@ -6,8 +6,8 @@
 //     children: 2 elements
 //         [0]: "a"
 //
-// An absent member has no line. Text from remote is escaped: whatever is not printable ASCII, a quote or a backslash
-// appears as \xHH, so that no terminal obeys it.
+// An absent member has no line. Text from remote is escaped: whatever is not printable ASCII, a quote or a
+// backslash appears as \xHH, so that no terminal obeys it.
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
@@ -20,7 +20,9 @@
 namespace zdds::types {
 namespace {
 
-template <typename T> const T& slotAt(const char* value) { return *reinterpret_cast<const T*>(value); }
+template <typename T> const T& slotAt(const char* value) {
+    return *reinterpret_cast<const T*>(value);
+}
 
 // Where the text goes: counts always, stores what fits, or writes to a file.
 class Text {
@@ -29,13 +31,16 @@ public:
     explicit Text(FILE* file) : file_(file) {}
 
     void put(const char* text, size_t length) {
-        if (file_ != nullptr) std::fwrite(text, 1, length, file_);
-        else if (length_ < capacity_) std::memcpy(buffer_ + length_, text, std::min(length, capacity_ - length_));
+        if (file_ != nullptr)
+            std::fwrite(text, 1, length, file_);
+        else if (length_ < capacity_)
+            std::memcpy(buffer_ + length_, text, std::min(length, capacity_ - length_));
         length_ += length;
     }
     void put(const char* text) { put(text, std::strlen(text)); }
     void indent(unsigned depth) {
-        for (unsigned i = 0; i < depth; ++i) put("    ", 4);
+        for (unsigned i = 0; i < depth; ++i)
+            put("    ", 4);
     }
     size_t length() const { return length_; }
 
@@ -59,7 +64,9 @@ public:
             text_.put("\n", 1);
             printInner(programs, value, depth);
             return;
-        case DDS_TYPE_ARRAY: printElements(programs.element(), nullptr, value, programs.count, depth); return;
+        case DDS_TYPE_ARRAY:
+            printElements(programs.element(), nullptr, value, programs.count, depth);
+            return;
         case DDS_TYPE_SEQUENCE: {
             const auto& sequence = slotAt<DDS_SequenceBase>(value);
             printElements(programs.element(), sequence._discontiguous_buffer,
@@ -73,7 +80,9 @@ public:
             }
             text_.put("null");
             break;
-        default: printLeaf(type, value); break;
+        default:
+            printLeaf(type, value);
+            break;
         }
         text_.put("\n", 1);
     }
@@ -97,7 +106,8 @@ public:
         printLeaf(*programs.discriminator->type, value + arms.discriminatorOffset);
         text_.put("\n", 1);
         const Arm* arm = arms.select(arms.read(value));
-        if (arm == nullptr) return;
+        if (arm == nullptr)
+            return;
         const size_t index = static_cast<size_t>(arm - arms.list);
         printMember(type.members[index], *programs.nested.data()[index], value, depth);
     }
@@ -108,69 +118,97 @@ private:
         const char* at = value + member.offset;
         if (isOptional(member)) {
             const char* target = slotAt<const char*>(at);
-            if (target == nullptr) return;
-            if (inner.type->kind != DDS_TYPE_STRING) at = target;
+            if (target == nullptr)
+                return;
+            if (inner.type->kind != DDS_TYPE_STRING)
+                at = target;
         }
         text_.indent(depth);
         text_.put(member.name);
         text_.put(":", 1);
-        if (isLeaf(*inner.type) || inner.type->kind > DDS_TYPE_UNION) text_.put(" ", 1);
+        if (isLeaf(*inner.type) || inner.type->kind > DDS_TYPE_UNION)
+            text_.put(" ", 1);
         printValue(inner, at, depth + 1);
     }
 
     static bool isLeaf(const DDS_TypeDescriptor& type) { return type.kind <= DDS_TYPE_STRING; }
 
     // Elements lie at pointers, or one after the other. Numbers share a line.
-    void printElements(
-        const DDS_TypePrograms& element, void* const* pointers, const char* first, uint32_t count, unsigned depth) {
+    void printElements(const DDS_TypePrograms& element, void* const* pointers, const char* first,
+        uint32_t count, unsigned depth) {
         const bool isRow = isPrimitive(element.type->kind);
         char number[40];
         if (!isRow || count == 0) {
-            ORXOsapiUtility_snprintf(number, sizeof number, "%" PRIu32 " element%s", count, count == 1 ? "" : "s");
+            ORXOsapiUtility_snprintf(
+                number, sizeof number, "%" PRIu32 " element%s", count, count == 1 ? "" : "s");
             text_.put(number);
         }
         for (uint32_t i = 0; i < count; ++i) {
-            const char* at = pointers != nullptr ? static_cast<const char*>(pointers[i]) : first + i * element.type->size;
+            const char* at =
+                pointers != nullptr ? static_cast<const char*>(pointers[i]) : first + i * element.type->size;
             if (isRow) {
-                if (i > 0) text_.put(", ", 2);
+                if (i > 0)
+                    text_.put(", ", 2);
                 printLeaf(*element.type, at);
                 continue;
             }
-            if (i == 0) text_.put("\n", 1);
+            if (i == 0)
+                text_.put("\n", 1);
             text_.indent(depth);
             ORXOsapiUtility_snprintf(number, sizeof number, "[%" PRIu32 "]:%s", i,
                 element.type->kind == DDS_TYPE_STRUCT || element.type->kind == DDS_TYPE_UNION ? "" : " ");
             text_.put(number);
             printValue(element, at, depth + 1);
         }
-        if (isRow || count == 0) text_.put("\n", 1);
+        if (isRow || count == 0)
+            text_.put("\n", 1);
     }
 
     void printLeaf(const DDS_TypeDescriptor& type, const char* value) {
         char number[64];
         switch (type.kind) {
-        case DDS_TYPE_BOOLEAN: text_.put(*value != 0 ? "true" : "false"); return;
-        case DDS_TYPE_STRING: printText(slotAt<const char*>(value)); return;
-        case DDS_TYPE_CHAR: printCharacter(*value); return;
-        case DDS_TYPE_ENUM: printLiteral(type, slotAt<DDS_Long>(value)); return;
+        case DDS_TYPE_BOOLEAN:
+            text_.put(*value != 0 ? "true" : "false");
+            return;
+        case DDS_TYPE_STRING:
+            printText(slotAt<const char*>(value));
+            return;
+        case DDS_TYPE_CHAR:
+            printCharacter(*value);
+            return;
+        case DDS_TYPE_ENUM:
+            printLiteral(type, slotAt<DDS_Long>(value));
+            return;
         case DDS_TYPE_OCTET:
             ORXOsapiUtility_snprintf(number, sizeof number, "0x%02X", unsigned{slotAt<DDS_Octet>(value)});
             break;
-        case DDS_TYPE_SHORT: format(number, slotAt<DDS_Short>(value)); break;
-        case DDS_TYPE_USHORT: format(number, slotAt<DDS_UnsignedShort>(value)); break;
-        case DDS_TYPE_LONG: format(number, slotAt<DDS_Long>(value)); break;
-        case DDS_TYPE_ULONG: format(number, slotAt<DDS_UnsignedLong>(value)); break;
-        case DDS_TYPE_LONGLONG: format(number, slotAt<DDS_LongLong>(value)); break;
+        case DDS_TYPE_SHORT:
+            format(number, slotAt<DDS_Short>(value));
+            break;
+        case DDS_TYPE_USHORT:
+            format(number, slotAt<DDS_UnsignedShort>(value));
+            break;
+        case DDS_TYPE_LONG:
+            format(number, slotAt<DDS_Long>(value));
+            break;
+        case DDS_TYPE_ULONG:
+            format(number, slotAt<DDS_UnsignedLong>(value));
+            break;
+        case DDS_TYPE_LONGLONG:
+            format(number, slotAt<DDS_LongLong>(value));
+            break;
         case DDS_TYPE_ULONGLONG:
             ORXOsapiUtility_snprintf(number, sizeof number, "%" PRIu64, slotAt<DDS_UnsignedLongLong>(value));
             break;
         case DDS_TYPE_FLOAT:
-            ORXOsapiUtility_snprintf(number, sizeof number, "%.9g", static_cast<double>(slotAt<DDS_Float>(value)));
+            ORXOsapiUtility_snprintf(
+                number, sizeof number, "%.9g", static_cast<double>(slotAt<DDS_Float>(value)));
             break;
         case DDS_TYPE_DOUBLE:
             ORXOsapiUtility_snprintf(number, sizeof number, "%.17g", slotAt<DDS_Double>(value));
             break;
-        default: return;
+        default:
+            return;
         }
         text_.put(number);
     }
@@ -182,7 +220,8 @@ private:
     void printLiteral(const DDS_TypeDescriptor& type, DDS_Long value) {
         char number[64];
         for (uint32_t i = 0; i < type.literalCount; ++i) {
-            if (type.literals[i].value != value) continue;
+            if (type.literals[i].value != value)
+                continue;
             text_.put(type.literals[i].name);
             return;
         }
@@ -203,7 +242,8 @@ private:
 
     void printText(const char* text) {
         text_.put("\"", 1);
-        for (; text != nullptr && *text != '\0'; ++text) printCharacter(*text);
+        for (; text != nullptr && *text != '\0'; ++text)
+            printCharacter(*text);
         text_.put("\"", 1);
     }
 
@@ -218,7 +258,8 @@ using namespace zdds::types;
 void DDS_Type_print_data(
     const DDS_TypeDescriptor* type, const void* value, const char* description, DDS_UnsignedLong indent) {
     const DDS_TypePrograms* programs = type == nullptr || value == nullptr ? nullptr : programsOf(type);
-    if (programs == nullptr) return;
+    if (programs == nullptr)
+        return;
     Text text(stdout);
     if (description != nullptr) {
         text.indent(indent);
@@ -232,14 +273,18 @@ DDS_Boolean DDS_Type_data_to_string(
     const DDS_TypeDescriptor* type, const void* value, char* buffer, DDS_UnsignedLong* size) {
     const DDS_TypePrograms* programs =
         type == nullptr || value == nullptr || size == nullptr ? nullptr : programsOf(type);
-    if (programs == nullptr) return DDS_BOOLEAN_FALSE;
+    if (programs == nullptr)
+        return DDS_BOOLEAN_FALSE;
     const size_t capacity = buffer == nullptr ? 0 : *size;
     Text text(buffer, capacity);
     Printer(text).printInner(*programs, static_cast<const char*>(value), 0);
     const size_t needed = text.length() + 1;
-    if (needed > UINT32_MAX) return DDS_BOOLEAN_FALSE;
+    if (needed > UINT32_MAX)
+        return DDS_BOOLEAN_FALSE;
     *size = static_cast<DDS_UnsignedLong>(needed);
-    if (buffer == nullptr) return DDS_BOOLEAN_TRUE;
-    if (capacity > 0) buffer[std::min(needed, capacity) - 1] = '\0';
+    if (buffer == nullptr)
+        return DDS_BOOLEAN_TRUE;
+    if (capacity > 0)
+        buffer[std::min(needed, capacity) - 1] = '\0';
     return needed <= capacity;
 }

@@ -22,7 +22,8 @@ DDS_TypePrograms*& bucketOf(const DDS_TypeDescriptor* type) {
 
 const DDS_TypePrograms* findLocked(const DDS_TypeDescriptor* type) {
     for (const DDS_TypePrograms* programs = bucketOf(type); programs != nullptr; programs = programs->next)
-        if (programs->type == type) return programs->target != nullptr ? programs->target : programs;
+        if (programs->type == type)
+            return programs->target != nullptr ? programs->target : programs;
     return nullptr;
 }
 
@@ -36,14 +37,16 @@ template <typename Nested> bool build(DDS_TypePrograms& programs, Nested nested)
     return shapes.build() && buildWire(programs);
 }
 
-// depth: how many types enclose this one. Types within are made first; those that are complete stay when an outer
-// one fails.
+// depth: how many types enclose this one. Types within are made first; those that are complete stay when an
+// outer one fails.
 const DDS_TypePrograms* makeLocked(const DDS_TypeDescriptor* type, unsigned depth) {
-    if (const DDS_TypePrograms* found = findLocked(type)) return found;
+    if (const DDS_TypePrograms* found = findLocked(type))
+        return found;
     if (depth > DDS_TYPE_MAXIMUM_NESTING)
         return ZDDS_FAIL(nullptr, NOT_SUPPORTED, "type '%s': recursive or nested too deep", type->name);
     auto* programs = create<DDS_TypePrograms>("struct DDS_TypePrograms");
-    if (programs == nullptr) return nullptr;
+    if (programs == nullptr)
+        return nullptr;
     programs->type = type;
     const auto nested = [depth](const DDS_TypeDescriptor* inner) { return makeLocked(inner, depth + 1); };
     if (!build(*programs, nested)) {
@@ -87,19 +90,25 @@ const DDS_TypePrograms* DDS_Type_get_programs(const DDS_TypeDescriptor* type) {
     return type == nullptr ? nullptr : programsOf(type);
 }
 
-DDS_Boolean DDS_Type_prepare(const DDS_TypeDescriptor* type) { return DDS_Type_get_programs(type) != nullptr; }
+DDS_Boolean DDS_Type_prepare(const DDS_TypeDescriptor* type) {
+    return DDS_Type_get_programs(type) != nullptr;
+}
 
 const ORXXCdrSampleAccessInfo* DDS_Type_get_sample_access_info(const DDS_TypeDescriptor* type) {
     if (type == nullptr || type->runtime == nullptr || type->access == nullptr ||
         (type->kind != DDS_TYPE_STRUCT && type->kind != DDS_TYPE_UNION))
         return nullptr;
     ORXXCdrSampleAccessInfo& record = type->runtime->access;
-    if (std::atomic_ref(record.isInitialized).load(std::memory_order_acquire) == 1) return &record;
+    if (std::atomic_ref(record.isInitialized).load(std::memory_order_acquire) == 1)
+        return &record;
     const std::lock_guard guard(mutex);
-    if (record.isInitialized == 1) return &record;
+    if (record.isInitialized == 1)
+        return &record;
     ORXXCdrMemberAccessInfo* entry = type->access;
-    if (type->kind == DDS_TYPE_UNION) *entry++ = {type->discriminatorOffset, type->discriminator->size, false};
-    for (const DDS_TypeMember* member = type->members; member != type->members + type->memberCount; ++member) {
+    if (type->kind == DDS_TYPE_UNION)
+        *entry++ = {type->discriminatorOffset, type->discriminator->size, false};
+    for (const DDS_TypeMember* member = type->members; member != type->members + type->memberCount;
+         ++member) {
         const bool isPointer = isOptional(*member);
         *entry++ = {member->offset, isPointer ? sizeof(void*) : member->type->size, isPointer};
     }

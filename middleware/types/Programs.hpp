@@ -19,8 +19,8 @@ struct DDS_TypePrograms {
     const DDS_TypePrograms* target = nullptr; // of such an alias; nothing below is used then
     zdds::types::Shape shape;
     zdds::types::Wire wire;
-    // The types within: one for each member or arm (behind all aliases where it is optional), or the element. An
-    // array of arrays is one array of `count` innermost elements.
+    // The types within: one for each member or arm (behind all aliases where it is optional), or the element.
+    // An array of arrays is one array of `count` innermost elements.
     uint32_t count = 0;
     zdds::types::HeapArray<const DDS_TypePrograms*> nested;
     const DDS_TypePrograms* discriminator = nullptr;
@@ -36,15 +36,16 @@ struct DDS_TypePrograms {
 
 namespace zdds::types {
 
-// Slow path: makes the programs. Null when memory is out or the type is none that the engine can serve (recursive,
-// nested too deep, too large): that is logged.
+// Slow path: makes the programs. Null when memory is out or the type is none that the engine can serve
+// (recursive, nested too deep, too large): that is logged.
 const DDS_TypePrograms* makePrograms(const DDS_TypeDescriptor* type);
 
 inline const DDS_TypePrograms* programsOf(const DDS_TypeDescriptor* type) {
     if (type->runtime != nullptr) {
         // Pairs with the release in makePrograms: the programs are complete before anybody sees them.
         void* program = std::atomic_ref(type->runtime->program).load(std::memory_order_acquire);
-        if (program != nullptr) return static_cast<const DDS_TypePrograms*>(program);
+        if (program != nullptr)
+            return static_cast<const DDS_TypePrograms*>(program);
     }
     return makePrograms(type);
 }

@@ -14,7 +14,9 @@ struct Element {
     const Shape* shape;
     const DDS_SequenceElement* custom;
 };
-inline Element elementOf(const Shape& shape) { return {shape.size, &shape, nullptr}; }
+inline Element elementOf(const Shape& shape) {
+    return {shape.size, &shape, nullptr};
+}
 
 inline char* elementAt(const Element& element, const DDS_SequenceBase& sequence, size_t index) {
     if (sequence._discontiguous_buffer != nullptr)
@@ -22,16 +24,15 @@ inline char* elementAt(const Element& element, const DDS_SequenceBase& sequence,
     return static_cast<char*>(sequence._contiguous_buffer) + index * element.size;
 }
 
-// Room for `length` elements that the caller is about to overwrite, exactly unless there is more. Sets no length.
-// What is new is made by `params`, if given, instead of the sequence's own.
-bool reserveElements(
-    const Element& element, DDS_SequenceBase& sequence, size_t length, const Memory& memory,
+// Room for `length` elements that the caller is about to overwrite, exactly unless there is more. Sets no
+// length. What is new is made by `params`, if given, instead of the sequence's own.
+bool reserveElements(const Element& element, DDS_SequenceBase& sequence, size_t length, const Memory& memory,
     const DDS_TypeAllocationParams_t* params = nullptr);
-// Finalizes the elements from `maximum` on, for good. Only for a sequence that owns its buffer on the heap; otherwise
-// nothing happens.
+// Finalizes the elements from `maximum` on, for good. Only for a sequence that owns its buffer on the heap;
+// otherwise nothing happens.
 void dropElements(const Element& element, DDS_SequenceBase& sequence, uint32_t maximum);
-bool copySequence(
-    const Element& element, DDS_SequenceBase& destination, const DDS_SequenceBase& source, const Memory& memory);
+bool copySequence(const Element& element, DDS_SequenceBase& destination, const DDS_SequenceBase& source,
+    const Memory& memory);
 // Releases what the sequence owns, in the way that it came; a loan on the caller's memory is dropped, unless
 // isArena: then it is taken for a buffer of an arena, elements included. The sequence is empty afterwards and
 // keeps its settings.

@@ -19,10 +19,12 @@ bool isSet(const DDS_TypeAllocationParams_t& params) {
 }
 
 DDS_TypeAllocationParams_t elementAllocation(const DDS_SequenceBase& self) {
-    DDS_TypeAllocationParams_t params = isSet(self._element_allocation) ? self._element_allocation : defaultAllocation;
+    DDS_TypeAllocationParams_t params =
+        isSet(self._element_allocation) ? self._element_allocation : defaultAllocation;
     // New elements are raw memory: there is nothing to keep in them.
     params.allocate_memory = DDS_BOOLEAN_TRUE;
-    if (self._element_pointers_not_allocated) params.allocate_pointers = DDS_BOOLEAN_FALSE;
+    if (self._element_pointers_not_allocated)
+        params.allocate_pointers = DDS_BOOLEAN_FALSE;
     return params;
 }
 
@@ -30,7 +32,8 @@ DDS_TypeDeallocationParams_t elementDeallocation(const DDS_SequenceBase& self) {
     const DDS_TypeDeallocationParams_t& own = self._element_deallocation;
     DDS_TypeDeallocationParams_t params =
         own.delete_pointers || own.delete_optional_members ? own : defaultDeallocation;
-    if (self._element_pointers_not_allocated) params.delete_pointers = DDS_BOOLEAN_FALSE;
+    if (self._element_pointers_not_allocated)
+        params.delete_pointers = DDS_BOOLEAN_FALSE;
     return params;
 }
 
@@ -39,18 +42,20 @@ bool isPlain(const Element& element) {
                                     : element.custom == nullptr || element.custom->initialize == nullptr;
 }
 
-void finalizeElements(
-    const Element& element, char* first, size_t count, const DDS_TypeDeallocationParams_t& params, bool isArena) {
-    if (isPlain(element)) return;
+void finalizeElements(const Element& element, char* first, size_t count,
+    const DDS_TypeDeallocationParams_t& params, bool isArena) {
+    if (isPlain(element))
+        return;
     for (size_t i = 0; i < count; ++i, first += element.size) {
-        if (element.shape != nullptr) finalizeValue(*element.shape, first, params, isArena);
-        else element.custom->finalize(first, &params, isArena);
+        if (element.shape != nullptr)
+            finalizeValue(*element.shape, first, params, isArena);
+        else
+            element.custom->finalize(first, &params, isArena);
     }
 }
 
-bool initializeElements(
-    const Element& element, char* first, size_t count, const DDS_SequenceBase& self, const Memory& memory,
-    const DDS_TypeAllocationParams_t* given = nullptr) {
+bool initializeElements(const Element& element, char* first, size_t count, const DDS_SequenceBase& self,
+    const Memory& memory, const DDS_TypeAllocationParams_t* given = nullptr) {
     if (isPlain(element) && (element.shape == nullptr || element.shape->image == nullptr)) {
         std::memset(first, 0, count * element.size);
         return true;
@@ -87,9 +92,11 @@ void forgetBuffer(DDS_SequenceBase& self) {
 
 // A new buffer of an arena, lent to a sequence that has none.
 bool lendFromArena(const Element& element, DDS_SequenceBase& self, size_t maximum, const Memory& memory) {
-    if (maximum > absoluteMaximum(self) || maximum > INT32_MAX / element.size) return false;
+    if (maximum > absoluteMaximum(self) || maximum > INT32_MAX / element.size)
+        return false;
     void* buffer = memory.allocate(maximum * element.size, 1, "sequence buffer");
-    if (buffer == nullptr) return false;
+    if (buffer == nullptr)
+        return false;
     if (!initializeElements(element, static_cast<char*>(buffer), maximum, self, memory)) {
         Memory::release(buffer, true);
         return false;
@@ -102,10 +109,10 @@ bool lendFromArena(const Element& element, DDS_SequenceBase& self, size_t maximu
 }
 
 // Resizes a buffer of the heap that the sequence owns, to exactly `maximum` elements.
-bool resizeBuffer(
-    const Element& element, DDS_SequenceBase& self, size_t maximum, const Memory& memory,
+bool resizeBuffer(const Element& element, DDS_SequenceBase& self, size_t maximum, const Memory& memory,
     const DDS_TypeAllocationParams_t* params = nullptr) {
-    if (maximum > absoluteMaximum(self) || maximum > PTRDIFF_MAX / element.size) return false;
+    if (maximum > absoluteMaximum(self) || maximum > PTRDIFF_MAX / element.size)
+        return false;
     if (maximum < self._maximum) {
         char* tail = static_cast<char*>(self._contiguous_buffer) + maximum * element.size;
         finalizeElements(element, tail, self._maximum - maximum, elementDeallocation(self), false);
@@ -118,7 +125,8 @@ bool resizeBuffer(
         }
         return true;
     }
-    if (maximum == self._maximum) return true;
+    if (maximum == self._maximum)
+        return true;
     const size_t alignment = element.shape != nullptr ? element.shape->alignment : 1;
     if (!memory.reallocate(&self._contiguous_buffer, maximum * element.size, alignment, "sequence buffer"))
         return false;
@@ -136,36 +144,45 @@ bool resizeBuffer(
 
 } // namespace
 
-bool reserveElements(
-    const Element& element, DDS_SequenceBase& self, size_t length, const Memory& memory,
+bool reserveElements(const Element& element, DDS_SequenceBase& self, size_t length, const Memory& memory,
     const DDS_TypeAllocationParams_t* params) {
-    if (length <= self._maximum) return true;
-    if (memory.arena == nullptr) return !self._loaned && resizeBuffer(element, self, length, memory, params);
+    if (length <= self._maximum)
+        return true;
+    if (memory.arena == nullptr)
+        return !self._loaned && resizeBuffer(element, self, length, memory, params);
     // In an arena a buffer does not grow. One that the caller lent is not replaced behind its back.
-    if (self._loaned && !self._arena) return false;
+    if (self._loaned && !self._arena)
+        return false;
     DDS_SequenceBase grown = self;
     forgetBuffer(grown);
-    if (!lendFromArena(element, grown, length, memory)) return false;
+    if (!lendFromArena(element, grown, length, memory))
+        return false;
     finalizeSequence(element, self, true);
     self = grown;
     return true;
 }
 
 void dropElements(const Element& element, DDS_SequenceBase& self, uint32_t maximum) {
-    if (self._loaned || maximum >= self._maximum) return;
+    if (self._loaned || maximum >= self._maximum)
+        return;
     resizeBuffer(element, self, maximum, {});
-    if (self._length > maximum) self._length = maximum;
+    if (self._length > maximum)
+        self._length = maximum;
 }
 
-bool copySequence(
-    const Element& element, DDS_SequenceBase& destination, const DDS_SequenceBase& source, const Memory& memory) {
-    if (&destination == &source) return true;
-    if (!reserveElements(element, destination, source._length, memory)) return false;
-    if (isPlain(element) && source._contiguous_buffer != nullptr && destination._contiguous_buffer != nullptr) {
+bool copySequence(const Element& element, DDS_SequenceBase& destination, const DDS_SequenceBase& source,
+    const Memory& memory) {
+    if (&destination == &source)
+        return true;
+    if (!reserveElements(element, destination, source._length, memory))
+        return false;
+    if (isPlain(element) && source._contiguous_buffer != nullptr &&
+        destination._contiguous_buffer != nullptr) {
         std::memcpy(destination._contiguous_buffer, source._contiguous_buffer, source._length * element.size);
     } else {
         for (uint32_t i = 0; i < source._length; ++i)
-            if (!copyElement(element, elementAt(element, destination, i), elementAt(element, source, i), memory))
+            if (!copyElement(
+                    element, elementAt(element, destination, i), elementAt(element, source, i), memory))
                 return false;
     }
     destination._length = source._length;
@@ -193,7 +210,8 @@ namespace {
 // False when the programs of the element type cannot be made.
 bool find(const DDS_SequenceElement* element, Element* found) {
     *found = {element->size, nullptr, element};
-    if (element->type == nullptr) return true;
+    if (element->type == nullptr)
+        return true;
     found->shape = shapeOf(element->type);
     return found->shape != nullptr && found->shape->size == element->size;
 }
@@ -201,19 +219,22 @@ bool find(const DDS_SequenceElement* element, Element* found) {
 } // namespace
 
 DDS_Boolean DDS_SequenceBase_initialize(DDS_SequenceBase* self) {
-    if (self == nullptr) return DDS_BOOLEAN_FALSE;
+    if (self == nullptr)
+        return DDS_BOOLEAN_FALSE;
     std::memset(static_cast<void*>(self), 0, sizeof *self);
     return DDS_BOOLEAN_TRUE;
 }
 
 DDS_Boolean DDS_SequenceBase_finalize(const DDS_SequenceElement* element, DDS_SequenceBase* self) {
     Element found;
-    if (self == nullptr) return DDS_BOOLEAN_FALSE;
+    if (self == nullptr)
+        return DDS_BOOLEAN_FALSE;
     if (self->_contiguous_buffer == nullptr) {
         forgetBuffer(*self);
         return DDS_BOOLEAN_TRUE;
     }
-    if (!find(element, &found)) return DDS_BOOLEAN_FALSE;
+    if (!find(element, &found))
+        return DDS_BOOLEAN_FALSE;
     finalizeSequence(found, *self, false);
     return DDS_BOOLEAN_TRUE;
 }
@@ -222,22 +243,27 @@ DDS_Long DDS_SequenceBase_get_length(const DDS_SequenceBase* self) {
     return self == nullptr ? 0 : static_cast<DDS_Long>(self->_length);
 }
 
-DDS_Boolean DDS_SequenceBase_set_length(const DDS_SequenceElement* element, DDS_SequenceBase* self, DDS_Long length) {
+DDS_Boolean DDS_SequenceBase_set_length(
+    const DDS_SequenceElement* element, DDS_SequenceBase* self, DDS_Long length) {
     return DDS_SequenceBase_ensure_length(element, self, length, length);
 }
 
 DDS_Boolean DDS_SequenceBase_ensure_length(
     const DDS_SequenceElement* element, DDS_SequenceBase* self, DDS_Long length, DDS_Long maximum) {
-    if (self == nullptr || length < 0 || maximum < length) return DDS_BOOLEAN_FALSE;
+    if (self == nullptr || length < 0 || maximum < length)
+        return DDS_BOOLEAN_FALSE;
     const auto wanted = static_cast<uint32_t>(length);
     if (wanted > self->_maximum) {
         Element found;
         const uint32_t limit = absoluteMaximum(*self);
-        if (self->_loaned || wanted > limit || !find(element, &found)) return DDS_BOOLEAN_FALSE;
+        if (self->_loaned || wanted > limit || !find(element, &found))
+            return DDS_BOOLEAN_FALSE;
         // The caller's maximum is a hint below half as much again as there is, so that appending stays cheap.
         const uint64_t growth = self->_maximum + uint64_t{self->_maximum} / 2;
-        const uint64_t room = std::min<uint64_t>(std::max<uint64_t>(growth, static_cast<uint32_t>(maximum)), limit);
-        if (!resizeBuffer(found, *self, room, {}) && !resizeBuffer(found, *self, wanted, {})) return DDS_BOOLEAN_FALSE;
+        const uint64_t room =
+            std::min<uint64_t>(std::max<uint64_t>(growth, static_cast<uint32_t>(maximum)), limit);
+        if (!resizeBuffer(found, *self, room, {}) && !resizeBuffer(found, *self, wanted, {}))
+            return DDS_BOOLEAN_FALSE;
     }
     self->_length = wanted;
     return DDS_BOOLEAN_TRUE;
@@ -250,25 +276,30 @@ DDS_Long DDS_SequenceBase_get_maximum(const DDS_SequenceBase* self) {
 DDS_Boolean DDS_SequenceBase_set_maximum(
     const DDS_SequenceElement* element, DDS_SequenceBase* self, DDS_Long maximum) {
     Element found;
-    return self != nullptr && maximum >= 0 && static_cast<uint32_t>(maximum) >= self->_length && !self->_loaned &&
-           find(element, &found) && resizeBuffer(found, *self, static_cast<uint32_t>(maximum), {});
+    return self != nullptr && maximum >= 0 && static_cast<uint32_t>(maximum) >= self->_length &&
+           !self->_loaned && find(element, &found) &&
+           resizeBuffer(found, *self, static_cast<uint32_t>(maximum), {});
 }
 
 DDS_Boolean DDS_SequenceBase_set_absolute_maximum(DDS_SequenceBase* self, DDS_Long maximum) {
-    if (self == nullptr || maximum < 0 || static_cast<uint32_t>(maximum) < self->_maximum) return DDS_BOOLEAN_FALSE;
+    if (self == nullptr || maximum < 0 || static_cast<uint32_t>(maximum) < self->_maximum)
+        return DDS_BOOLEAN_FALSE;
     self->_absolute_maximum = static_cast<uint32_t>(maximum);
     return DDS_BOOLEAN_TRUE;
 }
 
-void* DDS_SequenceBase_get_reference(const DDS_SequenceElement* element, const DDS_SequenceBase* self, DDS_Long index) {
-    if (self == nullptr || index < 0 || static_cast<uint32_t>(index) >= self->_length) return nullptr;
+void* DDS_SequenceBase_get_reference(
+    const DDS_SequenceElement* element, const DDS_SequenceBase* self, DDS_Long index) {
+    if (self == nullptr || index < 0 || static_cast<uint32_t>(index) >= self->_length)
+        return nullptr;
     return elementAt({element->size, nullptr, element}, *self, static_cast<uint32_t>(index));
 }
 
 DDS_Boolean DDS_SequenceBase_copy(
     const DDS_SequenceElement* element, DDS_SequenceBase* self, const DDS_SequenceBase* source) {
     Element found;
-    return self != nullptr && source != nullptr && find(element, &found) && copySequence(found, *self, *source, {});
+    return self != nullptr && source != nullptr && find(element, &found) &&
+           copySequence(found, *self, *source, {});
 }
 
 DDS_Boolean DDS_SequenceBase_copy_no_alloc(
@@ -279,7 +310,8 @@ DDS_Boolean DDS_SequenceBase_copy_no_alloc(
 
 DDS_Boolean DDS_SequenceBase_from_array(
     const DDS_SequenceElement* element, DDS_SequenceBase* self, const void* array, DDS_Long length) {
-    if (length < 0 || (array == nullptr && length > 0)) return DDS_BOOLEAN_FALSE;
+    if (length < 0 || (array == nullptr && length > 0))
+        return DDS_BOOLEAN_FALSE;
     DDS_SequenceBase source{};
     source._contiguous_buffer = const_cast<void*>(array);
     source._length = source._maximum = static_cast<uint32_t>(length);
@@ -307,8 +339,10 @@ bool mayLend(const DDS_SequenceBase* self, const void* buffer, DDS_Long length, 
 
 } // namespace
 
-DDS_Boolean DDS_SequenceBase_loan_contiguous(DDS_SequenceBase* self, void* buffer, DDS_Long length, DDS_Long maximum) {
-    if (!mayLend(self, buffer, length, maximum)) return DDS_BOOLEAN_FALSE;
+DDS_Boolean DDS_SequenceBase_loan_contiguous(
+    DDS_SequenceBase* self, void* buffer, DDS_Long length, DDS_Long maximum) {
+    if (!mayLend(self, buffer, length, maximum))
+        return DDS_BOOLEAN_FALSE;
     self->_contiguous_buffer = buffer;
     self->_length = static_cast<uint32_t>(length);
     self->_maximum = static_cast<uint32_t>(maximum);
@@ -318,7 +352,8 @@ DDS_Boolean DDS_SequenceBase_loan_contiguous(DDS_SequenceBase* self, void* buffe
 
 DDS_Boolean DDS_SequenceBase_loan_discontiguous(
     DDS_SequenceBase* self, void** buffer, DDS_Long length, DDS_Long maximum) {
-    if (!mayLend(self, buffer, length, maximum)) return DDS_BOOLEAN_FALSE;
+    if (!mayLend(self, buffer, length, maximum))
+        return DDS_BOOLEAN_FALSE;
     self->_discontiguous_buffer = buffer;
     self->_length = static_cast<uint32_t>(length);
     self->_maximum = static_cast<uint32_t>(maximum);
@@ -327,12 +362,15 @@ DDS_Boolean DDS_SequenceBase_loan_discontiguous(
 }
 
 DDS_Boolean DDS_SequenceBase_unloan(DDS_SequenceBase* self) {
-    if (self == nullptr || !self->_loaned) return DDS_BOOLEAN_FALSE;
+    if (self == nullptr || !self->_loaned)
+        return DDS_BOOLEAN_FALSE;
     forgetBuffer(*self);
     return DDS_BOOLEAN_TRUE;
 }
 
-DDS_Boolean DDS_SequenceBase_has_ownership(const DDS_SequenceBase* self) { return self != nullptr && !self->_loaned; }
+DDS_Boolean DDS_SequenceBase_has_ownership(const DDS_SequenceBase* self) {
+    return self != nullptr && !self->_loaned;
+}
 
 void* DDS_SequenceBase_get_contiguous_buffer(const DDS_SequenceBase* self) {
     return self == nullptr ? nullptr : self->_contiguous_buffer;
@@ -347,50 +385,56 @@ DDS_Boolean DDS_SequenceBase_get_element_pointers_allocation(const DDS_SequenceB
 }
 
 DDS_Boolean DDS_SequenceBase_set_element_pointers_allocation(DDS_SequenceBase* self, DDS_Boolean allocate) {
-    if (self == nullptr || self->_maximum != 0) return DDS_BOOLEAN_FALSE;
+    if (self == nullptr || self->_maximum != 0)
+        return DDS_BOOLEAN_FALSE;
     self->_element_pointers_not_allocated = !allocate;
     return DDS_BOOLEAN_TRUE;
 }
 
-const DDS_TypeAllocationParams_t* DDS_SequenceBase_get_element_allocation_params(const DDS_SequenceBase* self) {
-    if (self == nullptr) return nullptr;
+const DDS_TypeAllocationParams_t* DDS_SequenceBase_get_element_allocation_params(
+    const DDS_SequenceBase* self) {
+    if (self == nullptr)
+        return nullptr;
     return isSet(self->_element_allocation) ? &self->_element_allocation : &defaultAllocation;
 }
 
 DDS_Boolean DDS_SequenceBase_set_element_allocation_params(
     DDS_SequenceBase* self, const DDS_TypeAllocationParams_t* params) {
-    if (self == nullptr || params == nullptr || self->_maximum != 0) return DDS_BOOLEAN_FALSE;
+    if (self == nullptr || params == nullptr || self->_maximum != 0)
+        return DDS_BOOLEAN_FALSE;
     self->_element_allocation = *params;
     return DDS_BOOLEAN_TRUE;
 }
 
-const DDS_TypeDeallocationParams_t* DDS_SequenceBase_get_element_deallocation_params(const DDS_SequenceBase* self) {
-    if (self == nullptr) return nullptr;
+const DDS_TypeDeallocationParams_t* DDS_SequenceBase_get_element_deallocation_params(
+    const DDS_SequenceBase* self) {
+    if (self == nullptr)
+        return nullptr;
     const DDS_TypeDeallocationParams_t& own = self->_element_deallocation;
     return own.delete_pointers || own.delete_optional_members ? &own : &defaultDeallocation;
 }
 
 DDS_Boolean DDS_SequenceBase_set_element_deallocation_params(
     DDS_SequenceBase* self, const DDS_TypeDeallocationParams_t* params) {
-    if (self == nullptr || params == nullptr || self->_maximum != 0) return DDS_BOOLEAN_FALSE;
+    if (self == nullptr || params == nullptr || self->_maximum != 0)
+        return DDS_BOOLEAN_FALSE;
     self->_element_deallocation = *params;
     return DDS_BOOLEAN_TRUE;
 }
 
-DDS_Boolean DDS_SequenceBase_new_buffer_and_loan_w_memory_manager(
-    const DDS_SequenceElement* element, DDS_SequenceBase* self, REDAInlineMemory** memoryManager, DDS_Long length,
-    DDS_Long maximum) {
+DDS_Boolean DDS_SequenceBase_new_buffer_and_loan_w_memory_manager(const DDS_SequenceElement* element,
+    DDS_SequenceBase* self, REDAInlineMemory** memoryManager, DDS_Long length, DDS_Long maximum) {
     Element found;
-    if (memoryManager == nullptr || !mayLend(self, memoryManager, length, maximum) || !find(element, &found) ||
+    if (memoryManager == nullptr || !mayLend(self, memoryManager, length, maximum) ||
+        !find(element, &found) ||
         !lendFromArena(found, *self, static_cast<uint32_t>(maximum), {memoryManager}))
         return DDS_BOOLEAN_FALSE;
     self->_length = static_cast<uint32_t>(length);
     return DDS_BOOLEAN_TRUE;
 }
 
-DDS_Boolean DDS_SequenceBase_copy_w_memory_manager(
-    const DDS_SequenceElement* element, DDS_SequenceBase* self, REDAInlineMemory** memoryManager,
-    const DDS_SequenceBase* source) {
+DDS_Boolean DDS_SequenceBase_copy_w_memory_manager(const DDS_SequenceElement* element, DDS_SequenceBase* self,
+    REDAInlineMemory** memoryManager, const DDS_SequenceBase* source) {
     Element found;
     return self != nullptr && memoryManager != nullptr && source != nullptr && find(element, &found) &&
            copySequence(found, *self, *source, {memoryManager});
@@ -399,7 +443,8 @@ DDS_Boolean DDS_SequenceBase_copy_w_memory_manager(
 DDS_Boolean DDS_SequenceBase_unloan_and_finalize_w_memory_manager(
     const DDS_SequenceElement* element, DDS_SequenceBase* self) {
     Element found;
-    if (self == nullptr || !find(element, &found)) return DDS_BOOLEAN_FALSE;
+    if (self == nullptr || !find(element, &found))
+        return DDS_BOOLEAN_FALSE;
     finalizeSequence(found, *self, true);
     return DDS_BOOLEAN_TRUE;
 }

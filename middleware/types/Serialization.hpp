@@ -16,9 +16,8 @@ constexpr size_t memoryPerSample = 16384;
 // The size with the header and the padding at the end; 0 when the value cannot be serialized.
 size_t serializedSize(const DDS_TypeDescriptor& type, uint16_t representation, const void* value);
 // Into a buffer of the heap that grows: *buffer of *capacity bytes.
-bool serialize(
-    const DDS_TypeDescriptor& type, uint16_t representation, const void* value, char** buffer, size_t* capacity,
-    size_t* length);
+bool serialize(const DDS_TypeDescriptor& type, uint16_t representation, const void* value, char** buffer,
+    size_t* capacity, size_t* length);
 // Into a buffer of *length bytes; then *length is what was written.
 bool serializeInto(
     const DDS_TypeDescriptor& type, uint16_t representation, const void* value, char* buffer, size_t* length);

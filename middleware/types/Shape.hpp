@@ -1,9 +1,9 @@
 // The memory side of a type as a flat program: what a value consists of, and what its defaults are.
 //
-// A shape is an image of the default value, and operations for what is not covered by copying the image: strings,
-// sequences, pointers, unions. Nested structures and arrays of plain elements are flattened: neighbouring plain
-// members are one operation, a plain type is one copy.
-// Threads: constant once made. Ownership: the shape's programs (Programs.hpp) own it.
+// A shape is an image of the default value, and operations for what is not covered by copying the image:
+// strings, sequences, pointers, unions. Nested structures and arrays of plain elements are flattened:
+// neighbouring plain members are one operation, a plain type is one copy. Threads: constant once made.
+// Ownership: the shape's programs (Programs.hpp) own it.
 #ifndef ZDDSC_TYPES_SHAPE_HPP
 #define ZDDSC_TYPES_SHAPE_HPP
 
@@ -55,8 +55,10 @@ struct Arms {
         const Arm* fallback = nullptr;
         for (const Arm* arm = list; arm != list + count; ++arm) {
             for (uint32_t i = 0; i < arm->labelCount; ++i)
-                if (arm->labels[i] == label) return arm;
-            if (arm->isDefault) fallback = arm;
+                if (arm->labels[i] == label)
+                    return arm;
+            if (arm->isDefault)
+                fallback = arm;
         }
         return fallback;
     }
@@ -91,22 +93,29 @@ struct Shape {
 
 // The type behind aliases that are not references.
 inline const DDS_TypeDescriptor* resolve(const DDS_TypeDescriptor* type) {
-    while (type->kind == DDS_TYPE_ALIAS && (type->flags & DDS_TYPE_FLAG_REFERENCE) == 0) type = type->element;
+    while (type->kind == DDS_TYPE_ALIAS && (type->flags & DDS_TYPE_FLAG_REFERENCE) == 0)
+        type = type->element;
     return type;
 }
 // The type behind all aliases: what travels on the wire.
 inline const DDS_TypeDescriptor* resolveAll(const DDS_TypeDescriptor* type) {
-    while (type->kind == DDS_TYPE_ALIAS) type = type->element;
+    while (type->kind == DDS_TYPE_ALIAS)
+        type = type->element;
     return type;
 }
 // Of an array, through arrays that are its elements.
 inline const DDS_TypeDescriptor* innermostElement(const DDS_TypeDescriptor& array) {
     const DDS_TypeDescriptor* element = resolve(array.element);
-    while (element->kind == DDS_TYPE_ARRAY) element = resolve(element->element);
+    while (element->kind == DDS_TYPE_ARRAY)
+        element = resolve(element->element);
     return element;
 }
-inline bool isPrimitive(DDS_TypeKind kind) { return kind >= DDS_TYPE_BOOLEAN && kind <= DDS_TYPE_DOUBLE; }
-inline bool isOptional(const DDS_TypeMember& member) { return (member.flags & DDS_MEMBER_FLAG_OPTIONAL) != 0; }
+inline bool isPrimitive(DDS_TypeKind kind) {
+    return kind >= DDS_TYPE_BOOLEAN && kind <= DDS_TYPE_DOUBLE;
+}
+inline bool isOptional(const DDS_TypeMember& member) {
+    return (member.flags & DDS_MEMBER_FLAG_OPTIONAL) != 0;
+}
 // The lowest enumerator that is not negative, or the first.
 DDS_Long defaultLiteral(const DDS_TypeDescriptor* enumeration);
 

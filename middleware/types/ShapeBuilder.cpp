@@ -12,49 +12,63 @@ bool ShapeBuilderBase::reportUnusable(const char* reason) const {
 }
 
 bool ShapeBuilderBase::checkDescriptor() const {
-    if (type_.size == 0 || type_.size > INT32_MAX) return reportUnusable("size in memory");
+    if (type_.size == 0 || type_.size > INT32_MAX)
+        return reportUnusable("size in memory");
     switch (type_.kind) {
     case DDS_TYPE_STRUCT:
     case DDS_TYPE_UNION:
-        if (type_.memberCount > DDS_TYPE_MAXIMUM_MEMBERS) return reportUnusable("too many members");
-        for (const DDS_TypeMember* member = type_.members; member != type_.members + type_.memberCount; ++member) {
+        if (type_.memberCount > DDS_TYPE_MAXIMUM_MEMBERS)
+            return reportUnusable("too many members");
+        for (const DDS_TypeMember* member = type_.members; member != type_.members + type_.memberCount;
+             ++member) {
             const size_t size = isOptional(*member) ? sizeof(void*) : member->type->size;
             if (member->offset > type_.size || size > type_.size - member->offset)
                 return reportUnusable("a member outside of the structure");
         }
-        if (type_.kind == DDS_TYPE_STRUCT) return true;
-        if (type_.extensibility == DDS_TYPE_MUTABLE) return reportUnusable("a mutable union");
+        if (type_.kind == DDS_TYPE_STRUCT)
+            return true;
+        if (type_.extensibility == DDS_TYPE_MUTABLE)
+            return reportUnusable("a mutable union");
         if (type_.discriminator == nullptr || resolve(type_.discriminator)->kind > DDS_TYPE_ENUM ||
             resolve(type_.discriminator)->kind == DDS_TYPE_FLOAT ||
             resolve(type_.discriminator)->kind == DDS_TYPE_DOUBLE)
             return reportUnusable("discriminator");
-        for (const DDS_TypeMember* member = type_.members; member != type_.members + type_.memberCount; ++member)
-            if (isOptional(*member)) return reportUnusable("an optional arm");
+        for (const DDS_TypeMember* member = type_.members; member != type_.members + type_.memberCount;
+             ++member)
+            if (isOptional(*member))
+                return reportUnusable("an optional arm");
         return true;
     case DDS_TYPE_ARRAY:
-        if (type_.bound == 0 || type_.bound != type_.size / type_.element->size) return reportUnusable("array bound");
+        if (type_.bound == 0 || type_.bound != type_.size / type_.element->size)
+            return reportUnusable("array bound");
         return true;
     case DDS_TYPE_SEQUENCE:
-        if (type_.size != sizeof(DDS_SequenceBase)) return reportUnusable("sequence size");
+        if (type_.size != sizeof(DDS_SequenceBase))
+            return reportUnusable("sequence size");
         return true;
     case DDS_TYPE_ALIAS:
     case DDS_TYPE_STRING: {
         const bool isPointer = type_.kind == DDS_TYPE_STRING || (type_.flags & DDS_TYPE_FLAG_REFERENCE) != 0;
-        if (type_.size != (isPointer ? sizeof(void*) : type_.element->size)) return reportUnusable("size in memory");
+        if (type_.size != (isPointer ? sizeof(void*) : type_.element->size))
+            return reportUnusable("size in memory");
         return true;
     }
     case DDS_TYPE_ENUM:
         for (uint32_t i = 1; i < type_.literalCount; ++i)
-            if (type_.literals[i - 1].value >= type_.literals[i].value) return reportUnusable("order of enumerators");
-        if (type_.size != sizeof(DDS_Enum) || type_.literalCount == 0) return reportUnusable("enumeration");
+            if (type_.literals[i - 1].value >= type_.literals[i].value)
+                return reportUnusable("order of enumerators");
+        if (type_.size != sizeof(DDS_Enum) || type_.literalCount == 0)
+            return reportUnusable("enumeration");
         return true;
-    default: return isPrimitive(type_.kind) || reportUnusable("kind");
+    default:
+        return isPrimitive(type_.kind) || reportUnusable("kind");
     }
 }
 
 bool ShapeBuilderBase::collect() {
     switch (type_.kind) {
-    case DDS_TYPE_STRING: return push({OpCode::string, 0, sizeof(char*), 0, {.text = nullptr}});
+    case DDS_TYPE_STRING:
+        return push({OpCode::string, 0, sizeof(char*), 0, {.text = nullptr}});
     case DDS_TYPE_STRUCT:
     case DDS_TYPE_UNION:
         for (uint32_t i = 0; i < type_.memberCount; ++i) {
@@ -64,11 +78,14 @@ bool ShapeBuilderBase::collect() {
                 return false;
         }
         return true;
-    case DDS_TYPE_ALIAS: return push({OpCode::reference, 0, 0, 0, {.shape = &programs_.element().shape}});
-    case DDS_TYPE_ARRAY: return pushArray(programs_.element().shape);
+    case DDS_TYPE_ALIAS:
+        return push({OpCode::reference, 0, 0, 0, {.shape = &programs_.element().shape}});
+    case DDS_TYPE_ARRAY:
+        return pushArray(programs_.element().shape);
     case DDS_TYPE_SEQUENCE:
         return push({OpCode::sequence, 0, 0, type_.bound, {.shape = &programs_.element().shape}});
-    default: return pushPlain(0, type_.size); // primitives and enumerations
+    default:
+        return pushPlain(0, type_.size); // primitives and enumerations
     }
 }
 
@@ -76,13 +93,15 @@ bool ShapeBuilderBase::push(const Op& op) {
     if (op.code == OpCode::sequence && op.count != 0) {
         DDS_SequenceBase empty{};
         empty._absolute_maximum = op.count;
-        if (!putImage(op.offset, &empty, sizeof empty)) return false;
+        if (!putImage(op.offset, &empty, sizeof empty))
+            return false;
     }
     return programs_.ops.push(op);
 }
 
 bool ShapeBuilderBase::pushPlain(size_t offset, size_t size) {
-    if (size == 0) return true;
+    if (size == 0)
+        return true;
     if (programs_.ops.size() > 0) {
         // Members come in the order of memory, so what lies between two plain neighbours is padding.
         Op& last = programs_.ops.back();
@@ -102,12 +121,15 @@ bool ShapeBuilderBase::putImage(size_t offset, const void* bytes, size_t size) {
 }
 
 bool ShapeBuilderBase::splice(const Shape& inner, size_t offset) {
-    if (inner.image != nullptr && !putImage(offset, inner.image, inner.size)) return false;
-    if (inner.isPlain()) return pushPlain(offset, inner.size);
+    if (inner.image != nullptr && !putImage(offset, inner.image, inner.size))
+        return false;
+    if (inner.isPlain())
+        return pushPlain(offset, inner.size);
     for (const Op* op = inner.ops; op != inner.opsEnd(); ++op) {
         Op moved = *op;
         moved.offset += static_cast<uint32_t>(offset);
-        if (!(op->code == OpCode::plain ? pushPlain(moved.offset, moved.size) : programs_.ops.push(moved))) return false;
+        if (!(op->code == OpCode::plain ? pushPlain(moved.offset, moved.size) : programs_.ops.push(moved)))
+            return false;
     }
     return true;
 }
@@ -124,7 +146,8 @@ bool ShapeBuilderBase::pushMember(const DDS_TypeMember& member, const Shape& inn
 
 bool ShapeBuilderBase::pushArm(const DDS_TypeMember& member, const DDS_TypePrograms& inner) {
     const Shape& shape = inner.shape;
-    if (shape.image != nullptr && !putImage(member.offset, shape.image, shape.size)) return false;
+    if (shape.image != nullptr && !putImage(member.offset, shape.image, shape.size))
+        return false;
     isPlainUnion_ = isPlainUnion_ && shape.isPlain();
     return programs_.armList.push({static_cast<uint32_t>(member.offset),
         (member.flags & DDS_MEMBER_FLAG_DEFAULT_ARM) != 0, member.labelCount, member.labels, &shape, &inner});
@@ -132,8 +155,10 @@ bool ShapeBuilderBase::pushArm(const DDS_TypeMember& member, const DDS_TypeProgr
 
 bool ShapeBuilderBase::pushArray(const Shape& inner) {
     for (uint32_t i = 0; inner.image != nullptr && i < programs_.count; ++i)
-        if (!putImage(i * inner.size, inner.image, inner.size)) return false;
-    if (inner.isPlain()) return pushPlain(0, type_.size);
+        if (!putImage(i * inner.size, inner.image, inner.size))
+            return false;
+    if (inner.isPlain())
+        return pushPlain(0, type_.size);
     return programs_.ops.push({OpCode::loop, 0, 0, programs_.count, {.shape = &inner}});
 }
 
@@ -141,12 +166,15 @@ bool ShapeBuilderBase::putDefault(const DDS_TypeMember& member) {
     const DDS_TypeDescriptor& type = *resolve(member.type);
     const DDS_LongLong integer = member.defaultInteger;
     switch (type.kind) {
-    case DDS_TYPE_STRING: programs_.ops.back().text = member.defaultText; return true;
+    case DDS_TYPE_STRING:
+        programs_.ops.back().text = member.defaultText;
+        return true;
     case DDS_TYPE_FLOAT: {
         const auto value = static_cast<DDS_Float>(member.defaultReal);
         return putImage(member.offset, &value, sizeof value);
     }
-    case DDS_TYPE_DOUBLE: return putImage(member.offset, &member.defaultReal, sizeof member.defaultReal);
+    case DDS_TYPE_DOUBLE:
+        return putImage(member.offset, &member.defaultReal, sizeof member.defaultReal);
     default:
         // The low bytes of the integer; the machine is little-endian (Xcdr.hpp asserts it).
         return (type.kind > DDS_TYPE_ENUM) || putImage(member.offset, &integer, type.size);
@@ -157,8 +185,8 @@ bool ShapeBuilderBase::finish() {
     Shape& shape = programs_.shape;
     if (type_.kind == DDS_TYPE_UNION) {
         programs_.arms = {static_cast<uint32_t>(type_.discriminatorOffset),
-            static_cast<uint32_t>(programs_.armList.size()), resolve(type_.discriminator), type_.defaultDiscriminator,
-            programs_.armList.data()};
+            static_cast<uint32_t>(programs_.armList.size()), resolve(type_.discriminator),
+            type_.defaultDiscriminator, programs_.armList.data()};
         programs_.arms.write(programs_.image.data(), type_.defaultDiscriminator);
         if (!(isPlainUnion_ ? pushPlain(0, type_.size)
                             : programs_.ops.push({OpCode::arms, 0, 0, 0, {.arms = &programs_.arms}})))
@@ -166,7 +194,8 @@ bool ShapeBuilderBase::finish() {
     }
     if (type_.kind == DDS_TYPE_ENUM) {
         const DDS_Long value = defaultLiteral(&type_);
-        if (!putImage(0, &value, sizeof value)) return false;
+        if (!putImage(0, &value, sizeof value))
+            return false;
     }
     Op* owners = std::partition(
         programs_.ops.begin(), programs_.ops.end(), [](const Op& op) { return op.code != OpCode::plain; });
@@ -185,7 +214,8 @@ bool ShapeBuilderBase::finish() {
 
 DDS_Long defaultLiteral(const DDS_TypeDescriptor* enumeration) {
     for (uint32_t i = 0; i < enumeration->literalCount; ++i)
-        if (enumeration->literals[i].value >= 0) return enumeration->literals[i].value;
+        if (enumeration->literals[i].value >= 0)
+            return enumeration->literals[i].value;
     return enumeration->literals[0].value;
 }
 
@@ -201,15 +231,24 @@ template <typename T> DDS_LongLong readAs(const char* at) {
 
 DDS_LongLong Arms::valueOf(const char* at) const {
     switch (discriminator->kind) {
-    case DDS_TYPE_BOOLEAN: return readAs<DDS_Boolean>(at) != 0;
-    case DDS_TYPE_OCTET: return readAs<DDS_Octet>(at);
-    case DDS_TYPE_CHAR: return readAs<DDS_Char>(at);
-    case DDS_TYPE_SHORT: return readAs<DDS_Short>(at);
-    case DDS_TYPE_USHORT: return readAs<DDS_UnsignedShort>(at);
-    case DDS_TYPE_ULONG: return readAs<DDS_UnsignedLong>(at);
-    case DDS_TYPE_LONGLONG: return readAs<DDS_LongLong>(at);
-    case DDS_TYPE_ULONGLONG: return readAs<DDS_LongLong>(at); // labels above 2^63 appear negative there too
-    default: return readAs<DDS_Long>(at);
+    case DDS_TYPE_BOOLEAN:
+        return readAs<DDS_Boolean>(at) != 0;
+    case DDS_TYPE_OCTET:
+        return readAs<DDS_Octet>(at);
+    case DDS_TYPE_CHAR:
+        return readAs<DDS_Char>(at);
+    case DDS_TYPE_SHORT:
+        return readAs<DDS_Short>(at);
+    case DDS_TYPE_USHORT:
+        return readAs<DDS_UnsignedShort>(at);
+    case DDS_TYPE_ULONG:
+        return readAs<DDS_UnsignedLong>(at);
+    case DDS_TYPE_LONGLONG:
+        return readAs<DDS_LongLong>(at);
+    case DDS_TYPE_ULONGLONG:
+        return readAs<DDS_LongLong>(at); // labels above 2^63 appear negative there too
+    default:
+        return readAs<DDS_Long>(at);
     }
 }
 

@@ -6,7 +6,6 @@
 
 namespace zdds::types {
 
-
 class ShapeBuilderBase {
 protected:
     explicit ShapeBuilderBase(DDS_TypePrograms& programs) : programs_(programs), type_(*programs.type) {}
@@ -36,7 +35,8 @@ public:
     ShapeBuilder(DDS_TypePrograms& programs, Nested nested) : ShapeBuilderBase(programs), nested_(nested) {}
 
     bool build() {
-        return checkDescriptor() && programs_.image.resize(type_.size) && collectNested() && collect() && finish();
+        return checkDescriptor() && programs_.image.resize(type_.size) && collectNested() && collect() &&
+               finish();
     }
 
 private:
@@ -49,9 +49,12 @@ private:
         switch (type_.kind) {
         case DDS_TYPE_STRUCT:
         case DDS_TYPE_UNION:
-            for (const DDS_TypeMember* member = type_.members; member != type_.members + type_.memberCount; ++member)
-                if (!addNested(isOptional(*member) ? resolveAll(member->type) : member->type)) return false;
-            if (type_.kind == DDS_TYPE_STRUCT) return true;
+            for (const DDS_TypeMember* member = type_.members; member != type_.members + type_.memberCount;
+                 ++member)
+                if (!addNested(isOptional(*member) ? resolveAll(member->type) : member->type))
+                    return false;
+            if (type_.kind == DDS_TYPE_STRUCT)
+                return true;
             programs_.discriminator = nested_(type_.discriminator);
             return programs_.discriminator != nullptr;
         case DDS_TYPE_ARRAY: {
@@ -60,8 +63,10 @@ private:
             return addNested(element);
         }
         case DDS_TYPE_ALIAS:
-        case DDS_TYPE_SEQUENCE: return addNested(type_.element);
-        default: return true;
+        case DDS_TYPE_SEQUENCE:
+            return addNested(type_.element);
+        default:
+            return true;
         }
     }
 

@@ -8,10 +8,11 @@ using namespace zdds::types;
 
 namespace {
 
-DDS_Boolean initialize(
-    const DDS_TypeDescriptor* type, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory) {
+DDS_Boolean initialize(const DDS_TypeDescriptor* type, void* value, const DDS_TypeAllocationParams_t& params,
+    const Memory& memory) {
     const Shape* shape = type == nullptr || value == nullptr ? nullptr : shapeOf(type);
-    if (shape == nullptr) return DDS_BOOLEAN_FALSE;
+    if (shape == nullptr)
+        return DDS_BOOLEAN_FALSE;
     return params.allocate_memory ? initializeValue(*shape, value, params, memory)
                                   : resetValue(*shape, value, memory);
 }
@@ -19,7 +20,8 @@ DDS_Boolean initialize(
 DDS_Boolean finalize(
     const DDS_TypeDescriptor* type, void* value, const DDS_TypeDeallocationParams_t& params, bool isArena) {
     const Shape* shape = type == nullptr || value == nullptr ? nullptr : shapeOf(type);
-    if (shape == nullptr) return DDS_BOOLEAN_FALSE;
+    if (shape == nullptr)
+        return DDS_BOOLEAN_FALSE;
     finalizeValue(*shape, value, params, isArena);
     return DDS_BOOLEAN_TRUE;
 }
@@ -28,7 +30,9 @@ DDS_TypeAllocationParams_t allocation(DDS_Boolean allocatePointers, DDS_Boolean 
     return {allocatePointers, DDS_BOOLEAN_FALSE, allocateMemory};
 }
 
-DDS_TypeDeallocationParams_t deallocation(DDS_Boolean deletePointers) { return {deletePointers, DDS_BOOLEAN_TRUE}; }
+DDS_TypeDeallocationParams_t deallocation(DDS_Boolean deletePointers) {
+    return {deletePointers, DDS_BOOLEAN_TRUE};
+}
 
 } // namespace
 
@@ -63,13 +67,16 @@ DDS_Boolean DDS_Type_finalize_w_return(const DDS_TypeDescriptor* type, void* val
     return finalize(type, value, defaultDeallocation, false);
 }
 
-void DDS_Type_finalize_optional_members(const DDS_TypeDescriptor* type, void* value, DDS_Boolean deletePointers) {
+void DDS_Type_finalize_optional_members(
+    const DDS_TypeDescriptor* type, void* value, DDS_Boolean deletePointers) {
     const Shape* shape = type == nullptr || value == nullptr ? nullptr : shapeOf(type);
-    if (shape != nullptr) finalizeOptionalMembers(*shape, value, deallocation(deletePointers));
+    if (shape != nullptr)
+        finalizeOptionalMembers(*shape, value, deallocation(deletePointers));
 }
 
 DDS_Boolean DDS_Type_copy(const DDS_TypeDescriptor* type, void* destination, const void* source) {
-    if (type == nullptr || destination == nullptr || source == nullptr) return DDS_BOOLEAN_FALSE;
+    if (type == nullptr || destination == nullptr || source == nullptr)
+        return DDS_BOOLEAN_FALSE;
     const Shape* shape = shapeOf(type);
     return shape != nullptr && copyValue(*shape, destination, source, {});
 }
@@ -79,16 +86,14 @@ DDS_Boolean DDS_Type_initialize_w_memory_manager(
     return memoryManager != nullptr && initialize(type, value, defaultAllocation, {memoryManager});
 }
 
-DDS_Boolean DDS_Type_initialize_ex_w_memory_manager(
-    const DDS_TypeDescriptor* type, void* value, REDAInlineMemory** memoryManager, DDS_Boolean allocatePointers,
-    DDS_Boolean allocateMemory) {
+DDS_Boolean DDS_Type_initialize_ex_w_memory_manager(const DDS_TypeDescriptor* type, void* value,
+    REDAInlineMemory** memoryManager, DDS_Boolean allocatePointers, DDS_Boolean allocateMemory) {
     return memoryManager != nullptr &&
            initialize(type, value, allocation(allocatePointers, allocateMemory), {memoryManager});
 }
 
-DDS_Boolean DDS_Type_initialize_w_params_w_memory_manager(
-    const DDS_TypeDescriptor* type, void* value, REDAInlineMemory** memoryManager,
-    const DDS_TypeAllocationParams_t* params) {
+DDS_Boolean DDS_Type_initialize_w_params_w_memory_manager(const DDS_TypeDescriptor* type, void* value,
+    REDAInlineMemory** memoryManager, const DDS_TypeAllocationParams_t* params) {
     return memoryManager != nullptr && params != nullptr && initialize(type, value, *params, {memoryManager});
 }
 
@@ -123,7 +128,8 @@ void* DDS_Type_create_data_ex(const DDS_TypeDescriptor* type, DDS_Boolean alloca
     return DDS_Type_create_data_w_params(type, &params);
 }
 
-void* DDS_Type_create_data_w_params(const DDS_TypeDescriptor* type, const DDS_TypeAllocationParams_t* params) {
+void* DDS_Type_create_data_w_params(
+    const DDS_TypeDescriptor* type, const DDS_TypeAllocationParams_t* params) {
     const Shape* shape = type == nullptr || params == nullptr ? nullptr : shapeOf(type);
     return shape == nullptr ? nullptr : createValue(*shape, *params, {});
 }
@@ -139,6 +145,7 @@ void DDS_Type_destroy_data_ex(const DDS_TypeDescriptor* type, void* value, DDS_B
 
 void DDS_Type_destroy_data_w_params(
     const DDS_TypeDescriptor* type, void* value, const DDS_TypeDeallocationParams_t* params) {
-    if (!finalize(type, value, params == nullptr ? defaultDeallocation : *params, false)) return;
+    if (!finalize(type, value, params == nullptr ? defaultDeallocation : *params, false))
+        return;
     Memory::release(value, false);
 }

@@ -11,26 +11,32 @@ void* DDS_TypePlugin_create_sample(const DDS_TypePlugin* self) {
 }
 
 void DDS_TypePlugin_delete_sample(const DDS_TypePlugin* self, void* sample) {
-    if (self != nullptr) DDS_Type_destroy_data(self->type, sample);
+    if (self != nullptr)
+        DDS_Type_destroy_data(self->type, sample);
 }
 
 DDS_Boolean DDS_TypePlugin_copy_sample(const DDS_TypePlugin* self, void* destination, const void* source) {
     return self != nullptr && DDS_Type_copy(self->type, destination, source);
 }
 
-size_t DDS_TypePlugin_get_sample_size(const DDS_TypePlugin* self) { return self == nullptr ? 0 : self->type->size; }
+size_t DDS_TypePlugin_get_sample_size(const DDS_TypePlugin* self) {
+    return self == nullptr ? 0 : self->type->size;
+}
 
 size_t PRESTypePlugin_interpretedGetSerializedSampleSize(
     const DDS_TypePlugin* self, DDS_UnsignedShort representation, const void* sample) {
     return self == nullptr || sample == nullptr ? 0 : serializedSize(*self->type, representation, sample);
 }
 
-DDS_Boolean PRESTypePlugin_interpretedSerialize(
-    const DDS_TypePlugin* self, char* buffer, size_t* length, DDS_UnsignedShort representation, const void* sample) {
-    if (self == nullptr || length == nullptr || sample == nullptr) return DDS_BOOLEAN_FALSE;
-    if (buffer != nullptr) return serializeInto(*self->type, representation, sample, buffer, length);
+DDS_Boolean PRESTypePlugin_interpretedSerialize(const DDS_TypePlugin* self, char* buffer, size_t* length,
+    DDS_UnsignedShort representation, const void* sample) {
+    if (self == nullptr || length == nullptr || sample == nullptr)
+        return DDS_BOOLEAN_FALSE;
+    if (buffer != nullptr)
+        return serializeInto(*self->type, representation, sample, buffer, length);
     const size_t size = serializedSize(*self->type, representation, sample);
-    if (size == 0) return DDS_BOOLEAN_FALSE;
+    if (size == 0)
+        return DDS_BOOLEAN_FALSE;
     *length = size;
     return DDS_BOOLEAN_TRUE;
 }

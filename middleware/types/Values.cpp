@@ -15,14 +15,22 @@ template <typename T> const T& fieldAt(const void* value, const Op& op) {
 }
 
 // Sequences alias through DDS_SequenceBase, which may.
-DDS_SequenceBase& sequenceAt(void* value, const Op& op) { return fieldAt<DDS_SequenceBase>(value, op); }
-const DDS_SequenceBase& sequenceAt(const void* value, const Op& op) { return fieldAt<DDS_SequenceBase>(value, op); }
+DDS_SequenceBase& sequenceAt(void* value, const Op& op) {
+    return fieldAt<DDS_SequenceBase>(value, op);
+}
+const DDS_SequenceBase& sequenceAt(const void* value, const Op& op) {
+    return fieldAt<DDS_SequenceBase>(value, op);
+}
 
-size_t lengthOf(const char* text) { return text == nullptr ? 0 : std::strlen(text); }
+size_t lengthOf(const char* text) {
+    return text == nullptr ? 0 : std::strlen(text);
+}
 
 void copyImage(const Shape& shape, void* value) {
-    if (shape.image == nullptr) std::memset(value, 0, shape.size);
-    else std::memcpy(value, shape.image, shape.size);
+    if (shape.image == nullptr)
+        std::memset(value, 0, shape.size);
+    else
+        std::memcpy(value, shape.image, shape.size);
 }
 
 // The image stands; makes what it does not cover.
@@ -31,25 +39,31 @@ bool initializeOwners(
     for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op) {
         switch (op->code) {
         case OpCode::string: {
-            if (!params.allocate_memory) break;
-            if (!assignText(&fieldAt<char*>(value, *op), op->text, lengthOf(op->text), memory)) return false;
+            if (!params.allocate_memory)
+                break;
+            if (!assignText(&fieldAt<char*>(value, *op), op->text, lengthOf(op->text), memory))
+                return false;
             break;
         }
         case OpCode::optionalString:
-            if (params.allocate_optional_members && !assignText(&fieldAt<char*>(value, *op), nullptr, 0, memory))
+            if (params.allocate_optional_members &&
+                !assignText(&fieldAt<char*>(value, *op), nullptr, 0, memory))
                 return false;
             break;
         case OpCode::optional:
         case OpCode::reference: {
-            if (op->code == OpCode::optional ? !params.allocate_optional_members : !params.allocate_pointers) break;
+            if (op->code == OpCode::optional ? !params.allocate_optional_members : !params.allocate_pointers)
+                break;
             void*& pointer = fieldAt<void*>(value, *op);
             pointer = createValue(*op->shape, params, memory);
-            if (pointer == nullptr) return false;
+            if (pointer == nullptr)
+                return false;
             break;
         }
         case OpCode::loop:
             for (uint32_t i = 0; i < op->count; ++i)
-                if (!initializeOwners(*op->shape, &fieldAt<char>(value, *op) + i * op->shape->size, params, memory))
+                if (!initializeOwners(
+                        *op->shape, &fieldAt<char>(value, *op) + i * op->shape->size, params, memory))
                     return false;
             break;
         case OpCode::arms:
@@ -58,7 +72,8 @@ bool initializeOwners(
                     return false;
             break;
         case OpCode::sequence:
-        case OpCode::plain: break;
+        case OpCode::plain:
+            break;
         }
     }
     return true;
@@ -69,13 +84,16 @@ bool initializeOwners(
 bool assignText(char** destination, const char* text, size_t length, const Memory& memory) {
     char* old = *destination;
     if (old != nullptr && strnlen(old, length) == length) {
-        if (length > 0) std::memmove(old, text, length);
+        if (length > 0)
+            std::memmove(old, text, length);
         old[length] = '\0';
         return true;
     }
     auto* copy = static_cast<char*>(memory.allocate(length + 1, 1, "char"));
-    if (copy == nullptr) return false;
-    if (length > 0) std::memcpy(copy, text, length);
+    if (copy == nullptr)
+        return false;
+    if (length > 0)
+        std::memcpy(copy, text, length);
     copy[length] = '\0';
     Memory::release(old, memory.arena != nullptr);
     *destination = copy;
@@ -84,7 +102,8 @@ bool assignText(char** destination, const char* text, size_t length, const Memor
 
 void* createValue(const Shape& shape, const DDS_TypeAllocationParams_t& params, const Memory& memory) {
     void* value = memory.allocate(shape.size, shape.alignment, "value");
-    if (value == nullptr) return nullptr;
+    if (value == nullptr)
+        return nullptr;
     if (!initializeValue(shape, value, params, memory)) {
         Memory::release(value, memory.arena != nullptr);
         return nullptr;
@@ -92,8 +111,10 @@ void* createValue(const Shape& shape, const DDS_TypeAllocationParams_t& params, 
     return value;
 }
 
-void destroyValue(const Shape& shape, void** pointer, const DDS_TypeDeallocationParams_t& params, bool isArena) {
-    if (*pointer == nullptr) return;
+void destroyValue(
+    const Shape& shape, void** pointer, const DDS_TypeDeallocationParams_t& params, bool isArena) {
+    if (*pointer == nullptr)
+        return;
     finalizeValue(shape, *pointer, params, isArena);
     Memory::release(*pointer, isArena);
     *pointer = nullptr;
@@ -102,16 +123,19 @@ void destroyValue(const Shape& shape, void** pointer, const DDS_TypeDeallocation
 bool initializeValue(
     const Shape& shape, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory) {
     copyImage(shape, value);
-    if (initializeOwners(shape, value, params, memory)) return true;
+    if (initializeOwners(shape, value, params, memory))
+        return true;
     finalizeValue(shape, value, defaultDeallocation, memory.arena != nullptr);
     return false;
 }
 
-void finalizeValue(const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params, bool isArena) {
+void finalizeValue(
+    const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params, bool isArena) {
     for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op) {
         switch (op->code) {
         case OpCode::optionalString:
-            if (!params.delete_optional_members) break;
+            if (!params.delete_optional_members)
+                break;
             [[fallthrough]];
         case OpCode::string: {
             char*& text = fieldAt<char*>(value, *op);
@@ -119,7 +143,9 @@ void finalizeValue(const Shape& shape, void* value, const DDS_TypeDeallocationPa
             text = nullptr;
             break;
         }
-        case OpCode::sequence: finalizeSequence(elementOf(*op->shape), sequenceAt(value, *op), isArena); break;
+        case OpCode::sequence:
+            finalizeSequence(elementOf(*op->shape), sequenceAt(value, *op), isArena);
+            break;
         case OpCode::optional:
         case OpCode::reference:
             if (op->code == OpCode::optional ? params.delete_optional_members : params.delete_pointers)
@@ -133,7 +159,8 @@ void finalizeValue(const Shape& shape, void* value, const DDS_TypeDeallocationPa
             for (const Arm* arm = op->arms->list; arm != op->arms->list + op->arms->count; ++arm)
                 finalizeValue(*arm->shape, &fieldAt<char>(value, *op) + arm->offset, params, isArena);
             break;
-        case OpCode::plain: break;
+        case OpCode::plain:
+            break;
         }
     }
 }
@@ -147,7 +174,9 @@ void finalizeOptionalMembers(const Shape& shape, void* value, const DDS_TypeDeal
             text = nullptr;
             break;
         }
-        case OpCode::optional: destroyValue(*op->shape, &fieldAt<void*>(value, *op), params, false); break;
+        case OpCode::optional:
+            destroyValue(*op->shape, &fieldAt<void*>(value, *op), params, false);
+            break;
         case OpCode::reference:
             if (fieldAt<void*>(value, *op) != nullptr)
                 finalizeOptionalMembers(*op->shape, fieldAt<void*>(value, *op), params);
@@ -162,7 +191,8 @@ void finalizeOptionalMembers(const Shape& shape, void* value, const DDS_TypeDeal
             break;
         case OpCode::string:
         case OpCode::sequence:
-        case OpCode::plain: break;
+        case OpCode::plain:
+            break;
         }
     }
 }
@@ -170,10 +200,13 @@ void finalizeOptionalMembers(const Shape& shape, void* value, const DDS_TypeDeal
 namespace {
 
 void resetPlain(const Shape& shape, void* value, size_t begin, size_t end) {
-    if (begin >= end) return;
+    if (begin >= end)
+        return;
     char* at = static_cast<char*>(value) + begin;
-    if (shape.image == nullptr) std::memset(at, 0, end - begin);
-    else std::memcpy(at, shape.image + begin, end - begin);
+    if (shape.image == nullptr)
+        std::memset(at, 0, end - begin);
+    else
+        std::memcpy(at, shape.image + begin, end - begin);
 }
 
 bool resetArms(const Arms& arms, char* unionValue, const Memory& memory) {
@@ -189,22 +222,30 @@ bool resetOwner(const Op& op, void* value, const Memory& memory) {
     char* at = &fieldAt<char>(value, op);
     bool complete = true;
     switch (op.code) {
-    case OpCode::plain: return true;
-    case OpCode::string: return assignText(&fieldAt<char*>(value, op), op.text, lengthOf(op.text), memory);
+    case OpCode::plain:
+        return true;
+    case OpCode::string:
+        return assignText(&fieldAt<char*>(value, op), op.text, lengthOf(op.text), memory);
     case OpCode::optionalString:
         Memory::release(fieldAt<char*>(value, op), isArena);
         fieldAt<char*>(value, op) = nullptr;
         return true;
-    case OpCode::sequence: sequenceAt(value, op)._length = 0; return true;
-    case OpCode::optional: destroyValue(*op.shape, &fieldAt<void*>(value, op), defaultDeallocation, isArena); return true;
+    case OpCode::sequence:
+        sequenceAt(value, op)._length = 0;
+        return true;
+    case OpCode::optional:
+        destroyValue(*op.shape, &fieldAt<void*>(value, op), defaultDeallocation, isArena);
+        return true;
     case OpCode::reference: {
         void* target = fieldAt<void*>(value, op);
         return target == nullptr || resetValue(*op.shape, target, memory);
     }
     case OpCode::loop:
-        for (uint32_t i = 0; i < op.count; ++i) complete &= resetValue(*op.shape, at + i * op.shape->size, memory);
+        for (uint32_t i = 0; i < op.count; ++i)
+            complete &= resetValue(*op.shape, at + i * op.shape->size, memory);
         return complete;
-    case OpCode::arms: return resetArms(*op.arms, at, memory);
+    case OpCode::arms:
+        return resetArms(*op.arms, at, memory);
     }
     return true;
 }
@@ -215,7 +256,8 @@ bool resetMembers(const Shape& shape, void* value, size_t begin, size_t end, con
     bool complete = true;
     for (const Op* op = shape.ops; op != shape.opsEnd(); ++op) {
         if (op->code == OpCode::plain)
-            resetPlain(shape, value, std::max<size_t>(begin, op->offset), std::min<size_t>(end, op->offset + op->size));
+            resetPlain(shape, value, std::max<size_t>(begin, op->offset),
+                std::min<size_t>(end, op->offset + op->size));
         else if (op->offset >= begin && op->offset < end)
             complete &= resetOwner(*op, value, memory);
     }
@@ -228,7 +270,8 @@ bool resetValue(const Shape& shape, void* value, const Memory& memory) {
 
 bool switchArm(const Arms& arms, void* unionValue, DDS_LongLong discriminator, const Memory& memory) {
     const DDS_LongLong before = arms.read(unionValue);
-    if (before == discriminator) return true;
+    if (before == discriminator)
+        return true;
     const Arm* old = arms.select(before);
     const bool complete = old == nullptr || old == arms.select(discriminator) ||
                           resetValue(*old->shape, static_cast<char*>(unionValue) + old->offset, memory);
@@ -243,7 +286,8 @@ bool copyPointer(const Op& op, void** destination, const void* source, const Mem
         destroyValue(*op.shape, destination, defaultDeallocation, memory.arena != nullptr);
         return true;
     }
-    if (*destination == nullptr) *destination = createValue(*op.shape, defaultAllocation, memory);
+    if (*destination == nullptr)
+        *destination = createValue(*op.shape, defaultAllocation, memory);
     return *destination != nullptr && copyValue(*op.shape, *destination, source, memory);
 }
 
@@ -258,7 +302,8 @@ bool copyText(const Op& op, char** destination, const char* source, const Memory
 
 bool copyArm(const Arms& arms, char* destination, const char* source, const Memory& memory) {
     const DDS_LongLong discriminator = arms.read(source);
-    if (!switchArm(arms, destination, discriminator, memory)) return false;
+    if (!switchArm(arms, destination, discriminator, memory))
+        return false;
     const Arm* arm = arms.select(discriminator);
     return arm == nullptr || copyValue(*arm->shape, destination + arm->offset, source + arm->offset, memory);
 }
@@ -266,7 +311,8 @@ bool copyArm(const Arms& arms, char* destination, const char* source, const Memo
 } // namespace
 
 bool copyValue(const Shape& shape, void* destination, const void* source, const Memory& memory) {
-    if (destination == source) return true;
+    if (destination == source)
+        return true;
     if (shape.isPlain()) {
         std::memcpy(destination, source, shape.size);
         return true;
@@ -275,10 +321,13 @@ bool copyValue(const Shape& shape, void* destination, const void* source, const 
         char* to = &fieldAt<char>(destination, *op);
         const char* from = &fieldAt<char>(source, *op);
         switch (op->code) {
-        case OpCode::plain: std::memcpy(to, from, op->size); break;
+        case OpCode::plain:
+            std::memcpy(to, from, op->size);
+            break;
         case OpCode::string:
         case OpCode::optionalString:
-            if (!copyText(*op, &fieldAt<char*>(destination, *op), fieldAt<char*>(source, *op), memory)) return false;
+            if (!copyText(*op, &fieldAt<char*>(destination, *op), fieldAt<char*>(source, *op), memory))
+                return false;
             break;
         case OpCode::sequence:
             if (!copySequence(
@@ -296,7 +345,8 @@ bool copyValue(const Shape& shape, void* destination, const void* source, const 
                     return false;
             break;
         case OpCode::arms:
-            if (!copyArm(*op->arms, to, from, memory)) return false;
+            if (!copyArm(*op->arms, to, from, memory))
+                return false;
             break;
         }
     }

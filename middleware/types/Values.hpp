@@ -15,12 +15,14 @@ inline constexpr DDS_TypeDeallocationParams_t defaultDeallocation = DDS_TYPE_DEA
 
 // For values that are read at once: their strings need not be made twice. Of a union only one arm is read.
 inline const DDS_TypeAllocationParams_t& bareAllocation(const Shape& shape) {
-    static constexpr DDS_TypeAllocationParams_t bare = {DDS_BOOLEAN_TRUE, DDS_BOOLEAN_FALSE, DDS_BOOLEAN_FALSE};
+    static constexpr DDS_TypeAllocationParams_t bare = {
+        DDS_BOOLEAN_TRUE, DDS_BOOLEAN_FALSE, DDS_BOOLEAN_FALSE};
     return shape.hasArms ? defaultAllocation : bare;
 }
 
 // Raw memory becomes the default value. On failure nothing is left allocated, and the value can be finalized.
-bool initializeValue(const Shape& shape, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory);
+bool initializeValue(
+    const Shape& shape, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory);
 void finalizeValue(const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params, bool isArena);
 void finalizeOptionalMembers(const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params);
 // An initialized value gets its defaults and keeps what memory it has, but for optional members.
@@ -34,7 +36,8 @@ bool assignText(char** destination, const char* text, size_t length, const Memor
 // A new default value; null on failure.
 void* createValue(const Shape& shape, const DDS_TypeAllocationParams_t& params, const Memory& memory);
 // Finalizes and frees *pointer, and makes it null.
-void destroyValue(const Shape& shape, void** pointer, const DDS_TypeDeallocationParams_t& params, bool isArena);
+void destroyValue(
+    const Shape& shape, void** pointer, const DDS_TypeDeallocationParams_t& params, bool isArena);
 // The discriminator changes: the arm selected before goes back to its defaults.
 bool switchArm(const Arms& arms, void* unionValue, DDS_LongLong discriminator, const Memory& memory);
 

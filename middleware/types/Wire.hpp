@@ -1,11 +1,12 @@
-// The wire side of a type as a flat program: XCDR version 2 in native byte order, in the form that writers give it.
+// The wire side of a type as a flat program: XCDR version 2 in native byte order, in the form that writers
+// give it.
 //
-// A program is a row of instructions that one loop runs. Neighbouring members of fixed size are one segment: room is
-// looked after once, and the pieces that follow work at constant offsets in both memory and stream, headers of nested
-// structures included. Structures within are part of the row; sequences and unions run the programs of what they
-// hold. Whatever has another form (a foreign byte order, XCDR 1, members more or fewer than known) is left to the
-// walker (XcdrReader.hpp).
-// Threads: constant once made. Ownership: the type's programs own it.
+// A program is a row of instructions that one loop runs. Neighbouring members of fixed size are one segment:
+// room is looked after once, and the pieces that follow work at constant offsets in both memory and stream,
+// headers of nested structures included. Structures within are part of the row; sequences and unions run the
+// programs of what they hold. Whatever has another form (a foreign byte order, XCDR 1, members more or fewer
+// than known) is left to the walker (XcdrReader.hpp). Threads: constant once made. Ownership: the type's
+// programs own it.
 #ifndef ZDDSC_TYPES_WIRE_HPP
 #define ZDDSC_TYPES_WIRE_HPP
 
@@ -25,10 +26,10 @@ enum class Code : uint8_t {
     copy4,
     copy8,
     copy16,
-    copyMany, // a: size
-    boolean,  // checks the byte that a copy has moved
-    range,    // checks an enumerator that a copy has moved: from a on, b values
-    literal,  // the same against the enumeration of `programs`
+    copyMany,   // a: size
+    boolean,    // checks the byte that a copy has moved
+    range,      // checks an enumerator that a copy has moved: from a on, b values
+    literal,    // the same against the enumeration of `programs`
     constant,   // 4 bytes: a
     constant8,  // 8 bytes: a, b
     constant12, // 12 bytes: a, b, c
@@ -38,21 +39,21 @@ enum class Code : uint8_t {
 
     segment,         // alignment; a: size; b: pieces that follow
     optionalSegment, // an optional member of fixed form, header included: the same; c: see OptionalMember
-    block,         // alignment; a: size: plain bytes too many for a segment
-    text,          // a: most characters
-    blockSequence, // alignment; a: most elements; b: size of one: they lie in the stream as in memory
-    textSequence,  // a: most elements; b: most characters of one; of `programs`
-    sequence,      // a: most elements; of `programs`
-    array,         // a: elements; of `programs`
-    discriminated, // a union of `programs`
-    reference,     // to a value of `programs`
-    call,          // a structure of `programs` that is too long to be part of the row
+    block,           // alignment; a: size: plain bytes too many for a segment
+    text,            // a: most characters
+    blockSequence,   // alignment; a: most elements; b: size of one: they lie in the stream as in memory
+    textSequence,    // a: most elements; b: most characters of one; of `programs`
+    sequence,        // a: most elements; of `programs`
+    array,           // a: elements; of `programs`
+    discriminated,   // a union of `programs`
+    reference,       // to a value of `programs`
+    call,            // a structure of `programs` that is too long to be part of the row
 
-    open,     // a DHEADER; slot
-    close,    // its end
-    header,   // a: EMHEADER; hasSize: and NEXTINT; slot
+    open,   // a DHEADER; slot
+    close,  // its end
+    header, // a: EMHEADER; hasSize: and NEXTINT; slot
     closeHeader,
-    flagged,  // an optional member behind its boolean; isText, or slot and `programs`; a: instructions to skip
+    flagged, // an optional member behind its boolean; isText, or slot and `programs`; a: instructions to skip
     optional, // the same in a mutable structure: see OptionalMember; c: its index
     leave     // the end of an optional value; slot
 };
@@ -71,7 +72,8 @@ struct Instruction {
     const DDS_TypePrograms* programs = nullptr;
 };
 
-// Optional members of a mutable structure that follow each other, so that those absent are passed in a tight loop.
+// Optional members of a mutable structure that follow each other, so that those absent are passed in a tight
+// loop.
 struct OptionalMember {
     uint32_t memory;   // where its pointer lies; behind the last one `noMember`
     uint32_t header;   // EMHEADER
@@ -85,7 +87,7 @@ constexpr unsigned mostSlots = 3 * (DDS_TYPE_MAXIMUM_NESTING + 2);
 struct Wire {
     const Instruction* program = nullptr;
     const OptionalMember* optionals = nullptr;
-    uint32_t count = 0;     // of instructions, with the `end`
+    uint32_t count = 0; // of instructions, with the `end`
     uint32_t optionalCount = 0;
     uint16_t slots = 0;     // that the row uses
     bool isFixed = false;   // one segment: the row is `segment`, what works in it, `end`
@@ -99,11 +101,14 @@ struct Wire {
 inline bool hasLiteral(const DDS_TypeDescriptor& type, DDS_Long value) {
     const DDS_TypeLiteral* first = type.literals;
     const DDS_TypeLiteral* last = first + type.literalCount - 1;
-    if (value < first->value || value > last->value) return false;
+    if (value < first->value || value > last->value)
+        return false;
     // Ascending and without gaps: the usual enumeration.
-    if (last->value - static_cast<DDS_LongLong>(first->value) == type.literalCount - 1) return true;
+    if (last->value - static_cast<DDS_LongLong>(first->value) == type.literalCount - 1)
+        return true;
     for (; first <= last; ++first)
-        if (first->value == value) return true;
+        if (first->value == value)
+            return true;
     return false;
 }
 

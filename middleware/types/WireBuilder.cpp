@@ -11,18 +11,30 @@ constexpr uint32_t mostInSegment = 32768;  // bytes
 constexpr uint32_t mostUnrolled = 64;      // instructions of an array that is laid out element by element
 constexpr uint32_t mostPartOfTheRow = 256; // instructions of a structure that becomes part of another's row
 
-bool isCopy(Code code) { return code >= Code::copy1 && code <= Code::copyMany; }
-bool isCheck(Code code) { return code >= Code::boolean && code <= Code::literal; }
-bool isPiece(Code code) { return code >= Code::copy1 && code <= Code::opening; }
+bool isCopy(Code code) {
+    return code >= Code::copy1 && code <= Code::copyMany;
+}
+bool isCheck(Code code) {
+    return code >= Code::boolean && code <= Code::literal;
+}
+bool isPiece(Code code) {
+    return code >= Code::copy1 && code <= Code::opening;
+}
 
 Code copyCode(uint32_t size) {
     switch (size) {
-    case 1: return Code::copy1;
-    case 2: return Code::copy2;
-    case 4: return Code::copy4;
-    case 8: return Code::copy8;
-    case 16: return Code::copy16;
-    default: return Code::copyMany;
+    case 1:
+        return Code::copy1;
+    case 2:
+        return Code::copy2;
+    case 4:
+        return Code::copy4;
+    case 8:
+        return Code::copy8;
+    case 16:
+        return Code::copy16;
+    default:
+        return Code::copyMany;
     }
 }
 
@@ -35,29 +47,39 @@ public:
     bool build() {
         Wire& wire = programs_.wire;
         wire.lengthCode = lengthCodeOf(type_);
-        if (!compile()) return false;
+        if (!compile())
+            return false;
         endSegment();
-        if (!push({.code = Code::end})) return false;
+        if (!push({.code = Code::end}))
+            return false;
         wire.program = row_.data();
         wire.count = static_cast<uint32_t>(row_.size());
         wire.optionals = optionals_.data();
         wire.optionalCount = static_cast<uint32_t>(optionals_.size());
         wire.slots = static_cast<uint16_t>(slots_);
-        wire.isFixed = row_[0].code == Code::segment &&
-                       std::all_of(row_.begin() + 1, row_.end() - 1, [](const Instruction& i) { return isPiece(i.code); });
+        wire.isFixed =
+            row_[0].code == Code::segment && std::all_of(row_.begin() + 1, row_.end() - 1,
+                                                 [](const Instruction& i) { return isPiece(i.code); });
         return true;
     }
 
 private:
     bool compile() {
         switch (type_.kind) {
-        case DDS_TYPE_STRING: return push({.code = Code::text, .a = bound()});
-        case DDS_TYPE_STRUCT: return type_.extensibility == DDS_TYPE_MUTABLE ? mutableStruct() : plainStruct();
-        case DDS_TYPE_UNION: return inHeader([this] { return push({.code = Code::discriminated, .programs = &programs_}); });
-        case DDS_TYPE_ARRAY: return array();
-        case DDS_TYPE_SEQUENCE: return inHeader([this] { return sequence(); });
-        case DDS_TYPE_ALIAS: return push({.code = Code::reference, .programs = &programs_.element()});
-        default: return primitive();
+        case DDS_TYPE_STRING:
+            return push({.code = Code::text, .a = bound()});
+        case DDS_TYPE_STRUCT:
+            return type_.extensibility == DDS_TYPE_MUTABLE ? mutableStruct() : plainStruct();
+        case DDS_TYPE_UNION:
+            return inHeader([this] { return push({.code = Code::discriminated, .programs = &programs_}); });
+        case DDS_TYPE_ARRAY:
+            return array();
+        case DDS_TYPE_SEQUENCE:
+            return inHeader([this] { return sequence(); });
+        case DDS_TYPE_ALIAS:
+            return push({.code = Code::reference, .programs = &programs_.element()});
+        default:
+            return primitive();
         }
     }
 
@@ -70,7 +92,8 @@ private:
     bool hasSegment() const { return segment_ != none; }
     Instruction& segment() { return row_[segment_]; }
     void endSegment() {
-        if (hasSegment()) segment().b = size() - segment_ - 1;
+        if (hasSegment())
+            segment().b = size() - segment_ - 1;
         segment_ = none;
     }
     bool beginSegment(uint32_t alignment) {
@@ -80,7 +103,8 @@ private:
 
     bool pad(uint32_t alignment) {
         const auto gap = static_cast<uint32_t>(paddingTo(segment().a, alignment));
-        if (gap == 0) return true;
+        if (gap == 0)
+            return true;
         const auto at = static_cast<uint16_t>(segment().a);
         segment().a += gap;
         return push({.code = alignment == 4 ? Code::zeros : Code::zero, .wire = at});
@@ -94,10 +118,12 @@ private:
     // Of constants that follow each other.
     bool append(const Instruction& constant) {
         Instruction& last = row_.back();
-        if (constant.code == Code::constant && last.code == Code::constant && last.wire + 4 == constant.wire) {
+        if (constant.code == Code::constant && last.code == Code::constant &&
+            last.wire + 4 == constant.wire) {
             last.code = Code::constant8;
             last.b = constant.a;
-        } else if (constant.code == Code::constant && last.code == Code::constant8 && last.wire + 8 == constant.wire) {
+        } else if (constant.code == Code::constant && last.code == Code::constant8 &&
+                   last.wire + 8 == constant.wire) {
             last.code = Code::constant12;
             last.c = constant.a;
         } else {
@@ -106,13 +132,15 @@ private:
         return true;
     }
 
-    // A copy that continues the one before it, in memory and stream, becomes part of it. Checks in between do not
-    // matter: they come after what they check.
+    // A copy that continues the one before it, in memory and stream, becomes part of it. Checks in between do
+    // not matter: they come after what they check.
     bool putCopy(const Instruction& copy) {
         for (uint32_t i = size() - 1; i > segment_; --i) {
             Instruction& last = row_[i];
-            if (isCheck(last.code)) continue;
-            if (!isCopy(last.code) || last.wire + last.a != copy.wire || last.memory + last.a != copy.memory) break;
+            if (isCheck(last.code))
+                continue;
+            if (!isCopy(last.code) || last.wire + last.a != copy.wire || last.memory + last.a != copy.memory)
+                break;
             last.a += copy.a;
             last.code = copyCode(last.a);
             return true;
@@ -122,23 +150,25 @@ private:
 
     // Appends a value of fixed form that lies at `memory`. The caller has seen to the alignment.
     bool append(const Wire& inner, uint32_t memory) {
-        if (!pad(inner.fixedAlignment())) return false;
+        if (!pad(inner.fixedAlignment()))
+            return false;
         const uint32_t start = segment().a;
         for (const Instruction* i = inner.program + 1; i->code != Code::end; ++i) {
             Instruction moved = *i;
             moved.wire = static_cast<uint16_t>(moved.wire + start);
             moved.memory += memory;
-            if (!(isCopy(moved.code) ? putCopy(moved) : append(moved))) return false;
+            if (!(isCopy(moved.code) ? putCopy(moved) : append(moved)))
+                return false;
         }
         segment().a += inner.fixedSize();
         return true;
     }
 
-    // Appends a value of fixed form to the open segment, or to a new one where the alignment of what is open does not
-    // tell where the value lies.
+    // Appends a value of fixed form to the open segment, or to a new one where the alignment of what is open
+    // does not tell where the value lies.
     bool appendFixed(const Wire& inner, uint32_t memory) {
-        if (hasSegment() &&
-            (inner.fixedAlignment() > segment().alignment || segment().a + inner.fixedSize() + 4 > mostInSegment))
+        if (hasSegment() && (inner.fixedAlignment() > segment().alignment ||
+                                segment().a + inner.fixedSize() + 4 > mostInSegment))
             endSegment();
         return (hasSegment() || beginSegment(inner.fixedAlignment())) && append(inner, memory);
     }
@@ -147,31 +177,44 @@ private:
 
     bool primitive() {
         const auto size = static_cast<uint32_t>(type_.size);
-        if (!beginSegment(std::min(size, 4U))) return false;
+        if (!beginSegment(std::min(size, 4U)))
+            return false;
         segment().a = size;
-        if (!push({.code = copyCode(size), .a = size})) return false;
-        if (type_.kind == DDS_TYPE_BOOLEAN) return push({.code = Code::boolean});
-        if (type_.kind != DDS_TYPE_ENUM) return true;
+        if (!push({.code = copyCode(size), .a = size}))
+            return false;
+        if (type_.kind == DDS_TYPE_BOOLEAN)
+            return push({.code = Code::boolean});
+        if (type_.kind != DDS_TYPE_ENUM)
+            return true;
         const DDS_Long first = type_.literals[0].value;
         const DDS_LongLong span = DDS_LongLong{type_.literals[type_.literalCount - 1].value} - first + 1;
-        if (span != type_.literalCount) return push({.code = Code::literal, .programs = &programs_});
+        if (span != type_.literalCount)
+            return push({.code = Code::literal, .programs = &programs_});
         return push({.code = Code::range, .a = static_cast<uint32_t>(first), .b = type_.literalCount});
     }
 
     // Elements that follow each other without gaps, in the stream as in memory, with nothing to check.
     static bool isBlock(const DDS_TypePrograms& element) {
         const Wire& wire = element.wire;
-        return wire.isFixed && wire.count == 3 && isCopy(wire.program[1].code) && wire.program[1].memory == 0 &&
-               wire.fixedSize() == element.shape.size && wire.fixedSize() % wire.fixedAlignment() == 0;
+        return wire.isFixed && wire.count == 3 && isCopy(wire.program[1].code) &&
+               wire.program[1].memory == 0 && wire.fixedSize() == element.shape.size &&
+               wire.fixedSize() % wire.fixedAlignment() == 0;
     }
 
     bool sequence() {
         const DDS_TypePrograms& element = programs_.element();
         if (element.type->kind == DDS_TYPE_STRING)
-            return push({.code = Code::textSequence, .a = bound(), .b = element.wire.program->a, .programs = &element});
-        if (!isBlock(element)) return push({.code = Code::sequence, .a = bound(), .programs = &element});
-        return push({.code = Code::blockSequence, .alignment = static_cast<uint8_t>(element.wire.fixedAlignment()),
-            .a = bound(), .b = element.shape.size, .programs = &element});
+            return push({.code = Code::textSequence,
+                .a = bound(),
+                .b = element.wire.program->a,
+                .programs = &element});
+        if (!isBlock(element))
+            return push({.code = Code::sequence, .a = bound(), .programs = &element});
+        return push({.code = Code::blockSequence,
+            .alignment = static_cast<uint8_t>(element.wire.fixedAlignment()),
+            .a = bound(),
+            .b = element.shape.size,
+            .programs = &element});
     }
 
     bool array() {
@@ -179,23 +222,30 @@ private:
         const Wire& wire = element.wire;
         const auto bytes = static_cast<uint32_t>(type_.size);
         if (isBlock(element) && bytes <= mostInSegment / 2) {
-            if (!beginForDelimited(wire.fixedAlignment())) return false;
+            if (!beginForDelimited(wire.fixedAlignment()))
+                return false;
             const auto at = static_cast<uint16_t>(segment().a);
             segment().a += bytes;
-            if (!push({.code = copyCode(bytes), .wire = at, .a = bytes})) return false;
+            if (!push({.code = copyCode(bytes), .wire = at, .a = bytes}))
+                return false;
             endDelimitedSegment();
             return true;
         }
         if (isBlock(element))
             return inHeader([&] {
-                return push({.code = Code::block, .alignment = static_cast<uint8_t>(wire.fixedAlignment()), .a = bytes});
+                return push({.code = Code::block,
+                    .alignment = static_cast<uint8_t>(wire.fixedAlignment()),
+                    .a = bytes});
             });
         if (!wire.isFixed || uint64_t{wire.count} * programs_.count > mostUnrolled ||
             uint64_t{wire.fixedSize() + 4} * programs_.count > mostInSegment / 2)
-            return inHeader([&] { return push({.code = Code::array, .a = programs_.count, .programs = &element}); });
-        if (!beginForDelimited(wire.fixedAlignment())) return false;
+            return inHeader(
+                [&] { return push({.code = Code::array, .a = programs_.count, .programs = &element}); });
+        if (!beginForDelimited(wire.fixedAlignment()))
+            return false;
         for (uint32_t i = 0; i < programs_.count; ++i)
-            if (!append(wire, i * element.shape.size)) return false;
+            if (!append(wire, i * element.shape.size))
+                return false;
         endDelimitedSegment();
         return true;
     }
@@ -205,13 +255,15 @@ private:
         return beginSegment(hasDelimiter(type_) ? 4 : alignment) && (!hasDelimiter(type_) || putConstant(0));
     }
     void endDelimitedSegment() {
-        if (hasDelimiter(type_)) row_[segment_ + 1].a = segment().a - 4;
+        if (hasDelimiter(type_))
+            row_[segment_ + 1].a = segment().a - 4;
         endSegment();
     }
 
     // What is of no fixed size, behind its DHEADER if it has one.
     template <typename Put> bool inHeader(Put put) {
-        if (!hasDelimiter(type_)) return put();
+        if (!hasDelimiter(type_))
+            return put();
         const auto slot = static_cast<uint16_t>(slots_++);
         return push({.code = Code::open, .slot = slot}) && put() && closeSegment() &&
                push({.code = Code::close, .slot = slot});
@@ -232,10 +284,13 @@ private:
         uint32_t alignment = hasDelimiter(type_) ? 4 : 0;
         uint64_t bytes = 4;
         for (uint32_t i = 0; i < type_.memberCount; ++i) {
-            if (!isFixedMember(i)) return false;
+            if (!isFixedMember(i))
+                return false;
             const Wire& inner = programs_.nested.data()[i]->wire;
-            if (alignment == 0) alignment = inner.fixedAlignment();
-            if (inner.fixedAlignment() > alignment) return false;
+            if (alignment == 0)
+                alignment = inner.fixedAlignment();
+            if (inner.fixedAlignment() > alignment)
+                return false;
             bytes += inner.fixedSize() + 3;
         }
         return alignment != 0 && bytes <= mostInSegment;
@@ -243,9 +298,11 @@ private:
 
     bool plainStruct() {
         if (isFixedStruct()) {
-            if (!beginForDelimited(type_.memberCount == 0 ? 4 : programs_.nested[0]->wire.fixedAlignment())) return false;
+            if (!beginForDelimited(type_.memberCount == 0 ? 4 : programs_.nested[0]->wire.fixedAlignment()))
+                return false;
             for (uint32_t i = 0; i < type_.memberCount; ++i)
-                if (!append(programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset))) return false;
+                if (!append(programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset)))
+                    return false;
             endDelimitedSegment();
             return true;
         }
@@ -253,7 +310,8 @@ private:
             return inHeader([this] { return putMembers(); });
         // The DHEADER begins the first segment; behind it all alignments are known.
         const auto slot = static_cast<uint16_t>(slots_++);
-        if (!beginSegment(4)) return false;
+        if (!beginSegment(4))
+            return false;
         segment().a = 4;
         return push({.code = Code::opening, .slot = slot}) && putMembers() && closeSegment() &&
                push({.code = Code::close, .slot = slot});
@@ -263,10 +321,12 @@ private:
         const unsigned slots = slots_;
         for (uint32_t i = 0; i < type_.memberCount; ++i) {
             if (isFixedMember(i)) {
-                if (!appendFixed(programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset))) return false;
+                if (!appendFixed(programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset)))
+                    return false;
             } else {
                 endSegment();
-                if (!putMember(i, slots)) return false;
+                if (!putMember(i, slots))
+                    return false;
             }
         }
         return true;
@@ -277,24 +337,30 @@ private:
         const DDS_TypeMember& member = type_.members[index];
         const DDS_TypePrograms& inner = *programs_.nested[index];
         const auto offset = static_cast<uint32_t>(member.offset);
-        if (!isOptional(member)) return putValue(inner, offset, slots);
+        if (!isOptional(member))
+            return putValue(inner, offset, slots);
         return putOptional(Code::flagged, member, inner, 0, slots,
             [&](uint32_t memory, unsigned free) { return putValue(inner, memory, free); });
     }
 
     // `put` gets the offset of the value in memory, and the first free slot.
     template <typename Put>
-    bool putOptional(
-        Code code, const DDS_TypeMember& member, const DDS_TypePrograms& inner, uint32_t entry, unsigned slots, Put put) {
+    bool putOptional(Code code, const DDS_TypeMember& member, const DDS_TypePrograms& inner, uint32_t entry,
+        unsigned slots, Put put) {
         const bool isText = inner.type->kind == DDS_TYPE_STRING;
         const uint32_t at = size();
         const auto offset = static_cast<uint32_t>(member.offset);
-        if (!push({.code = code, .isText = isText, .slot = static_cast<uint16_t>(slots), .memory = offset, .c = entry,
+        if (!push({.code = code,
+                .isText = isText,
+                .slot = static_cast<uint16_t>(slots),
+                .memory = offset,
+                .c = entry,
                 .programs = &inner}) ||
             !put(isText ? offset : 0, slots + 1))
             return false;
         endSegment();
-        if (!isText && !push({.code = Code::leave, .slot = static_cast<uint16_t>(slots)})) return false;
+        if (!isText && !push({.code = Code::leave, .slot = static_cast<uint16_t>(slots)}))
+            return false;
         row_[at].a = size() - at - 1;
         use(slots + 1);
         return true;
@@ -310,20 +376,26 @@ private:
             return push({.code = Code::call, .memory = memory, .programs = &inner});
         const auto optionals = static_cast<uint32_t>(optionals_.size());
         for (uint32_t i = 0; i < wire.optionalCount; ++i)
-            if (!optionals_.push(wire.optionals[i])) return false;
+            if (!optionals_.push(wire.optionals[i]))
+                return false;
         uint32_t bodyEnd = 0; // before it, offsets are those of an optional value
         for (uint32_t i = 0; i + 1 < wire.count; ++i) {
             Instruction moved = wire.program[i];
             const bool isMember = moved.code == Code::optional || moved.code == Code::optionalSegment;
-            if (isMember) moved.c += optionals;
+            if (isMember)
+                moved.c += optionals;
             if (i >= bodyEnd) {
                 moved.memory += memory;
-                if (isMember) optionals_[moved.c].memory += memory;
-                if (moved.code == Code::optionalSegment) bodyEnd = i + moved.b + 1; // its pieces
-                if ((moved.code == Code::flagged || moved.code == Code::optional) && !moved.isText) bodyEnd = i + moved.a + 1;
+                if (isMember)
+                    optionals_[moved.c].memory += memory;
+                if (moved.code == Code::optionalSegment)
+                    bodyEnd = i + moved.b + 1; // its pieces
+                if ((moved.code == Code::flagged || moved.code == Code::optional) && !moved.isText)
+                    bodyEnd = i + moved.a + 1;
             }
             moved.slot = static_cast<uint16_t>(moved.slot + slots);
-            if (!push(moved)) return false;
+            if (!push(moved))
+                return false;
         }
         use(slots + wire.slots);
         return true;
@@ -334,12 +406,13 @@ private:
             const unsigned slots = slots_;
             for (uint32_t i = 0; i < type_.memberCount;) {
                 if (isOptional(type_.members[i])) {
-                    if (!putOptionals(&i, slots)) return false;
+                    if (!putOptionals(&i, slots))
+                        return false;
                     continue;
                 }
                 const DDS_TypeMember& member = type_.members[i];
-                if (!putWithHeader(
-                        *programs_.nested[i], memberHeaderOf(member), static_cast<uint32_t>(member.offset), slots))
+                if (!putWithHeader(*programs_.nested[i], memberHeaderOf(member),
+                        static_cast<uint32_t>(member.offset), slots))
                     return false;
                 endSegment();
                 ++i;
@@ -358,34 +431,41 @@ private:
             if (!optionals_.push({static_cast<uint32_t>(type_.members[last].offset),
                     memberHeaderOf(type_.members[last]), 0}))
                 return false;
-        if (!optionals_.push({noMember, 0, 0})) return false;
+        if (!optionals_.push({noMember, 0, 0}))
+            return false;
         for (; *index < last; ++*index, ++entry) {
             const DDS_TypeMember& member = type_.members[*index];
             const DDS_TypePrograms& inner = *programs_.nested[*index];
             optionals_[entry].distance = size() - first;
             if (isFixedWithHeader(inner.wire)) {
-                if (!putOptionalSegment(member, inner, entry)) return false;
+                if (!putOptionalSegment(member, inner, entry))
+                    return false;
                 continue;
             }
-            if (!putOptional(Code::optional, member, inner, entry, slots, [&](uint32_t memory, unsigned free) {
-                    return putWithHeader(inner, memberHeaderOf(member), memory, free);
-                }))
+            if (!putOptional(
+                    Code::optional, member, inner, entry, slots, [&](uint32_t memory, unsigned free) {
+                        return putWithHeader(inner, memberHeaderOf(member), memory, free);
+                    }))
                 return false;
         }
         optionals_[entry].distance = size() - first;
         return true;
     }
 
-    static bool isFixedWithHeader(const Wire& wire) { return wire.isFixed && wire.fixedSize() + 8 <= mostInSegment; }
+    static bool isFixedWithHeader(const Wire& wire) {
+        return wire.isFixed && wire.fixedSize() + 8 <= mostInSegment;
+    }
 
     // The pieces of a member of fixed form, header included.
     bool putPiecesWithHeader(const Wire& wire, uint32_t header, uint32_t memory) {
-        return putConstant(header) && (wire.lengthCode != lengthCodeNextInt || putConstant(wire.fixedSize())) &&
+        return putConstant(header) &&
+               (wire.lengthCode != lengthCodeNextInt || putConstant(wire.fixedSize())) &&
                append(wire, memory);
     }
 
     bool putOptionalSegment(const DDS_TypeMember& member, const DDS_TypePrograms& inner, uint32_t entry) {
-        if (!beginSegment(4) || !putPiecesWithHeader(inner.wire, memberHeaderOf(member), 0)) return false;
+        if (!beginSegment(4) || !putPiecesWithHeader(inner.wire, memberHeaderOf(member), 0))
+            return false;
         Instruction& i = segment();
         i.code = Code::optionalSegment;
         i.memory = static_cast<uint32_t>(member.offset);
@@ -398,11 +478,13 @@ private:
     bool putWithHeader(const DDS_TypePrograms& inner, uint32_t header, uint32_t memory, unsigned slots) {
         const Wire& wire = inner.wire;
         const bool hasSize = wire.lengthCode == lengthCodeNextInt;
-        if (isFixedWithHeader(wire)) return beginSegment(4) && putPiecesWithHeader(wire, header, memory);
+        if (isFixedWithHeader(wire))
+            return beginSegment(4) && putPiecesWithHeader(wire, header, memory);
         const auto slot = static_cast<uint16_t>(slots);
         use(slots + 1);
         return push({.code = Code::header, .hasSize = hasSize, .slot = slot, .a = header}) &&
-               putValue(inner, memory, slots + 1) && (!hasSize || push({.code = Code::closeHeader, .slot = slot}));
+               putValue(inner, memory, slots + 1) &&
+               (!hasSize || push({.code = Code::closeHeader, .slot = slot}));
     }
 
     static constexpr uint32_t none = UINT32_MAX;
@@ -417,6 +499,8 @@ private:
 
 } // namespace
 
-bool buildWire(DDS_TypePrograms& programs) { return Builder(programs).build(); }
+bool buildWire(DDS_TypePrograms& programs) {
+    return Builder(programs).build();
+}
 
 } // namespace zdds::types

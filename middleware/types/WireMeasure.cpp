@@ -18,7 +18,8 @@ size_t run(const Instruction* i, const char* value, size_t position);
 size_t addSegment(const Instruction& i, const char* value, size_t position) {
     for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
         const char* from = value + piece->memory;
-        if (piece->code == Code::range && wordAt(from) - piece->a >= piece->b) return failure;
+        if (piece->code == Code::range && wordAt(from) - piece->a >= piece->b)
+            return failure;
         if (piece->code == Code::literal &&
             !hasLiteral(*piece->programs->type, static_cast<DDS_Long>(wordAt(from))))
             return failure;
@@ -33,11 +34,14 @@ size_t addText(const char* text, size_t bound, size_t position) {
 
 size_t addSequence(const Instruction& i, const DDS_SequenceBase& sequence, size_t position) {
     const uint32_t length = sequence._length;
-    if (length > i.a) return failure;
+    if (length > i.a)
+        return failure;
     position = add(position, 4, 4);
-    if (length == 0) return position;
+    if (length == 0)
+        return position;
     const size_t size = i.programs->shape.size;
-    if (i.code == Code::blockSequence) return add(position, i.alignment, length * size);
+    if (i.code == Code::blockSequence)
+        return add(position, i.alignment, length * size);
     if (i.code == Code::textSequence) {
         for (uint32_t n = 0; n < length && position != failure; ++n)
             position = addText(textAt(sequenceElement(sequence, n, size)), i.b, position);
@@ -53,8 +57,9 @@ size_t addUnion(const DDS_TypePrograms& programs, const char* value, size_t posi
     const Arms& arms = programs.arms;
     position = run(programs.discriminator->wire.program, value + arms.discriminatorOffset, position);
     const Arm* arm = arms.select(arms.read(value));
-    return arm == nullptr || position == failure ? position
-                                                 : run(arm->programs->wire.program, value + arm->offset, position);
+    return arm == nullptr || position == failure
+               ? position
+               : run(arm->programs->wire.program, value + arm->offset, position);
 }
 
 size_t run(const Instruction* i, const char* value, size_t position) {
@@ -62,35 +67,55 @@ size_t run(const Instruction* i, const char* value, size_t position) {
     for (;; ++i) {
         const char* from = value + i->memory;
         switch (i->code) {
-        case Code::end: return position;
+        case Code::end:
+            return position;
         case Code::segment:
             position = addSegment(*i, value, position);
             i += i->b;
             break;
         case Code::optionalSegment:
-            if (const char* pointer = pointerAt(from)) position = addSegment(*i, pointer, position);
+            if (const char* pointer = pointerAt(from))
+                position = addSegment(*i, pointer, position);
             i += i->b;
             break;
-        case Code::block: position = add(position, i->alignment, i->a); break;
+        case Code::block:
+            position = add(position, i->alignment, i->a);
+            break;
         case Code::close:
-        case Code::closeHeader: break;
-        case Code::text: position = addText(textAt(from), i->a, position); break;
+        case Code::closeHeader:
+            break;
+        case Code::text:
+            position = addText(textAt(from), i->a, position);
+            break;
         case Code::blockSequence:
         case Code::textSequence:
-        case Code::sequence: position = addSequence(*i, sequenceAt(from), position); break;
+        case Code::sequence:
+            position = addSequence(*i, sequenceAt(from), position);
+            break;
         case Code::array:
             for (uint32_t n = 0; n < i->a && position != failure; ++n)
-                position = run(i->programs->wire.program, from + n * size_t{i->programs->shape.size}, position);
+                position =
+                    run(i->programs->wire.program, from + n * size_t{i->programs->shape.size}, position);
             break;
-        case Code::discriminated: position = addUnion(*i->programs, from, position); break;
+        case Code::discriminated:
+            position = addUnion(*i->programs, from, position);
+            break;
         case Code::reference:
             from = pointerAt(from);
             position = from == nullptr ? failure : run(i->programs->wire.program, from, position);
             break;
-        case Code::call: position = run(i->programs->wire.program, from, position); break;
-        case Code::open: position = add(position, 4, 4); break;
-        case Code::header: position = add(position, 4, i->hasSize ? 8 : 4); break;
-        case Code::flagged: position += 1; [[fallthrough]];
+        case Code::call:
+            position = run(i->programs->wire.program, from, position);
+            break;
+        case Code::open:
+            position = add(position, 4, 4);
+            break;
+        case Code::header:
+            position = add(position, 4, i->hasSize ? 8 : 4);
+            break;
+        case Code::flagged:
+            position += 1;
+            [[fallthrough]];
         case Code::optional: {
             const char* pointer = pointerAt(from);
             if (pointer == nullptr) {
@@ -101,10 +126,14 @@ size_t run(const Instruction* i, const char* value, size_t position) {
             }
             break;
         }
-        case Code::leave: value = around[i->slot]; break;
-        default: __builtin_unreachable(); // pieces come in segments
+        case Code::leave:
+            value = around[i->slot];
+            break;
+        default:
+            __builtin_unreachable(); // pieces come in segments
         }
-        if (position == failure) return failure;
+        if (position == failure)
+            return failure;
     }
 }
 

@@ -12,14 +12,16 @@
 namespace zdds::types {
 
 bool isText(const char* bytes, uint32_t length, uint32_t bound) {
-    if (length == 0) return true;
+    if (length == 0)
+        return true;
     return bytes[length - 1] == '\0' && (bound == 0 || length - 1 <= bound) &&
            std::memchr(bytes, '\0', length - 1) == nullptr;
 }
 
 namespace {
 
-// The place in the bytes, and their end, are kept in local variables; null stands for failure, and says nothing more.
+// The place in the bytes, and their end, are kept in local variables; null stands for failure, and says
+// nothing more.
 class Reader {
 public:
     Reader(const char* bytes, const Memory& memory) : base_(bytes), memory_(memory) {}
@@ -30,12 +32,14 @@ public:
     const char* run(const Wire& wire, char* value, const char* from, const char* limit) {
         Optionals optionals;
         const char* end = runRow(wire, value, from, limit, optionals);
-        if (end == nullptr) optionals.drop();
+        if (end == nullptr)
+            optionals.drop();
         return end;
     }
 
 private:
-    // Optional values that were made for the bytes at hand. When reading fails they go: they may be incomplete.
+    // Optional values that were made for the bytes at hand. When reading fails they go: they may be
+    // incomplete.
     class Optionals {
     public:
         void enter(void** pointer, const Shape* shape) { entries_[depth_++] = {pointer, shape}; }
@@ -43,7 +47,8 @@ private:
         void drop() {
             while (depth_ > 0) {
                 const Entry& entry = entries_[--depth_];
-                if (entry.shape != nullptr) destroyValue(*entry.shape, entry.pointer, defaultDeallocation, false);
+                if (entry.shape != nullptr)
+                    destroyValue(*entry.shape, entry.pointer, defaultDeallocation, false);
             }
         }
 
@@ -64,9 +69,11 @@ private:
         for (;; ++i) {
             char* to = value + i->memory;
             switch (i->code) {
-            case Code::end: return from;
+            case Code::end:
+                return from;
             case Code::segment:
-                if (!(from = getSegment(*i, value, from, limit, slots))) return nullptr;
+                if (!(from = getSegment(*i, value, from, limit, slots)))
+                    return nullptr;
                 i += i->b;
                 break;
             case Code::optionalSegment:
@@ -76,7 +83,8 @@ private:
                 const Instruction* first = i - member->distance;
                 for (; member->memory != noMember && member->header != header; ++member) {
                     void** absent = reinterpret_cast<void**>(value + member->memory);
-                    if (*absent != nullptr) removeOptional(first[member->distance], absent);
+                    if (*absent != nullptr)
+                        removeOptional(first[member->distance], absent);
                 }
                 i = first + member->distance;
                 if (member->memory == noMember) {
@@ -85,10 +93,12 @@ private:
                 }
                 void** pointer = reinterpret_cast<void**>(value + member->memory);
                 if (i->code == Code::optionalSegment) {
-                    if (!(from = getOptionalSegment(*i, pointer, from, limit, slots))) return nullptr;
+                    if (!(from = getOptionalSegment(*i, pointer, from, limit, slots)))
+                        return nullptr;
                     i += i->b;
                 } else if (!i->isText) {
-                    if (!enter(*i, pointer, optionals)) return nullptr;
+                    if (!enter(*i, pointer, optionals))
+                        return nullptr;
                     slots[i->slot] = value;
                     value = static_cast<char*>(*pointer);
                 }
@@ -96,81 +106,100 @@ private:
             }
             case Code::flagged: {
                 void** pointer = reinterpret_cast<void**>(to);
-                if (from == limit || static_cast<unsigned char>(*from) > 1) return nullptr;
+                if (from == limit || static_cast<unsigned char>(*from) > 1)
+                    return nullptr;
                 if (*from++ == 0) {
-                    if (*pointer != nullptr) removeOptional(*i, pointer);
+                    if (*pointer != nullptr)
+                        removeOptional(*i, pointer);
                     i += i->a;
                 } else if (!i->isText) {
-                    if (!enter(*i, pointer, optionals)) return nullptr;
+                    if (!enter(*i, pointer, optionals))
+                        return nullptr;
                     slots[i->slot] = value;
                     value = static_cast<char*>(*pointer);
                 }
                 break;
             }
             case Code::block:
-                if (!(from = take(from, limit, i->alignment, i->a))) return nullptr;
+                if (!(from = take(from, limit, i->alignment, i->a)))
+                    return nullptr;
                 std::memcpy(to, from, i->a);
                 from += i->a;
                 break;
             case Code::text:
-                if (!(from = readText(reinterpret_cast<char**>(to), i->a, from, limit))) return nullptr;
+                if (!(from = readText(reinterpret_cast<char**>(to), i->a, from, limit)))
+                    return nullptr;
                 break;
             case Code::blockSequence:
             case Code::textSequence:
             case Code::sequence:
-                if (!(from = readSequence(*i, *reinterpret_cast<DDS_SequenceBase*>(to), from, limit))) return nullptr;
+                if (!(from = readSequence(*i, *reinterpret_cast<DDS_SequenceBase*>(to), from, limit)))
+                    return nullptr;
                 break;
             case Code::array:
                 for (uint32_t n = 0; n < i->a; ++n, to += i->programs->shape.size)
-                    if (!(from = run(i->programs->wire, to, from, limit))) return nullptr;
+                    if (!(from = run(i->programs->wire, to, from, limit)))
+                        return nullptr;
                 break;
             case Code::discriminated:
-                if (!(from = readUnion(*i->programs, to, from, limit))) return nullptr;
+                if (!(from = readUnion(*i->programs, to, from, limit)))
+                    return nullptr;
                 break;
             case Code::reference:
-                if (!(from = readReference(*i->programs, *reinterpret_cast<void**>(to), from, limit))) return nullptr;
+                if (!(from = readReference(*i->programs, *reinterpret_cast<void**>(to), from, limit)))
+                    return nullptr;
                 break;
             case Code::call:
-                if (!(from = run(i->programs->wire, to, from, limit))) return nullptr;
+                if (!(from = run(i->programs->wire, to, from, limit)))
+                    return nullptr;
                 break;
 
             case Code::open: {
-                if (!(from = take(from, limit, 4, 4))) return nullptr;
+                if (!(from = take(from, limit, 4, 4)))
+                    return nullptr;
                 const uint32_t size = wordAt(from);
                 from += 4;
-                if (size > static_cast<size_t>(limit - from)) return nullptr;
+                if (size > static_cast<size_t>(limit - from))
+                    return nullptr;
                 slots[i->slot] = limit;
                 limit = from + size;
                 break;
             }
             case Code::close:
-                if (from != limit) return nullptr;
+                if (from != limit)
+                    return nullptr;
                 limit = static_cast<const char*>(slots[i->slot]);
                 break;
             case Code::header: {
-                if (!(from = take(from, limit, 4, i->hasSize ? 8 : 4)) || wordAt(from) != i->a) return nullptr;
+                if (!(from = take(from, limit, 4, i->hasSize ? 8 : 4)) || wordAt(from) != i->a)
+                    return nullptr;
                 from += 4;
-                if (!i->hasSize) break;
+                if (!i->hasSize)
+                    break;
                 const uint32_t size = wordAt(from);
                 from += 4;
-                if (size > static_cast<size_t>(limit - from)) return nullptr;
+                if (size > static_cast<size_t>(limit - from))
+                    return nullptr;
                 slots[i->slot] = from + size;
                 break;
             }
             case Code::closeHeader:
-                if (from != slots[i->slot]) return nullptr;
+                if (from != slots[i->slot])
+                    return nullptr;
                 break;
             case Code::leave:
                 optionals.leave();
                 value = static_cast<char*>(const_cast<void*>(slots[i->slot]));
                 break;
-            default: __builtin_unreachable();
+            default:
+                __builtin_unreachable();
             }
         }
     }
 
     // Where `size` bytes of that alignment lie.
-    [[gnu::always_inline]] const char* take(const char* from, const char* limit, size_t alignment, size_t size) const {
+    [[gnu::always_inline]] const char* take(
+        const char* from, const char* limit, size_t alignment, size_t size) const {
         const size_t gap = (0 - static_cast<size_t>(from - base_)) & (alignment - 1);
         return static_cast<size_t>(limit - from) < gap + size ? nullptr : from + gap;
     }
@@ -184,46 +213,68 @@ private:
     [[gnu::always_inline]] const char* getSegment(
         const Instruction& i, char* value, const char* from, const char*& limit, const void** slots) {
         const char* segment = take(from, limit, i.alignment, i.a);
-        if (segment == nullptr) return nullptr;
+        if (segment == nullptr)
+            return nullptr;
         for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
             char* to = value + piece->memory;
             const char* at = segment + piece->wire;
             switch (piece->code) {
-            case Code::copy1: *to = *at; break;
-            case Code::copy2: std::memcpy(to, at, 2); break;
-            case Code::copy4: std::memcpy(to, at, 4); break;
-            case Code::copy8: std::memcpy(to, at, 8); break;
-            case Code::copy16: std::memcpy(to, at, 16); break;
-            case Code::copyMany: copyBytes(to, at, piece->a); break;
+            case Code::copy1:
+                *to = *at;
+                break;
+            case Code::copy2:
+                std::memcpy(to, at, 2);
+                break;
+            case Code::copy4:
+                std::memcpy(to, at, 4);
+                break;
+            case Code::copy8:
+                std::memcpy(to, at, 8);
+                break;
+            case Code::copy16:
+                std::memcpy(to, at, 16);
+                break;
+            case Code::copyMany:
+                copyBytes(to, at, piece->a);
+                break;
             case Code::boolean:
-                if (static_cast<unsigned char>(*at) > 1) return discard(i, value);
+                if (static_cast<unsigned char>(*at) > 1)
+                    return discard(i, value);
                 break;
             case Code::range:
-                if (wordAt(at) - piece->a >= piece->b) return discard(i, value);
+                if (wordAt(at) - piece->a >= piece->b)
+                    return discard(i, value);
                 break;
             case Code::literal:
-                if (!hasLiteral(*piece->programs->type, static_cast<DDS_Long>(wordAt(at)))) return discard(i, value);
+                if (!hasLiteral(*piece->programs->type, static_cast<DDS_Long>(wordAt(at))))
+                    return discard(i, value);
                 break;
             case Code::constant:
-                if (wordAt(at) != piece->a) return discard(i, value);
+                if (wordAt(at) != piece->a)
+                    return discard(i, value);
                 break;
             case Code::constant8:
-                if (std::memcmp(at, &piece->a, 8) != 0) return discard(i, value);
+                if (std::memcmp(at, &piece->a, 8) != 0)
+                    return discard(i, value);
                 break;
             case Code::constant12:
-                if (std::memcmp(at, &piece->a, 8) != 0 || wordAt(at + 8) != piece->c) return discard(i, value);
+                if (std::memcmp(at, &piece->a, 8) != 0 || wordAt(at + 8) != piece->c)
+                    return discard(i, value);
                 break;
             case Code::zero:
-            case Code::zeros: break; // padding may be anything
+            case Code::zeros:
+                break; // padding may be anything
             case Code::opening: {
                 const uint32_t size = wordAt(at);
                 // What follows in the segment lies within.
-                if (size > static_cast<size_t>(limit - at) - 4 || size < i.a - 4) return nullptr;
+                if (size > static_cast<size_t>(limit - at) - 4 || size < i.a - 4)
+                    return nullptr;
                 slots[piece->slot] = limit;
                 limit = at + 4 + size;
                 break;
             }
-            default: __builtin_unreachable();
+            default:
+                __builtin_unreachable();
             }
         }
         return segment + i.a;
@@ -248,16 +299,19 @@ private:
     const char* getOptionalSegment(
         const Instruction& i, void** pointer, const char* from, const char*& limit, const void** slots) {
         const bool isNew = *pointer == nullptr;
-        if (isNew && !makeOptional(i, pointer)) return nullptr;
+        if (isNew && !makeOptional(i, pointer))
+            return nullptr;
         from = getSegment(i, static_cast<char*>(*pointer), from, limit, slots);
-        if (from == nullptr && isNew) removeOptional(i, pointer);
+        if (from == nullptr && isNew)
+            removeOptional(i, pointer);
         return from;
     }
 
     // An optional value that is present, made if it was not there.
     bool enter(const Instruction& i, void** pointer, Optionals& optionals) {
         const bool isNew = *pointer == nullptr;
-        if (isNew && !makeOptional(i, pointer)) return false;
+        if (isNew && !makeOptional(i, pointer))
+            return false;
         optionals.enter(pointer, isNew ? &i.programs->shape : nullptr);
         return true;
     }
@@ -284,38 +338,46 @@ private:
 
     [[gnu::always_inline]] const char* readText(
         char** text, size_t bound, const char* from, const char* limit) {
-        if (!(from = take(from, limit, 4, 4))) return nullptr;
+        if (!(from = take(from, limit, 4, 4)))
+            return nullptr;
         const uint32_t length = wordAt(from);
         from += 4;
         if (length > static_cast<size_t>(limit - from) || length == 0 || length - 1 > bound ||
             std::memchr(from, '\0', length) != from + length - 1)
             return nullptr;
-        if (!assignText(text, from, length - 1, memory_)) return outOfMemory();
+        if (!assignText(text, from, length - 1, memory_))
+            return outOfMemory();
         return from + length;
     }
 
-    const char* readReference(const DDS_TypePrograms& programs, void*& pointer, const char* from, const char* limit) {
-        if (pointer == nullptr) pointer = createValue(programs.shape, defaultAllocation, memory_);
-        return pointer == nullptr ? outOfMemory() : run(programs.wire, static_cast<char*>(pointer), from, limit);
+    const char* readReference(
+        const DDS_TypePrograms& programs, void*& pointer, const char* from, const char* limit) {
+        if (pointer == nullptr)
+            pointer = createValue(programs.shape, defaultAllocation, memory_);
+        return pointer == nullptr ? outOfMemory()
+                                  : run(programs.wire, static_cast<char*>(pointer), from, limit);
     }
 
     const char* readSequence(
         const Instruction& i, DDS_SequenceBase& sequence, const char* from, const char* limit) {
-        if (!(from = take(from, limit, 4, 4))) return nullptr;
+        if (!(from = take(from, limit, 4, 4)))
+            return nullptr;
         const uint32_t count = wordAt(from);
         from += 4;
         const Shape& shape = i.programs->shape;
         const bool isBlock = i.code == Code::blockSequence;
         // Every element takes a byte at least; a block takes what it has in memory.
         const auto left = static_cast<size_t>(limit - from);
-        if (count > i.a || count > (isBlock ? left / shape.size : left)) return nullptr;
+        if (count > i.a || count > (isBlock ? left / shape.size : left))
+            return nullptr;
         const Element element = elementOf(shape);
         const uint32_t complete = sequence._maximum;
         if (count > complete && !reserveElements(element, sequence, count, memory_, &bareAllocation(shape)))
             return outOfMemory();
         if (isBlock && count > 0 && sequence._contiguous_buffer != nullptr) {
             const size_t bytes = size_t{count} * shape.size;
-            if (!(from = take(from, limit, i.alignment, bytes))) return nullptr;
+            if (!(from = take(from, limit, i.alignment, bytes)))
+                return nullptr;
             copyBytes(static_cast<char*>(sequence._contiguous_buffer), from, bytes);
             from += bytes;
         } else {
@@ -323,7 +385,8 @@ private:
                 char* at = elementAt(element, sequence, n);
                 from = i.code == Code::textSequence ? readText(reinterpret_cast<char**>(at), i.b, from, limit)
                                                     : run(i.programs->wire, at, from, limit);
-                if (from != nullptr) continue;
+                if (from != nullptr)
+                    continue;
                 dropElements(element, sequence, std::max(n, complete));
                 return nullptr;
             }
@@ -332,25 +395,29 @@ private:
         return from;
     }
 
-    const char* readUnion(const DDS_TypePrograms& programs, char* value, const char* from, const char* limit) {
+    const char* readUnion(
+        const DDS_TypePrograms& programs, char* value, const char* from, const char* limit) {
         const Arms& arms = programs.arms;
         // Beside the value: its arm before must be known while it changes.
         alignas(8) char scratch[8] = {};
         const Instruction* row = programs.discriminator->wire.program;
         if (row->b == 1 && row[1].code == Code::copy4) { // an integer: the usual case
-            if (!(from = take(from, limit, 4, 4))) return nullptr;
+            if (!(from = take(from, limit, 4, 4)))
+                return nullptr;
             std::memcpy(scratch, from, 4);
             from += 4;
         } else if (!(from = run(programs.discriminator->wire, scratch, from, limit))) {
             return nullptr;
         }
         const DDS_LongLong discriminator = arms.valueOf(scratch);
-        if (!switchArm(arms, value, discriminator, memory_)) return outOfMemory();
+        if (!switchArm(arms, value, discriminator, memory_))
+            return outOfMemory();
         const Arm* arm = arms.select(discriminator);
         return arm == nullptr ? from : run(arm->programs->wire, value + arm->offset, from, limit);
     }
 
-    static constexpr uint32_t noHeader = UINT32_MAX; // a member that has it all the same fails when it is read
+    static constexpr uint32_t noHeader =
+        UINT32_MAX; // a member that has it all the same fails when it is read
 
     const char* base_;
     const Memory& memory_;
@@ -361,7 +428,8 @@ private:
 
 ReadResult readWire(const Wire& wire, char* value, const char* bytes, size_t size, const Memory& memory) {
     Reader reader(bytes, memory);
-    if (reader.run(wire, value, bytes, bytes + size) != nullptr) return ReadResult::done;
+    if (reader.run(wire, value, bytes, bytes + size) != nullptr)
+        return ReadResult::done;
     return reader.isOutOfMemory() ? ReadResult::failed : ReadResult::other;
 }
 

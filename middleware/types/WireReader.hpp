@@ -18,8 +18,8 @@ enum class ReadResult {
 // `bytes` begin behind the encapsulation header. The value is initialized; memory that it has is used again.
 ReadResult readWire(const Wire& wire, char* value, const char* bytes, size_t size, const Memory& memory);
 
-// Most characters of a text on the wire that is longer than it may be in memory are refused here: the length counts
-// the terminator, 0 stands for "" too, and no other byte is 0.
+// Most characters of a text on the wire that is longer than it may be in memory are refused here: the length
+// counts the terminator, 0 stands for "" too, and no other byte is 0.
 bool isText(const char* bytes, uint32_t length, uint32_t bound);
 
 } // namespace zdds::types

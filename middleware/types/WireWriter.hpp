@@ -1,7 +1,7 @@
 // Runs wire programs: values to XCDR 2 in native byte order.
 //
-// Errors: false for a string or sequence beyond its bound, an unknown enumerator, a null reference, and a lack of
-// room.
+// Errors: false for a string or sequence beyond its bound, an unknown enumerator, a null reference, and a
+// lack of room.
 #ifndef ZDDSC_TYPES_WIRE_WRITER_HPP
 #define ZDDSC_TYPES_WIRE_WRITER_HPP
 
@@ -17,7 +17,8 @@ public:
     WriteBuffer(char* buffer, size_t capacity) : base_(buffer), current_(buffer), end_(buffer + capacity) {}
     // Grows *buffer of *capacity bytes.
     WriteBuffer(char** buffer, size_t* capacity)
-        : base_(*buffer), current_(*buffer), end_(*buffer + *capacity), growing_(buffer), capacity_(capacity) {}
+        : base_(*buffer), current_(*buffer), end_(*buffer + *capacity), growing_(buffer),
+          capacity_(capacity) {}
 
     bool room(size_t size) { return static_cast<size_t>(end_ - current_) >= size || grow(size); }
     char* at(size_t position) { return base_ + position; }
@@ -37,7 +38,8 @@ private:
     size_t* capacity_ = nullptr;
 };
 
-// Alignment counts from the start of the buffer, which is a multiple of 4 away from the start of the encoding.
+// Alignment counts from the start of the buffer, which is a multiple of 4 away from the start of the
+// encoding.
 bool writeWire(const Wire& wire, const char* value, WriteBuffer& out);
 // Adds the size to *position.
 bool measureWire(const Wire& wire, const char* value, size_t* position);

@@ -42,7 +42,8 @@ struct Encapsulation {
 
 // False for an identifier that is none of CDR.
 inline bool parseEncapsulation(uint16_t identifier, Encapsulation* encapsulation) {
-    if (identifier > 0x000B || identifier == 0x0004 || identifier == 0x0005) return false;
+    if (identifier > 0x000B || identifier == 0x0004 || identifier == 0x0005)
+        return false;
     encapsulation->isBigEndian = (identifier & 1) == 0;
     encapsulation->isXcdr2 = identifier >= 0x0006;
     const int form = identifier >> 1; // 0 CDR, 1 PL_CDR, 3 PLAIN_CDR2, 4 DELIMITED_CDR2, 5 PL_CDR2
@@ -59,51 +60,71 @@ inline DDS_TypeExtensibility extensibilityOf(const DDS_TypeDescriptor& type) {
 
 inline uint16_t littleEndianIdentifier(const DDS_TypeDescriptor& type, bool isXcdr2) {
     const DDS_TypeExtensibility extensibility = extensibilityOf(type);
-    if (!isXcdr2) return extensibility == DDS_TYPE_MUTABLE ? 0x0003 : 0x0001;
-    return extensibility == DDS_TYPE_MUTABLE ? 0x000B : extensibility == DDS_TYPE_APPENDABLE ? 0x0009 : 0x0007;
+    if (!isXcdr2)
+        return extensibility == DDS_TYPE_MUTABLE ? 0x0003 : 0x0001;
+    return extensibility == DDS_TYPE_MUTABLE      ? 0x000B
+           : extensibility == DDS_TYPE_APPENDABLE ? 0x0009
+                                                  : 0x0007;
 }
 
 // Collections of anything but primitives have a DHEADER in XCDR 2. An array of arrays is one array.
 inline bool hasCollectionHeader(const DDS_TypeDescriptor& collection) {
     const DDS_TypeDescriptor* element = resolveAll(collection.element);
-    if (collection.kind == DDS_TYPE_ARRAY) element = resolveAll(innermostElement(collection));
+    if (collection.kind == DDS_TYPE_ARRAY)
+        element = resolveAll(innermostElement(collection));
     return !isPrimitive(element->kind);
 }
 inline bool hasDelimiter(const DDS_TypeDescriptor& type) {
     switch (type.kind) {
     case DDS_TYPE_ARRAY:
-    case DDS_TYPE_SEQUENCE: return hasCollectionHeader(type);
-    default: return extensibilityOf(type) != DDS_TYPE_FINAL;
+    case DDS_TYPE_SEQUENCE:
+        return hasCollectionHeader(type);
+    default:
+        return extensibilityOf(type) != DDS_TYPE_FINAL;
     }
 }
 
 // The length code that the member header of a value gets: one that needs no NEXTINT where there is one.
 inline uint8_t lengthCodeOf(const DDS_TypeDescriptor& type) {
     switch (type.kind) {
-    case DDS_TYPE_STRING: return lengthCodeShared;
-    case DDS_TYPE_ENUM: return 2;
-    case DDS_TYPE_ARRAY: return hasCollectionHeader(type) ? lengthCodeShared : lengthCodeNextInt;
+    case DDS_TYPE_STRING:
+        return lengthCodeShared;
+    case DDS_TYPE_ENUM:
+        return 2;
+    case DDS_TYPE_ARRAY:
+        return hasCollectionHeader(type) ? lengthCodeShared : lengthCodeNextInt;
     case DDS_TYPE_SEQUENCE:
-        if (hasCollectionHeader(type)) return lengthCodeShared;
+        if (hasCollectionHeader(type))
+            return lengthCodeShared;
         switch (resolveAll(type.element)->size) { // the count, in units of the elements
-        case 1: return lengthCodeShared;
-        case 4: return lengthCodeShared4;
-        case 8: return lengthCodeShared8;
-        default: return lengthCodeNextInt;
+        case 1:
+            return lengthCodeShared;
+        case 4:
+            return lengthCodeShared4;
+        case 8:
+            return lengthCodeShared8;
+        default:
+            return lengthCodeNextInt;
         }
     case DDS_TYPE_STRUCT:
-    case DDS_TYPE_UNION: return lengthCodeNextInt;
-    case DDS_TYPE_ALIAS: return lengthCodeOf(*resolveAll(&type));
-    default: return static_cast<uint8_t>(std::countr_zero(type.size));
+    case DDS_TYPE_UNION:
+        return lengthCodeNextInt;
+    case DDS_TYPE_ALIAS:
+        return lengthCodeOf(*resolveAll(&type));
+    default:
+        return static_cast<uint8_t>(std::countr_zero(type.size));
     }
 }
 
 inline uint32_t memberHeaderOf(const DDS_TypeMember& member) {
-    return (member.id & memberIdMask) | uint32_t{lengthCodeOf(*resolveAll(member.type))} << memberLengthCodeShift |
+    return (member.id & memberIdMask) |
+           uint32_t{lengthCodeOf(*resolveAll(member.type))} << memberLengthCodeShift |
            ((member.flags & DDS_MEMBER_FLAG_MUST_UNDERSTAND) != 0 ? memberMustUnderstand : 0);
 }
 
-inline size_t paddingTo(size_t position, size_t alignment) { return (0 - position) & (alignment - 1); }
+inline size_t paddingTo(size_t position, size_t alignment) {
+    return (0 - position) & (alignment - 1);
+}
 
 } // namespace zdds::types
 

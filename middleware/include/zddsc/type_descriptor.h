@@ -1,16 +1,17 @@
-/* Types as constant data. The schema generator emits one DDS_TypeDescriptor for each type; every operation on a
- * value (zddsc/type_engine.h) reads it. Plain C, fit for static initializers of C11 and C++20: the fields are to
- * be given in order, and what a kind does not use stays 0.
+/* Types as constant data. The schema generator emits one DDS_TypeDescriptor for each type; every operation on
+ * a value (zddsc/type_engine.h) reads it. Plain C, fit for static initializers of C11 and C++20: the fields
+ * are to be given in order, and what a kind does not use stays 0.
  *
  * How values lie in memory:
- * - primitives as the DDS_* typedef; an enumeration as 4 bytes (DDS_Enum); a string as `DDS_Char *` on the heap,
- *   never null in an initialized value (operations take null for the empty text all the same);
- * - an array in place, several dimensions as one array of all elements; a sequence as its DDS_SEQUENCE_FIELDS;
+ * - primitives as the DDS_* typedef; an enumeration as 4 bytes (DDS_Enum); a string as `DDS_Char *` on the
+ * heap, never null in an initialized value (operations take null for the empty text all the same);
+ * - an array in place, several dimensions as one array of all elements; a sequence as its
+ * DDS_SEQUENCE_FIELDS;
  * - a structure as the C structure of its members; an optional member as a pointer to the value, null when
  *   absent; an optional string is its `DDS_Char *` itself;
  * - a union as { discriminator _d; struct { all arms side by side } _u; }: arms are not overlaid;
- * - an alias as its target, or, with DDS_TYPE_FLAG_REFERENCE, as a pointer to the target (DDS_Monitoring_LogReference
- *   is `DDS_Monitoring_LoggingMessage *`); on the wire there is no difference.
+ * - an alias as its target, or, with DDS_TYPE_FLAG_REFERENCE, as a pointer to the target
+ * (DDS_Monitoring_LogReference is `DDS_Monitoring_LoggingMessage *`); on the wire there is no difference.
  * Types are not recursive, and nest at most DDS_TYPE_MAXIMUM_NESTING deep: operations on others fail.
  * Threads: constant, but for the runtime record, which the engine alone touches. */
 #ifndef ZDDSC_TYPE_DESCRIPTOR_H
@@ -60,8 +61,8 @@ typedef enum DDS_TypeObservable {
 
 /* The @resource annotation of a structure. */
 struct DDS_TypeResource {
-    const char *className;
-    const char *owner; /* null on the root */
+    const char* className;
+    const char* owner; /* null on the root */
     DDS_Boolean isRoot;
 };
 typedef struct DDS_TypeResource DDS_TypeResource;
@@ -75,25 +76,25 @@ struct DDS_TypeDescriptor;
 
 /* A member of a structure, or an arm of a union. */
 struct DDS_TypeMember {
-    const char *name;
+    const char* name;
     DDS_UnsignedLong id; /* 28 bits */
     size_t offset;       /* bytes from the start of the structure; of a union with _u: offsetof(U, _u.arm) */
-    const struct DDS_TypeDescriptor *type;
+    const struct DDS_TypeDescriptor* type;
     DDS_UnsignedLong flags; /* DDS_MEMBER_FLAG_* */
     DDS_TypeObservable observable;
     /* Arms: the labels that select it. */
-    const DDS_LongLong *labels;
+    const DDS_LongLong* labels;
     DDS_UnsignedLong labelCount;
-    /* Default value, by the kind of the type: integers, booleans, characters and enumerations; floats; strings
-     * (null is ""). Members of other kinds have the defaults of their own members. */
+    /* Default value, by the kind of the type: integers, booleans, characters and enumerations; floats;
+     * strings (null is ""). Members of other kinds have the defaults of their own members. */
     DDS_LongLong defaultInteger;
     DDS_Double defaultReal;
-    const char *defaultText;
+    const char* defaultText;
 };
 typedef struct DDS_TypeMember DDS_TypeMember;
 
 struct DDS_TypeLiteral {
-    const char *name;
+    const char* name;
     DDS_Long value;
 };
 typedef struct DDS_TypeLiteral DDS_TypeLiteral;
@@ -101,13 +102,13 @@ typedef struct DDS_TypeLiteral DDS_TypeLiteral;
 /* Where an in-memory value has its members, in order; of a union the discriminator first. */
 struct ORXXCdrMemberAccessInfo {
     size_t offset;
-    size_t size;               /* of what lies there: 8 for an optional member */
-    DDS_Boolean isPointer;     /* an optional member */
+    size_t size;           /* of what lies there: 8 for an optional member */
+    DDS_Boolean isPointer; /* an optional member */
 };
 typedef struct ORXXCdrMemberAccessInfo ORXXCdrMemberAccessInfo;
 struct ORXXCdrSampleAccessInfo {
     int isInitialized; /* 1 once filled */
-    ORXXCdrMemberAccessInfo *memberAccessInfos;
+    ORXXCdrMemberAccessInfo* memberAccessInfos;
     DDS_UnsignedLong memberCount;
     size_t sampleSize;
 };
@@ -115,8 +116,8 @@ typedef struct ORXXCdrSampleAccessInfo ORXXCdrSampleAccessInfo;
 
 /* What the engine keeps for a type; static and zero in the code that defines the descriptor. */
 struct DDS_TypeRuntime {
-    void *program; /* atomic: published once complete */
-    struct DDS_TypeRuntime *next;
+    void* program; /* atomic: published once complete */
+    struct DDS_TypeRuntime* next;
     ORXXCdrSampleAccessInfo access;
 };
 typedef struct DDS_TypeRuntime DDS_TypeRuntime;
@@ -126,32 +127,33 @@ typedef struct DDS_TypeRuntime DDS_TypeRuntime;
 
 struct DDS_TypeDescriptor {
     DDS_TypeKind kind;
-    const char *name; /* with modules, such as "DDS::Monitoring::Event"; "" for an anonymous type */
+    const char* name; /* with modules, such as "DDS::Monitoring::Event"; "" for an anonymous type */
     size_t size;      /* sizeof and alignof in memory */
     size_t alignment;
     DDS_TypeExtensibility extensibility;
     DDS_UnsignedLong representationMask; /* DDS_DATA_REPRESENTATION_MASK_*; 5 for every schema type */
     DDS_UnsignedLong flags;              /* DDS_TYPE_FLAG_* */
     DDS_TypeObservable observable;
-    const DDS_TypeResource *resource; /* null without @resource */
+    const DDS_TypeResource* resource; /* null without @resource */
     /* Structures: members in declaration order. Unions: arms in declaration order. */
-    const DDS_TypeMember *members;
+    const DDS_TypeMember* members;
     DDS_UnsignedLong memberCount;
     /* Unions: _d. A new value has the default discriminator: the lowest label. */
     size_t discriminatorOffset;
-    const struct DDS_TypeDescriptor *discriminator; /* integer, boolean, char, octet or enumeration (or alias) */
+    const struct DDS_TypeDescriptor*
+        discriminator; /* integer, boolean, char, octet or enumeration (or alias) */
     DDS_LongLong defaultDiscriminator;
     /* Enumerations, ascending by value. */
-    const DDS_TypeLiteral *literals;
+    const DDS_TypeLiteral* literals;
     DDS_UnsignedLong literalCount;
     /* Target of an alias; element of an array or sequence. */
-    const struct DDS_TypeDescriptor *element;
+    const struct DDS_TypeDescriptor* element;
     /* Sequence: most elements; string: most characters; 0 is unbounded. Array: all elements. */
     DDS_UnsignedLong bound;
     /* Not null for every named type. An anonymous type may have null: it then only serves inside others. */
-    DDS_TypeRuntime *runtime;
+    DDS_TypeRuntime* runtime;
     /* Structures and unions: room for memberCount entries, one more in a union; static and zero. */
-    ORXXCdrMemberAccessInfo *access;
+    ORXXCdrMemberAccessInfo* access;
 };
 typedef struct DDS_TypeDescriptor DDS_TypeDescriptor;
 

@@ -17,7 +17,8 @@ TEST(ReturnCode, EveryCodeHasItsNameAndOthersAreNotNull) {
 TEST(String, AllocGivesZeros) {
     char* text = DDS_String_alloc(7);
     ASSERT_NE(text, nullptr);
-    for (int i = 0; i <= 7; ++i) EXPECT_EQ(text[i], '\0');
+    for (int i = 0; i <= 7; ++i)
+        EXPECT_EQ(text[i], '\0');
     DDS_String_free(text);
     EXPECT_EQ(DDS_String_alloc(SIZE_MAX), nullptr);
     DDS_String_free(nullptr);
@@ -90,7 +91,8 @@ TEST(Guid, WordsAreBigEndianInTheOctets) {
     const ORXOsapiRtpsGuid words = {{0x01020304, 0x05060708, 0x090A0B0C}, 0x0D0E0F10};
     DDS_GUID_t guid;
     DDS_GUID_copy_from_pres_guid(&guid, &words);
-    for (int i = 0; i < 16; ++i) EXPECT_EQ(guid.value[i], i + 1);
+    for (int i = 0; i < 16; ++i)
+        EXPECT_EQ(guid.value[i], i + 1);
     ORXOsapiRtpsGuid back{};
     DDS_GUID_copy_to_pres_guid(&guid, &back);
     EXPECT_EQ(std::memcmp(&back, &words, sizeof back), 0);
@@ -98,7 +100,8 @@ TEST(Guid, WordsAreBigEndianInTheOctets) {
 
 TEST(InstanceHandle, HoldsAGuid) {
     DDS_GUID_t guid{}, back{};
-    for (int i = 0; i < 16; ++i) guid.value[i] = static_cast<DDS_Octet>(0xF0 + i);
+    for (int i = 0; i < 16; ++i)
+        guid.value[i] = static_cast<DDS_Octet>(0xF0 + i);
     DDS_InstanceHandle_t handle, same, other;
     DDS_InstanceHandle_from_guid(&handle, &guid);
     DDS_InstanceHandle_from_guid(&same, &guid);

@@ -32,21 +32,24 @@ TEST(SampleCorpus, RandomSamplesPassTheCheck) {
     const char* folder = std::getenv("ORX_WRITE_SAMPLE_CORPUS"); // writes the corpus anew
     for (size_t index = 0; index < check.types.size(); ++index) {
         const DDS_TypeDescriptor* type = check.types[index];
-        for (const DDS_UnsignedShort representation :
-            {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION}, DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
+        for (const DDS_UnsignedShort representation : {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION},
+                 DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
             tt::OwnedValue value(type);
             tt::RandomValue(static_cast<unsigned>(index)).fill(type, value.get());
             DDS_UnsignedLong length = 0;
-            ASSERT_TRUE(DDS_Type_serialize_to_cdr_buffer_ex(type, nullptr, &length, value.get(), representation));
+            ASSERT_TRUE(
+                DDS_Type_serialize_to_cdr_buffer_ex(type, nullptr, &length, value.get(), representation));
             std::vector<char> bytes(length + 1);
             bytes[0] = static_cast<char>(index);
-            ASSERT_TRUE(
-                DDS_Type_serialize_to_cdr_buffer_ex(type, bytes.data() + 1, &length, value.get(), representation));
+            ASSERT_TRUE(DDS_Type_serialize_to_cdr_buffer_ex(
+                type, bytes.data() + 1, &length, value.get(), representation));
             check.run(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
-            if (folder == nullptr) continue;
+            if (folder == nullptr)
+                continue;
             std::string name = type->name;
             std::replace(name.begin(), name.end(), ':', '_');
-            std::ofstream(std::string(folder) + "/" + name + (representation == DDS_XCDR2_DATA_REPRESENTATION ? "2" : "1"),
+            std::ofstream(std::string(folder) + "/" + name +
+                              (representation == DDS_XCDR2_DATA_REPRESENTATION ? "2" : "1"),
                 std::ios::binary)
                 .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
         }

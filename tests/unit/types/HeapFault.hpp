@@ -30,7 +30,8 @@ public:
 private:
     static void* allocate(void* context, size_t size, size_t alignment, const char*) {
         auto* self = static_cast<HeapFault*>(context);
-        if (++self->count_ == self->failAt_) return nullptr;
+        if (++self->count_ == self->failAt_)
+            return nullptr;
         self->bytes_ += size;
         alignment = std::max(alignment, sizeof(void*));
         void* memory = nullptr;

@@ -1,4 +1,5 @@
-// Bytes from remote: whatever they are, the result is defined, memory is bounded, and the value stays a value.
+// Bytes from remote: whatever they are, the result is defined, memory is bounded, and the value stays a
+// value.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,7 +24,8 @@ bool read(const DDS_TypeDescriptor* type, void* value, const Bytes& bytes) {
     const std::unique_ptr<char[]> exact(new char[bytes.size() + 1]);
     char* start = exact.get() + 1; // and at an odd address
     std::copy(bytes.begin(), bytes.end(), start);
-    return DDS_Type_deserialize_from_cdr_buffer(type, value, start, static_cast<DDS_UnsignedLong>(bytes.size())) != 0;
+    return DDS_Type_deserialize_from_cdr_buffer(
+               type, value, start, static_cast<DDS_UnsignedLong>(bytes.size())) != 0;
 }
 
 Bytes serialize(const DDS_TypeDescriptor* type, const void* value, DDS_UnsignedShort representation) {
@@ -35,7 +37,8 @@ Bytes serialize(const DDS_TypeDescriptor* type, const void* value, DDS_UnsignedS
     return bytes;
 }
 
-// The value can be printed, copied, serialized as far as its content allows, and finalized: the owner does that.
+// The value can be printed, copied, serialized as far as its content allows, and finalized: the owner does
+// that.
 void expectIsValue(const DDS_TypeDescriptor* type, const void* value) {
     tt::OwnedValue copy(type);
     EXPECT_TRUE(DDS_Type_copy(type, copy.get(), value));
@@ -56,14 +59,16 @@ public:
         return *this;
     }
     Encoder& align(size_t alignment) {
-        while ((bytes_.size() - 4) % alignment != 0) bytes_.push_back(0);
+        while ((bytes_.size() - 4) % alignment != 0)
+            bytes_.push_back(0);
         return *this;
     }
     operator const Bytes&() const { return bytes_; }
 
 private:
     Encoder& put(uint32_t number, int size) {
-        for (int i = 0; i < size; ++i) bytes_.push_back(static_cast<unsigned char>(number >> 8 * i));
+        for (int i = 0; i < size; ++i)
+            bytes_.push_back(static_cast<unsigned char>(number >> 8 * i));
         return *this;
     }
     Bytes bytes_;
@@ -75,7 +80,8 @@ TEST(Hostile, HeaderIsChecked) {
     tt::OwnedValue value(&tt::percentType);
     const Bytes good = serialize(&tt::percentType, value.get(), DDS_XCDR2_DATA_REPRESENTATION);
     for (size_t size = 0; size < 4; ++size)
-        EXPECT_FALSE(read(&tt::percentType, value.get(), Bytes(good.begin(), good.begin() + static_cast<long>(size))));
+        EXPECT_FALSE(
+            read(&tt::percentType, value.get(), Bytes(good.begin(), good.begin() + static_cast<long>(size))));
     for (unsigned identifier = 0; identifier < 0x10000; ++identifier) {
         Bytes bytes = good;
         bytes[0] = static_cast<unsigned char>(identifier >> 8);
@@ -90,13 +96,14 @@ TEST(Hostile, HeaderIsChecked) {
 TEST(Hostile, EveryTruncationFailsOrGivesDefaults) {
     for (const DDS_TypeDescriptor* type : tt::allTypes()) {
         tt::RandomValue random(1);
-        for (const DDS_UnsignedShort representation :
-            {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION}, DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
+        for (const DDS_UnsignedShort representation : {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION},
+                 DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
             tt::OwnedValue source(type), value(type);
             random.fill(type, source.get());
             random.fill(type, value.get());
             Bytes bytes = serialize(type, source.get(), representation);
-            for (int padding = bytes[3] & 3; padding > 0; --padding) bytes.pop_back();
+            for (int padding = bytes[3] & 3; padding > 0; --padding)
+                bytes.pop_back();
             while (bytes.size() > 4) {
                 bytes.pop_back();
                 EXPECT_FALSE(read(type, value.get(), bytes)) << type->name << " at " << bytes.size();
@@ -111,8 +118,8 @@ TEST(Hostile, EveryFlippedByteIsSurvivedAndReadersAgree) {
         tt::RandomValue random(2);
         tt::OwnedValue source(type), value(type), second(type);
         random.fill(type, source.get());
-        for (const DDS_UnsignedShort representation :
-            {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION}, DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
+        for (const DDS_UnsignedShort representation : {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION},
+                 DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
             const Bytes good = serialize(type, source.get(), representation);
             for (size_t at = 0; at < good.size(); ++at) {
                 for (const int flip : {0x01, 0x80, 0xFF, 0x20}) {
@@ -120,14 +127,16 @@ TEST(Hostile, EveryFlippedByteIsSurvivedAndReadersAgree) {
                     bytes[at] = static_cast<unsigned char>(bytes[at] ^ flip);
                     const bool isRead = read(type, value.get(), bytes);
                     expectIsValue(type, value.get());
-                    if (representation != DDS_XCDR2_DATA_REPRESENTATION || at < 4) continue;
+                    if (representation != DDS_XCDR2_DATA_REPRESENTATION || at < 4)
+                        continue;
                     // Whatever the program accepts, the walker reads in the same way.
-                    const bool isWalked = zdds::types::readXcdr(*zdds::types::programsOf(type), {true, false, {}},
-                        static_cast<char*>(second.get()), reinterpret_cast<const char*>(bytes.data()) + 4,
-                        bytes.size() - 4, {});
+                    const bool isWalked = zdds::types::readXcdr(*zdds::types::programsOf(type),
+                        {true, false, {}}, static_cast<char*>(second.get()),
+                        reinterpret_cast<const char*>(bytes.data()) + 4, bytes.size() - 4, {});
                     EXPECT_EQ(isRead, isWalked) << type->name << " at " << at;
                     if (isRead) {
-                        EXPECT_TRUE(DDS_Type_equals(type, value.get(), second.get())) << type->name << " at " << at;
+                        EXPECT_TRUE(DDS_Type_equals(type, value.get(), second.get()))
+                            << type->name << " at " << at;
                     }
                 }
             }
@@ -142,7 +151,8 @@ TEST(Hostile, RandomBytesAreSurvived) {
         const unsigned char identifiers[] = {0, 1, 2, 3, 6, 7, 8, 9, 10, 11};
         for (int round = 0; round < 3000; ++round) {
             Bytes bytes(4 + random() % 200);
-            for (unsigned char& byte : bytes) byte = random() % 3 == 0 ? static_cast<unsigned char>(random()) : 0;
+            for (unsigned char& byte : bytes)
+                byte = random() % 3 == 0 ? static_cast<unsigned char>(random()) : 0;
             bytes[0] = 0;
             bytes[1] = identifiers[random() % std::size(identifiers)];
             read(type, value.get(), bytes);
@@ -180,7 +190,8 @@ TEST(Hostile, MemoryOfOneSampleIsAMultipleOfItsBytes) {
     type.members({tt::Type::member("resources", 0, 0, tt::resourceSeqType)});
     Encoder encoder(plain2);
     encoder.u4(4 + 4 * count).u4(count);
-    for (uint32_t i = 0; i < count; ++i) encoder.u4(0); // a mutable structure without members
+    for (uint32_t i = 0; i < count; ++i)
+        encoder.u4(0); // a mutable structure without members
     const Bytes& bytes = encoder;
     {
         tt::OwnedValue value(&type);
@@ -195,15 +206,16 @@ TEST(Hostile, MemoryOfOneSampleIsAMultipleOfItsBytes) {
         std::mt19937 random(4);
         for (int round = 0; round < 300; ++round) {
             Bytes noise(4 + random() % 2000);
-            for (unsigned char& byte : noise) byte = random() % 8 == 0 ? static_cast<unsigned char>(random() % 64) : 0;
+            for (unsigned char& byte : noise)
+                byte = random() % 8 == 0 ? static_cast<unsigned char>(random() % 64) : 0;
             noise[0] = noise[2] = noise[3] = 0;
             noise[1] = static_cast<unsigned char>(zdds::types::littleEndianIdentifier(*each, true));
             tt::OwnedValue value(each);
             HeapFault heap;
             read(each, value.get(), noise);
-            EXPECT_LE(heap.bytes(),
-                2 * (noise.size() * zdds::types::memoryPerByte + zdds::types::memoryPerSample) +
-                    static_cast<size_t>(heap.count()) * 64)
+            EXPECT_LE(
+                heap.bytes(), 2 * (noise.size() * zdds::types::memoryPerByte + zdds::types::memoryPerSample) +
+                                  static_cast<size_t>(heap.count()) * 64)
                 << each->name;
         }
     }
@@ -215,8 +227,8 @@ TEST(Hostile, EveryFailingAllocationOfAReadLeavesAValue) {
         tt::RandomValue random(5);
         tt::OwnedValue source(type);
         random.fill(type, source.get());
-        for (const DDS_UnsignedShort representation :
-            {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION}, DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
+        for (const DDS_UnsignedShort representation : {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION},
+                 DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
             const Bytes bytes = serialize(type, source.get(), representation);
             bool done = false;
             for (int n = 1; !done && n < 1000; ++n) {
@@ -249,9 +261,9 @@ TEST(Hostile, Texts) {
     EXPECT_STREQ(pair.value, "");
     EXPECT_TRUE(readName(Encoder(plain2).u4(0).u4(0))); // length 0 is the empty text too
     EXPECT_STREQ(pair.name, "");
-    EXPECT_FALSE(readName(Encoder(plain2).u4(3).text("abc").align(4).u4(1).u1(0)));            // not terminated
-    EXPECT_FALSE(readName(Encoder(plain2).u4(3).text({'a', 0, 0}).align(4).u4(1).u1(0)));      // a zero within
-    EXPECT_FALSE(readName(Encoder(plain2).u4(30).text({'a', 'b', 0}).align(4).u4(1).u1(0)));   // beyond the end
+    EXPECT_FALSE(readName(Encoder(plain2).u4(3).text("abc").align(4).u4(1).u1(0)));          // not terminated
+    EXPECT_FALSE(readName(Encoder(plain2).u4(3).text({'a', 0, 0}).align(4).u4(1).u1(0)));    // a zero within
+    EXPECT_FALSE(readName(Encoder(plain2).u4(30).text({'a', 'b', 0}).align(4).u4(1).u1(0))); // beyond the end
     EXPECT_FALSE(readName(Encoder(plain2).u4(0x80000000).text({'a', 'b', 0}).align(4).u4(0))); // absurd
 }
 
@@ -266,11 +278,12 @@ TEST(Hostile, BoundsHoldWhenReadingAndWhenWriting) {
     for (const DDS_UnsignedShort representation :
         {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION}, DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
         DDS_UnsignedLong length = 0;
-        EXPECT_FALSE(DDS_Type_serialize_to_cdr_buffer_ex(&tt::creationType, nullptr, &length, &creation, representation));
+        EXPECT_FALSE(DDS_Type_serialize_to_cdr_buffer_ex(
+            &tt::creationType, nullptr, &length, &creation, representation));
         std::vector<char> buffer(1000);
         length = 1000;
-        EXPECT_FALSE(
-            DDS_Type_serialize_to_cdr_buffer_ex(&tt::creationType, buffer.data(), &length, &creation, representation));
+        EXPECT_FALSE(DDS_Type_serialize_to_cdr_buffer_ex(
+            &tt::creationType, buffer.data(), &length, &creation, representation));
     }
     // 24 octets fit an identifier, 25 do not.
     for (const uint32_t count : {24U, 25U}) {
@@ -278,7 +291,8 @@ TEST(Hostile, BoundsHoldWhenReadingAndWhenWriting) {
         Encoder encoder(mutable2);
         encoder.u4(8 + count).u4(6 | 5U << 28).u4(count).text(std::string(count, 'i'));
         EXPECT_EQ(read(&tt::resourceType, resource.get(), encoder), count == 24);
-        if (count != 24) continue;
+        if (count != 24)
+            continue;
         auto* identifier = resource.as<tt::Resource>().identifier;
         ASSERT_NE(identifier, nullptr);
         EXPECT_EQ(DDS_OctetSeq_get_length(identifier), 24);
@@ -308,11 +322,13 @@ TEST(Hostile, BooleansAndEnumerators) {
 
     tt::OwnedValue resource(&tt::resourceType);
     for (const uint32_t truth : {0U, 1U, 2U, 255U})
-        EXPECT_EQ(read(&tt::resourceType, resource.get(), Encoder(mutable2).u4(5).u4(9).u1(truth)), truth < 2);
+        EXPECT_EQ(
+            read(&tt::resourceType, resource.get(), Encoder(mutable2).u4(5).u4(9).u1(truth)), truth < 2);
     // In memory every value but 0 is true, and travels as 1.
     tt::OwnedValue event(&tt::eventType), back(&tt::eventType);
     event.as<tt::Event>().snapshot = 200;
-    EXPECT_TRUE(read(&tt::eventType, back.get(), serialize(&tt::eventType, event.get(), DDS_AUTO_DATA_REPRESENTATION)));
+    EXPECT_TRUE(read(
+        &tt::eventType, back.get(), serialize(&tt::eventType, event.get(), DDS_AUTO_DATA_REPRESENTATION)));
     EXPECT_EQ(back.as<tt::Event>().snapshot, DDS_BOOLEAN_TRUE);
     EXPECT_TRUE(DDS_Type_equals(&tt::eventType, event.get(), back.get()));
 }
@@ -327,36 +343,54 @@ TEST(Hostile, MembersOfAnAppendableTypeMayBeMissingOrMore) {
     EXPECT_EQ(percent.most, 0);
     EXPECT_TRUE(read(&tt::percentType, &percent, Encoder(delimited2).u4(0)));
     EXPECT_EQ(percent.period, 0U);
-    EXPECT_TRUE(read(&tt::percentType, &percent, Encoder(delimited2).u4(16).u4(1).u4(2).u1(3).u1(4).u1(5).align(4).u4(99)));
+    EXPECT_TRUE(read(&tt::percentType, &percent,
+        Encoder(delimited2).u4(16).u4(1).u4(2).u1(3).u1(4).u1(5).align(4).u4(99)));
     EXPECT_EQ(percent.most, 5);
-    EXPECT_FALSE(read(&tt::percentType, &percent, Encoder(delimited2).u4(6).u4(1).u2(2))); // ends within a member
+    EXPECT_FALSE(
+        read(&tt::percentType, &percent, Encoder(delimited2).u4(6).u4(1).u2(2))); // ends within a member
     EXPECT_FALSE(read(&tt::percentType, &percent, Encoder(delimited2).u4(12).u4(1).u4(2))); // beyond the end
-    EXPECT_TRUE(read(&tt::percentType, &percent, Encoder(delimited2).u4(11).u4(1).u4(2).u1(3).u1(4).u1(5).u4(0xDEADBEEF)));
+    EXPECT_TRUE(read(
+        &tt::percentType, &percent, Encoder(delimited2).u4(11).u4(1).u4(2).u1(3).u1(4).u1(5).u4(0xDEADBEEF)));
 }
 
 TEST(Hostile, MembersOfAMutableTypeComeInAnyOrderOnceAndInAnyForm) {
     tt::OwnedValue owned(&tt::resourceType);
     auto& resource = owned.as<tt::Resource>();
-    const auto readResource = [&](const Encoder& encoder) { return read(&tt::resourceType, &resource, encoder); };
+    const auto readResource = [&](const Encoder& encoder) {
+        return read(&tt::resourceType, &resource, encoder);
+    };
     const uint32_t domain = 1, flag = 9, process = 10;
     EXPECT_TRUE(readResource(Encoder(mutable2)
                                  .u4(33)
-                                 .u4(process | 3U << 28).u4(5).u4(0)
-                                 .u4(0x123456 | 4U << 28).u4(2).u2(7).align(4) // unknown
-                                 .u4(domain | 2U << 28).u4(42)
+                                 .u4(process | 3U << 28)
+                                 .u4(5)
+                                 .u4(0)
+                                 .u4(0x123456 | 4U << 28)
+                                 .u4(2)
+                                 .u2(7)
+                                 .align(4) // unknown
+                                 .u4(domain | 2U << 28)
+                                 .u4(42)
                                  .u1(0)) == false); // a byte that is no header
     EXPECT_TRUE(readResource(Encoder(mutable2)
                                  .u4(32)
-                                 .u4(process | 3U << 28).u4(5).u4(0)
-                                 .u4(0x123456 | 4U << 28).u4(2).u2(7).align(4)
-                                 .u4(domain | 2U << 28).u4(42)));
+                                 .u4(process | 3U << 28)
+                                 .u4(5)
+                                 .u4(0)
+                                 .u4(0x123456 | 4U << 28)
+                                 .u4(2)
+                                 .u2(7)
+                                 .align(4)
+                                 .u4(domain | 2U << 28)
+                                 .u4(42)));
     ASSERT_NE(resource.domain, nullptr);
     EXPECT_EQ(*resource.domain, 42);
     ASSERT_NE(resource.process, nullptr);
     EXPECT_EQ(*resource.process, 5U);
     EXPECT_EQ(resource.flag, nullptr);
     // Twice.
-    EXPECT_FALSE(readResource(Encoder(mutable2).u4(16).u4(domain | 2U << 28).u4(1).u4(domain | 2U << 28).u4(2)));
+    EXPECT_FALSE(
+        readResource(Encoder(mutable2).u4(16).u4(domain | 2U << 28).u4(1).u4(domain | 2U << 28).u4(2)));
     // The size in a NEXTINT, of a primitive too; larger than the member is fine, smaller is not.
     EXPECT_TRUE(readResource(Encoder(mutable2).u4(12).u4(domain | 4U << 28).u4(4).u4(43)));
     EXPECT_EQ(*resource.domain, 43);
@@ -370,7 +404,8 @@ TEST(Hostile, MembersOfAMutableTypeComeInAnyOrderOnceAndInAnyForm) {
         Encoder encoder(mutable2);
         // A sequence of 2 longs; with code 5 the count says 2 bytes, with 7 it says 16.
         encoder.u4(4 + 4 + 2 * unit).u4(12 | code << 28).u4(2);
-        for (uint32_t i = 0; i < 2 * unit; ++i) encoder.u1(i);
+        for (uint32_t i = 0; i < 2 * unit; ++i)
+            encoder.u1(i);
         EXPECT_EQ(readResource(encoder), code != 5) << code;
     }
     EXPECT_TRUE(readResource(Encoder(mutable2).u4(20).u4(12 | 4U << 28).u4(12).u4(2).u4(8).u4(9)));
@@ -394,9 +429,11 @@ TEST(Hostile, UnionsWithoutTheLabelSelectNothing) {
     EXPECT_EQ(update._d, -7); // the default
     EXPECT_FALSE(read(&tt::updateType, &update, Encoder(delimited2).u4(2).u2(1)));
     tt::OwnedValue choice(&tt::choiceType);
-    EXPECT_TRUE(read(&tt::choiceType, choice.get(), Encoder(plain2).u4(1).u4(2).text({'x', 0}))); // the default arm
+    EXPECT_TRUE(
+        read(&tt::choiceType, choice.get(), Encoder(plain2).u4(1).u4(2).text({'x', 0}))); // the default arm
     EXPECT_STREQ(choice.as<tt::Choice>()._u.other, "x");
-    EXPECT_FALSE(read(&tt::choiceType, choice.get(), Encoder(plain2).u4(3).u4(2).text({'x', 0}))); // no enumerator
+    EXPECT_FALSE(
+        read(&tt::choiceType, choice.get(), Encoder(plain2).u4(3).u4(2).text({'x', 0}))); // no enumerator
 }
 
 TEST(Hostile, OptionalMembersOfXcdr1AreParameters) {
@@ -412,7 +449,20 @@ TEST(Hostile, OptionalMembersOfXcdr1AreParameters) {
     };
     // host has a large id: the extended header; the others have short ones, absent with size 0.
     Encoder good = head();
-    good.u2(0x3F01).u2(8).u4(0x4001).u4(7).u4(3).text({'h', 'i', 0}).align(4).u2(5).u2(0).u2(6).u2(4).u4(99).u2(7).u2(0);
+    good.u2(0x3F01)
+        .u2(8)
+        .u4(0x4001)
+        .u4(7)
+        .u4(3)
+        .text({'h', 'i', 0})
+        .align(4)
+        .u2(5)
+        .u2(0)
+        .u2(6)
+        .u2(4)
+        .u4(99)
+        .u2(7)
+        .u2(0);
     EXPECT_TRUE(read(&tt::messageType, &message, tail(good)));
     EXPECT_STREQ(message.host, "hi");
     EXPECT_EQ(message.application, nullptr);
@@ -435,22 +485,27 @@ TEST(Hostile, OptionalMembersOfXcdr1AreParameters) {
 TEST(Hostile, MutableTypesOfXcdr1AreParameterLists) {
     tt::OwnedValue owned(&tt::resourceType);
     auto& resource = owned.as<tt::Resource>();
-    const auto readResource = [&](const Encoder& encoder) { return read(&tt::resourceType, &resource, encoder); };
+    const auto readResource = [&](const Encoder& encoder) {
+        return read(&tt::resourceType, &resource, encoder);
+    };
     EXPECT_TRUE(readResource(Encoder(mutable1).u2(1).u2(4).u4(42).u2(0x3F02).u2(0)));
     ASSERT_NE(resource.domain, nullptr);
     EXPECT_EQ(*resource.domain, 42);
     EXPECT_TRUE(readResource(Encoder(mutable1).u2(0x7F02).u2(0))); // the end with its flag
     EXPECT_EQ(resource.domain, nullptr);
     // Alignment counts from the parameter's value; 8 bytes at offset 4 of the stream.
-    EXPECT_TRUE(readResource(Encoder(mutable1).u2(10).u2(8).u4(7).u4(0).u2(15).u2(2).u2(5).align(4).u2(0x3F02).u2(0)));
+    EXPECT_TRUE(readResource(
+        Encoder(mutable1).u2(10).u2(8).u4(7).u4(0).u2(15).u2(2).u2(5).align(4).u2(0x3F02).u2(0)));
     EXPECT_EQ(*resource.process, 7U);
     EXPECT_EQ(*resource.narrow, 5);
-    EXPECT_FALSE(readResource(Encoder(mutable1).u2(1).u2(4).u4(42)));                       // no end
+    EXPECT_FALSE(readResource(Encoder(mutable1).u2(1).u2(4).u4(42))); // no end
     EXPECT_FALSE(readResource(Encoder(mutable1).u2(1).u2(4).u4(1).u2(1).u2(4).u4(2).u2(0x3F02).u2(0)));
-    EXPECT_TRUE(readResource(Encoder(mutable1).u2(0x55).u2(4).u4(1).u2(0x3F02).u2(0)));     // unknown
-    EXPECT_FALSE(readResource(Encoder(mutable1).u2(0x4055).u2(4).u4(1).u2(0x3F02).u2(0)));  // must be understood
-    EXPECT_TRUE(readResource(Encoder(mutable1).u2(0x7F03).u2(4).u4(1).u2(0x3F02).u2(0)));   // to be ignored
-    EXPECT_TRUE(readResource(Encoder(mutable1).u2(0x8001).u2(4).u4(1).u2(0x3F02).u2(0)));   // an implementation's own
+    EXPECT_TRUE(readResource(Encoder(mutable1).u2(0x55).u2(4).u4(1).u2(0x3F02).u2(0))); // unknown
+    EXPECT_FALSE(
+        readResource(Encoder(mutable1).u2(0x4055).u2(4).u4(1).u2(0x3F02).u2(0))); // must be understood
+    EXPECT_TRUE(readResource(Encoder(mutable1).u2(0x7F03).u2(4).u4(1).u2(0x3F02).u2(0))); // to be ignored
+    EXPECT_TRUE(
+        readResource(Encoder(mutable1).u2(0x8001).u2(4).u4(1).u2(0x3F02).u2(0))); // an implementation's own
     EXPECT_EQ(resource.domain, nullptr);
     EXPECT_FALSE(readResource(Encoder(mutable1).u2(0x3F01).u2(4).u4(1).u2(0x3F02).u2(0)));
     EXPECT_FALSE(readResource(Encoder(mutable1).u2(1).u2(400).u4(1).u2(0x3F02).u2(0)));
@@ -462,8 +517,10 @@ TEST(Hostile, LargeParametersTravel) {
     auto& resource = owned.as<tt::Resource>();
     resource.doubles = static_cast<tt::DoubleSeq*>(DDS_Type_create_data(&tt::doubleSeqType));
     const DDS_SequenceElement doubles = {sizeof(double), &DDS_g_type_double, nullptr, nullptr, nullptr};
-    ASSERT_TRUE(DDS_SequenceBase_set_length(&doubles, reinterpret_cast<DDS_SequenceBase*>(resource.doubles), 20000));
-    for (int i = 0; i < 20000; ++i) resource.doubles->_contiguous_buffer[i] = i;
+    ASSERT_TRUE(
+        DDS_SequenceBase_set_length(&doubles, reinterpret_cast<DDS_SequenceBase*>(resource.doubles), 20000));
+    for (int i = 0; i < 20000; ++i)
+        resource.doubles->_contiguous_buffer[i] = i;
     resource.name = DDS_String_dup("after it");
     const Bytes bytes = serialize(&tt::resourceType, &resource, DDS_XCDR_DATA_REPRESENTATION);
     EXPECT_TRUE(read(&tt::resourceType, back.get(), bytes));

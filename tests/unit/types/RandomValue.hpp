@@ -20,22 +20,31 @@ public:
         type = zdds::types::resolve(type);
         auto* at = static_cast<char*>(value);
         switch (type->kind) {
-        case DDS_TYPE_BOOLEAN: *static_cast<DDS_Boolean*>(value) = below(2) == 1; return;
+        case DDS_TYPE_BOOLEAN:
+            *static_cast<DDS_Boolean*>(value) = below(2) == 1;
+            return;
         case DDS_TYPE_ENUM: {
             const DDS_Long literal = type->literals[below(type->literalCount)].value;
             std::memcpy(value, &literal, sizeof literal);
             return;
         }
-        case DDS_TYPE_STRING: fillText(*type, static_cast<char**>(value)); return;
-        case DDS_TYPE_STRUCT:
-            for (unsigned i = 0; i < type->memberCount; ++i) fillMember(type->members[i], at);
+        case DDS_TYPE_STRING:
+            fillText(*type, static_cast<char**>(value));
             return;
-        case DDS_TYPE_UNION: fillUnion(*type, at); return;
+        case DDS_TYPE_STRUCT:
+            for (unsigned i = 0; i < type->memberCount; ++i)
+                fillMember(type->members[i], at);
+            return;
+        case DDS_TYPE_UNION:
+            fillUnion(*type, at);
+            return;
         case DDS_TYPE_ARRAY:
-            for (unsigned i = 0; i < type->bound; ++i) fill(type->element, at + i * type->element->size);
+            for (unsigned i = 0; i < type->bound; ++i)
+                fill(type->element, at + i * type->element->size);
             return;
         case DDS_TYPE_SEQUENCE: {
-            const DDS_SequenceElement element = {type->element->size, type->element, nullptr, nullptr, nullptr};
+            const DDS_SequenceElement element = {
+                type->element->size, type->element, nullptr, nullptr, nullptr};
             auto* sequence = static_cast<DDS_SequenceBase*>(value);
             const unsigned most = type->bound != 0 && type->bound < 5 ? type->bound : 5;
             DDS_SequenceBase_set_length(&element, sequence, static_cast<DDS_Long>(below(most + 1)));
@@ -57,7 +66,8 @@ public:
             return;
         }
         default:
-            for (size_t i = 0; i < type->size; ++i) at[i] = static_cast<char>(random_());
+            for (size_t i = 0; i < type->size; ++i)
+                at[i] = static_cast<char>(random_());
             return;
         }
     }
@@ -68,21 +78,26 @@ private:
     void fillText(const DDS_TypeDescriptor& type, char** text) {
         char characters[32];
         unsigned length = below(12);
-        if (type.bound != 0 && length > type.bound) length = type.bound;
-        for (unsigned i = 0; i < length; ++i) characters[i] = static_cast<char>(1 + below(255));
+        if (type.bound != 0 && length > type.bound)
+            length = type.bound;
+        for (unsigned i = 0; i < length; ++i)
+            characters[i] = static_cast<char>(1 + below(255));
         characters[length] = '\0';
         DDS_String_replace(text, characters);
     }
 
     void fillMember(const DDS_TypeMember& member, char* value) {
         char* at = value + member.offset;
-        if (!zdds::types::isOptional(member)) return fill(member.type, at);
+        if (!zdds::types::isOptional(member))
+            return fill(member.type, at);
         auto*& pointer = *reinterpret_cast<void**>(at);
         const DDS_TypeDescriptor* type = zdds::types::resolveAll(member.type);
         const bool isPresent = below(2) == 1;
         if (type->kind == DDS_TYPE_STRING) {
-            if (isPresent) fillText(*type, reinterpret_cast<char**>(at));
-            else DDS_String_replace(reinterpret_cast<char**>(at), nullptr);
+            if (isPresent)
+                fillText(*type, reinterpret_cast<char**>(at));
+            else
+                DDS_String_replace(reinterpret_cast<char**>(at), nullptr);
             return;
         }
         if (!isPresent) {
@@ -90,7 +105,8 @@ private:
             pointer = nullptr;
             return;
         }
-        if (pointer == nullptr) pointer = DDS_Type_create_data(type);
+        if (pointer == nullptr)
+            pointer = DDS_Type_create_data(type);
         fill(type, pointer);
     }
 

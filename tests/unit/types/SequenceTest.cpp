@@ -12,7 +12,8 @@ namespace {
 
 REDAInlineMemory* makeArena() {
     const REDAInlineMemoryProperty property = {1024, 2147483647, 50, 0, 0,
-        REDAInlineMemoryLowerLevelAllocator_mallocAllocate, REDAInlineMemoryLowerLevelAllocator_mallocFree, nullptr};
+        REDAInlineMemoryLowerLevelAllocator_mallocAllocate, REDAInlineMemoryLowerLevelAllocator_mallocFree,
+        nullptr};
     return REDAInlineMemory_new(&property);
 }
 
@@ -91,7 +92,8 @@ TEST(Sequence, AppendingOneByOneIsConstantTime) {
         *DDS_LongLongSeq_get_reference(&seq, i) = i;
     }
     EXPECT_LT(heap.count(), 60);
-    for (DDS_Long i = 0; i < count; ++i) ASSERT_EQ(DDS_LongLongSeq_get(&seq, i), i);
+    for (DDS_Long i = 0; i < count; ++i)
+        ASSERT_EQ(DDS_LongLongSeq_get(&seq, i), i);
     DDS_LongLongSeq_finalize(&seq);
     EXPECT_EQ(heap.leaked(), 0);
 }

@@ -13,13 +13,13 @@ namespace tt {
 // A descriptor with the storage behind it.
 class Type {
 public:
-    Type(DDS_TypeKind kind, const char* name, size_t size, size_t alignment, DDS_TypeExtensibility extensibility);
-    static DDS_TypeMember member(
-        const char* name, DDS_UnsignedLong id, size_t offset, const DDS_TypeDescriptor& type, DDS_UnsignedLong flags = 0);
+    Type(DDS_TypeKind kind, const char* name, size_t size, size_t alignment,
+        DDS_TypeExtensibility extensibility);
+    static DDS_TypeMember member(const char* name, DDS_UnsignedLong id, size_t offset,
+        const DDS_TypeDescriptor& type, DDS_UnsignedLong flags = 0);
 
     Type& members(std::initializer_list<DDS_TypeMember> list);
-    Type& arms(
-        const DDS_TypeDescriptor& discriminator, size_t offset, DDS_LongLong defaultDiscriminator,
+    Type& arms(const DDS_TypeDescriptor& discriminator, size_t offset, DDS_LongLong defaultDiscriminator,
         std::initializer_list<DDS_TypeMember> list);
     // Of the index-th arm, in order.
     Type& labels(size_t arm, std::initializer_list<DDS_LongLong> values);
@@ -48,9 +48,9 @@ typedef DDS_Octet Guid[16];
 enum Level : DDS_Enum { LEVEL_LOW, LEVEL_MIDDLE, LEVEL_HIGH };
 enum Mask : DDS_Enum { MASK_NONE, MASK_ONE, MASK_TWO = 3, MASK_ALL = 255 };
 
-#define TT_SEQUENCE(Name, T)     \
-    struct Name {                \
-        DDS_SEQUENCE_FIELDS(T);  \
+#define TT_SEQUENCE(Name, T)                                                                                 \
+    struct Name {                                                                                            \
+        DDS_SEQUENCE_FIELDS(T);                                                                              \
     }
 
 struct Version {
@@ -220,9 +220,9 @@ struct Plain {
 
 extern Type levelType, maskType, guidType, identifierType, versionType, timeType, percentType, floatStatType,
     settingType, settingSeqType, configType, pairType, pairSeqType, entryType, entrySeqType, messageType,
-    messageSeqType, messageReferenceType, messageReferenceSeqType, logType, guidSeqType, creationType, deletionType,
-    updateType, choiceType, resourceType, requiredType, valueType, eventType, everythingType, plainType,
-    unsignedLongSeqType, longSeqType, stringSeqType, wordSeqType, doubleSeqType, resourceSeqType;
+    messageSeqType, messageReferenceType, messageReferenceSeqType, logType, guidSeqType, creationType,
+    deletionType, updateType, choiceType, resourceType, requiredType, valueType, eventType, everythingType,
+    plainType, unsignedLongSeqType, longSeqType, stringSeqType, wordSeqType, doubleSeqType, resourceSeqType;
 
 // Every structure and union, for tests that hold for all.
 std::vector<const DDS_TypeDescriptor*> allTypes();

@@ -17,8 +17,8 @@ class Arena {
 public:
     Arena() {
         const REDAInlineMemoryProperty property = {1024, 2147483647, 50, 0, 0,
-            REDAInlineMemoryLowerLevelAllocator_mallocAllocate, REDAInlineMemoryLowerLevelAllocator_mallocFree,
-            nullptr};
+            REDAInlineMemoryLowerLevelAllocator_mallocAllocate,
+            REDAInlineMemoryLowerLevelAllocator_mallocFree, nullptr};
         memory = REDAInlineMemory_new(&property);
     }
     ~Arena() { REDAInlineMemory_delete(memory); }
@@ -110,7 +110,8 @@ TEST(Value, DefaultsOfMembersAreKept) {
 
 TEST(Value, ParametersSayWhatIsMade) {
     const DDS_TypeAllocationParams_t everything = {DDS_BOOLEAN_TRUE, DDS_BOOLEAN_TRUE, DDS_BOOLEAN_TRUE};
-    auto* resource = static_cast<tt::Resource*>(DDS_Type_create_data_w_params(&tt::resourceType, &everything));
+    auto* resource =
+        static_cast<tt::Resource*>(DDS_Type_create_data_w_params(&tt::resourceType, &everything));
     ASSERT_NE(resource, nullptr);
     ASSERT_NE(resource->guid, nullptr);
     ASSERT_NE(resource->platform, nullptr);
@@ -123,7 +124,8 @@ TEST(Value, ParametersSayWhatIsMade) {
     DDS_Type_destroy_data(&tt::resourceType, resource);
 
     tt::MessageReference reference = nullptr;
-    EXPECT_TRUE(DDS_Type_initialize_ex(&tt::messageReferenceType, &reference, DDS_BOOLEAN_FALSE, DDS_BOOLEAN_TRUE));
+    EXPECT_TRUE(
+        DDS_Type_initialize_ex(&tt::messageReferenceType, &reference, DDS_BOOLEAN_FALSE, DDS_BOOLEAN_TRUE));
     EXPECT_EQ(reference, nullptr);
     EXPECT_TRUE(DDS_Type_initialize(&tt::messageReferenceType, &reference));
     ASSERT_NE(reference, nullptr);
@@ -214,7 +216,8 @@ TEST(Value, EveryFailingAllocationLeavesNothingBehind) {
     for (const DDS_TypeDescriptor* type : tt::allTypes()) {
         tt::OwnedValue source(type);
         tt::RandomValue random(4);
-        for (int round = 0; round < 3; ++round) random.fill(type, source.get());
+        for (int round = 0; round < 3; ++round)
+            random.fill(type, source.get());
         DDS_Type_finalize_programs();
         bool done = false;
         for (int n = 1; !done && n < 2000; ++n) {
@@ -223,10 +226,12 @@ TEST(Value, EveryFailingAllocationLeavesNothingBehind) {
             const bool made = DDS_Type_prepare(type) && DDS_Type_initialize(type, memory.data());
             const bool copied = made && DDS_Type_copy(type, memory.data(), source.get());
             const bool again = copied && DDS_Type_initialize_ex(type, memory.data(), 1, 0);
-            if (made) print(type, memory.data()); // still a value
+            if (made)
+                print(type, memory.data()); // still a value
             done = !heap.failed();
             EXPECT_EQ(done, made && copied && again) << type->name << " at " << n;
-            if (made || DDS_Type_prepare(type)) DDS_Type_finalize(type, memory.data());
+            if (made || DDS_Type_prepare(type))
+                DDS_Type_finalize(type, memory.data());
             DDS_Type_finalize_programs();
             EXPECT_EQ(heap.leaked(), 0) << type->name << " at " << n;
         }
@@ -244,14 +249,15 @@ TEST(Value, ArenaFormsUseNoHeapAndReleaseAll) {
             const ORX_UINT64 heapBuffers = ORXOsapiHeap_getLiveBufferCount();
             REDAInlineMemoryInfo before, after;
             REDAInlineMemory_getInfo(arena.memory, &before);
-            void* value =
-                REDAInlineMemory_reserveBufferI(&arena.memory, static_cast<REDAInlineMemorySize>(type->size), 1);
+            void* value = REDAInlineMemory_reserveBufferI(
+                &arena.memory, static_cast<REDAInlineMemorySize>(type->size), 1);
             ASSERT_TRUE(DDS_Type_initialize_w_memory_manager(type, value, &arena.memory));
             ASSERT_TRUE(DDS_Type_copy_w_memory_manager(type, value, &arena.memory, source.get()));
             EXPECT_TRUE(DDS_Type_equals(type, value, source.get())) << type->name;
             ASSERT_TRUE(DDS_Type_copy_w_memory_manager(type, value, &arena.memory, source.get()));
             REDAInlineMemory_getInfo(arena.memory, &after);
-            EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount() - heapBuffers, after.blocks - before.blocks) << type->name;
+            EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount() - heapBuffers, after.blocks - before.blocks)
+                << type->name;
             DDS_Type_finalize_w_memory_manager(type, value);
             EXPECT_TRUE(REDAInlineMemBuffer_release(value));
             EXPECT_EQ(arena.live(), 0U) << type->name;
@@ -270,7 +276,8 @@ TEST(Value, ArenaAtItsEndFailsAndReleasesAll) {
                 REDAInlineMemoryLowerLevelAllocator_mallocAllocate,
                 REDAInlineMemoryLowerLevelAllocator_mallocFree, nullptr};
             REDAInlineMemory* arena = REDAInlineMemory_new(&property);
-            if (arena == nullptr) continue;
+            if (arena == nullptr)
+                continue;
             const bool made = DDS_Type_initialize_w_memory_manager(type, memory.data(), &arena);
             done = made && DDS_Type_copy_w_memory_manager(type, memory.data(), &arena, source.get());
             DDS_Type_finalize_w_memory_manager(type, memory.data());
@@ -377,8 +384,10 @@ TEST(Value, FirstUsesOfManyThreadsMakeOneProgram) {
                 EXPECT_TRUE(DDS_Type_copy(&tt::eventType, copy.get(), value.get()));
                 EXPECT_NE(DDS_Type_get_sample_access_info(&tt::valueType), nullptr);
             });
-        for (std::thread& thread : threads) thread.join();
-        for (int i = 1; i < 4; ++i) EXPECT_EQ(programs[i], programs[0]);
+        for (std::thread& thread : threads)
+            thread.join();
+        for (int i = 1; i < 4; ++i)
+            EXPECT_EQ(programs[i], programs[0]);
     }
 }
 
@@ -395,18 +404,18 @@ TEST(Print, OneLineForEachLeaf) {
     resource.names = static_cast<DDS_StringSeq*>(DDS_Type_create_data(&tt::stringSeqType));
     DDS_StringSeq_set_length(resource.names, 1);
     resource.longs = static_cast<DDS_LongSeq*>(DDS_Type_create_data(&tt::longSeqType));
-    EXPECT_EQ(print(&tt::eventType, &event),
-        "guid: 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0xAB\n"
-        "epoch: 18446744073709551615\n"
-        "snapshot: true\n"
-        "value:\n"
-        "    _d: 46964057\n"
-        "    resource:\n"
-        "        level: LEVEL_HIGH\n"
-        "        longs: 0 elements\n"
-        "        names: 1 element\n"
-        "            [0]: \"\"\n"
-        "        name: \"a \\x22quote\\x22\\x0A\\x1B[31m\"\n");
+    EXPECT_EQ(print(&tt::eventType, &event), "guid: 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, "
+                                             "0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0xAB\n"
+                                             "epoch: 18446744073709551615\n"
+                                             "snapshot: true\n"
+                                             "value:\n"
+                                             "    _d: 46964057\n"
+                                             "    resource:\n"
+                                             "        level: LEVEL_HIGH\n"
+                                             "        longs: 0 elements\n"
+                                             "        names: 1 element\n"
+                                             "            [0]: \"\"\n"
+                                             "        name: \"a \\x22quote\\x22\\x0A\\x1B[31m\"\n");
 }
 
 TEST(Print, TextIsCutAndTerminatedWhenItDoesNotFit) {
@@ -446,33 +455,37 @@ TEST(TypePlugin, DrivesTheEngine) {
     const size_t size =
         PRESTypePlugin_interpretedGetSerializedSampleSize(&plugin, DDS_XCDR2_DATA_REPRESENTATION, sample);
     size_t length = 0;
-    EXPECT_TRUE(
-        PRESTypePlugin_interpretedSerialize(&plugin, nullptr, &length, DDS_XCDR2_DATA_REPRESENTATION, sample));
+    EXPECT_TRUE(PRESTypePlugin_interpretedSerialize(
+        &plugin, nullptr, &length, DDS_XCDR2_DATA_REPRESENTATION, sample));
     EXPECT_EQ(length, size);
     std::vector<char> bytes(size);
-    EXPECT_TRUE(
-        PRESTypePlugin_interpretedSerialize(&plugin, bytes.data(), &length, DDS_XCDR2_DATA_REPRESENTATION, sample));
+    EXPECT_TRUE(PRESTypePlugin_interpretedSerialize(
+        &plugin, bytes.data(), &length, DDS_XCDR2_DATA_REPRESENTATION, sample));
     EXPECT_TRUE(PRESTypePlugin_interpretedDeserialize(&plugin, copy, bytes.data(), bytes.size()));
     EXPECT_TRUE(DDS_Type_equals(&tt::messageType, sample, copy));
     EXPECT_EQ(PRESTypePlugin_interpretedGetSerializedSampleMaxSize(&plugin, DDS_XCDR2_DATA_REPRESENTATION),
         2147483647U);
     EXPECT_EQ(PRESTypePlugin_interpretedGetSerializedKeyMaxSize(&plugin, DDS_XCDR2_DATA_REPRESENTATION), 0U);
-    EXPECT_EQ(PRESTypePlugin_interpretedGetSerializedKeyMaxSizeForKeyhash(&plugin, DDS_XCDR2_DATA_REPRESENTATION), 0U);
+    EXPECT_EQ(
+        PRESTypePlugin_interpretedGetSerializedKeyMaxSizeForKeyhash(&plugin, DDS_XCDR2_DATA_REPRESENTATION),
+        0U);
     EXPECT_TRUE(PRESTypePlugin_interpretedDeserializeKey(&plugin, copy, bytes.data(), 0));
     DDS_TypePlugin_delete_sample(&plugin, sample);
     DDS_TypePlugin_delete_sample(&plugin, copy);
 }
 
 TEST(MaximumSize, IsReachedByTheLargestValue) {
-    EXPECT_EQ(DDS_Type_get_serialized_sample_max_size(&tt::messageType, DDS_XCDR2_DATA_REPRESENTATION), 2147483647U);
+    EXPECT_EQ(DDS_Type_get_serialized_sample_max_size(&tt::messageType, DDS_XCDR2_DATA_REPRESENTATION),
+        2147483647U);
     EXPECT_EQ(DDS_Type_get_serialized_sample_max_size(&tt::messageType, DDS_XML_DATA_REPRESENTATION), 0U);
-    for (const DDS_TypeDescriptor* type :
-        {&tt::versionType, &tt::timeType, &tt::percentType, &tt::floatStatType, &tt::deletionType, &tt::plainType}) {
+    for (const DDS_TypeDescriptor* type : {&tt::versionType, &tt::timeType, &tt::percentType,
+             &tt::floatStatType, &tt::deletionType, &tt::plainType}) {
         tt::OwnedValue value(type);
-        for (const DDS_UnsignedShort representation :
-            {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION}, DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
+        for (const DDS_UnsignedShort representation : {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION},
+                 DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
             DDS_UnsignedLong length = 0;
-            ASSERT_TRUE(DDS_Type_serialize_to_cdr_buffer_ex(type, nullptr, &length, value.get(), representation));
+            ASSERT_TRUE(
+                DDS_Type_serialize_to_cdr_buffer_ex(type, nullptr, &length, value.get(), representation));
             EXPECT_EQ(DDS_Type_get_serialized_sample_max_size(type, representation), length) << type->name;
         }
     }
@@ -484,7 +497,8 @@ TEST(MaximumSize, IsReachedByTheLargestValue) {
     words.members({tt::Type::member("words", 7, 0, tt::wordSeqType)});
     Words value{};
     DDS_StringSeq_set_length(&value.words, 4);
-    for (int i = 0; i < 4; ++i) DDS_String_replace(DDS_StringSeq_get_reference(&value.words, i), "12345");
+    for (int i = 0; i < 4; ++i)
+        DDS_String_replace(DDS_StringSeq_get_reference(&value.words, i), "12345");
     for (const DDS_UnsignedShort representation :
         {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION}, DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
         DDS_UnsignedLong length = 0;

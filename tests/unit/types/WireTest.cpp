@@ -1,5 +1,5 @@
-// The wire against Cyclone DDS's own serializer, with types that idlc made of the same IDL; and the two readers and
-// writers here against each other.
+// The wire against Cyclone DDS's own serializer, with types that idlc made of the same IDL; and the two
+// readers and writers here against each other.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -25,23 +25,34 @@ struct Pair {
 };
 
 const Pair pairs[] = {
-    {&tt::versionType, &tt_Version_desc},     {&tt::timeType, &tt_Time_desc},
-    {&tt::percentType, &tt_Percent_desc},     {&tt::floatStatType, &tt_FloatStat_desc},
-    {&tt::settingType, &tt_Setting_desc},     {&tt::configType, &tt_Config_desc},
-    {&tt::pairType, &tt_Pair_desc},           {&tt::entryType, &tt_Entry_desc},
-    {&tt::messageType, &tt_Message_desc},     {&tt::logType, &tt_Log_desc},
-    {&tt::creationType, &tt_Creation_desc},   {&tt::deletionType, &tt_Deletion_desc},
-    {&tt::updateType, &tt_Update_desc},       {&tt::choiceType, &tt_Choice_desc},
-    {&tt::resourceType, &tt_Resource_desc},   {&tt::requiredType, &tt_Required_desc},
-    {&tt::valueType, &tt_Value_desc},         {&tt::eventType, &tt_Event_desc},
-    {&tt::everythingType, &tt_Everything_desc}, {&tt::plainType, &tt_Plain_desc},
+    {&tt::versionType, &tt_Version_desc},
+    {&tt::timeType, &tt_Time_desc},
+    {&tt::percentType, &tt_Percent_desc},
+    {&tt::floatStatType, &tt_FloatStat_desc},
+    {&tt::settingType, &tt_Setting_desc},
+    {&tt::configType, &tt_Config_desc},
+    {&tt::pairType, &tt_Pair_desc},
+    {&tt::entryType, &tt_Entry_desc},
+    {&tt::messageType, &tt_Message_desc},
+    {&tt::logType, &tt_Log_desc},
+    {&tt::creationType, &tt_Creation_desc},
+    {&tt::deletionType, &tt_Deletion_desc},
+    {&tt::updateType, &tt_Update_desc},
+    {&tt::choiceType, &tt_Choice_desc},
+    {&tt::resourceType, &tt_Resource_desc},
+    {&tt::requiredType, &tt_Required_desc},
+    {&tt::valueType, &tt_Value_desc},
+    {&tt::eventType, &tt_Event_desc},
+    {&tt::everythingType, &tt_Everything_desc},
+    {&tt::plainType, &tt_Plain_desc},
 };
 
 std::string hex(const Bytes& bytes) {
     std::string text;
     char part[8];
     for (size_t i = 0; i < bytes.size(); ++i) {
-        std::snprintf(part, sizeof part, "%02X%s", static_cast<unsigned char>(bytes[i]), i % 4 == 3 ? " " : "");
+        std::snprintf(
+            part, sizeof part, "%02X%s", static_cast<unsigned char>(bytes[i]), i % 4 == 3 ? " " : "");
         text += part;
     }
     return text;
@@ -50,14 +61,18 @@ std::string hex(const Bytes& bytes) {
 // With header and padding.
 Bytes serialize(const DDS_TypeDescriptor* type, const void* value, DDS_UnsignedShort representation) {
     DDS_UnsignedLong length = 0;
-    if (!DDS_Type_serialize_to_cdr_buffer_ex(type, nullptr, &length, value, representation)) return {};
+    if (!DDS_Type_serialize_to_cdr_buffer_ex(type, nullptr, &length, value, representation))
+        return {};
     Bytes bytes(length);
-    if (!DDS_Type_serialize_to_cdr_buffer_ex(type, bytes.data(), &length, value, representation)) return {};
+    if (!DDS_Type_serialize_to_cdr_buffer_ex(type, bytes.data(), &length, value, representation))
+        return {};
     EXPECT_EQ(bytes.size(), length) << type->name;
     return bytes;
 }
 
-Bytes payload(const Bytes& bytes) { return {bytes.begin() + 4, bytes.end() - (bytes[3] & 3)}; }
+Bytes payload(const Bytes& bytes) {
+    return {bytes.begin() + 4, bytes.end() - (bytes[3] & 3)};
+}
 
 Bytes withHeader(const DDS_TypeDescriptor* type, bool isXcdr2, bool isBigEndian, const Bytes& body) {
     const unsigned identifier = zdds::types::littleEndianIdentifier(*type, isXcdr2) - (isBigEndian ? 1U : 0U);
@@ -77,7 +92,8 @@ TEST(Wire, CycloneReadsWhatIsWrittenAndWritesTheSameBytes) {
             tt::RandomValue random(version);
             for (int round = 0; round < rounds; ++round) {
                 tt::OwnedValue value(pair.type);
-                if (round > 0) random.fill(pair.type, value.get());
+                if (round > 0)
+                    random.fill(pair.type, value.get());
                 const DDS_UnsignedShort representation =
                     version == 2 ? DDS_XCDR2_DATA_REPRESENTATION : DDS_XCDR_DATA_REPRESENTATION;
                 const Bytes mine = payload(serialize(pair.type, value.get(), representation));
@@ -113,7 +129,8 @@ TEST(Wire, WhatCycloneWritesIsReadInBothByteOrders) {
                 for (const bool isBigEndian : {false, true}) {
                     uint32_t size = 0;
                     unsigned char* written = CycloneType_write(peer, sample, isBigEndian, &size);
-                    const Bytes theirs = withHeader(pair.type, version == 2, isBigEndian, Bytes(written, written + size));
+                    const Bytes theirs =
+                        withHeader(pair.type, version == 2, isBigEndian, Bytes(written, written + size));
                     EXPECT_TRUE(DDS_Type_deserialize_from_cdr_buffer(
                         pair.type, back.get(), theirs.data(), static_cast<DDS_UnsignedLong>(theirs.size())))
                         << pair.type->name << " version " << version << " big " << isBigEndian << hex(theirs);
@@ -133,7 +150,8 @@ Bytes walk(const DDS_TypeDescriptor* type, const void* value, bool isXcdr2, bool
     size_t size = 0;
     zdds::types::WriteBuffer out(&buffer, &capacity);
     EXPECT_TRUE(zdds::types::writeXcdr(*zdds::types::programsOf(type),
-        {isXcdr2, isBigEndian, zdds::types::extensibilityOf(*type)}, static_cast<const char*>(value), &out, &size));
+        {isXcdr2, isBigEndian, zdds::types::extensibilityOf(*type)}, static_cast<const char*>(value), &out,
+        &size));
     const Bytes bytes(buffer, buffer + size);
     ORXOsapiHeap_freeMemoryInternal(buffer);
     return bytes;
@@ -182,8 +200,8 @@ TEST(Wire, ProgramReadsAllThatItWrites) {
             tt::OwnedValue value(type), back(type);
             random.fill(type, value.get());
             const Bytes bytes = payload(serialize(type, value.get(), DDS_XCDR2_DATA_REPRESENTATION));
-            EXPECT_EQ(zdds::types::readWire(zdds::types::programsOf(type)->wire, static_cast<char*>(back.get()),
-                          bytes.data(), bytes.size(), {}),
+            EXPECT_EQ(zdds::types::readWire(zdds::types::programsOf(type)->wire,
+                          static_cast<char*>(back.get()), bytes.data(), bytes.size(), {}),
                 zdds::types::ReadResult::done)
                 << type->name;
             EXPECT_TRUE(DDS_Type_equals(type, value.get(), back.get())) << type->name;
@@ -205,7 +223,8 @@ TEST(Wire, GrowingBufferHasTheSameBytesAndIsUsedAgain) {
                 ASSERT_TRUE(DDS_Type_serialize_to_growing_buffer(
                     type, &buffer, &capacity, &length, value.get(), representation));
                 EXPECT_LE(length, capacity);
-                EXPECT_EQ(hex(serialize(type, value.get(), representation)), hex(Bytes(buffer, buffer + length)))
+                EXPECT_EQ(
+                    hex(serialize(type, value.get(), representation)), hex(Bytes(buffer, buffer + length)))
                     << type->name;
             }
         }
@@ -218,14 +237,14 @@ TEST(Wire, ABufferTooSmallFailsAtEveryLength) {
     for (const DDS_TypeDescriptor* type : tt::allTypes()) {
         tt::OwnedValue value(type);
         random.fill(type, value.get());
-        for (const DDS_UnsignedShort representation :
-            {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION}, DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
+        for (const DDS_UnsignedShort representation : {DDS_UnsignedShort{DDS_XCDR_DATA_REPRESENTATION},
+                 DDS_UnsignedShort{DDS_XCDR2_DATA_REPRESENTATION}}) {
             const Bytes bytes = serialize(type, value.get(), representation);
             for (size_t room = 0; room < bytes.size(); ++room) {
                 const std::unique_ptr<char[]> small(new char[room + 1]);
                 auto length = static_cast<DDS_UnsignedLong>(room);
-                EXPECT_FALSE(
-                    DDS_Type_serialize_to_cdr_buffer_ex(type, small.get(), &length, value.get(), representation));
+                EXPECT_FALSE(DDS_Type_serialize_to_cdr_buffer_ex(
+                    type, small.get(), &length, value.get(), representation));
             }
         }
     }
