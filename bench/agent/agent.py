@@ -99,51 +99,69 @@ def compare(title, note, measure):
 
 # ---- Instructions ----
 
-def read_profile(file, operation):
-    """Instructions of a thread, whether it has the program's own code in it, and calls of the operation."""
-    names, callee, calls, total, is_own = {}, None, 0, 0, False
-    with open(file, errors="replace") as lines:
-        for line in lines:
-            if line.startswith("cfn="):
-                identifier, _, name = line[4:].strip().partition(" ")
-                callee = names[identifier] = name or names.get(identifier)
-            elif line.startswith("fn="):
-                identifier, _, name = line[3:].strip().partition(" ")
-                if name:
-                    names[identifier] = name
-            elif line.startswith("calls=") and callee == operation:
-                calls += int(line[6:].split()[0])
-            elif line.startswith("totals:"):
-                total = int(line.split()[1])
-            elif line.startswith(("ob=", "cob=")) and line.rstrip().endswith("/ddsperf"):
-                is_own = True
-    return total, is_own, calls
+# Once a second ddsperf reads the CPU time and the name of every thread of its process. Each thread that anybody adds
+# makes that longer, so it is counted apart.
+REPORT = ("ddsrt_getrusage_anythread", "ddsrt_thread_list", "ddsrt_thread_getname_anythread")
+
+
+class Profile:
+    """Instructions of one thread, or of several."""
+
+    def __init__(self, file=None, operation=None):
+        self.total = self.report = self.calls = 0
+        self.is_own = False  # ran code of the program itself
+        if file:
+            self.read(file, operation)
+
+    def read(self, file, operation):
+        names, callee, is_cost = {}, None, False
+        with open(file, errors="replace") as lines:
+            for line in lines:
+                if is_cost:  # the line behind a call is its inclusive cost
+                    is_cost = False
+                    if callee in REPORT:
+                        self.report += int(line.split()[-1])
+                elif line.startswith(("fn=", "cfn=")):
+                    identifier, _, name = line.partition("=")[2].strip().partition(" ")
+                    if name:
+                        names[identifier] = name
+                    if line.startswith("cfn="):
+                        callee = names.get(identifier)
+                elif line.startswith("calls="):
+                    is_cost = True
+                    if callee == operation:
+                        self.calls += int(line[6:].split()[0])
+                elif line.startswith("totals:"):
+                    self.total = int(line.split()[1])
+                elif line.startswith(("ob=", "cob=")) and line.rstrip().endswith("/ddsperf"):
+                    self.is_own = True
+
+
+FIGURES = ("threads that move samples", "its own threads, less its report", "its own threads")
 
 
 def profile(arguments, operation, seconds, monitored):
-    """Instructions of the program's own threads, of all threads, and samples."""
+    """Instructions by the order of FIGURES, and samples."""
     with tempfile.TemporaryDirectory() as folder:
         # The environment of a tool is handed on to the program that orx-run becomes.
         tool = ["valgrind", "--tool=callgrind", "--fair-sched=yes", "--separate-threads=yes", "--trace-children=yes",
                 f"--callgrind-out-file={folder}/out.%p"]
         with Running(tool + command(["-D", str(seconds), *arguments], monitored)) as running:
             output = running.output()
-        own = everything = samples = 0
-        for file in pathlib.Path(folder).glob("out.*-*"):
-            total, is_own, calls = read_profile(file, operation)
-            everything += total
-            own += total if is_own else 0
-            samples += calls
-    if samples == 0:
+        threads = [Profile(file, operation) for file in pathlib.Path(folder).glob("out.*-*")]
+    own = [thread for thread in threads if thread.is_own]
+    # Pings and statistics are written too, a few a second.
+    moving = [thread for thread in own if thread.calls > 100 * seconds]
+    if not moving:
         raise SystemExit("agent bench: no samples under callgrind:\n" + output)
-    return own, everything, samples
+    return ([sum(thread.total for thread in moving), sum(thread.total - thread.report for thread in own),
+             sum(thread.total for thread in own)], sum(thread.calls for thread in moving))
 
 
 def instructions_per_sample(arguments, operation, monitored):
     """The start and the end are in both runs, and so in neither figure."""
     short, long = (profile(arguments, operation, seconds, monitored) for seconds in (SHORT, LONG))
-    samples = long[2] - short[2]
-    return (long[0] - short[0]) / samples, (long[1] - short[1]) / samples
+    return [(b - a) / (long[1] - short[1]) for a, b in zip(short[0], long[0])]
 
 
 def count_instructions(title, arguments, operation, feeder=None):
@@ -157,7 +175,7 @@ def count_instructions(title, arguments, operation, feeder=None):
         if feed:
             feed.__exit__()
     rows = []
-    for what, index in (("its own threads", 0), ("all threads of the process", 1)):
+    for index, what in enumerate(FIGURES):
         alone = [figure[index] for figure in figures[False]]
         under = [figure[index] for figure in figures[True]]
         rows.append(row(f"{NAMES[False]}: {what}", 0, [1.0], per_piece=statistics.mean(alone)))
