@@ -34,21 +34,24 @@ struct Failure {
     template <typename T> constexpr operator T() const { return T{}; }
 };
 
-inline Failure failed() { return {}; }
+inline Failure failed() {
+    return {};
+}
 
 inline bool isEnabled(ORX_UINT32 level, ORX_UINT32 submoduleBit) {
     // Relaxed: a mask is a hint that takes effect some time after it is set.
-    const auto levels = std::atomic_ref(ORX_MonitoringLog_g_instrumentationMask).load(std::memory_order_relaxed);
+    const auto levels =
+        std::atomic_ref(ORX_MonitoringLog_g_instrumentationMask).load(std::memory_order_relaxed);
     const auto modules = std::atomic_ref(ORX_MonitoringLog_g_submoduleMask).load(std::memory_order_relaxed);
     return (levels & level) != 0 && (modules & submoduleBit) != 0;
 }
 
 // Reports a failed precondition with the text of the test, and records it.
-inline Failure preconditionFailed(ORX_UINT32 submoduleBit, const char* file, int line, const char* function,
-    const char* text) {
+inline Failure preconditionFailed(
+    ORX_UINT32 submoduleBit, const char* file, int line, const char* function, const char* text) {
     if (isEnabled(ORX_LOG_BIT_PRECONDITION, submoduleBit)) {
-        ORXLogMessageParamString_printWithParams(-1, ORX_LOG_BIT_PRECONDITION, ORX_LOG_MODULE_MONITORING, file, line,
-            function, &ORX_LOG_PRECONDITION_TEMPLATE, "%s", text);
+        ORXLogMessageParamString_printWithParams(-1, ORX_LOG_BIT_PRECONDITION, ORX_LOG_MODULE_MONITORING,
+            file, line, function, &ORX_LOG_PRECONDITION_TEMPLATE, "%s", text);
     }
     ORXLog_onPreconditionFailure();
     return {};
@@ -63,28 +66,28 @@ inline Failure preconditionFailed(ORX_UINT32 submoduleBit, const char* file, int
 #define ORX_NULL_TEXT_(tokens) #tokens
 #define ORX_TEXT_OF_(tokens) ORX_NULL_TEXT_(tokens)
 
-#define ORX_REPORT_(level, TEMPLATE, ...)                                                                     \
-    (::orx::log::isEnabled((level), orxLogSubmodule)                                                          \
-            ? ORXLogMessageParamString_printWithParams(-1, (level), ORX_LOG_MODULE_MONITORING, __FILE__,      \
-                  __LINE__, __func__, &ORX_LOG_##TEMPLATE##_TEMPLATE, __VA_ARGS__)                            \
-            : static_cast<void>(0),                                                                           \
+#define ORX_REPORT_(level, TEMPLATE, ...)                                                                    \
+    (::orx::log::isEnabled((level), orxLogSubmodule)                                                         \
+            ? ORXLogMessageParamString_printWithParams(-1, (level), ORX_LOG_MODULE_MONITORING, __FILE__,     \
+                  __LINE__, __func__, &ORX_LOG_##TEMPLATE##_TEMPLATE, __VA_ARGS__)                           \
+            : static_cast<void>(0),                                                                          \
         ::orx::log::failed())
 #define ORX_ERROR(TEMPLATE, ...) ORX_REPORT_(ORX_LOG_BIT_ERROR, TEMPLATE, __VA_ARGS__)
 #define ORX_WARNING(TEMPLATE, ...) ORX_REPORT_(ORX_LOG_BIT_WARNING, TEMPLATE, __VA_ARGS__)
 #define ORX_STATUS(TEMPLATE, ...) ORX_REPORT_(ORX_LOG_BIT_STATUS, TEMPLATE, __VA_ARGS__)
 
 // A failed precondition with a text of its own.
-#define ORX_PRECONDITION_FAILED(text) \
+#define ORX_PRECONDITION_FAILED(text)                                                                        \
     ::orx::log::preconditionFailed(orxLogSubmodule, __FILE__, __LINE__, __func__, text)
 // Leaves the function with false, 0 or null when the test holds; the text is "\"<test>\"\n", macros expanded.
-#define ORX_FAIL_IF(...) \
-    if (__VA_ARGS__) [[unlikely]]  \
+#define ORX_FAIL_IF(...)                                                                                     \
+    if (__VA_ARGS__) [[unlikely]]                                                                            \
     return ORX_PRECONDITION_FAILED("\"" ORX_TEXT_OF_(__VA_ARGS__) "\"\n")
 // The same for a function without a result.
-#define ORX_LEAVE_IF(...)                                                             \
-    if (__VA_ARGS__) [[unlikely]] {                                                   \
-        (void)ORX_PRECONDITION_FAILED("\"" ORX_TEXT_OF_(__VA_ARGS__) "\"\n");         \
-        return;                                                                       \
+#define ORX_LEAVE_IF(...)                                                                                    \
+    if (__VA_ARGS__) [[unlikely]] {                                                                          \
+        (void)ORX_PRECONDITION_FAILED("\"" ORX_TEXT_OF_(__VA_ARGS__) "\"\n");                                \
+        return;                                                                                              \
     }
 
 #endif

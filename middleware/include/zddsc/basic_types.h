@@ -44,16 +44,18 @@ typedef enum DDS_ReturnCode_t {
     DDS_RETCODE_ILLEGAL_OPERATION = 12
 } DDS_ReturnCode_t;
 /* Static text such as "DDS_RETCODE_TIMEOUT"; never null. */
-ZDDSC_EXPORT const char *DDS_ReturnCode_toString(DDS_ReturnCode_t self);
+ZDDSC_EXPORT const char* DDS_ReturnCode_toString(DDS_ReturnCode_t self);
 
 /* Strings live on the heap of zddscore/heap.h. */
-ZDDSC_EXPORT char *DDS_String_alloc(size_t length); /* length characters and the terminator, all 0; null on failure */
-ZDDSC_EXPORT char *DDS_String_dup(const char *source);       /* null for null and on failure */
-ZDDSC_EXPORT char *DDS_String_ndup(const char *source, size_t maximumLength); /* at most that many characters */
+ZDDSC_EXPORT char* DDS_String_alloc(
+    size_t length); /* length characters and the terminator, all 0; null on failure */
+ZDDSC_EXPORT char* DDS_String_dup(const char* source); /* null for null and on failure */
+ZDDSC_EXPORT char* DDS_String_ndup(
+    const char* source, size_t maximumLength); /* at most that many characters */
 /* Makes *destination a copy of source and frees what it held; null for source frees alone. The result is
  * *destination, or null on failure with *destination unchanged. */
-ZDDSC_EXPORT char *DDS_String_replace(char **destination, const char *source);
-ZDDSC_EXPORT void DDS_String_free(char *self);
+ZDDSC_EXPORT char* DDS_String_replace(char** destination, const char* source);
+ZDDSC_EXPORT void DDS_String_free(char* self);
 
 struct DDS_Duration_t {
     DDS_Long sec;
@@ -64,12 +66,14 @@ typedef struct DDS_Duration_t DDS_Duration_t;
 #define DDS_DURATION_ZERO_NSEC 0U
 #define DDS_DURATION_INFINITE_SEC 0x7FFFFFFF
 #define DDS_DURATION_INFINITE_NSEC 0x7FFFFFFFU
-#define DDS_DURATION_ZERO {DDS_DURATION_ZERO_SEC, DDS_DURATION_ZERO_NSEC}
-#define DDS_DURATION_INFINITE {DDS_DURATION_INFINITE_SEC, DDS_DURATION_INFINITE_NSEC}
-ZDDSC_EXPORT DDS_Boolean DDS_Duration_is_infinite(const DDS_Duration_t *self);
-ZDDSC_EXPORT DDS_Boolean DDS_Duration_is_zero(const DDS_Duration_t *self);
+#define DDS_DURATION_ZERO                                                                                    \
+    { DDS_DURATION_ZERO_SEC, DDS_DURATION_ZERO_NSEC }
+#define DDS_DURATION_INFINITE                                                                                \
+    { DDS_DURATION_INFINITE_SEC, DDS_DURATION_INFINITE_NSEC }
+ZDDSC_EXPORT DDS_Boolean DDS_Duration_is_infinite(const DDS_Duration_t* self);
+ZDDSC_EXPORT DDS_Boolean DDS_Duration_is_zero(const DDS_Duration_t* self);
 /* Infinite becomes the infinite ORXNtpTime. */
-ZDDSC_EXPORT void DDS_Duration_to_ntp_time(const DDS_Duration_t *self, ORXNtpTime *time);
+ZDDSC_EXPORT void DDS_Duration_to_ntp_time(const DDS_Duration_t* self, ORXNtpTime* time);
 
 struct DDS_Time_t {
     DDS_LongLong sec; /* since 1970 UTC */
@@ -78,7 +82,8 @@ struct DDS_Time_t {
 typedef struct DDS_Time_t DDS_Time_t;
 #define DDS_TIME_INVALID_SEC (-1LL)
 #define DDS_TIME_INVALID_NSEC 0xFFFFFFFFU
-#define DDS_TIME_INVALID {DDS_TIME_INVALID_SEC, DDS_TIME_INVALID_NSEC}
+#define DDS_TIME_INVALID                                                                                     \
+    { DDS_TIME_INVALID_SEC, DDS_TIME_INVALID_NSEC }
 
 struct DDS_SequenceNumber_t {
     DDS_Long high;
@@ -92,12 +97,12 @@ struct DDS_GUID_t {
 };
 typedef struct DDS_GUID_t DDS_GUID_t;
 ZDDSC_EXPORT extern const DDS_GUID_t DDS_GUID_UNKNOWN;
-ZDDSC_EXPORT DDS_Boolean DDS_GUID_equals(const DDS_GUID_t *left, const DDS_GUID_t *right);
+ZDDSC_EXPORT DDS_Boolean DDS_GUID_equals(const DDS_GUID_t* left, const DDS_GUID_t* right);
 /* Order of the octets: negative, 0 or positive. */
-ZDDSC_EXPORT int DDS_GUID_compare(const DDS_GUID_t *left, const DDS_GUID_t *right);
+ZDDSC_EXPORT int DDS_GUID_compare(const DDS_GUID_t* left, const DDS_GUID_t* right);
 /* Between octets and the four words in host order. */
-ZDDSC_EXPORT void DDS_GUID_copy_from_pres_guid(DDS_GUID_t *self, const ORXOsapiRtpsGuid *source);
-ZDDSC_EXPORT void DDS_GUID_copy_to_pres_guid(const DDS_GUID_t *self, ORXOsapiRtpsGuid *destination);
+ZDDSC_EXPORT void DDS_GUID_copy_from_pres_guid(DDS_GUID_t* self, const ORXOsapiRtpsGuid* source);
+ZDDSC_EXPORT void DDS_GUID_copy_to_pres_guid(const DDS_GUID_t* self, ORXOsapiRtpsGuid* destination);
 
 /* 24 octets; callers copy them whole and compare with DDS_InstanceHandle_equals. */
 struct DDS_InstanceHandle_t {
@@ -107,11 +112,12 @@ struct DDS_InstanceHandle_t {
 };
 typedef struct DDS_InstanceHandle_t DDS_InstanceHandle_t;
 ZDDSC_EXPORT extern const DDS_InstanceHandle_t DDS_HANDLE_NIL;
-ZDDSC_EXPORT DDS_Boolean DDS_InstanceHandle_equals(const DDS_InstanceHandle_t *left, const DDS_InstanceHandle_t *right);
-ZDDSC_EXPORT DDS_Boolean DDS_InstanceHandle_is_nil(const DDS_InstanceHandle_t *self);
+ZDDSC_EXPORT DDS_Boolean DDS_InstanceHandle_equals(
+    const DDS_InstanceHandle_t* left, const DDS_InstanceHandle_t* right);
+ZDDSC_EXPORT DDS_Boolean DDS_InstanceHandle_is_nil(const DDS_InstanceHandle_t* self);
 /* A remote endpoint's or participant's handle is its GUID. */
-ZDDSC_EXPORT void DDS_InstanceHandle_from_guid(DDS_InstanceHandle_t *self, const DDS_GUID_t *guid);
-ZDDSC_EXPORT void DDS_InstanceHandle_to_guid(const DDS_InstanceHandle_t *self, DDS_GUID_t *guid);
+ZDDSC_EXPORT void DDS_InstanceHandle_from_guid(DDS_InstanceHandle_t* self, const DDS_GUID_t* guid);
+ZDDSC_EXPORT void DDS_InstanceHandle_to_guid(const DDS_InstanceHandle_t* self, DDS_GUID_t* guid);
 
 ZDDS_END_C
 

@@ -35,12 +35,15 @@ struct ORX_MonitoringLoggingVerbositySetting_t {
 };
 typedef struct ORX_MonitoringLoggingVerbositySetting_t ORX_MonitoringLoggingVerbositySetting_t;
 /* All four at WARNING. */
-ZDDSC_EXPORT int ORX_MonitoringLoggingVerbositySetting_t_initialize(ORX_MonitoringLoggingVerbositySetting_t *self);
-ZDDSC_EXPORT int ORX_MonitoringLoggingVerbositySetting_t_finalize(ORX_MonitoringLoggingVerbositySetting_t *self);
+ZDDSC_EXPORT int ORX_MonitoringLoggingVerbositySetting_t_initialize(
+    ORX_MonitoringLoggingVerbositySetting_t* self);
+ZDDSC_EXPORT int ORX_MonitoringLoggingVerbositySetting_t_finalize(
+    ORX_MonitoringLoggingVerbositySetting_t* self);
 ZDDSC_EXPORT int ORX_MonitoringLoggingVerbositySetting_t_copy(
-    ORX_MonitoringLoggingVerbositySetting_t *self, const ORX_MonitoringLoggingVerbositySetting_t *source);
+    ORX_MonitoringLoggingVerbositySetting_t* self, const ORX_MonitoringLoggingVerbositySetting_t* source);
 ZDDSC_EXPORT DDS_Boolean ORX_MonitoringLoggingVerbositySetting_t_equals(
-    const ORX_MonitoringLoggingVerbositySetting_t *left, const ORX_MonitoringLoggingVerbositySetting_t *right);
+    const ORX_MonitoringLoggingVerbositySetting_t* left,
+    const ORX_MonitoringLoggingVerbositySetting_t* right);
 
 ZDDS_END_C
 

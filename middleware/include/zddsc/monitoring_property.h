@@ -10,23 +10,23 @@ ZDDS_BEGIN_C
 
 /* Which metrics are on for which resources: a resource path expression, and metric name patterns. */
 struct DDS_MonitoringMetricSelection {
-    char *resource_selection;
+    char* resource_selection;
     DDS_StringSeq enabled_metrics_selection;
     DDS_StringSeq disabled_metrics_selection;
 };
 typedef struct DDS_MonitoringMetricSelection DDS_MonitoringMetricSelection;
 DDS_SEQUENCE_DECLARE(ZDDSC_EXPORT, DDS_MonitoringMetricSelectionSeq, DDS_MonitoringMetricSelection);
 /* Null expression and empty sequences. */
-ZDDSC_EXPORT DDS_Boolean DDS_MonitoringMetricSelection_initialize(DDS_MonitoringMetricSelection *self);
-ZDDSC_EXPORT DDS_Boolean DDS_MonitoringMetricSelection_finalize(DDS_MonitoringMetricSelection *self);
+ZDDSC_EXPORT DDS_Boolean DDS_MonitoringMetricSelection_initialize(DDS_MonitoringMetricSelection* self);
+ZDDSC_EXPORT DDS_Boolean DDS_MonitoringMetricSelection_finalize(DDS_MonitoringMetricSelection* self);
 /* Works on any valid destination: initialized, used before, or finalized. */
 ZDDSC_EXPORT DDS_Boolean DDS_MonitoringMetricSelection_copy(
-    DDS_MonitoringMetricSelection *self, const DDS_MonitoringMetricSelection *source);
+    DDS_MonitoringMetricSelection* self, const DDS_MonitoringMetricSelection* source);
 
 struct ORX_MonitoringLoggingProperty_t {
     ORX_MonitoringLoggingVerbositySetting_t forwarding_level;
     DDS_ThreadSettings_t thread_setting;
-    struct DDS_DataWriterQos *writer_qos; /* null: the built-in profile */
+    struct DDS_DataWriterQos* writer_qos; /* null: the built-in profile */
     DDS_Duration_t publication_period;
     DDS_UnsignedLong concurrency_level; /* logging queues */
     DDS_Long initial_memory_size;       /* bytes of each queue's arena at start */
@@ -39,14 +39,14 @@ typedef struct ORX_MonitoringLoggingProperty_t ORX_MonitoringLoggingProperty_t;
 struct ORX_MonitoringPeriodicProperty_t {
     DDS_Duration_t polling_period;
     DDS_ThreadSettings_t thread_setting;
-    struct DDS_DataWriterQos *writer_qos;
+    struct DDS_DataWriterQos* writer_qos;
 };
 typedef struct ORX_MonitoringPeriodicProperty_t ORX_MonitoringPeriodicProperty_t;
 
 struct ORX_MonitoringEventProperty_t {
     DDS_Duration_t publication_period; /* zero: every post wakes the thread */
     DDS_ThreadSettings_t thread_setting;
-    struct DDS_DataWriterQos *writer_qos;
+    struct DDS_DataWriterQos* writer_qos;
     DDS_UnsignedLong concurrency_level;
     DDS_Long initial_memory_size;
     DDS_UnsignedLong gc_threshold;
@@ -64,9 +64,9 @@ typedef struct ORX_MonitoringCommandDispatcherProperty_t ORX_MonitoringCommandDi
 
 struct ORX_MonitoringProperty_t {
     DDS_DomainId_t domain_id;
-    char *application_name; /* null: a name is made from host, process and a random number */
-    struct DDS_DomainParticipantQos *participant_qos; /* null: the built-in profile */
-    struct DDS_PublisherQos *publisher_qos;
+    char* application_name; /* null: a name is made from host, process and a random number */
+    struct DDS_DomainParticipantQos* participant_qos; /* null: the built-in profile */
+    struct DDS_PublisherQos* publisher_qos;
     ORX_MonitoringLoggingProperty_t logging;
     ORX_MonitoringPeriodicProperty_t periodic;
     ORX_MonitoringEventProperty_t event;
@@ -77,14 +77,15 @@ struct ORX_MonitoringProperty_t {
 typedef struct ORX_MonitoringProperty_t ORX_MonitoringProperty_t;
 
 /* Defaults: domain 2; event period 100 ms, 5 queues of 10 KiB, collection at 10, snapshot delay 1 s; polling
- * every 5 s; logging period 100 ms, 5 queues of 10 KiB, 512 messages per update, 128 historical; reply and lock
- * time-outs 5 s, destruction 10 s. */
-ZDDSC_EXPORT DDS_Boolean ORX_MonitoringProperty_t_initialize(ORX_MonitoringProperty_t *self);
+ * every 5 s; logging period 100 ms, 5 queues of 10 KiB, 512 messages per update, 128 historical; reply and
+ * lock time-outs 5 s, destruction 10 s. */
+ZDDSC_EXPORT DDS_Boolean ORX_MonitoringProperty_t_initialize(ORX_MonitoringProperty_t* self);
 /* Copies deep, into an initialized or zeroed record. The third argument is true when QoS pointers are to be
  * shared with the source and not copied; finalize gets the same value as the copy got. */
 ZDDSC_EXPORT DDS_Boolean ORX_MonitoringProperty_t_copy_ex(
-    ORX_MonitoringProperty_t *self, const ORX_MonitoringProperty_t *source, DDS_Boolean shareQos);
-ZDDSC_EXPORT DDS_Boolean ORX_MonitoringProperty_t_finalize_ex(ORX_MonitoringProperty_t *self, DDS_Boolean sharedQos);
+    ORX_MonitoringProperty_t* self, const ORX_MonitoringProperty_t* source, DDS_Boolean shareQos);
+ZDDSC_EXPORT DDS_Boolean ORX_MonitoringProperty_t_finalize_ex(
+    ORX_MonitoringProperty_t* self, DDS_Boolean sharedQos);
 
 ZDDS_END_C
 

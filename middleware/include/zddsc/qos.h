@@ -1,7 +1,7 @@
 /* QoS of all entities, the policies they are made of, and the built-in profile.
  *
- * Every X_Qos has X_initialize (the DDS defaults), X_finalize and X_copy. Finalize takes zeroed memory, and leaves
- * the value empty; copy wants an initialized destination and leaves it as it was on failure. */
+ * Every X_Qos has X_initialize (the DDS defaults), X_finalize and X_copy. Finalize takes zeroed memory, and
+ * leaves the value empty; copy wants an initialized destination and leaves it as it was on failure. */
 #ifndef ZDDSC_QOS_H
 #define ZDDSC_QOS_H
 
@@ -45,7 +45,9 @@ typedef enum DDS_DestinationOrderQosPolicyKind {
     DDS_BY_SOURCE_TIMESTAMP_DESTINATIONORDER_QOS = 1
 } DDS_DestinationOrderQosPolicyKind;
 
-typedef struct DDS_DurabilityQosPolicy { DDS_DurabilityQosPolicyKind kind; } DDS_DurabilityQosPolicy;
+typedef struct DDS_DurabilityQosPolicy {
+    DDS_DurabilityQosPolicyKind kind;
+} DDS_DurabilityQosPolicy;
 typedef struct DDS_ReliabilityQosPolicy {
     DDS_ReliabilityQosPolicyKind kind;
     DDS_Duration_t max_blocking_time;
@@ -59,39 +61,67 @@ typedef struct DDS_ResourceLimitsQosPolicy {
     DDS_Long max_instances;
     DDS_Long max_samples_per_instance;
 } DDS_ResourceLimitsQosPolicy;
-typedef struct DDS_DeadlineQosPolicy { DDS_Duration_t period; } DDS_DeadlineQosPolicy;
-typedef struct DDS_LatencyBudgetQosPolicy { DDS_Duration_t duration; } DDS_LatencyBudgetQosPolicy;
-typedef struct DDS_LifespanQosPolicy { DDS_Duration_t duration; } DDS_LifespanQosPolicy;
+typedef struct DDS_DeadlineQosPolicy {
+    DDS_Duration_t period;
+} DDS_DeadlineQosPolicy;
+typedef struct DDS_LatencyBudgetQosPolicy {
+    DDS_Duration_t duration;
+} DDS_LatencyBudgetQosPolicy;
+typedef struct DDS_LifespanQosPolicy {
+    DDS_Duration_t duration;
+} DDS_LifespanQosPolicy;
 typedef struct DDS_LivelinessQosPolicy {
     DDS_LivelinessQosPolicyKind kind;
     DDS_Duration_t lease_duration;
 } DDS_LivelinessQosPolicy;
-typedef struct DDS_OwnershipQosPolicy { DDS_OwnershipQosPolicyKind kind; } DDS_OwnershipQosPolicy;
-typedef struct DDS_OwnershipStrengthQosPolicy { DDS_Long value; } DDS_OwnershipStrengthQosPolicy;
-typedef struct DDS_DestinationOrderQosPolicy { DDS_DestinationOrderQosPolicyKind kind; } DDS_DestinationOrderQosPolicy;
-typedef struct DDS_TransportPriorityQosPolicy { DDS_Long value; } DDS_TransportPriorityQosPolicy;
-typedef struct DDS_UserDataQosPolicy { DDS_OctetSeq value; } DDS_UserDataQosPolicy;
-typedef struct DDS_PartitionQosPolicy { DDS_StringSeq name; } DDS_PartitionQosPolicy;
-typedef struct DDS_TimeBasedFilterQosPolicy { DDS_Duration_t minimum_separation; } DDS_TimeBasedFilterQosPolicy;
-typedef struct DDS_EntityFactoryQosPolicy { DDS_Boolean autoenable_created_entities; } DDS_EntityFactoryQosPolicy;
-typedef struct DDS_EntityNameQosPolicy { char *name; } DDS_EntityNameQosPolicy; /* null is no name */
+typedef struct DDS_OwnershipQosPolicy {
+    DDS_OwnershipQosPolicyKind kind;
+} DDS_OwnershipQosPolicy;
+typedef struct DDS_OwnershipStrengthQosPolicy {
+    DDS_Long value;
+} DDS_OwnershipStrengthQosPolicy;
+typedef struct DDS_DestinationOrderQosPolicy {
+    DDS_DestinationOrderQosPolicyKind kind;
+} DDS_DestinationOrderQosPolicy;
+typedef struct DDS_TransportPriorityQosPolicy {
+    DDS_Long value;
+} DDS_TransportPriorityQosPolicy;
+typedef struct DDS_UserDataQosPolicy {
+    DDS_OctetSeq value;
+} DDS_UserDataQosPolicy;
+typedef struct DDS_PartitionQosPolicy {
+    DDS_StringSeq name;
+} DDS_PartitionQosPolicy;
+typedef struct DDS_TimeBasedFilterQosPolicy {
+    DDS_Duration_t minimum_separation;
+} DDS_TimeBasedFilterQosPolicy;
+typedef struct DDS_EntityFactoryQosPolicy {
+    DDS_Boolean autoenable_created_entities;
+} DDS_EntityFactoryQosPolicy;
+typedef struct DDS_EntityNameQosPolicy {
+    char* name;
+} DDS_EntityNameQosPolicy; /* null is no name */
 
 /* Name and value pairs for what has no policy of its own. */
 typedef struct DDS_Property_t {
-    char *name;
-    char *value;
+    char* name;
+    char* value;
     DDS_Boolean propagate;
 } DDS_Property_t;
 DDS_SEQUENCE_DECLARE(ZDDSC_EXPORT, DDS_PropertySeq, DDS_Property_t);
-typedef struct DDS_PropertyQosPolicy { DDS_PropertySeq value; } DDS_PropertyQosPolicy;
+typedef struct DDS_PropertyQosPolicy {
+    DDS_PropertySeq value;
+} DDS_PropertyQosPolicy;
 /* Adds; a name that is there already fails with DDS_RETCODE_PRECONDITION_NOT_MET. */
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_add_property(
-    DDS_PropertyQosPolicy *policy, const char *name, const char *value, DDS_Boolean propagate);
+    DDS_PropertyQosPolicy* policy, const char* name, const char* value, DDS_Boolean propagate);
 /* Null when there is none. Borrowed until the policy changes. */
-ZDDSC_EXPORT const DDS_Property_t *DDS_PropertyQosPolicyHelper_lookup_property(
-    const DDS_PropertyQosPolicy *policy, const char *name);
+ZDDSC_EXPORT const DDS_Property_t* DDS_PropertyQosPolicyHelper_lookup_property(
+    const DDS_PropertyQosPolicy* policy, const char* name);
 
-typedef struct DDS_DataRepresentationQosPolicy { DDS_LongSeq value; } DDS_DataRepresentationQosPolicy; /* empty: XCDR2 for writers, both for readers */
+typedef struct DDS_DataRepresentationQosPolicy {
+    DDS_LongSeq value;
+} DDS_DataRepresentationQosPolicy; /* empty: XCDR2 for writers, both for readers */
 
 typedef struct DDS_PublishModeQosPolicy {
     DDS_PublishModeQosPolicyKind kind;
@@ -102,7 +132,9 @@ typedef struct DDS_PublishModeQosPolicy {
 } DDS_PublishModeQosPolicy;
 
 /* Marks entities of the middleware's own; observers of user entities leave them out. */
-typedef struct DDS_WireProtocolQosPolicy { DDS_Boolean vendor_specific_entity; } DDS_WireProtocolQosPolicy;
+typedef struct DDS_WireProtocolQosPolicy {
+    DDS_Boolean vendor_specific_entity;
+} DDS_WireProtocolQosPolicy;
 typedef struct DDS_RtpsReliableWriterProtocol_t {
     DDS_Long max_heartbeat_retries; /* DDS_LENGTH_UNLIMITED: a silent reader is never dropped for silence */
 } DDS_RtpsReliableWriterProtocol_t;
@@ -114,8 +146,12 @@ typedef DDS_WireProtocolQosPolicy DDS_EntityProtocolQosPolicy;
 
 /* Built-in channels of a participant. */
 #define DDS_DISCOVERYCONFIG_SERVICE_REQUEST_CHANNEL 0x3U
-typedef struct DDS_DiscoveryConfigQosPolicy { DDS_UnsignedLong enabled_builtin_channels; } DDS_DiscoveryConfigQosPolicy;
-typedef struct DDS_DiscoveryQosPolicy { DDS_StringSeq initial_peers; } DDS_DiscoveryQosPolicy; /* addresses, for hosts without multicast */
+typedef struct DDS_DiscoveryConfigQosPolicy {
+    DDS_UnsignedLong enabled_builtin_channels;
+} DDS_DiscoveryConfigQosPolicy;
+typedef struct DDS_DiscoveryQosPolicy {
+    DDS_StringSeq initial_peers;
+} DDS_DiscoveryQosPolicy; /* addresses, for hosts without multicast */
 
 typedef struct DDS_DomainParticipantQos {
     DDS_UserDataQosPolicy user_data;
@@ -188,11 +224,11 @@ typedef struct DDS_DataReaderQos {
     DDS_EntityNameQosPolicy subscription_name;
 } DDS_DataReaderQos;
 
-#define ZDDSC_DECLARE_QOS_(Qos)                                                      \
-    ZDDSC_EXPORT DDS_ReturnCode_t Qos##_initialize(Qos *self);                       \
-    ZDDSC_EXPORT DDS_ReturnCode_t Qos##_finalize(Qos *self);                         \
-    ZDDSC_EXPORT DDS_ReturnCode_t Qos##_copy(Qos *self, const Qos *source);          \
-    ZDDSC_EXPORT DDS_Boolean Qos##_equals(const Qos *left, const Qos *right);
+#define ZDDSC_DECLARE_QOS_(Qos)                                                                              \
+    ZDDSC_EXPORT DDS_ReturnCode_t Qos##_initialize(Qos* self);                                               \
+    ZDDSC_EXPORT DDS_ReturnCode_t Qos##_finalize(Qos* self);                                                 \
+    ZDDSC_EXPORT DDS_ReturnCode_t Qos##_copy(Qos* self, const Qos* source);                                  \
+    ZDDSC_EXPORT DDS_Boolean Qos##_equals(const Qos* left, const Qos* right);
 ZDDSC_DECLARE_QOS_(DDS_DomainParticipantQos)
 ZDDSC_DECLARE_QOS_(DDS_PublisherQos)
 ZDDSC_DECLARE_QOS_(DDS_SubscriberQos)

@@ -32,8 +32,8 @@ struct DDS_PublicationMatchedStatus {
     DDS_InstanceHandle_t last_subscription_handle;
 };
 typedef struct DDS_PublicationMatchedStatus DDS_PublicationMatchedStatus;
-ZDDSC_EXPORT DDS_Boolean DDS_PublicationMatchedStatus_initialize(DDS_PublicationMatchedStatus *self);
-ZDDSC_EXPORT DDS_Boolean DDS_PublicationMatchedStatus_finalize(DDS_PublicationMatchedStatus *self);
+ZDDSC_EXPORT DDS_Boolean DDS_PublicationMatchedStatus_initialize(DDS_PublicationMatchedStatus* self);
+ZDDSC_EXPORT DDS_Boolean DDS_PublicationMatchedStatus_finalize(DDS_PublicationMatchedStatus* self);
 
 struct DDS_SubscriptionMatchedStatus {
     DDS_Long total_count;
@@ -44,8 +44,8 @@ struct DDS_SubscriptionMatchedStatus {
     DDS_InstanceHandle_t last_publication_handle;
 };
 typedef struct DDS_SubscriptionMatchedStatus DDS_SubscriptionMatchedStatus;
-ZDDSC_EXPORT DDS_Boolean DDS_SubscriptionMatchedStatus_initialize(DDS_SubscriptionMatchedStatus *self);
-ZDDSC_EXPORT DDS_Boolean DDS_SubscriptionMatchedStatus_finalize(DDS_SubscriptionMatchedStatus *self);
+ZDDSC_EXPORT DDS_Boolean DDS_SubscriptionMatchedStatus_initialize(DDS_SubscriptionMatchedStatus* self);
+ZDDSC_EXPORT DDS_Boolean DDS_SubscriptionMatchedStatus_finalize(DDS_SubscriptionMatchedStatus* self);
 
 typedef DDS_UnsignedLong DDS_SampleStateMask;
 #define DDS_READ_SAMPLE_STATE 1U

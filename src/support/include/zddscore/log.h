@@ -48,9 +48,10 @@ typedef struct ORXLogMessageTemplate ORXLogMessageTemplate;
     X(PROCESSING, "processing: %s")
 #define ORX_LOG_FAILED_TO_LIST(X)                                                                            \
     X(ADD, "add")                                                                                            \
-    X(ALLOCATE, "allocate") X(ASSERT, "assert") X(ATTACH, "attach") X(CONVERT_TYPE, "convert type")          \
-        X(COPY, "copy") X(CREATE, "create") X(DELETE, "delete") X(DESERIALIZE, "deserialize")                \
-            X(DETACH, "detach") X(ENABLE, "enable") X(FINALIZE, "finalize") X(FIND, "find") X(GET, "get")    \
+    X(ALLOCATE, "allocate")                                                                                  \
+    X(ASSERT, "assert") X(ATTACH, "attach") X(CONVERT_TYPE, "convert type") X(COPY, "copy")                  \
+        X(CREATE, "create") X(DELETE, "delete") X(DESERIALIZE, "deserialize") X(DETACH, "detach")            \
+            X(ENABLE, "enable") X(FINALIZE, "finalize") X(FIND, "find") X(GET, "get")                        \
                 X(INITIALIZE, "initialize") X(LOAN, "loan") X(LOCK, "lock") X(PARSE, "parse")                \
                     X(POPULATE, "populate") X(POST, "post") X(PROCESS, "process") X(PUSH, "push")            \
                         X(REGISTER, "register") X(REMOVE, "remove") X(RETURN, "return") X(SEND, "send")      \
