@@ -2,19 +2,19 @@
 // program's, note the status, and call the program's, so that the program sees what it would see without the
 // agent.
 //
-// - Every status of such an entity has a callback of the agent; data_available and data_on_readers are left
-// as the
-//   program has them, so that the path of data is the engine's own.
+// - Every status of such an entity has a callback of the agent. data_available and data_on_readers are left
+//   as the program has them, so that the path of data is the engine's own.
 // - A callback of the program is invoked with the same arguments, and its wish to have the status reset is
-// honoured:
-//   by the engine where the entity's own listener asks for it, and before the program's callback where the
-//   wish was inherited (an inherited entry may change later, and what the engine has reset cannot be brought
-//   back). Where the program has no callback the status stays unread, for its wait sets and getters.
+//   honoured: by the engine where the entity's own listener asks for it, and before the program's callback
+//   where the wish was inherited (an inherited entry may change later, and what the engine has reset cannot
+//   be brought back). Where the program has no callback the status stays unread, for its wait sets and
+//   getters.
 // - Inheritance is the engine's: an entry that the entity's listener lacks is taken from the parent when the
-// entity is
-//   made, from the nearest ancestor that has it when a listener is set, and an entry that was inherited
-//   follows the parent when a listener is set on an ancestor. Participants, publishers and subscribers carry
-//   the program's listeners themselves, so what they would hand down can be read from the engine.
+//   entity is made, and from the nearest ancestor that has it when a listener is set; an entry that was
+//   inherited follows the parent when a listener is set on an ancestor. Participants, publishers and
+//   subscribers carry the program's listeners themselves, so what they would hand down can be read from the
+//   engine.
+//
 // Threads: callbacks come on threads of the engine, and on threads of the program inside its own calls. None
 // of the functions below may be called under a lock.
 #ifndef ORX_AGENT_LISTENERS_HPP

@@ -5,9 +5,11 @@
 // thread is done with its end), by children of it, and by whoever looked it up.
 //
 // Locks, outermost first:
-//   entity lock (DDS_Entity_lock of `standIn`): `statuses`, `generations`; reading `resource`
-//   metric mutex of the resource's index: together with the entity lock, writing `resource`,
-//   `concurrencyIndex` the registry's mutex, a leaf: everything that is marked so below
+//
+// - entity lock (DDS_Entity_lock of `standIn`): `statuses`, `generations`; reading `resource`;
+// - metric mutex of the resource's index: with the entity lock, writing `resource` and `concurrencyIndex`;
+// - the registry's mutex, a leaf: everything that is marked so below.
+//
 // No call into the engine under any of them: a listener of the engine may be waiting for just that lock.
 #ifndef ORX_AGENT_OBSERVED_HPP
 #define ORX_AGENT_OBSERVED_HPP
