@@ -33,30 +33,31 @@ struct ORXLogMessageTemplate {
 };
 typedef struct ORXLogMessageTemplate ORXLogMessageTemplate;
 
-#define ORX_LOG_TEMPLATE_LIST(X)                                                                             \
-    X(PRECONDITION, "precondition failed: %s")                                                               \
-    X(BAD_PARAMETER_FAILURE, "bad parameter: %s")                                                            \
-    X(CONFIG_FAILURE, "configuration failure: %s")                                                           \
-    X(CREATE, "created: %s")                                                                                 \
-    X(DELETE, "deleted: %s")                                                                                 \
-    X(ENABLE, "enabled: %s")                                                                                 \
-    X(INITIALIZE, "initialized: %s")                                                                         \
-    X(FAILURE, "failure: %s")                                                                                \
-    X(INCONSISTENT_FAILURE, "inconsistent: %s")                                                              \
-    X(INCONSISTENT_QOS, "inconsistent QoS: %s")                                                              \
-    X(NOT_SUPPORTED, "not supported: %s")                                                                    \
+/* clang-format off */
+#define ORX_LOG_TEMPLATE_LIST(X)                                                              \
+    X(PRECONDITION, "precondition failed: %s")                                                \
+    X(BAD_PARAMETER_FAILURE, "bad parameter: %s")                                             \
+    X(CONFIG_FAILURE, "configuration failure: %s")                                            \
+    X(CREATE, "created: %s")                                                                  \
+    X(DELETE, "deleted: %s")                                                                  \
+    X(ENABLE, "enabled: %s")                                                                  \
+    X(INITIALIZE, "initialized: %s")                                                          \
+    X(FAILURE, "failure: %s")                                                                 \
+    X(INCONSISTENT_FAILURE, "inconsistent: %s")                                               \
+    X(INCONSISTENT_QOS, "inconsistent QoS: %s")                                               \
+    X(NOT_SUPPORTED, "not supported: %s")                                                     \
     X(PROCESSING, "processing: %s")
-#define ORX_LOG_FAILED_TO_LIST(X)                                                                            \
-    X(ADD, "add")                                                                                            \
-    X(ALLOCATE, "allocate")                                                                                  \
-    X(ASSERT, "assert") X(ATTACH, "attach") X(CONVERT_TYPE, "convert type") X(COPY, "copy")                  \
-        X(CREATE, "create") X(DELETE, "delete") X(DESERIALIZE, "deserialize") X(DETACH, "detach")            \
-            X(ENABLE, "enable") X(FINALIZE, "finalize") X(FIND, "find") X(GET, "get")                        \
-                X(INITIALIZE, "initialize") X(LOAN, "loan") X(LOCK, "lock") X(PARSE, "parse")                \
-                    X(POPULATE, "populate") X(POST, "post") X(PROCESS, "process") X(PUSH, "push")            \
-                        X(REGISTER, "register") X(REMOVE, "remove") X(RETURN, "return") X(SEND, "send")      \
-                            X(SERIALIZE, "serialize") X(SET, "set") X(UNLOAN, "unloan") X(UNLOCK, "unlock")  \
-                                X(UPDATE, "update") X(VALIDATE, "validate")
+#define ORX_LOG_FAILED_TO_LIST(X)                                                             \
+    X(ADD, "add") X(ALLOCATE, "allocate") X(ASSERT, "assert") X(ATTACH, "attach")             \
+    X(CONVERT_TYPE, "convert type") X(COPY, "copy") X(CREATE, "create") X(DELETE, "delete")   \
+    X(DESERIALIZE, "deserialize") X(DETACH, "detach") X(ENABLE, "enable")                     \
+    X(FINALIZE, "finalize") X(FIND, "find") X(GET, "get") X(INITIALIZE, "initialize")         \
+    X(LOAN, "loan") X(LOCK, "lock") X(PARSE, "parse") X(POPULATE, "populate")                 \
+    X(POST, "post") X(PROCESS, "process") X(PUSH, "push") X(REGISTER, "register")             \
+    X(REMOVE, "remove") X(RETURN, "return") X(SEND, "send") X(SERIALIZE, "serialize")         \
+    X(SET, "set") X(UNLOAN, "unloan") X(UNLOCK, "unlock") X(UPDATE, "update")                 \
+    X(VALIDATE, "validate")
+/* clang-format on */
 
 #define ORX_LOG_DECLARE_(name, text)                                                                         \
     ZDDSCORE_EXPORT extern const ORXLogMessageTemplate ORX_LOG_##name##_TEMPLATE;
