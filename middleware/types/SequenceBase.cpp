@@ -42,6 +42,11 @@ bool isPlain(const Element& element) {
                                     : element.custom == nullptr || element.custom->initialize == nullptr;
 }
 
+bool isReference(const Element& element) {
+    return element.shape != nullptr && element.shape->opCount == 1 &&
+           element.shape->ops[0].code == OpCode::reference;
+}
+
 void finalizeElements(const Element& element, char* first, size_t count,
     const DDS_TypeDeallocationParams_t& params, bool isArena) {
     if (isPlain(element))
@@ -176,13 +181,15 @@ bool copySequence(const Element& element, DDS_SequenceBase& destination, const D
         return true;
     if (!reserveElements(element, destination, source._length, memory))
         return false;
-    if (isPlain(element) && source._contiguous_buffer != nullptr &&
-        destination._contiguous_buffer != nullptr) {
+    // References to values of somebody else are copied as they are.
+    const bool isPlainCopy =
+        isPlain(element) || (destination._element_pointers_not_allocated && isReference(element));
+    if (isPlainCopy && source._contiguous_buffer != nullptr && destination._contiguous_buffer != nullptr) {
         std::memcpy(destination._contiguous_buffer, source._contiguous_buffer, source._length * element.size);
     } else {
         for (uint32_t i = 0; i < source._length; ++i)
-            if (!copyElement(
-                    element, elementAt(element, destination, i), elementAt(element, source, i), memory))
+            if (!copyElement(isPlainCopy ? Element{element.size, nullptr, nullptr} : element,
+                    elementAt(element, destination, i), elementAt(element, source, i), memory))
                 return false;
     }
     destination._length = source._length;

@@ -123,14 +123,16 @@ bool deserialize(const DDS_TypeDescriptor& type, void* value, const char* buffer
 
     const char* bytes = buffer + encapsulationSize;
     const size_t size = length - encapsulationSize;
-    size_t budget =
+    const size_t allowed =
         size > SIZE_MAX / 2 / memoryPerByte ? SIZE_MAX / 2 : size * memoryPerByte + memoryPerSample;
+    size_t budget = allowed;
     const Memory memory{nullptr, &budget};
     auto* at = static_cast<char*>(value);
     if (encapsulation.isXcdr2 && !encapsulation.isBigEndian) {
         const ReadResult result = readWire(programs->wire, at, bytes, size, memory);
         if (result != ReadResult::other)
             return result == ReadResult::done;
+        budget = allowed; // what was allocated is used again
     }
     return readXcdr(*programs, encapsulation, at, bytes, size, memory);
 }

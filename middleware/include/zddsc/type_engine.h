@@ -10,6 +10,10 @@
  * Memory of zeros is a valid value of every type, but with discriminator 0 in unions, absent strings (taken
  * for "") and null references (which do not serialize).
  *
+ * References: copied like what they refer to, but in a sequence whose element pointers are not allocated
+ * (X_set_element_pointers_allocation), which belong to somebody else: there the pointers themselves are
+ * copied.
+ *
  * Unions: copying, comparing and serializing look at the arm that the discriminator selects and at no other.
  * When a copy or deserialization changes the discriminator of its destination, the arm selected before goes
  * back to its defaults; other arms stay. */

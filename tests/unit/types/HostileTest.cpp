@@ -547,6 +547,13 @@ TEST(Hostile, NullReferencesDoNotSerialize) {
     tt::OwnedValue back(&tt::logType);
     EXPECT_TRUE(read(&tt::logType, back.get(), bytes));
     EXPECT_TRUE(DDS_Type_equals(&tt::logType, &log, back.get()));
+    // So does a copy into another such sequence.
+    tt::MessageReferenceSeq copy{};
+    auto* other = reinterpret_cast<DDS_SequenceBase*>(&copy);
+    ASSERT_TRUE(DDS_SequenceBase_set_element_pointers_allocation(other, DDS_BOOLEAN_FALSE));
+    ASSERT_TRUE(DDS_SequenceBase_copy(&element, other, sequence));
+    EXPECT_EQ(copy._contiguous_buffer[0], &message.as<tt::Message>());
+    EXPECT_TRUE(DDS_SequenceBase_finalize(&element, other));
 }
 
 } // namespace
