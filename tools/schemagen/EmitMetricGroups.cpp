@@ -31,6 +31,25 @@ std::string pointerTo(const Type& type) {
     return type.isText() ? "char *" : cName(type) + " *";
 }
 
+// Whether the bytes are the value.
+bool isPlain(const Type& type) {
+    if (type.isReference())
+        return false;
+    const Type& target = type.target();
+    switch (target.kind) {
+    case Kind::Primitive:
+    case Kind::Enum:
+        return true;
+    case Kind::Array:
+        return isPlain(*target.element);
+    case Kind::Struct:
+        return std::all_of(target.members.begin(), target.members.end(),
+            [](const Member& member) { return !member.isOptional && isPlain(*member.type); });
+    default:
+        return false;
+    }
+}
+
 void defineFunctions(Output& out, const ResourceClass& resourceClass, const Group& group) {
     const Type& type = *group.member->type;
     const Type& target = type.target();
@@ -38,7 +57,7 @@ void defineFunctions(Output& out, const ResourceClass& resourceClass, const Grou
     if (target.kind == Kind::String) {
         map = "mapText(appMetricGroup, memoryManager)";
         remove = "deletePlain(distMetricGroup)";
-    } else if (target.kind == Kind::Primitive) {
+    } else if (isPlain(type)) {
         map = "mapPlain(sizeof(" + cName(type) + "), appMetricGroup, memoryManager)";
         remove = "deletePlain(distMetricGroup)";
     } else {
