@@ -2,6 +2,7 @@
 // published. Programs domains 20 and 21, monitoring domains 25 and 26.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <memory>
 
@@ -35,8 +36,9 @@ std::string awaitLine(Process& process, const std::vector<std::string>& parts) {
     std::string wanted;
     for (const std::string& part : parts)
         wanted += part + " ";
-    EXPECT_TRUE(process.waitForLine(parts)) << "no line with: " << wanted << "\nbut:\n"
-                                            << process.output() << process.errors();
+    EXPECT_TRUE(process.waitForLine(parts, testing::Test::HasFailure() ? 1 : patience))
+        << "no line with: " << wanted << "\nbut:\n"
+        << process.output() << process.errors();
     const auto lines = linesWith(process.output(), parts);
     return lines.empty() ? "" : lines.front();
 }
@@ -97,33 +99,34 @@ void expectGroups(Process& reader, const Tree& tree, const std::string& domain, 
 
 TEST(Interop, AReaderOfIdlcDecodesTheLifeOfAnApplication) {
     const std::string domain = "25";
+    // Told apart from whatever else may run on this host.
+    const std::string name = "shapes" + std::to_string(getpid());
+    const std::string alpha = "alpha" + std::to_string(getpid());
     const auto early = startReader(domain);
-    Process application(
-        monitored(domain, "shapes", {testProgram("interop_Application"), "20"}), loopbackOnly());
-    application.say("participant alpha");
-    ASSERT_TRUE(application.waitForLine({"done participant alpha"})) << application.errors();
+    Process application(monitored(domain, name, {testProgram("interop_Application"), "20"}), loopbackOnly());
+    application.say("participant " + alpha);
+    ASSERT_TRUE(application.waitForLine({"done participant " + alpha})) << application.errors();
 
     // Whoever was there before reads of every creation, as a change or in a snapshot that was made just then.
-    awaitLine(*early, {"class=participant", " name=alpha "});
-    const std::string matched =
-        awaitLine(*early, {"publication_matched_1 writer", " current=1 ", " peak=1 "});
-    const std::string root = " root=" + valueOf(matched, "root");
+    const std::string first = awaitLine(*early, {"class=participant", " name=" + alpha + " "});
+    const std::string root = " root=" + valueOf(first, "root");
+    awaitLine(*early, {"publication_matched_1 writer", " current=1 ", " peak=1 ", root});
 
     // Whoever comes later reads the whole registry and the last values.
     const auto late = startReader(domain);
-    const Tree tree = awaitTree(*late, "registered application", "shapes");
+    const Tree tree = awaitTree(*late, "registered application", name);
     expectOwners(tree);
-    EXPECT_EQ(valueOf(tree.participant, "name"), "alpha");
+    EXPECT_EQ(valueOf(tree.participant, "name"), alpha);
     EXPECT_EQ(valueOf(tree.topic, "name"), "Square");
     EXPECT_EQ(valueOf(tree.application, "children"), "1");
-    EXPECT_EQ(valueOf(tree.application, "root"), valueOf(matched, "root"));
+    EXPECT_EQ(valueOf(tree.application, "root"), valueOf(first, "root"));
     for (const std::string& line : {tree.application, tree.participant, tree.reader})
         EXPECT_EQ(valueOf(line, "snapshot"), "1");
-    awaitLine(*late, {"registry application", " resources=7 ", "snapshot=1"});
+    awaitLine(*late, {"registry application", " resources=7 ", root, "snapshot=1"});
     awaitLine(*late, {"process_id application", " value=" + std::to_string(application.id()) + " "});
-    awaitLine(*late, {"hostname application", " value="});
+    awaitLine(*late, {"hostname application", " value=", root});
     expectGroups(*late, tree, "20", "Square", "AgentTest::Message", "1");
-    awaitLine(*late, {"publication_matched_1 writer", " total=1 current=1 ", "snapshot=1"});
+    awaitLine(*late, {"publication_matched_1 writer", " total=1 current=1 ", root, "snapshot=1"});
 
     // Both read of what happens from now on.
     application.say("participant beta");
@@ -133,8 +136,8 @@ TEST(Interop, AReaderOfIdlcDecodesTheLifeOfAnApplication) {
         EXPECT_EQ(valueOf(created, "owner"), valueOf(tree.application, "guid"));
         EXPECT_EQ(valueOf(created, "resource"), valueOf(tree.application, "guid"));
     }
-    awaitLine(*late, {"publication_matched_1 writer", " current=2 ", "snapshot=0"});
-    application.say("delete alpha");
+    awaitLine(*late, {"publication_matched_1 writer", " current=2 ", root, "snapshot=0"});
+    application.say("delete " + alpha);
     for (Process* reader : {early.get(), late.get()})
         awaitLine(*reader, {"deleted application", " guid=" + valueOf(tree.participant, "guid") + " "});
     EXPECT_EQ(application.waitFromNow().exitCode, 0) << application.errors();

@@ -4,7 +4,7 @@
  * A GUID is the application's number and a number of its own; the application itself is 1. Commands, one a
  * line of standard input, each answered by "done"; the end of input ends the program:
  *
- *   match                              waits until a reader of every topic is there
+ *   match COUNT                        waits until every topic has so many readers
  *   create CLASS GUID OWNER NAME       \xHH in the name is an octet; owner 0 for none
  *   delete GUID
  *   change GUID METRICS
@@ -59,14 +59,14 @@ static void writeSample(dds_entity_t writer, const void* sample) {
     CHECK(dds_write(writer, sample) == DDS_RETCODE_OK);
 }
 
-/* Waits until the writer has a reader. */
-static void match(dds_entity_t writer) {
+/* Waits until the writer has so many readers. */
+static void match(dds_entity_t writer, uint32_t count) {
     const dds_time_t deadline = dds_time() + DDS_SECS(30);
     dds_publication_matched_status_t status = {0};
-    while (status.current_count == 0) {
+    while (status.current_count < count) {
         CHECK(dds_time() < deadline);
         CHECK(dds_get_publication_matched_status(writer, &status) == DDS_RETCODE_OK);
-        if (status.current_count == 0)
+        if (status.current_count < count)
             dds_sleepfor(DDS_MSECS(10));
     }
 }
@@ -236,7 +236,7 @@ static dds_entity_t impostor(dds_entity_t* writer, const dds_topic_descriptor_t*
         const dds_entity_t other = dds_create_participant(domain, NULL, NULL);
         CHECK(other > 0);
         *writer = Monitoring_writer(other, Monitoring_topic(other, EVENT_TOPIC, EVENT_TYPE, type), true);
-        match(*writer);
+        match(*writer, 1);
     }
     return *writer;
 }
@@ -289,10 +289,10 @@ static void obey(const char* line) {
     int m = 0;
     int n = 0;
     unsigned long long big = 0;
-    if (strcmp(line, "match") == 0) {
-        match(events);
-        match(periodics);
-        match(logs);
+    if (sscanf(line, "match %d", &m) == 1) {
+        match(events, (uint32_t)m);
+        match(periodics, (uint32_t)m);
+        match(logs, (uint32_t)m);
     } else if (sscanf(line, "create %255s %d %d %255[^\n]", a, &m, &n, b) == 4)
         create(a, m, n, b);
     else if (sscanf(line, "delete %d", &m) == 1)
