@@ -12,6 +12,7 @@ namespace tail {
 namespace {
 
 constexpr std::size_t maximalApplications = 10'000; // event writers remembered
+constexpr std::size_t maximalWaiting = 10'000;      // changes of one application, and applications
 
 Guid guidOf(const DDS_Monitoring_GUID_t& octets) {
     Guid guid;
@@ -40,11 +41,15 @@ std::vector<std::uint32_t> metricIdsOf(const DDS_UnsignedLongSeq& sequence) {
 // The member that the discriminator of a union selects, null when it selects none.
 const DDS_TypeMember* selectedArm(const DDS_TypeDescriptor& type, const void* value) {
     DDS_Long discriminator;
-    std::memcpy(&discriminator, static_cast<const char*>(value) + type.discriminatorOffset, sizeof discriminator);
+    std::memcpy(
+        &discriminator, static_cast<const char*>(value) + type.discriminatorOffset, sizeof discriminator);
     for (DDS_UnsignedLong i = 0; i < type.memberCount; ++i) {
         const DDS_TypeMember& arm = type.members[i];
-        const auto isSelected = [&](DDS_LongLong label) { return static_cast<DDS_Long>(label) == discriminator; };
-        if (std::any_of(arm.labels, arm.labels + arm.labelCount, isSelected)) return &arm;
+        const auto isSelected = [&](DDS_LongLong label) {
+            return static_cast<DDS_Long>(label) == discriminator;
+        };
+        if (std::any_of(arm.labels, arm.labels + arm.labelCount, isSelected))
+            return &arm;
     }
     return nullptr;
 }
@@ -68,7 +73,8 @@ Change Interpreter::changeOf(
 
 void Interpreter::event(const DDS_Monitoring_Event& sample, const DDS_SampleInfo& info) {
     const Guid application = guidOf(sample.info.root_resource_guid);
-    if (applications_.size() < maximalApplications) applications_[guidOf(info.publication_handle)] = application;
+    if (applications_.size() < maximalApplications)
+        applications_[guidOf(info.publication_handle)] = application;
     // The registry first: it tells the names that the rest of the changes are shown under.
     const bool isApplication = sample.value._d == static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
     const auto prepared = [&] {
@@ -99,7 +105,7 @@ void Interpreter::logging(const DDS_Monitoring_Logging& sample, const DDS_Sample
     change.kind = ChangeKind::log;
     change.snapshot = sample.info.is_snapshot != 0;
     appendLeaves(*DDS_Monitoring_Logging_get_typecode(), &sample, "", change.values);
-    report_(change);
+    tell(change);
 }
 
 void Interpreter::resourceUpdate(const DDS_Monitoring_ResourceUpdate& update, Change change) {
@@ -107,9 +113,11 @@ void Interpreter::resourceUpdate(const DDS_Monitoring_ResourceUpdate& update, Ch
     case DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_CREATION_KIND: {
         const auto& creation = update._u.new_resource;
         Resource resource{guidOf(creation.guid), guidOf(creation.owner_resource_guid), change.applicationGuid,
-            creation.class_id, creation.name != nullptr ? creation.name : "", metricIdsOf(creation.metric_ids)};
+            creation.class_id, creation.name != nullptr ? creation.name : "",
+            metricIdsOf(creation.metric_ids)};
         const Guid guid = resource.guid;
-        if (tree_.put(std::move(resource)) == ResourceTree::Outcome::added) reportCreated(*tree_.find(guid), change);
+        if (tree_.put(std::move(resource)) == ResourceTree::Outcome::added)
+            reportCreated(*tree_.find(guid), change);
         return;
     }
     case DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_DELETION_KIND: {
@@ -119,7 +127,7 @@ void Interpreter::resourceUpdate(const DDS_Monitoring_ResourceUpdate& update, Ch
             change.kind = ChangeKind::deleted;
             change.guid = guid;
             change.path.clear();
-            return report_(change);
+            return tell(change);
         }
         // Paths are made before the removal takes the ancestors away: the tree removes the deepest first.
         tree_.remove(guid, [&](const Resource& gone) { reportDeleted(gone, change); });
@@ -135,9 +143,10 @@ void Interpreter::resourceUpdate(const DDS_Monitoring_ResourceUpdate& update, Ch
         change.classId = tree_.find(guid) != nullptr ? tree_.find(guid)->classId : 0;
         change.values.push_back({"metrics", std::to_string(ids.size()), false});
         tree_.setMetricIds(guid, std::move(ids));
-        return report_(change);
+        return tell(change);
     }
-    default: return;
+    default:
+        return;
     }
 }
 
@@ -146,12 +155,14 @@ void Interpreter::resourceRegistry(const DDS_Monitoring_ResourceRegistry& regist
     const DDS_Long count = DDS_Monitoring_ResourceReferenceSeq_get_length(&registry.resources);
     for (DDS_Long i = 0; i < count; ++i) {
         const DDS_Monitoring_Resource* item = DDS_Monitoring_ResourceReferenceSeq_get(&registry.resources, i);
-        if (item == nullptr) continue;
-        resources.push_back({guidOf(item->guid), guidOf(item->owner_guid), change.applicationGuid, item->class_id,
-            item->name != nullptr ? item->name : "", metricIdsOf(item->metric_ids)});
+        if (item == nullptr)
+            continue;
+        resources.push_back({guidOf(item->guid), guidOf(item->owner_guid), change.applicationGuid,
+            item->class_id, item->name != nullptr ? item->name : "", metricIdsOf(item->metric_ids)});
     }
     tree_.replaceApplication(
-        change.applicationGuid, std::move(resources), [&](const Resource& gone) { reportDeleted(gone, change); },
+        change.applicationGuid, std::move(resources),
+        [&](const Resource& gone) { reportDeleted(gone, change); },
         [&](const Resource& added) { reportCreated(added, change); });
 }
 
@@ -162,46 +173,53 @@ void Interpreter::reportCreated(const Resource& resource, Change change) {
     change.classId = resource.classId;
     change.path = tree_.path(resource.guid);
     change.values.push_back({"metrics", std::to_string(resource.metricIds.size()), false});
-    report_(change);
+    tell(change);
 }
 
 void Interpreter::reportDeleted(const Resource& resource, Change change) {
+    shown_.erase(resource.guid);
     change.kind = ChangeKind::deleted;
     change.guid = resource.guid;
     change.classId = resource.classId;
     // The resource has left the tree, its ancestors have not yet.
     const std::string owner = resource.owner == noGuid ? "" : tree_.path(resource.owner);
     change.path = owner + "/" + classIdentifier(resource.classId) + "/" + escaped(resource.name);
-    report_(change);
+    tell(change);
 }
 
 void Interpreter::groups(const DDS_TypeDescriptor& unionType, const void* unionValue, const Change& change) {
     const DDS_TypeDescriptor& type = resolved(unionType);
     const DDS_TypeMember* arm = selectedArm(type, unionValue);
-    if (arm == nullptr) return;
+    if (arm == nullptr)
+        return;
     const DDS_TypeDescriptor& branch = resolved(*arm->type);
     const char* base = static_cast<const char*>(unionValue) + arm->offset;
     for (DDS_UnsignedLong i = 0; i < branch.memberCount; ++i) {
         const DDS_TypeMember& member = branch.members[i];
         const std::string_view name = member.name;
         // These two are told as creations, deletions and selections.
-        if (name == "resource_update" || name == "resource_registry") continue;
-        if ((member.flags & DDS_MEMBER_FLAG_OPTIONAL) == 0) continue; // the dummy of a class without periodic groups
+        if (name == "resource_update" || name == "resource_registry")
+            continue;
+        if ((member.flags & DDS_MEMBER_FLAG_OPTIONAL) == 0)
+            continue; // the dummy of a class without periodic groups
         const void* value = nullptr;
         std::memcpy(&value, base + member.offset, sizeof value);
-        if (value == nullptr) continue;
+        if (value == nullptr)
+            continue;
         Change group = change;
         group.group = member.name;
         // An optional string lies behind its member itself, anything else behind the pointer.
         const bool isText = resolved(*member.type).kind == DDS_TYPE_STRING;
         appendLeaves(*member.type, isText ? base + member.offset : value, "", group.values);
-        report_(group);
+        if (!wasShown(group))
+            tell(group);
     }
 }
 
 void Interpreter::writerLeft(const Guid& writer, std::int64_t timeNs) {
     const auto known = applications_.find(writer);
-    if (known == applications_.end()) return;
+    if (known == applications_.end())
+        return;
     Change change;
     change.kind = ChangeKind::gone;
     change.timeNs = timeNs;
@@ -210,21 +228,93 @@ void Interpreter::writerLeft(const Guid& writer, std::int64_t timeNs) {
     change.application = tree_.applicationName(known->second);
     change.classId = ORX_MONITORING_APPLICATION_CLASS_ID;
     change.path = tree_.find(known->second) != nullptr ? tree_.path(known->second) : "";
-    report_(change);
-    tree_.remove(known->second, [](const Resource&) {});
+    tell(change);
+    tellWaiting(known->second);
+    tree_.remove(known->second, [&](const Resource& gone) { shown_.erase(gone.guid); });
     applications_.erase(known);
 }
 
 void Interpreter::undecodable(const char* topic, std::uint64_t count, std::int64_t timeNs) {
     std::uint64_t& told = undecodable_[topic];
-    if (count == told) return;
+    if (count == told)
+        return;
     Change change;
     change.kind = ChangeKind::undecodable;
     change.timeNs = timeNs;
     change.topic = topic;
     change.values.push_back({"samples", std::to_string(count - told), false});
     told = count;
-    report_(change);
+    tell(change);
+}
+
+// Remembers the values of a group, of known resources alone: their number is bounded. A change is always
+// shown.
+bool Interpreter::wasShown(const Change& change) {
+    if (change.topic != "event" || tree_.find(change.guid) == nullptr)
+        return false;
+    std::string text;
+    for (const Leaf& leaf : change.values)
+        text += leaf.path + '=' + leaf.text + '\n';
+    const std::size_t hash = std::hash<std::string>{}(text);
+    const auto [known, isNew] = shown_[change.guid].try_emplace(change.group, hash);
+    const bool isSame = !isNew && known->second == hash;
+    known->second = hash;
+    return isSame && change.snapshot;
+}
+
+void Interpreter::tell(Change change) {
+    const Guid application = change.applicationGuid;
+    const bool isNamed = application == noGuid || tree_.find(application) != nullptr;
+    if (isNamed || patienceNs_ == 0) {
+        report_(change);
+        if (!waiting_.empty())
+            tellWaiting(application);
+        return;
+    }
+    if (waiting_.size() >= maximalWaiting && !waiting_.contains(application))
+        return report_(change);
+    Waiting& waiting = waiting_[application];
+    if (waiting.changes.empty())
+        waiting.sinceNs = nowNs_;
+    waiting.changes.push_back(std::move(change));
+    if (waiting.changes.size() >= maximalWaiting)
+        tellWaiting(application);
+}
+
+void Interpreter::tellWaiting(const Guid& application) {
+    auto node = waiting_.extract(application);
+    if (node.empty())
+        return;
+    const std::string unnamed = "/?/" + guidText(application);
+    for (Change& change : node.mapped().changes) {
+        if (tree_.find(application) != nullptr) {
+            change.application = tree_.applicationName(application);
+            if (change.path.starts_with(unnamed))
+                change.path.replace(0, unnamed.size(), tree_.path(application));
+            // Told before its resource was: the registry named it since.
+            if (change.path.empty() && tree_.find(change.guid) != nullptr) {
+                change.path = tree_.path(change.guid);
+                change.classId = tree_.find(change.guid)->classId;
+            }
+        }
+        report_(change);
+    }
+}
+
+void Interpreter::tick(std::int64_t nowNs) {
+    nowNs_ = nowNs;
+    std::vector<Guid> late;
+    for (const auto& [application, waiting] : waiting_) {
+        if (nowNs - waiting.sinceNs >= patienceNs_)
+            late.push_back(application);
+    }
+    for (const Guid& application : late)
+        tellWaiting(application);
+}
+
+void Interpreter::flush() {
+    while (!waiting_.empty())
+        tellWaiting(waiting_.begin()->first);
 }
 
 } // namespace tail

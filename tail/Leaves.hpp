@@ -9,11 +9,11 @@
 
 namespace tail {
 
-// Appends the leaves of the value under the path. Sequences of octets and GUIDs become one text of hexadecimal
-// digits; absent members give nothing. At most `limit` leaves, since lengths come from remote; a last leaf "..."
-// tells that there were more.
-void appendLeaves(const DDS_TypeDescriptor& type, const void* value, const std::string& path, std::vector<Leaf>& leaves,
-    std::size_t limit = 1000);
+// Appends the leaves of the value under the path. Sequences of octets and GUIDs become one text of
+// hexadecimal digits; absent members give nothing. At most `limit` leaves, since lengths come from remote; a
+// last leaf "..." tells that there were more.
+void appendLeaves(const DDS_TypeDescriptor& type, const void* value, const std::string& path,
+    std::vector<Leaf>& leaves, std::size_t limit = 1000);
 
 // The type without its aliases.
 const DDS_TypeDescriptor& resolved(const DDS_TypeDescriptor& type);

@@ -5,6 +5,20 @@
 
 namespace tail {
 
+namespace {
+
+// Empty for a number of seconds; CLI's own range lets "nan" pass.
+std::string isDuration(const std::string& text) {
+    constexpr double longest = 1e9;
+    double seconds = 0;
+    const bool isNumber = CLI::detail::lexical_cast(text, seconds);
+    return isNumber && seconds >= 0 && seconds <= longest
+               ? ""
+               : "'" + text + "' is no number of seconds from 0 to 1e9";
+}
+
+} // namespace
+
 Parsed parseOptions(int argc, char** argv) {
     Parsed parsed;
     Options& options = parsed.options;
@@ -19,9 +33,10 @@ Parsed parseOptions(int argc, char** argv) {
         ->delimiter(',')
         ->envname("ORX_PEERS");
     auto* forOption = app.add_option("--for", seconds, "end after this many seconds")
-                          ->check(CLI::Range(0.0, 1e9))
+                          ->check(isDuration, "SECONDS")
                           ->always_capture_default(false);
-    app.add_flag("--json", options.json, "print a JSON object on each line");
+    auto* json = app.add_flag("--json", options.json, "print a JSON object on each line");
+    app.add_flag("--tree", options.tree, "at the end, print what is there as a tree")->excludes(json);
     app.set_version_flag("--version", ORX_VERSION);
     try {
         app.parse(argc, argv);
@@ -29,7 +44,8 @@ Parsed parseOptions(int argc, char** argv) {
         parsed.exitCode = app.exit(error) == 0 ? 0 : 2;
         return parsed;
     }
-    if (forOption->count() != 0) options.seconds = seconds;
+    if (forOption->count() != 0)
+        options.seconds = seconds;
     return parsed;
 }
 

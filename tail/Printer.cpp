@@ -13,13 +13,20 @@ constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
 
 const char* kindText(ChangeKind kind) {
     switch (kind) {
-    case ChangeKind::created: return "created";
-    case ChangeKind::deleted: return "deleted";
-    case ChangeKind::selection: return "selection";
-    case ChangeKind::group: return "group";
-    case ChangeKind::log: return "log";
-    case ChangeKind::gone: return "gone";
-    case ChangeKind::undecodable: return "undecodable";
+    case ChangeKind::created:
+        return "created";
+    case ChangeKind::deleted:
+        return "deleted";
+    case ChangeKind::selection:
+        return "selection";
+    case ChangeKind::group:
+        return "group";
+    case ChangeKind::log:
+        return "log";
+    case ChangeKind::gone:
+        return "gone";
+    case ChangeKind::undecodable:
+        return "undecodable";
     }
     return "unknown";
 }
@@ -38,8 +45,37 @@ std::pair<std::tm, std::int64_t> split(std::int64_t timeNs) {
     return {utc, rest};
 }
 
+constexpr const char* dim = "\x1B[2m";
+
+const char* colourOf(ChangeKind kind) {
+    switch (kind) {
+    case ChangeKind::created:
+        return "\x1B[32m";
+    case ChangeKind::deleted:
+    case ChangeKind::gone:
+        return "\x1B[31m";
+    case ChangeKind::undecodable:
+    case ChangeKind::log:
+        return "\x1B[33m";
+    case ChangeKind::group:
+    case ChangeKind::selection:
+        break;
+    }
+    return "\x1B[36m";
+}
+
+std::string personText(const Leaf& leaf) {
+    constexpr std::size_t shortest = 32; // digits of a GUID; a handle has more
+    if (!leaf.isText)
+        return leaf.text;
+    const bool isNobody =
+        leaf.text.size() >= shortest && leaf.text.find_first_not_of('0') == std::string::npos;
+    return isNobody ? "-" : escaped(leaf.text);
+}
+
 nlohmann::json valueOf(const Leaf& leaf) {
-    if (leaf.isText) return leaf.text;
+    if (leaf.isText)
+        return leaf.text;
     // Numbers were printed by us: what does not parse (nan, inf) stays text, since JSON has no word for it.
     auto parsed = nlohmann::json::parse(leaf.text, nullptr, false);
     return parsed.is_discarded() ? nlohmann::json(leaf.text) : parsed;
@@ -58,29 +94,32 @@ std::string clockText(std::int64_t timeNs) {
 std::string timestampText(std::int64_t timeNs) {
     const auto [utc, rest] = split(timeNs);
     std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02d.%09dZ", utc.tm_year + 1900, utc.tm_mon + 1,
-        utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, static_cast<int>(rest));
+    std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02d.%09dZ", utc.tm_year + 1900,
+        utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, static_cast<int>(rest));
     return text.data();
 }
 
-std::string Printer::personLine(const Change& change) {
-    std::string line = clockText(change.timeNs) + "  " + change.application + "  ";
+std::string Printer::personLine(const Change& change, bool colours) {
+    const auto painted = [colours](const char* colour, const std::string& text) {
+        return colours ? colour + text + "\x1B[0m" : text;
+    };
+    std::string line = painted(dim, clockText(change.timeNs)) + "  " + change.application + "  ";
     line += change.path.empty() ? guidText(change.guid) : change.path;
-    line += "  ";
-    line += change.group.empty() ? kindText(change.kind) : change.group;
+    line +=
+        "  " + painted(colourOf(change.kind), change.group.empty() ? kindText(change.kind) : change.group);
     for (const Leaf& leaf : change.values) {
         line += "  ";
-        if (!leaf.path.empty()) line += leaf.path + "=";
-        line += leaf.isText ? escaped(leaf.text) : leaf.text;
+        if (!leaf.path.empty())
+            line += leaf.path + "=";
+        line += personText(leaf);
     }
-    if (change.topic == "event") {
-        line += change.snapshot ? "  [snapshot" : "  [live";
-        if (change.epochs) {
-            line += " " + std::to_string(change.epochs->first) + "/" + std::to_string(change.epochs->second);
-        }
-        line += "]";
+    if (change.topic != "event")
+        return line;
+    std::string origin = change.snapshot ? "[snapshot" : "[live";
+    if (change.epochs) {
+        origin += " " + std::to_string(change.epochs->first) + "/" + std::to_string(change.epochs->second);
     }
-    return line;
+    return line + "  " + painted(dim, origin + "]");
 }
 
 std::string Printer::jsonLine(const Change& change) {
@@ -91,15 +130,19 @@ std::string Printer::jsonLine(const Change& change) {
     line["application"] = change.application;
     line["application_guid"] = guidText(change.applicationGuid);
     line["guid"] = guidText(change.guid);
-    if (change.classId != 0) line["class"] = classIdentifier(change.classId);
+    if (change.classId != 0)
+        line["class"] = classIdentifier(change.classId);
     line["path"] = change.path;
-    if (!change.group.empty()) line["group"] = change.group;
+    if (!change.group.empty())
+        line["group"] = change.group;
     if (!change.values.empty()) {
         nlohmann::ordered_json values;
-        for (const Leaf& leaf : change.values) values[leaf.path] = valueOf(leaf);
+        for (const Leaf& leaf : change.values)
+            values[leaf.path] = valueOf(leaf);
         line["values"] = values;
     }
-    if (change.topic == "event") line["snapshot"] = change.snapshot;
+    if (change.topic == "event")
+        line["snapshot"] = change.snapshot;
     if (change.epochs) {
         line["epoch_resource"] = change.epochs->first;
         line["epoch_metric"] = change.epochs->second;
@@ -109,7 +152,15 @@ std::string Printer::jsonLine(const Change& change) {
 }
 
 void Printer::print(const Change& change) {
-    out_ << (json_ ? jsonLine(change) : personLine(change)) << '\n' << std::flush;
+    out_ << (json_ ? jsonLine(change) : personLine(change, colours_)) << '\n' << std::flush;
+}
+
+void Printer::print(const ResourceTree& tree) {
+    tree.walk([this](const Resource& resource, std::size_t depth) {
+        out_ << std::string(2 * depth, ' ') << classIdentifier(resource.classId) << "/"
+             << escaped(resource.name) << '\n';
+    });
+    out_ << std::flush;
 }
 
 } // namespace tail

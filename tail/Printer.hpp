@@ -11,15 +11,20 @@ namespace tail {
 
 class Printer {
 public:
-    Printer(std::ostream& out, bool json) : out_(out), json_(json) {}
+    // Colours are for a terminal, and for lines for a person alone.
+    Printer(std::ostream& out, bool json, bool colours = false) : out_(out), json_(json), colours_(colours) {}
     void print(const Change& change);
+    // What is there, a line for each resource, indented by its depth.
+    void print(const ResourceTree& tree);
 
-    static std::string personLine(const Change& change);
+    // Octets that are all zero, such as the handle of nobody, show as "-".
+    static std::string personLine(const Change& change, bool colours = false);
     static std::string jsonLine(const Change& change);
 
 private:
     std::ostream& out_;
     bool json_;
+    bool colours_;
 };
 
 // "HH:MM:SS.mmm" in UTC.

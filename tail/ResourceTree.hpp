@@ -1,9 +1,8 @@
 // What orx-tail knows of the applications: their resources by GUID, with parents and children.
 //
-// Fed by creations, deletions and registry snapshots; a deletion ends the whole subtree, since deleting an ancestor
-// announces only the ancestor. Bounded: an application that creates without end is cut off at a limit, and what was
-// refused is counted.
-// Threads: one owner.
+// Fed by creations, deletions and registry snapshots; a deletion ends the whole subtree, since deleting an
+// ancestor announces only the ancestor. Bounded: an application that creates without end is cut off at a
+// limit, and what was refused is counted. Threads: one owner.
 #ifndef TAIL_RESOURCE_TREE_HPP
 #define TAIL_RESOURCE_TREE_HPP
 
@@ -43,7 +42,8 @@ public:
     void remove(const Guid& guid, const std::function<void(const Resource&)>& onRemoved);
     // Replaces what is known of an application by a complete registry: calls back for what is gone.
     void replaceApplication(const Guid& application, std::vector<Resource> resources,
-        const std::function<void(const Resource&)>& onRemoved, const std::function<void(const Resource&)>& onAdded);
+        const std::function<void(const Resource&)>& onRemoved,
+        const std::function<void(const Resource&)>& onAdded);
     void setMetricIds(const Guid& guid, std::vector<std::uint32_t> metricIds);
 
     const Resource* find(const Guid& guid) const;
@@ -51,6 +51,8 @@ public:
     std::string path(const Guid& guid) const;
     // Name of the application that the resource belongs to, or its GUID's text when the name is not known.
     std::string applicationName(const Guid& application) const;
+    // Every resource below its owner, in the order of class and name, with its depth from 0.
+    void walk(const std::function<void(const Resource&, std::size_t)>& visit) const;
     std::size_t size() const { return resources_.size(); }
     std::uint64_t refused() const { return refused_; }
 

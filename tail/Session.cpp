@@ -35,7 +35,8 @@ std::int64_t nanosecondsOf(clockid_t clock) {
 }
 
 // A QoS that is finalized with its scope.
-template <typename Qos, DDS_ReturnCode_t (*initialize)(Qos*), DDS_ReturnCode_t (*finalize)(Qos*)> struct Scoped {
+template <typename Qos, DDS_ReturnCode_t (*initialize)(Qos*), DDS_ReturnCode_t (*finalize)(Qos*)>
+struct Scoped {
     Qos value{};
     Scoped() { initialize(&value); }
     ~Scoped() { finalize(&value); }
@@ -51,9 +52,12 @@ using SubscriberQos = Scoped<DDS_SubscriberQos, DDS_SubscriberQos_initialize, DD
 DDS_ReturnCode_t registerType(int topic, DDS_DomainParticipant* participant) {
     const char* name = topics[static_cast<std::size_t>(topic)].type;
     switch (topic) {
-    case eventTopic: return DDS_Monitoring_EventTypeSupport_register_type(participant, name);
-    case 1: return DDS_Monitoring_PeriodicTypeSupport_register_type(participant, name);
-    default: return DDS_Monitoring_LoggingTypeSupport_register_type(participant, name);
+    case eventTopic:
+        return DDS_Monitoring_EventTypeSupport_register_type(participant, name);
+    case 1:
+        return DDS_Monitoring_PeriodicTypeSupport_register_type(participant, name);
+    default:
+        return DDS_Monitoring_LoggingTypeSupport_register_type(participant, name);
     }
 }
 
@@ -63,7 +67,8 @@ void takeAll(Take take, Return returnLoan, Handle handle) {
     for (;;) {
         Seq samples{};
         DDS_SampleInfoSeq infos{};
-        if (take(&samples, &infos) != DDS_RETCODE_OK) return;
+        if (take(&samples, &infos) != DDS_RETCODE_OK)
+            return;
         handle(samples, infos);
         returnLoan(&samples, &infos);
     }
@@ -80,19 +85,23 @@ struct Session::Entities {
     std::set<Guid> writers; // of the event topic, matched now
 
     ~Entities() {
-        if (waitset != nullptr) DDS_WaitSet_delete(waitset);
-        if (participant == nullptr) return;
+        if (waitset != nullptr)
+            DDS_WaitSet_delete(waitset);
+        if (participant == nullptr)
+            return;
         DDS_DomainParticipant_delete_contained_entities(participant);
         DDS_DomainParticipantFactory_delete_participant(factory, participant);
     }
 };
 
-Session::Session(Interpreter& interpreter) : interpreter_(interpreter), entities_(std::make_unique<Entities>()) {}
+Session::Session(Interpreter& interpreter)
+    : interpreter_(interpreter), entities_(std::make_unique<Entities>()) {}
 Session::~Session() = default;
 
 std::unique_ptr<Session> Session::open(const Options& options, Interpreter& interpreter, std::string& error) {
     std::unique_ptr<Session> session(new Session(interpreter));
-    if (!session->create(options, error)) session.reset();
+    if (!session->create(options, error))
+        session.reset();
     return session;
 }
 
@@ -101,8 +110,8 @@ bool Session::create(const Options& options, std::string& error) {
     entities.factory = DDS_DomainParticipantFactory_get_instance();
     ParticipantQos qos;
     if (entities.factory == nullptr ||
-        DDS_DomainParticipantFactory_get_participant_qos_from_profile(
-            entities.factory, &qos.value, DDS_BUILTIN_QOS_LIB, DDS_PROFILE_GENERIC_MONITORING2) != DDS_RETCODE_OK) {
+        DDS_DomainParticipantFactory_get_participant_qos_from_profile(entities.factory, &qos.value,
+            DDS_BUILTIN_QOS_LIB, DDS_PROFILE_GENERIC_MONITORING2) != DDS_RETCODE_OK) {
         error = "the built-in profile is missing";
         return false;
     }
@@ -131,7 +140,8 @@ bool Session::create(const Options& options, std::string& error) {
         return false;
     }
     for (int topic = 0; topic < topicCount; ++topic) {
-        if (!createReader(topic, error)) return false;
+        if (!createReader(topic, error))
+            return false;
     }
     return true;
 }
@@ -142,25 +152,27 @@ bool Session::createReader(int topic, std::string& error) {
     error = std::string("cannot read ") + names.topic;
     TopicQos topicQos;
     ReaderQos qos;
-    if (registerType(topic, entities.participant) != DDS_RETCODE_OK) return false;
+    if (registerType(topic, entities.participant) != DDS_RETCODE_OK)
+        return false;
     DDS_Topic* described = DDS_DomainParticipant_create_topic(
         entities.participant, names.topic, names.type, &topicQos.value, nullptr, DDS_STATUS_MASK_NONE);
-    if (described == nullptr ||
-        DDS_DomainParticipantFactory_get_datareader_qos_from_profile_w_topic_name(entities.factory, &qos.value,
-            DDS_BUILTIN_QOS_LIB, DDS_PROFILE_GENERIC_MONITORING2, names.topic) != DDS_RETCODE_OK) {
+    if (described == nullptr || DDS_DomainParticipantFactory_get_datareader_qos_from_profile_w_topic_name(
+                                    entities.factory, &qos.value, DDS_BUILTIN_QOS_LIB,
+                                    DDS_PROFILE_GENERIC_MONITORING2, names.topic) != DDS_RETCODE_OK) {
         return false;
     }
     qos.value.resource_limits.max_samples = cachedSamples;
     qos.value.resource_limits.max_samples_per_instance = cachedSamples;
     DDS_DataReader* reader = DDS_Subscriber_create_datareader(entities.subscriber,
         DDS_Topic_as_topicdescription(described), &qos.value, nullptr, DDS_STATUS_MASK_NONE);
-    if (reader == nullptr) return false;
+    if (reader == nullptr)
+        return false;
     entities.readers[static_cast<std::size_t>(topic)] = reader;
     DDS_StatusCondition* condition = DDS_Entity_get_statuscondition(DDS_DataReader_as_entity(reader));
     DDS_StatusCondition_set_enabled_statuses(
         condition, DDS_DATA_AVAILABLE_STATUS | DDS_SUBSCRIPTION_MATCHED_STATUS);
     return DDS_WaitSet_attach_condition(entities.waitset, DDS_StatusCondition_as_condition(condition)) ==
-        DDS_RETCODE_OK;
+           DDS_RETCODE_OK;
 }
 
 void Session::run(const std::atomic<bool>& stop, std::int64_t deadlineNs) {
@@ -169,13 +181,15 @@ void Session::run(const std::atomic<bool>& stop, std::int64_t deadlineNs) {
         std::int64_t wait = step;
         if (deadlineNs >= 0) {
             const std::int64_t left = deadlineNs - nanosecondsOf(CLOCK_MONOTONIC);
-            if (left <= 0) return;
+            if (left <= 0)
+                return;
             wait = std::min(wait, left);
         }
         const DDS_Duration_t timeout{0, static_cast<DDS_UnsignedLong>(wait)};
         DDS_ConditionSeq active{};
         DDS_WaitSet_wait(entities_->waitset, &active, &timeout);
         DDS_ConditionSeq_finalize(&active);
+        interpreter_.tick(nanosecondsOf(CLOCK_MONOTONIC));
         drain();
         watchWriters();
     }
@@ -186,16 +200,19 @@ void Session::drain() {
     const auto each = [](auto& samples, auto& infos, auto get, auto handle) {
         for (DDS_Long i = 0; i < DDS_SampleInfoSeq_get_length(&infos); ++i) {
             const DDS_SampleInfo* info = DDS_SampleInfoSeq_get_reference(&infos, i);
-            if (info->valid_data != 0) handle(*get(&samples, i), *info);
+            if (info->valid_data != 0)
+                handle(*get(&samples, i), *info);
         }
     };
     auto* events = DDS_Monitoring_EventDataReader_narrow(readers[0]);
     takeAll<DDS_Monitoring_EventSeq>(
         [&](auto* samples, auto* infos) {
-            return DDS_Monitoring_EventDataReader_take(events, samples, infos, samplesPerTake, DDS_ANY_SAMPLE_STATE,
-                DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
+            return DDS_Monitoring_EventDataReader_take(events, samples, infos, samplesPerTake,
+                DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
         },
-        [&](auto* samples, auto* infos) { DDS_Monitoring_EventDataReader_return_loan(events, samples, infos); },
+        [&](auto* samples, auto* infos) {
+            DDS_Monitoring_EventDataReader_return_loan(events, samples, infos);
+        },
         [&](auto& samples, auto& infos) {
             each(samples, infos, DDS_Monitoring_EventSeq_get_reference,
                 [&](const auto& sample, const auto& info) { interpreter_.event(sample, info); });
@@ -206,7 +223,9 @@ void Session::drain() {
             return DDS_Monitoring_PeriodicDataReader_take(periodics, samples, infos, samplesPerTake,
                 DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
         },
-        [&](auto* samples, auto* infos) { DDS_Monitoring_PeriodicDataReader_return_loan(periodics, samples, infos); },
+        [&](auto* samples, auto* infos) {
+            DDS_Monitoring_PeriodicDataReader_return_loan(periodics, samples, infos);
+        },
         [&](auto& samples, auto& infos) {
             each(samples, infos, DDS_Monitoring_PeriodicSeq_get_reference,
                 [&](const auto& sample, const auto& info) { interpreter_.periodic(sample, info); });
@@ -214,10 +233,12 @@ void Session::drain() {
     auto* logs = DDS_Monitoring_LoggingDataReader_narrow(readers[2]);
     takeAll<DDS_Monitoring_LoggingSeq>(
         [&](auto* samples, auto* infos) {
-            return DDS_Monitoring_LoggingDataReader_take(logs, samples, infos, samplesPerTake, DDS_ANY_SAMPLE_STATE,
-                DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
+            return DDS_Monitoring_LoggingDataReader_take(logs, samples, infos, samplesPerTake,
+                DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
         },
-        [&](auto* samples, auto* infos) { DDS_Monitoring_LoggingDataReader_return_loan(logs, samples, infos); },
+        [&](auto* samples, auto* infos) {
+            DDS_Monitoring_LoggingDataReader_return_loan(logs, samples, infos);
+        },
         [&](auto& samples, auto& infos) {
             each(samples, infos, DDS_Monitoring_LoggingSeq_get_reference,
                 [&](const auto& sample, const auto& info) { interpreter_.logging(sample, info); });
@@ -243,7 +264,8 @@ void Session::watchWriters() {
             matched.insert(guid);
         }
         for (const Guid& writer : entities_->writers) {
-            if (!matched.contains(writer)) interpreter_.writerLeft(writer, nanosecondsOf(CLOCK_REALTIME));
+            if (!matched.contains(writer))
+                interpreter_.writerLeft(writer, nanosecondsOf(CLOCK_REALTIME));
         }
         entities_->writers = std::move(matched);
     }

@@ -15,12 +15,14 @@ namespace tail {
 class Session {
 public:
     // Null with a text that tells why.
-    static std::unique_ptr<Session> open(const Options& options, Interpreter& interpreter, std::string& error);
+    static std::unique_ptr<Session> open(
+        const Options& options, Interpreter& interpreter, std::string& error);
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    // Reads and interprets until `stop` is set or the deadline (monotonic nanoseconds, negative for none) has passed.
+    // Reads and interprets until `stop` is set or the deadline (monotonic nanoseconds, negative for none) has
+    // passed.
     void run(const std::atomic<bool>& stop, std::int64_t deadlineNs);
 
 private:

@@ -56,7 +56,8 @@ struct Interpreting : testing::Test {
         Event event;
         auto* update = updateOf(event, DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_CREATION_KIND);
         setGuid(update->_u.new_resource.guid, number);
-        if (owner != 0) setGuid(update->_u.new_resource.owner_resource_guid, owner);
+        if (owner != 0)
+            setGuid(update->_u.new_resource.owner_resource_guid, owner);
         update->_u.new_resource.class_id = classId;
         DDS_String_replace(&update->_u.new_resource.name, name);
         interpreter.event(*event, infoOf(7));
@@ -101,7 +102,8 @@ TEST_F(Interpreting, GroupsOfASampleAreToldOneByOneWithTheirLeaves) {
     event->info.epoch_metric = 9;
     event->value._d = static_cast<DDS_Long>(ORX_MONITORING_TOPIC_CLASS_ID);
     event->value._u.topic.topic_name = DDS_String_dup("square");
-    event->value._u.topic.status_inconsistent_topic = DDS_Monitoring_InconsistentTopicStatusPluginSupport_create_data();
+    event->value._u.topic.status_inconsistent_topic =
+        DDS_Monitoring_InconsistentTopicStatusPluginSupport_create_data();
     event->value._u.topic.status_inconsistent_topic->total_count = 5;
     interpreter.event(*event, infoOf(7));
     ASSERT_EQ(changes.size(), 2U);
@@ -153,6 +155,65 @@ TEST_F(Interpreting, UndecodableSamplesAreToldByTheirGrowth) {
     ASSERT_EQ(changes.size(), 2U);
     EXPECT_EQ(changes[0].values.at(0).text, "2");
     EXPECT_EQ(changes[1].values.at(0).text, "3");
+}
+
+// A group of the application, as a change or as a snapshot of it.
+void tellHostname(tail::Interpreter& interpreter, const char* name, bool isSnapshot) {
+    Event event;
+    event->value._d = static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
+    setGuid(event->info.root_resource_guid, 1);
+    setGuid(event->resource_guid, 1);
+    event->info.is_snapshot = isSnapshot ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
+    ASSERT_NE(DDS_String_replace(&event->value._u.application.hostname, name), nullptr);
+    interpreter.event(*event, infoOf(7));
+}
+
+TEST_F(Interpreting, ASnapshotOfValuesThatWereShownIsNotShownAgain) {
+    createSmallTree();
+    tellHostname(interpreter, "a", true);
+    tellHostname(interpreter, "a", true);
+    EXPECT_EQ(changes.size(), 1U);
+    tellHostname(interpreter, "a", false);
+    EXPECT_EQ(changes.size(), 2U) << "a change is shown";
+    tellHostname(interpreter, "b", true);
+    EXPECT_EQ(changes.size(), 3U);
+    interpreter.writerLeft(tail::Guid{7}, 0);
+    createSmallTree();
+    tellHostname(interpreter, "b", true);
+    EXPECT_EQ(changes.size(), 1U) << "a new application has shown nothing";
+}
+
+struct Patient : Interpreting {
+    Patient() {
+        interpreter = tail::Interpreter{[this](const Change& change) { changes.push_back(change); }, 100};
+    }
+};
+
+TEST_F(Patient, ChangesWaitForTheNameOfTheirApplication) {
+    interpreter.tick(1000);
+    create(2, 1, ORX_MONITORING_PARTICIPANT_CLASS_ID, "p");
+    interpreter.tick(1099);
+    EXPECT_TRUE(changes.empty());
+    create(1, 0, ORX_MONITORING_APPLICATION_CLASS_ID, "app");
+    ASSERT_EQ(changes.size(), 2U);
+    EXPECT_EQ(changes[0].path, "/applications/app");
+    EXPECT_EQ(changes[1].path, "/applications/app/domain_participants/p");
+    EXPECT_EQ(changes[1].application, "app");
+}
+
+TEST_F(Patient, ChangesDoNotWaitForEver) {
+    interpreter.tick(1000);
+    create(2, 1, ORX_MONITORING_PARTICIPANT_CLASS_ID, "p");
+    interpreter.tick(1100);
+    ASSERT_EQ(changes.size(), 1U);
+    EXPECT_NE(changes[0].path.find("/?/GUID("), std::string::npos);
+    create(3, 2, ORX_MONITORING_TOPIC_CLASS_ID, "t");
+    interpreter.flush();
+    EXPECT_EQ(changes.size(), 2U);
+    create(4, 2, ORX_MONITORING_TOPIC_CLASS_ID, "u");
+    interpreter.writerLeft(tail::Guid{7}, 0);
+    ASSERT_EQ(changes.size(), 4U) << "what waits is told before the end";
+    EXPECT_EQ(changes[3].kind, ChangeKind::gone);
 }
 
 } // namespace

@@ -27,8 +27,44 @@ Change sampleChange() {
 
 TEST(Printer, PersonLineHoldsTimeApplicationPathGroupValuesOriginAndEpochs) {
     EXPECT_EQ(Printer::personLine(sampleChange()),
-        "22:13:20.123  app  /applications/app/domain_participants/p  domain_id  domain_id=7  platform=x86 \\x1B  "
+        "22:13:20.123  app  /applications/app/domain_participants/p  domain_id  domain_id=7  platform=x86 "
+        "\\x1B  "
         "[snapshot 3/14]");
+}
+
+TEST(Printer, PersonLineShowsTheHandleOfNobodyShortly) {
+    Change change = sampleChange();
+    change.values = {{"handle", std::string(48, '0'), true}, {"zeros", "000", true}};
+    EXPECT_NE(Printer::personLine(change).find("  handle=-  zeros=000  "), std::string::npos);
+}
+
+TEST(Printer, ColoursAreAllThatATerminalGetsMore) {
+    std::string line = Printer::personLine(sampleChange(), true);
+    EXPECT_NE(line.find("\x1B["), std::string::npos);
+    for (std::size_t at; (at = line.find('\x1B')) != std::string::npos;)
+        line.erase(at, line.find('m', at) + 1 - at);
+    EXPECT_EQ(line, Printer::personLine(sampleChange()));
+}
+
+TEST(Printer, TreeIsIndentedAndInTheOrderOfClassAndName) {
+    tail::ResourceTree tree;
+    const auto put = [&](unsigned char guid, unsigned char owner, std::uint32_t classId, const char* name) {
+        tree.put({tail::Guid{guid}, tail::Guid{owner}, tail::Guid{1}, classId, name, {}});
+    };
+    put(1, 0, 265647670, "app");
+    put(9, 1, 99258059, "p\n2");
+    put(8, 1, 99258059, "p1");
+    put(7, 8, 208182173, "t");
+    put(6, 8, 116239698, "q");
+    put(5, 4, 208182173, "orphan");
+    std::ostringstream out;
+    Printer(out, false).print(tree);
+    EXPECT_EQ(out.str(), "applications/app\n"
+                         "  domain_participants/p\\x0A2\n"
+                         "  domain_participants/p1\n"
+                         "    publishers/q\n"
+                         "    topics/t\n"
+                         "topics/orphan\n");
 }
 
 TEST(Printer, PersonLineOfALiveDeletionNamesTheChange) {

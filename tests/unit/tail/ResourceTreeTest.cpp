@@ -24,7 +24,8 @@ Guid guidOf(std::uint8_t number) {
 Resource make(std::uint8_t number, std::uint8_t owner, std::uint32_t classId, std::string name) {
     Resource resource;
     resource.guid = guidOf(number);
-    if (owner != 0) resource.owner = guidOf(owner);
+    if (owner != 0)
+        resource.owner = guidOf(owner);
     resource.application = guidOf(1);
     resource.classId = classId;
     resource.name = std::move(name);
@@ -89,7 +90,8 @@ TEST(ResourceTree, ARegistryReplacesWhatIsKnownOfItsApplicationAlone) {
     std::vector<std::string> removed;
     std::vector<std::string> added;
     tree.replaceApplication(
-        guidOf(1), {make(1, 0, applicationClass, "app"), make(2, 1, participantClass, "p"), make(5, 2, topicClass, "v")},
+        guidOf(1),
+        {make(1, 0, applicationClass, "app"), make(2, 1, participantClass, "p"), make(5, 2, topicClass, "v")},
         [&](const Resource& resource) { removed.push_back(resource.name); },
         [&](const Resource& resource) { added.push_back(resource.name); });
     EXPECT_EQ(removed, (std::vector<std::string>{"t", "u"}));
@@ -99,7 +101,8 @@ TEST(ResourceTree, ARegistryReplacesWhatIsKnownOfItsApplicationAlone) {
 
 TEST(ResourceTree, AnApplicationThatCreatesWithoutEndIsCutOffAndCounted) {
     ResourceTree tree(3);
-    for (std::uint8_t number = 1; number <= 10; ++number) tree.put(make(number, 0, topicClass, "x"));
+    for (std::uint8_t number = 1; number <= 10; ++number)
+        tree.put(make(number, 0, topicClass, "x"));
     EXPECT_EQ(tree.size(), 3U);
     EXPECT_EQ(tree.refused(), 7U);
     // Room that comes free is used again.
@@ -114,18 +117,19 @@ TEST(ResourceTree, RandomOperationsKeepTheTreeConsistent) {
     std::map<Guid, Guid> owners;
     for (int step = 0; step < 5000; ++step) {
         const auto number = static_cast<std::uint8_t>(1 + random() % 60);
-        const auto owner = static_cast<std::uint8_t>(random() % number); // owners have smaller numbers: no rings
+        const auto owner =
+            static_cast<std::uint8_t>(random() % number); // owners have smaller numbers: no rings
         if (random() % 3 != 0) {
             if (tree.put(make(number, owner, topicClass, "n")) == ResourceTree::Outcome::added) {
                 model.insert(guidOf(number));
                 owners[guidOf(number)] = owner == 0 ? tail::noGuid : guidOf(owner);
             }
         } else {
-            tree.remove(guidOf(number), [&](const Resource& resource) {
-                EXPECT_EQ(model.erase(resource.guid), 1U);
-            });
+            tree.remove(
+                guidOf(number), [&](const Resource& resource) { EXPECT_EQ(model.erase(resource.guid), 1U); });
             // Whatever is left has no removed ancestor within reach.
-            for (const Guid& guid : model) EXPECT_NE(owners.at(guid), guidOf(number));
+            for (const Guid& guid : model)
+                EXPECT_NE(owners.at(guid), guidOf(number));
         }
         ASSERT_EQ(tree.size(), model.size());
     }
@@ -143,7 +147,8 @@ TEST(Escaped, ControlsAndInvalidOctetsBecomeVisible) {
 
 TEST(GuidText, IsTheFormOfPathExpressions) {
     Guid guid{};
-    for (std::size_t i = 0; i < guid.size(); ++i) guid[i] = static_cast<std::uint8_t>(i + 0xA0);
+    for (std::size_t i = 0; i < guid.size(); ++i)
+        guid[i] = static_cast<std::uint8_t>(i + 0xA0);
     EXPECT_EQ(tail::guidText(guid), "GUID(A0A1A2A3.A4A5A6A7.A8A9AAAB.ACADAEAF)");
 }
 
