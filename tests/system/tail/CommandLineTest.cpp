@@ -1,0 +1,80 @@
+// Options of orx-tail, and how it ends.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include "Tail.hpp"
+
+namespace {
+
+// How much longer than asked an end may take here.
+double slack() {
+    return isSanitized() ? 20 : 5;
+}
+
+TEST(CommandLine, EndsByItself) {
+    const Outcome outcome = Tail("27", {"--for", "0.5"}).wait();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_GE(outcome.seconds, 0.5);
+    EXPECT_LT(outcome.seconds, 0.5 + slack());
+}
+
+TEST(CommandLine, EndsAtASignal) {
+    for (const int number : {SIGINT, SIGTERM}) {
+        Tail tail("28");
+        Writer writer("28", 9);
+        writer.command("match 1"); // it runs
+        tail.signal(number);
+        const Outcome outcome = tail.waitFromNow(slack());
+        EXPECT_FALSE(outcome.isLate);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+        EXPECT_EQ(outcome.errors, "");
+    }
+}
+
+TEST(CommandLine, EndsWhenNobodyReads) {
+    Tail tail("28");
+    Writer writer("28", 9);
+    writer.command("match 1");
+    writer.command("create application 1 0 a");
+    tail.await({"created"});
+    tail.closeOutput();
+    writer.command("create participant 2 1 p");
+    writer.command("host ahost 1");
+    const Outcome outcome = tail.waitFromNow();
+    EXPECT_FALSE(outcome.isLate);
+    EXPECT_EQ(outcome.exitCode, 0);
+}
+
+TEST(CommandLine, NamesAWrongOption) {
+    struct Wrong {
+        Command options;
+        std::string named;
+    };
+    const std::vector<Wrong> wrong = {{{"--colour"}, "--colour"}, {{"--for", "soon"}, "--for"},
+        {{"--for", "-1"}, "--for"}, {{"--for"}, "--for"}, {{"--for", "nan"}, "--for"},
+        {{"--domain", "233"}, "--domain"}, {{"--domain", "two"}, "--domain"}, {{"surplus"}, "surplus"}};
+    for (const Wrong& each : wrong) {
+        Command command{bin("orx-tail")};
+        command.insert(command.end(), each.options.begin(), each.options.end());
+        const Outcome outcome = run(command);
+        EXPECT_EQ(outcome.exitCode, 2) << each.named;
+        EXPECT_NE(outcome.errors.find(each.named), std::string::npos) << outcome.errors;
+        EXPECT_EQ(outcome.output, "");
+    }
+    const Outcome variable = run({bin("orx-tail"), "--for", "0"}, {{"ORX_DOMAIN", "many"}});
+    EXPECT_EQ(variable.exitCode, 2);
+    EXPECT_NE(variable.errors.find("many"), std::string::npos) << variable.errors;
+}
+
+TEST(CommandLine, TellsHelpAndVersion) {
+    const Outcome help = run({bin("orx-tail"), "--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    for (const char* option : {"--domain", "--peers", "--for", "--json", "--version"})
+        EXPECT_NE(help.output.find(option), std::string::npos) << option;
+    const Outcome version = run({bin("orx-tail"), "--version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_EQ(linesOf(version.output).size(), 1u);
+}
+
+} // namespace
