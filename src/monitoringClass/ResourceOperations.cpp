@@ -141,8 +141,9 @@ DDS_Boolean ORX_Monitoring_onLoggingCollectionChange(struct ORX_MonitoringClass*
 }
 
 DDS_Boolean ORX_Monitoring_postLogMessage(struct ORX_MonitoringClass* monitoringClass, const char* text,
-    DDS_Long /*severity*/, DDS_Long /*messageId*/, const ORXNtpTime* timestamp, DDS_Long /*facility*/,
-    const void* /*structuredData*/, const char* /*category*/, DDS_UnsignedLong /*concurrencyIndex*/) {
+    ZDDS_Config_SyslogLevel /*severity*/, DDS_UnsignedLong /*messageId*/, const DDS_Duration_t* timestamp,
+    ZDDS_Config_LogFacility /*facility*/, const void* /*structuredData*/, const char* /*category*/,
+    DDS_UnsignedLong /*concurrencyIndex*/) {
     ORX_FAIL_IF(monitoringClass == ORX_NULL);
     ORX_FAIL_IF(text == ORX_NULL);
     ORX_FAIL_IF(timestamp == ORX_NULL);

@@ -45,8 +45,9 @@ DDS_Boolean ORX_Monitoring_dispatchCommand(struct ORX_MonitoringClass* monitorin
     const DDS_ServiceRequest* sample, const DDS_SampleInfo* info);
 DDS_Boolean ORX_Monitoring_onLoggingCollectionChange(struct ORX_MonitoringClass* monitoringClass);
 DDS_Boolean ORX_Monitoring_postLogMessage(struct ORX_MonitoringClass* monitoringClass, const char* text,
-    DDS_Long severity, DDS_Long messageId, const ORXNtpTime* timestamp, DDS_Long facility,
-    const void* structuredData, const char* category, DDS_UnsignedLong concurrencyIndex);
+    ZDDS_Config_SyslogLevel severity, DDS_UnsignedLong messageId, const DDS_Duration_t* timestamp,
+    ZDDS_Config_LogFacility facility, const void* structuredData, const char* category,
+    DDS_UnsignedLong concurrencyIndex);
 
 /* The entity lock of the library's participant. */
 DDS_Boolean ORX_Monitoring_lockMonitoringParticipant(struct ORX_MonitoringClass* self);

@@ -65,9 +65,12 @@ struct ORX_MonitoringClass {
         struct ORX_MonitoringClass* self, struct ORX_MonitoringResource* resource);
     DDS_Boolean (*resumeResourceMetricsFunction)(
         struct ORX_MonitoringClass* self, struct ORX_MonitoringResource* resource);
-    DDS_Boolean (*postLogMessage)(struct ORX_MonitoringClass* self, const char* text, DDS_Long severity,
-        DDS_Long messageId, const ORXNtpTime* timestamp, DDS_Long facility, const void* structuredData,
-        const char* category, DDS_UnsignedLong concurrencyIndex);
+    /* The caller holds the logging mutex of the index. Severity and facility in syslog's numbers;
+     * structuredData is null or a sequence of DDS_Monitoring_StructuredDataMapEntry. */
+    DDS_Boolean (*postLogMessage)(struct ORX_MonitoringClass* self, const char* text,
+        ZDDS_Config_SyslogLevel severity, DDS_UnsignedLong messageId, const DDS_Duration_t* timestamp,
+        ZDDS_Config_LogFacility facility, const void* structuredData, const char* category,
+        DDS_UnsignedLong concurrencyIndex);
 };
 typedef struct ORX_MonitoringClass ORX_MonitoringClass;
 

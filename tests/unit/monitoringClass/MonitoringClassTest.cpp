@@ -77,12 +77,15 @@ TEST(MonitoringClass, CommandsAndLogMessagesAreTakenAndIgnored) {
     DDS_SampleInfo info{};
     EXPECT_TRUE(library.table->dispatchCommandFunction(library.table, &request, &info));
     EXPECT_TRUE(library.table->onLoggingCollectionChange(library.table));
-    const ORXNtpTime time{1, 0};
-    EXPECT_TRUE(library.table->postLogMessage(library.table, "text", 3, 0, &time, 23, nullptr, nullptr, 0));
+    const DDS_Duration_t time{1, 0};
+    const auto post = [&](const char* text, const DDS_Duration_t* timestamp) {
+        return library.table->postLogMessage(library.table, text, ZDDS_CONFIG_SYSLOG_LEVEL_ERROR, 0,
+            timestamp, ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE, nullptr, nullptr, 0);
+    };
+    EXPECT_TRUE(post("text", &time));
     EXPECT_TRUE(log.lines().empty()) << log.text();
-    EXPECT_FALSE(library.table->postLogMessage(library.table, nullptr, 3, 0, &time, 23, nullptr, nullptr, 0));
-    EXPECT_FALSE(
-        library.table->postLogMessage(library.table, "text", 3, 0, nullptr, 23, nullptr, nullptr, 0));
+    EXPECT_FALSE(post(nullptr, &time));
+    EXPECT_FALSE(post("text", nullptr));
     EXPECT_TRUE(log.has("\"timestamp == ((void *)0)\"\n", "PRECONDITION"));
     EXPECT_FALSE(library.table->dispatchCommandFunction(library.table, nullptr, &info));
     EXPECT_TRUE(ORX_Monitoring_prefinalize(library.table));
