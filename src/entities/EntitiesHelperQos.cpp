@@ -55,31 +55,42 @@ const char* publishModeWord(DDS_PublishModeQosPolicyKind kind) {
                                                     : "DDS_ASYNCHRONOUS_PUBLISH_MODE_QOS";
 }
 
-void warnOfWriter(const DDS_DataWriterQos& qos, const char* topicName) {
+// What writers and readers have in common; endpoint: "DataWriter" or "DataReader".
+template <typename Qos> void warnOfEndpoint(const Qos& qos, const char* topicName, const char* endpoint) {
     const auto reliability = forcedReliability(topicName);
     if (qos.reliability.kind != reliability) {
         ORX_WARNING(INCONSISTENT_QOS,
-            "The reliability kind Qos of the %s DataWriter must be '%s'. The value in the configuration will "
+            "The reliability kind Qos of the %s %s must be '%s'. The value in the configuration will "
             "be overwritten\n",
-            topicName, reliabilityWord(reliability));
+            topicName, endpoint, reliabilityWord(reliability));
     }
     if (qos.durability.kind != forcedDurability) {
         ORX_WARNING(INCONSISTENT_QOS,
-            "The durability kind Qos of the %s DataWriter must be %s. The value in the configuration will be "
+            "The durability kind Qos of the %s %s must be %s. The value in the configuration will be "
             "overwritten\n",
-            topicName, durabilityWord(forcedDurability));
+            topicName, endpoint, durabilityWord(forcedDurability));
     }
     if (qos.history.kind != forcedHistory) {
         ORX_WARNING(INCONSISTENT_QOS,
-            "The history kind Qos of the %s DataWriter must be '%s'. The value in the configuration will be "
+            "The history kind Qos of the %s %s must be '%s'. The value in the configuration will be "
             "overwritten\n",
-            topicName, historyWord(forcedHistory));
+            topicName, endpoint, historyWord(forcedHistory));
     }
+}
+
+template <typename Qos> void forceOnEndpoint(Qos& qos, const char* topicName) {
+    qos.reliability.kind = forcedReliability(topicName);
+    qos.durability.kind = forcedDurability;
+    qos.history.kind = forcedHistory;
+    qos.protocol.vendor_specific_entity = DDS_BOOLEAN_TRUE;
+}
+
+void warnOfWriter(const DDS_DataWriterQos& qos, const char* topicName) {
+    warnOfEndpoint(qos, topicName, "DataWriter");
     if (qos.publish_mode.kind != forcedPublishMode) {
         ORX_WARNING(INCONSISTENT_QOS,
             "The publish mode kind Qos of the %s DataWriter must be '%s'. The value in the configuration "
-            "will "
-            "be overwritten\n",
+            "will be overwritten\n",
             topicName, publishModeWord(forcedPublishMode));
     }
     if (qos.protocol.rtps_reliable_writer.max_heartbeat_retries != forcedHeartbeatRetries) {
@@ -87,28 +98,6 @@ void warnOfWriter(const DDS_DataWriterQos& qos, const char* topicName) {
             "The protocol rtps reliable writer max heartbeat retries Qos of the %s DataWriter must be "
             "DDS_LENGTH_UNLIMITED.The value (%d) in the configuration will be overwritten",
             topicName, qos.protocol.rtps_reliable_writer.max_heartbeat_retries);
-    }
-}
-
-void warnOfReader(const DDS_DataReaderQos& qos, const char* topicName) {
-    const auto reliability = forcedReliability(topicName);
-    if (qos.reliability.kind != reliability) {
-        ORX_WARNING(INCONSISTENT_QOS,
-            "The reliability kind Qos of the %s DataReader must be '%s'. The value in the configuration will "
-            "be overwritten\n",
-            topicName, reliabilityWord(reliability));
-    }
-    if (qos.durability.kind != forcedDurability) {
-        ORX_WARNING(INCONSISTENT_QOS,
-            "The durability kind Qos of the %s DataReader must be %s. The value in the configuration will be "
-            "overwritten\n",
-            topicName, durabilityWord(forcedDurability));
-    }
-    if (qos.history.kind != forcedHistory) {
-        ORX_WARNING(INCONSISTENT_QOS,
-            "The history kind Qos of the %s DataReader must be '%s'. The value in the configuration will be "
-            "overwritten\n",
-            topicName, historyWord(forcedHistory));
     }
 }
 
@@ -132,12 +121,9 @@ int MonitoringEntitiesHelper_getMonitoringWriterQos(DDS_DataWriterQos* outputWri
         }
         warnOfWriter(*outputWriterQos, topicName);
     }
-    outputWriterQos->reliability.kind = forcedReliability(topicName);
-    outputWriterQos->durability.kind = forcedDurability;
-    outputWriterQos->history.kind = forcedHistory;
+    forceOnEndpoint(*outputWriterQos, topicName);
     outputWriterQos->publish_mode.kind = forcedPublishMode;
     outputWriterQos->protocol.rtps_reliable_writer.max_heartbeat_retries = forcedHeartbeatRetries;
-    outputWriterQos->protocol.vendor_specific_entity = DDS_BOOLEAN_TRUE;
     return 1;
 }
 
@@ -157,11 +143,8 @@ int MonitoringEntitiesHelper_getMonitoringReaderQos(DDS_DataReaderQos* outputRea
         if (DDS_DataReaderQos_copy(outputReaderQos, inputReaderQos) != DDS_RETCODE_OK) {
             return ORX_ERROR(FAILED_TO_COPY, "Monitoring %s DataReader QoS\n", topicName);
         }
-        warnOfReader(*outputReaderQos, topicName);
+        warnOfEndpoint(*outputReaderQos, topicName, "DataReader");
     }
-    outputReaderQos->reliability.kind = forcedReliability(topicName);
-    outputReaderQos->durability.kind = forcedDurability;
-    outputReaderQos->history.kind = forcedHistory;
-    outputReaderQos->protocol.vendor_specific_entity = DDS_BOOLEAN_TRUE;
+    forceOnEndpoint(*outputReaderQos, topicName);
     return 1;
 }
