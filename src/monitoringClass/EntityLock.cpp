@@ -22,35 +22,34 @@ bool hasEntity(const ORX_MonitoringResource& resource) {
     }
 }
 
-const DDS_Entity* entityOf(const ORX_MonitoringResource& resource) {
+enum class Step { done, noEntity, refused };
+
+// Locks or unlocks the entity behind a resource; a resource of another class has none and needs nothing.
+Step apply(DDS_ReturnCode_t (*operation)(const DDS_Entity*), const ORX_MonitoringResource& resource) {
+    if (!hasEntity(resource))
+        return Step::done;
     const auto* entity = static_cast<const DDS_Entity*>(resource.userResource);
-    if (entity == nullptr)
-        return ORX_ERROR(FAILED_TO_GET, "DDS Entity from Monitoring resource");
-    return entity;
+    if (entity == nullptr) {
+        ORX_ERROR(FAILED_TO_GET, "DDS Entity from Monitoring resource");
+        return Step::noEntity;
+    }
+    return operation(entity) == DDS_RETCODE_OK ? Step::done : Step::refused;
 }
 
 } // namespace
 
 DDS_Boolean ORX_Monitoring_lockDdsEntityFromResource(const struct ORX_MonitoringResource* resource) {
     ORX_FAIL_IF(resource == ORX_NULL);
-    if (!hasEntity(*resource))
-        return DDS_BOOLEAN_TRUE;
-    const DDS_Entity* entity = entityOf(*resource);
-    if (entity == nullptr)
-        return DDS_BOOLEAN_FALSE;
-    if (DDS_Entity_lock(entity) != DDS_RETCODE_OK)
+    const Step step = apply(DDS_Entity_lock, *resource);
+    if (step == Step::refused)
         return ORX_ERROR(FAILED_TO_LOCK, "DDS Entity");
-    return DDS_BOOLEAN_TRUE;
+    return step == Step::done;
 }
 
 DDS_Boolean ORX_Monitoring_unlockDdsEntityFromResource(const struct ORX_MonitoringResource* resource) {
     ORX_FAIL_IF(resource == ORX_NULL);
-    if (!hasEntity(*resource))
-        return DDS_BOOLEAN_TRUE;
-    const DDS_Entity* entity = entityOf(*resource);
-    if (entity == nullptr)
-        return DDS_BOOLEAN_FALSE;
-    if (DDS_Entity_unlock(entity) != DDS_RETCODE_OK)
+    const Step step = apply(DDS_Entity_unlock, *resource);
+    if (step == Step::refused)
         return ORX_ERROR(FAILED_TO_UNLOCK, "DDS Entity");
-    return DDS_BOOLEAN_TRUE;
+    return step == Step::done;
 }
