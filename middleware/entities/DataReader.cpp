@@ -174,6 +174,20 @@ DDS_ReturnCode_t DDS_Subscriber_delete_datareader(DDS_Subscriber* self, DDS_Data
     return isDestroyed ? DDS_RETCODE_OK : DDS_RETCODE_ERROR;
 }
 
+DDS_DataReader* DDS_Subscriber_lookup_datareader(DDS_Subscriber* self, const char* topicName) {
+    ZDDS_REQUIRE(self != nullptr, nullptr);
+    ZDDS_REQUIRE(topicName != nullptr, nullptr);
+    if (!self->isOfThisProcess())
+        return nullptr;
+    zdds::Guard guard(self->participant->tree);
+    for (DDS_EntityImpl* one = self->readers.first(); one != nullptr; one = one->next) {
+        auto* reader = static_cast<DDS_DataReaderImpl*>(one);
+        if (std::strcmp(reader->topic->name, topicName) == 0)
+            return reader;
+    }
+    return nullptr;
+}
+
 DDS_Entity* DDS_DataReader_as_entity(DDS_DataReader* self) {
     return self;
 }

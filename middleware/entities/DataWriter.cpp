@@ -193,3 +193,9 @@ void DDS_DataWriter_get_countersI(const DDS_DataWriter* self, DDS_DataWriterCoun
     counters->queued = self->queue.queued();
     counters->queued_peak = self->queue.queuedPeak();
 }
+
+DDS_ReturnCode_t DDS_DataWriter_get_qos(DDS_DataWriter* self, DDS_DataWriterQos* qos) {
+    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    ZDDS_REQUIRE(qos != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    return DDS_DataWriterQos_copy(qos, &self->qos);
+}

@@ -77,6 +77,8 @@ const DDS_TypePlugin& serviceRequestTypePlugin() {
 
 DDS_SEQUENCE_DEFINE(DDS_ServiceRequestSeq, DDS_ServiceRequest, &serviceRequestElement)
 
+const DDS_ServiceRequest DDS_SERVICE_REQUEST_DEFAULT = {};
+
 DDS_Boolean DDS_ServiceRequest_initialize(DDS_ServiceRequest* self) {
     ZDDS_REQUIRE(self != nullptr, DDS_BOOLEAN_FALSE);
     *self = DDS_ServiceRequest{};

@@ -216,6 +216,24 @@ DDS_ReturnCode_t DDS_DataWriter_write_w_params_untypedI(
     return result;
 }
 
+const DDS_WriteParams_t DDS_WRITEPARAMS_DEFAULT = {};
+
+DDS_ReturnCode_t DDS_WriteParams_from_sample_info(DDS_WriteParams_t* self, const DDS_SampleInfo* info) {
+    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    ZDDS_REQUIRE(info != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    self->source_timestamp = info->source_timestamp;
+    self->handle = info->instance_handle;
+    self->identity = info->publication_sequence_number;
+    self->source_guid = info->source_guid;
+    self->related_source_guid = info->related_source_guid;
+    return DDS_RETCODE_OK;
+}
+
+void DDS_WriteParams_finalize(DDS_WriteParams_t* self) {
+    ZDDS_REQUIRE(self != nullptr);
+    *self = DDS_WRITEPARAMS_DEFAULT;
+}
+
 DDS_ReturnCode_t DDS_DataWriter_flushI(DDS_DataWriter* self, const DDS_Duration_t* maxWait) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(maxWait != nullptr, DDS_RETCODE_BAD_PARAMETER);

@@ -1,5 +1,6 @@
 #include "zddsc/basic_types.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "zddscore/heap.h"
@@ -162,4 +163,24 @@ void DDS_InstanceHandle_to_guid(const DDS_InstanceHandle_t* self, DDS_GUID_t* gu
         return;
     }
     std::memcpy(guid->value, self->keyHash, sizeof guid->value);
+}
+
+int DDS_InstanceHandle_compare(const DDS_InstanceHandle_t* left, const DDS_InstanceHandle_t* right) {
+    if (!left->isValid || !right->isValid)
+        return (left->isValid != 0) - (right->isValid != 0);
+    if (left->length != right->length)
+        return left->length < right->length ? -1 : 1;
+    return std::memcmp(left->keyHash, right->keyHash, std::min<size_t>(left->length, sizeof left->keyHash));
+}
+
+void DDS_InstanceHandle_copy(DDS_InstanceHandle_t* self, const DDS_InstanceHandle_t* source) {
+    *self = *source;
+}
+
+void DDS_GUID_from_instance_handle(DDS_GUID_t* self, const DDS_InstanceHandle_t* handle) {
+    DDS_InstanceHandle_to_guid(handle, self);
+}
+
+void DDS_GUID_to_instance_handle(const DDS_GUID_t* self, DDS_InstanceHandle_t* handle) {
+    DDS_InstanceHandle_from_guid(handle, self);
 }

@@ -90,13 +90,19 @@ struct DDS_SequenceNumber_t {
     DDS_UnsignedLong low;
 };
 typedef struct DDS_SequenceNumber_t DDS_SequenceNumber_t;
+#define DDS_SEQUENCE_NUMBER_ZERO                                                                             \
+    { 0, 0U }
 
 /* 16 octets in wire order: 12 of prefix, 4 of entity id. */
 struct DDS_GUID_t {
     DDS_Octet value[16];
 };
 typedef struct DDS_GUID_t DDS_GUID_t;
-ZDDSC_EXPORT extern const DDS_GUID_t DDS_GUID_UNKNOWN;
+#define DDS_GUID_ZERO                                                                                        \
+    {                                                                                                        \
+        { 0 }                                                                                                \
+    }
+ZDDSC_EXPORT extern const DDS_GUID_t DDS_GUID_UNKNOWN; /* all 0 */
 ZDDSC_EXPORT DDS_Boolean DDS_GUID_equals(const DDS_GUID_t* left, const DDS_GUID_t* right);
 /* Order of the octets: negative, 0 or positive. */
 ZDDSC_EXPORT int DDS_GUID_compare(const DDS_GUID_t* left, const DDS_GUID_t* right);
@@ -115,9 +121,16 @@ ZDDSC_EXPORT extern const DDS_InstanceHandle_t DDS_HANDLE_NIL;
 ZDDSC_EXPORT DDS_Boolean DDS_InstanceHandle_equals(
     const DDS_InstanceHandle_t* left, const DDS_InstanceHandle_t* right);
 ZDDSC_EXPORT DDS_Boolean DDS_InstanceHandle_is_nil(const DDS_InstanceHandle_t* self);
+/* An order of handles, nil first: negative, 0 or positive. */
+ZDDSC_EXPORT int DDS_InstanceHandle_compare(
+    const DDS_InstanceHandle_t* left, const DDS_InstanceHandle_t* right);
+ZDDSC_EXPORT void DDS_InstanceHandle_copy(DDS_InstanceHandle_t* self, const DDS_InstanceHandle_t* source);
 /* A remote endpoint's or participant's handle is its GUID. */
 ZDDSC_EXPORT void DDS_InstanceHandle_from_guid(DDS_InstanceHandle_t* self, const DDS_GUID_t* guid);
 ZDDSC_EXPORT void DDS_InstanceHandle_to_guid(const DDS_InstanceHandle_t* self, DDS_GUID_t* guid);
+/* The same, seen from the GUID. */
+ZDDSC_EXPORT void DDS_GUID_from_instance_handle(DDS_GUID_t* self, const DDS_InstanceHandle_t* handle);
+ZDDSC_EXPORT void DDS_GUID_to_instance_handle(const DDS_GUID_t* self, DDS_InstanceHandle_t* handle);
 
 ZDDS_END_C
 

@@ -152,6 +152,8 @@ ZDDSC_EXPORT DDS_Entity* DDS_DataWriter_as_entity(DDS_DataWriter* self);
 ZDDSC_EXPORT DDS_Topic* DDS_DataWriter_get_topic(DDS_DataWriter* self);
 ZDDSC_EXPORT DDS_Publisher* DDS_DataWriter_get_publisher(DDS_DataWriter* self);
 ZDDSC_EXPORT const DDS_TypePlugin* DDS_DataWriter_get_type_pluginI(const DDS_DataWriter* self);
+/* Into an initialized value. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_get_qos(DDS_DataWriter* self, DDS_DataWriterQos* qos);
 /* Reading a status clears its changes and its trigger. */
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_get_publication_matched_status(
     DDS_DataWriter* self, DDS_PublicationMatchedStatus* status);
@@ -175,9 +177,19 @@ typedef struct DDS_WriteParams_t {
     DDS_Time_t source_timestamp; /* sec and nanosec 0: now */
     DDS_InstanceHandle_t handle;
     DDS_GUID_t destination; /* all 0: every matched reader; else that reader alone */
-    /* Out: the sample's sequence number; of an asynchronous writer 0 once the engine has refused a sample. */
+    /* Out: the sample's sequence number; of an asynchronous writer 0 once the engine has refused a sample.
+     * In, for a sample that is put into a reader by hand: its sequence number; 0 counts on. */
     DDS_SequenceNumber_t identity;
+    /* Of a sample that is put into a reader by hand: what its sample info tells. */
+    DDS_GUID_t source_guid;
+    DDS_GUID_t related_source_guid;
 } DDS_WriteParams_t;
+ZDDSC_EXPORT extern const DDS_WriteParams_t DDS_WRITEPARAMS_DEFAULT; /* all 0 */
+/* The source time, sequence number, instance and GUIDs of a sample that was read. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_WriteParams_from_sample_info(
+    DDS_WriteParams_t* self, const DDS_SampleInfo* info);
+/* It owns nothing. */
+ZDDSC_EXPORT void DDS_WriteParams_finalize(DDS_WriteParams_t* self);
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_write_w_params_untypedI(
     DDS_DataWriter* self, const void* sample, DDS_WriteParams_t* params);
 
@@ -211,6 +223,8 @@ ZDDSC_EXPORT DDS_DataReader* DDS_Subscriber_create_datareader(DDS_Subscriber* se
     DDS_TopicDescription* topic, const DDS_DataReaderQos* qos, const DDS_DataReaderListener* listener,
     DDS_StatusMask mask);
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_Subscriber_delete_datareader(DDS_Subscriber* self, DDS_DataReader* reader);
+/* The first reader of that topic, in the order of creation; null when there is none. */
+ZDDSC_EXPORT DDS_DataReader* DDS_Subscriber_lookup_datareader(DDS_Subscriber* self, const char* topicName);
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_Subscriber_delete_contained_entities(DDS_Subscriber* self);
 
 ZDDSC_EXPORT DDS_Entity* DDS_DataReader_as_entity(DDS_DataReader* self);

@@ -75,8 +75,14 @@ struct DDS_SampleInfo {
     DDS_SequenceNumber_t original_publication_virtual_sequence_number;
     DDS_Long sample_rank;
     DDS_Boolean valid_data;
+    /* What the write parameters said, of samples that were put into the reader by hand; else all 0. */
+    DDS_GUID_t source_guid;
+    DDS_GUID_t related_source_guid;
 };
 typedef struct DDS_SampleInfo DDS_SampleInfo;
+/* Invalid times, everything else 0. */
+ZDDSC_EXPORT extern const DDS_SampleInfo DDS_SAMPLEINFO_DEFAULT;
+ZDDSC_EXPORT DDS_Boolean DDS_SampleInfo_finalize(DDS_SampleInfo* self);
 DDS_SEQUENCE_DECLARE(ZDDSC_EXPORT, DDS_SampleInfoSeq, DDS_SampleInfo);
 
 ZDDS_END_C
