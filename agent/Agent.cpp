@@ -101,7 +101,7 @@ void* runAgent(void*) {
     if (startLibrary()) {
         AGENT_STATUS(CREATE, "the monitoring library; what the program makes is monitored");
         while (registry.waitForWork() && processWork(registry, workUnderOneLock))
-            lastWorkNs.store(monotonicNow(), std::memory_order_relaxed);
+            lastWorkNs.store(Deadline::now(), std::memory_order_relaxed);
         AGENT_WARNING(FAILURE, "monitoring has ended with the engine or the library; the program runs on");
         registry.stopWork();
         detachAll(registry);
@@ -136,11 +136,11 @@ bool startThread() {
 void quiesce() {
     if (getpid() != startedIn)
         return;
-    const int64_t deadline = monotonicNow() + endBoundNs;
+    const int64_t deadline = Deadline::now() + endBoundNs;
     if (!theRegistry().waitUntilIdle(deadline))
         return;
     const int64_t published = lastWorkNs.load(std::memory_order_relaxed) + publicationNs;
-    const int64_t left = (published < deadline ? published : deadline) - monotonicNow();
+    const int64_t left = (published < deadline ? published : deadline) - Deadline::now();
     if (left > 0)
         usleep(static_cast<useconds_t>(left / 1000));
 }

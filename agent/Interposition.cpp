@@ -218,7 +218,7 @@ bool isMonitoringDomain(dds_entity_t handle) {
 void endMonitoring() {
     constexpr int64_t boundNs = 2'000'000'000;
     entities->requestStop();
-    if (!entities->waitUntilStopped(monotonicNow() + boundNs))
+    if (!entities->waitUntilStopped(Deadline::now() + boundNs))
         AGENT_WARNING(FAILED_TO_FINALIZE, "the monitoring library, before the program ends the engine");
 }
 

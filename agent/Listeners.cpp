@@ -12,7 +12,8 @@ namespace {
 
 Registry* callbackRegistry = nullptr;
 
-// Wakes who waits for callbacks to end. Never ends itself: see Sync.hpp.
+// Wakes who waits for callbacks to end. Never ends itself: threads of the engine and of the program
+// may be inside when the process's static destructors run.
 Condition& callbackEnded() {
     alignas(Condition) static char memory[sizeof(Condition)];
     static auto* condition = new (memory) Condition;

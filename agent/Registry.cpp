@@ -263,7 +263,7 @@ void Registry::requestStop() {
 bool Registry::waitUntilStopped(int64_t deadlineNs) {
     Guard guard(mutex);
     while (!isStopped_) {
-        if (!changed_.waitUntil(mutex, deadlineNs))
+        if (!changed_.wait(mutex, {deadlineNs}))
             return false;
     }
     return true;
@@ -318,7 +318,7 @@ void Registry::deleted(Observed& observed) {
 bool Registry::waitUntilIdle(int64_t deadlineNs) {
     Guard guard(mutex);
     while (hasWork() || isBusy_) {
-        if (!changed_.waitUntil(mutex, deadlineNs))
+        if (!changed_.wait(mutex, {deadlineNs}))
             return false;
     }
     return true;

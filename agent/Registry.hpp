@@ -14,9 +14,14 @@
 #define ORX_AGENT_REGISTRY_HPP
 
 #include "agent/Observed.hpp"
-#include "agent/Sync.hpp"
+#include "src/support/Sync.hpp"
 
 namespace orx::agent {
+
+using zdds::Condition;
+using zdds::Deadline;
+using zdds::Guard;
+using zdds::Mutex;
 
 constexpr uint32_t maximumEndedUnseen = 4096;
 

@@ -132,7 +132,7 @@ DDS_ReturnCode_t DDS_WaitSet_wait(
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(active != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(timeout != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    const zdds::Deadline deadline = zdds::Deadline::in(*timeout);
+    const zdds::Deadline deadline = zdds::deadlineIn(*timeout);
     zdds::Guard guard(conditionsMutex);
     if (self->isWaiting) {
         guard.release();

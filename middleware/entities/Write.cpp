@@ -239,7 +239,7 @@ DDS_ReturnCode_t DDS_DataWriter_flushI(DDS_DataWriter* self, const DDS_Duration_
     ZDDS_REQUIRE(maxWait != nullptr, DDS_RETCODE_BAD_PARAMETER);
     if (!self->isOfThisProcess())
         return DDS_RETCODE_ILLEGAL_OPERATION;
-    return self->queue.waitUntilEmpty(zdds::Deadline::in(*maxWait)) ? DDS_RETCODE_OK : DDS_RETCODE_TIMEOUT;
+    return self->queue.waitUntilEmpty(zdds::deadlineIn(*maxWait)) ? DDS_RETCODE_OK : DDS_RETCODE_TIMEOUT;
 }
 
 DDS_ReturnCode_t DDS_DataWriter_wait_for_acknowledgments(
@@ -252,7 +252,7 @@ DDS_ReturnCode_t DDS_DataWriter_wait_for_acknowledgments(
         return DDS_RETCODE_NOT_ENABLED;
     if (self->qos.reliability.kind == DDS_BEST_EFFORT_RELIABILITY_QOS)
         return DDS_RETCODE_OK;
-    const zdds::Deadline deadline = zdds::Deadline::in(*maxWait);
+    const zdds::Deadline deadline = zdds::deadlineIn(*maxWait);
     if (!self->queue.waitUntilEmpty(deadline))
         return DDS_RETCODE_TIMEOUT;
     return zdds::toReturnCode(self->engineWriter->waitForAcknowledgments(deadline.remaining()));

@@ -338,16 +338,16 @@ TEST_F(RegistryTest, TablesThatCannotGrowStillFind) {
 }
 
 TEST_F(RegistryTest, IdleIsReportedWhenAllWorkIsDone) {
-    EXPECT_TRUE(registry->waitUntilIdle(monotonicNow() + 10'000'000'000));
+    EXPECT_TRUE(registry->waitUntilIdle(Deadline::now() + 10'000'000'000));
     Observed* one = participant(*registry);
-    EXPECT_FALSE(registry->waitUntilIdle(monotonicNow() + 1'000'000)) << "nobody does the work";
+    EXPECT_FALSE(registry->waitUntilIdle(Deadline::now() + 1'000'000)) << "nobody does the work";
     std::thread worker([&] {
         while (registry->waitForWork())
             doWork(*registry);
     });
-    EXPECT_TRUE(registry->waitUntilIdle(monotonicNow() + 60'000'000'000));
+    EXPECT_TRUE(registry->waitUntilIdle(Deadline::now() + 60'000'000'000));
     registry->end(*one);
-    EXPECT_TRUE(registry->waitUntilIdle(monotonicNow() + 60'000'000'000));
+    EXPECT_TRUE(registry->waitUntilIdle(Deadline::now() + 60'000'000'000));
     registry->requestStop();
     worker.join();
 }
@@ -389,7 +389,7 @@ TEST_F(RegistryTest, ThreadsMayDoEverythingAtOnce) {
     second.join();
     reader.join();
     registry->end(*one);
-    EXPECT_TRUE(registry->waitUntilIdle(monotonicNow() + 60'000'000'000));
+    EXPECT_TRUE(registry->waitUntilIdle(Deadline::now() + 60'000'000'000));
     registry->requestStop();
     worker.join();
     EXPECT_EQ(registry->listed(), 0u);
