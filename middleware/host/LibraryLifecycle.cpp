@@ -18,6 +18,11 @@ private:
     ORXOsapiSemaphore* mutex_;
 };
 
+// With release, for threads of the library that look for their object without the library lock.
+void publish(ORX_MonitoringGlobals& globals, ORX_MonitoringClass* monitoringClass) {
+    std::atomic_ref(globals.monitoringClass).store(monitoringClass, std::memory_order_release);
+}
+
 ORX_MonitoringClass* startLocked(ORX_MonitoringGlobals& globals, const ORX_MonitoringProperty_t& property) {
     if (globals.createFunction == nullptr)
         return ZDDS_FAIL(nullptr, FAILED_TO_FIND, "create function of the monitoring library");
@@ -43,7 +48,7 @@ ORX_MonitoringClass* startLocked(ORX_MonitoringGlobals& globals, const ORX_Monit
     if (monitoringClass == nullptr)
         return ZDDS_FAIL(nullptr, FAILED_TO_CREATE, "monitoring library");
     undo.dismiss();
-    globals.monitoringClass = monitoringClass;
+    publish(globals, monitoringClass);
     ++globals.libraryEpoch;
     host().enabled.store(true, std::memory_order_release);
     return monitoringClass;
@@ -97,7 +102,7 @@ DDS_Boolean ORX_MonitoringHost_stop(void) {
         return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_FINALIZE, "monitoring library: a thread did not end");
     monitoringClass->deleteFunction(monitoringClass);
     zdds::host::LibraryLock lock(globals->mutex);
-    globals->monitoringClass = nullptr;
+    zdds::host::publish(*globals, nullptr);
     globals->eventConcurrency = globals->loggingConcurrency = {};
     return DDS_BOOLEAN_TRUE;
 }

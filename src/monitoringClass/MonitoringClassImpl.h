@@ -54,6 +54,9 @@ typedef struct ORX_MonitoringClassImpl ORX_MonitoringClassImpl;
 /* Null for null. Read without a lock: the pointer does not change between create and delete. */
 struct ORX_MonitoringResourceRegistry* ORX_Monitoring_getResourceRegistry(
     struct ORX_MonitoringClass* monitoringClass);
+/* The object that stands in the globals, or null: what a thread looks at that does not hold the library lock.
+ * The host puts it there with release once create has returned. */
+struct ORX_MonitoringClass* ORX_Monitoring_getPublishedClassI(void);
 
 ZDDS_END_C
 

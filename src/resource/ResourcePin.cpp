@@ -12,8 +12,7 @@ constexpr ORX_UINT32 orxLogSubmodule = orx::log::submodule::resource;
 class ResourcesMutex {
 public:
     bool take() {
-        const ORX_MonitoringGlobals* globals = ORX_MonitoringGlobals_get_instance();
-        ORX_MonitoringClass* monitoringClass = globals != nullptr ? globals->monitoringClass : nullptr;
+        ORX_MonitoringClass* monitoringClass = ORX_Monitoring_getPublishedClassI();
         ORX_MonitoringResourceRegistry* registry =
             monitoringClass != nullptr ? ORX_Monitoring_getResourceRegistry(monitoringClass) : nullptr;
         if (registry == nullptr)
