@@ -26,6 +26,7 @@ FLOORS = [
     ("src/resource/", 6),
     ("src/monitoringClass/EntityLock", 7),
     ("src/eventMetrics/", 7),
+    ("src/periodicMetricCollector/", 7),
     ("src/monitoringClass/ResourceOperations", 9),
     ("src/monitoringClass/MetricSelectionStore", 9),
     ("src/monitoringClass/RootResource", 9),
