@@ -8,6 +8,7 @@
 #include "src/monitoringClass/MonitoringClassImpl.h"
 #include "src/monitoringClass/ResourceOperations.h"
 #include "src/monitoringClass/RootResource.h"
+#include "src/periodicMetricCollector/PeriodicMetricCollector.h"
 #include "src/resource/ResourceLifecycle.h"
 #include "zddscore/heap.h"
 
@@ -19,6 +20,7 @@ using Library = ORX_MonitoringClassImpl;
 
 constexpr char snapshotThreadName[] = "oMo###EventSnap";
 constexpr char eventThreadName[] = "oMo#######Event";
+constexpr char periodicThreadName[] = "oMo###Periodic";
 constexpr int selectionIndexSize = 8192;      // sets the number of levels
 constexpr int selectionIndexInitialNodes = 2; // selections are few
 constexpr size_t selectionNodeAlignment = 8;
@@ -145,6 +147,39 @@ bool startEventTaskExecutor(Library& self, const ORX_MonitoringGlobals& globals)
     return true;
 }
 
+// What the event generators' threads run under.
+struct Identity {
+    REDAWorkerFactory* workerFactory;
+    ORXOsapiRtpsGuid participantGuid;
+};
+
+bool getWorkerFactory(Library& self, Identity& identity) {
+    identity.workerFactory = DDS_DomainParticipantFactory_get_worker_factoryI(self.parent.factory, nullptr);
+    if (identity.workerFactory == nullptr)
+        return ORX_ERROR(FAILED_TO_GET, "Worker factory");
+    return true;
+}
+
+bool getParticipantGuid(Library& self, Identity& identity) {
+    DDS_GUID_t guid{};
+    if (DDS_Entity_get_guid(DDS_DomainParticipant_as_entity(self.entities->participant), &guid) !=
+        DDS_RETCODE_OK)
+        return ORX_ERROR(FAILED_TO_GET, "GUID of the monitoring DomainParticipant");
+    DDS_GUID_copy_to_pres_guid(&guid, &identity.participantGuid);
+    return true;
+}
+
+bool startPeriodicMetricCollector(Library& self, const Identity& identity) {
+    self.periodicMetric = ORX_MonitoringPeriodicMetricCollector_new(&self.property->periodic,
+        periodicThreadName, self.entities->parent.periodic_writer, identity.workerFactory,
+        &identity.participantGuid.prefix, self.resourceRegistry);
+    if (self.periodicMetric == nullptr) {
+        return ORX_ERROR(
+            FAILED_TO_CREATE, "Monitoring periodic event thread with name %s", periodicThreadName);
+    }
+    return true;
+}
+
 bool enableEntities(Library& self) {
     if (!ORX_MonitoringLibraryEntities_enable(self.entities)) {
         return ORX_ERROR(FAILED_TO_ENABLE, "Monitoring Library Entities");
@@ -162,9 +197,16 @@ bool build(Library& self, DDS_DomainParticipantFactory* factory, const ORX_Monit
     self.parent = operations;
     self.parent.factory = factory;
     self.status = ORX_MONITORING_STATE_ENABLED;
-    return createSelectionStore(self) && storeInitialSelections(self) && createEntities(self) &&
-           startSnapshotThread(self) && createResources(self) && startEventTaskExecutor(self, globals) &&
-           enableEntities(self);
+    Identity identity{};
+    if (!createSelectionStore(self) || !storeInitialSelections(self) || !createEntities(self) ||
+        !startSnapshotThread(self) || !getWorkerFactory(self, identity) || !createResources(self) ||
+        !startEventTaskExecutor(self, globals) || !getParticipantGuid(self, identity) ||
+        !startPeriodicMetricCollector(self, identity) || !enableEntities(self))
+        return false;
+    // Last: no periodic sample leaves before the library is complete.
+    ORX_MonitoringPeriodicMetricCollector_setState(
+        self.periodicMetric, ORX_MONITORING_PERIODIC_METRIC_COLLECTOR_STATUS_RUNNING);
+    return true;
 }
 
 // ---- And of delete, in the order in which nothing loses what it still uses ----
@@ -233,6 +275,10 @@ void ORX_Monitoring_delete(struct ORX_MonitoringClass* monitoringClass) {
     self->eventSnapshotThread = nullptr;
     if (!ORX_MonitoringEventTaskExecutor_delete(self->eventTaskExecutor))
         return;
+    self->eventTaskExecutor = nullptr;
+    if (!ORX_MonitoringPeriodicMetricCollector_delete(self->periodicMetric))
+        return;
+    self->periodicMetric = nullptr;
     if (self->entities != nullptr)
         ORX_MonitoringLibraryEntities_delete(self->entities, self->parent.factory);
     ORX_MonitoringResourceRegistry_delete(self->resourceRegistry);
