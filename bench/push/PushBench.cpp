@@ -20,6 +20,7 @@
 #include "bench/common/Compare.hpp"
 #include "orxmonitoring2d/data_model.h"
 #include "src/dataModel/MetricCatalogue.h"
+#include "tests/helpers/TestDomain.hpp"
 #include "zddsc/monitoring.h"
 #include "zddscore/log.h"
 
@@ -92,7 +93,7 @@ Library startLibrary() {
     ORX_Monitoring_initialize();
     ORX_MonitoringProperty_t property{};
     ORX_MonitoringProperty_t_initialize(&property);
-    property.domain_id = 95;
+    property.domain_id = testDomain();
     property.event.publication_period = {0, 1'000'000}; // so that the library keeps up with the batches
     // One selection that turns every metric on.
     DDS_MonitoringMetricSelectionSeq_ensure_length(&property.metric_selection_list, 1, 1);

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "src/dataModel/MetricCatalogue.h"
+#include "tests/helpers/TestDomain.hpp"
 #include "zddsc/monitoring.h"
 #include "zddscore/heap.h"
 #include "zddscore/log.h"
@@ -29,7 +30,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr DDS_Long selections = 16;
-constexpr DDS_DomainId_t monitoringDomain = 95;
 
 [[noreturn]] void fail(const char* what) {
     std::fprintf(stderr, "resource_bench: %s\n", what);
@@ -153,7 +153,7 @@ private:
         ORX_Monitoring_initialize();
         ORX_MonitoringProperty_t property{};
         ORX_MonitoringProperty_t_initialize(&property);
-        property.domain_id = monitoringDomain;
+        property.domain_id = testDomain();
         addSelections(property.metric_selection_list);
         library_ = ORX_MonitoringHost_start(&property);
         ORX_MonitoringProperty_t_finalize_ex(&property, DDS_BOOLEAN_FALSE);

@@ -21,6 +21,7 @@
 #include <gtest/gtest.h>
 
 #include "middleware/engine/Engine.hpp"
+#include "tests/helpers/TestDomain.hpp"
 
 namespace zdds::engine {
 
@@ -43,7 +44,6 @@ namespace eng = zdds::engine;
 
 constexpr std::chrono::seconds patience{30}; // a generous bound, never an expectation
 constexpr int64_t second = 1'000'000'000;
-constexpr DDS_DomainId_t firstDomain = 50;
 
 using Bytes = std::vector<uint8_t>;
 

@@ -222,7 +222,7 @@ TEST_P(Delivery, SinksMayBeAbsent) {
 TEST_P(Delivery, TopicsOfTheMonitoringNamesWork) {
     for (const char* name :
         {"DCPSEventStatusMonitoring", "DCPSPeriodicStatusMonitoring", "DCPSLoggingStatusMonitoring"}) {
-        ParticipantPointer here = participant(firstDomain + 1);
+        ParticipantPointer here = participant(testDomain(1));
         WriterRecorder writerSink;
         ReaderRecorder readerSink;
         WriterPointer writer = makeWriter(*here, name, &writerSink);

@@ -15,7 +15,7 @@ int32_t dds_delete(int32_t entity);
 namespace contract {
 namespace {
 
-constexpr DDS_DomainId_t domain = firstDomain + 4;
+const DDS_DomainId_t domain = testDomain(4);
 constexpr const char* loopbackDeviceAlone =
     "<CycloneDDS><Domain id=\"any\"><General><Interfaces><NetworkInterface "
     "name=\"lo\"/></Interfaces></General>"
@@ -114,7 +114,7 @@ TEST(Domain, ProgramsParticipantsOutliveOurs) {
     ours.reset();
     uint32_t id = 0;
     EXPECT_EQ(dds_get_domainid(programs, &id), 0);
-    EXPECT_EQ(id, uint32_t{domain});
+    EXPECT_EQ(id, static_cast<uint32_t>(domain));
     // Who comes later finds the domain again, and takes it down in the end.
     ours = participantWithPeers({"127.0.0.1"});
     EXPECT_TRUE(ours);

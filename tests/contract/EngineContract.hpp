@@ -30,7 +30,7 @@ protected:
     }
 
     eng::Engine& engine() { return loopback_ ? static_cast<eng::Engine&>(*loopback_) : eng::cyclone(); }
-    ParticipantPointer participant(DDS_DomainId_t domain = firstDomain) {
+    ParticipantPointer participant(DDS_DomainId_t domain = testDomain(0)) {
         return ParticipantPointer{
             engine().createParticipant({.domainId = domain, .name = "contract", .peers = {}})};
     }

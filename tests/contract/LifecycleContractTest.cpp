@@ -163,7 +163,7 @@ TEST_P(Lifecycle, ParticipantsOfManyThreadsDoNotDisturbEachOther) {
     for (std::thread& thread : threads)
         thread = std::thread([&] {
             for (int i = 0; i < 3; ++i) {
-                ParticipantPointer own = participant(firstDomain + 2);
+                ParticipantPointer own = participant(testDomain(2));
                 ASSERT_TRUE(own);
                 WriterPointer writer = makeWriter(*own, "manyThreads", nullptr);
                 EXPECT_TRUE(writer);

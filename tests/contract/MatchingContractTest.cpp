@@ -139,7 +139,7 @@ TEST_P(Matching, ItIsToldOfEveryPairOnce) {
 }
 
 TEST_P(Matching, DomainsAreApart) {
-    ParticipantPointer here = participant(firstDomain), there = participant(firstDomain + 1);
+    ParticipantPointer here = participant(testDomain(0)), there = participant(testDomain(1));
     const std::string topic = uniqueName("domains");
     ReaderRecorder other, witness;
     ReaderPointer far = makeReader(*there, topic, &other);

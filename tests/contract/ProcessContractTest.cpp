@@ -9,7 +9,7 @@ namespace {
 
 using eng::Status;
 
-constexpr DDS_DomainId_t domain = firstDomain + 3;
+const DDS_DomainId_t domain = testDomain(3);
 
 std::string identityOf(const DDS_GUID_t& endpoint, const DDS_GUID_t& participant) {
     return textOf(eng::RemoteEndpoint{endpoint, participant});

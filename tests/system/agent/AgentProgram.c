@@ -19,10 +19,13 @@
         }                                                                                                    \
     } while (0)
 
-static dds_entity_t openParticipant(void) {
+static dds_domainid_t programDomain(void) {
     const char* domain = getenv("PROGRAM_DOMAIN");
-    const dds_entity_t participant =
-        dds_create_participant(domain != NULL ? (dds_domainid_t)atoi(domain) : 71, NULL, NULL);
+    return domain != NULL ? (dds_domainid_t)atoi(domain) : 0;
+}
+
+static dds_entity_t openParticipant(void) {
+    const dds_entity_t participant = dds_create_participant(programDomain(), NULL, NULL);
     CHECK(participant > 0);
     return participant;
 }
@@ -42,7 +45,7 @@ static dds_qos_t* named(const char* name) {
 /* Every kind of entity, with names where the engine takes them; they live as long as the process. */
 static void namedEntities(void) {
     dds_qos_t* qos = named("my/participant*");
-    const dds_entity_t participant = dds_create_participant(71, qos, NULL);
+    const dds_entity_t participant = dds_create_participant(programDomain(), qos, NULL);
     dds_delete_qos(qos);
     const dds_entity_t topic = openTopic(participant, "rt/chatter");
     qos = named("my publisher");

@@ -12,13 +12,15 @@ size_t countWith(const std::string& text, const std::vector<std::string>& parts)
 TEST(EndToEnd, EntitiesOfProgramsArriveAsEvents) {
     if (isSanitized())
         GTEST_SKIP() << "ddsperf has no sanitizer";
-    const std::string domain = "76";
+    const std::string programs = testDomainText(0);
+    const std::string domain = testDomainText(1);
     Process tail({bin("orx-tail"), "--domain", domain, "--for", "9"}, {});
-    Process ping({bin("orx-run"), "--domain", domain, "--app-name", "ping", "ddsperf", "-D4", "-i", "72",
+    Process ping({bin("orx-run"), "--domain", domain, "--app-name", "ping", "ddsperf", "-D4", "-i", programs,
                      "ping", "100Hz"},
         {});
     Process pong(
-        {bin("orx-run"), "--domain", domain, "--app-name", "pong", "ddsperf", "-D5", "-i", "72", "pong"}, {});
+        {bin("orx-run"), "--domain", domain, "--app-name", "pong", "ddsperf", "-D5", "-i", programs, "pong"},
+        {});
     const Outcome pinged = ping.wait();
     const Outcome ponged = pong.wait();
     const Outcome seen = tail.wait();
@@ -29,7 +31,7 @@ TEST(EndToEnd, EntitiesOfProgramsArriveAsEvents) {
     EXPECT_EQ(seen.exitCode, 0) << seen.errors;
     for (const std::string application : {"ping", "pong"}) {
         const std::string path = "/applications/" + application + "/domain_participants/participant_";
-        EXPECT_GT(countWith(seen.output, {path, "domain_id", " 72 "}), 0u) << application;
+        EXPECT_GT(countWith(seen.output, {path, "domain_id", " " + programs + " "}), 0u) << application;
         EXPECT_GT(countWith(seen.output, {path, "product_version", "major=0", "minor=10", "release=2"}), 0u)
             << application;
         EXPECT_GT(

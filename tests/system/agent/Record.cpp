@@ -7,6 +7,15 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "tests/helpers/TestDomain.hpp"
+
+namespace {
+
+// Programs of these tests make their entities in a domain of this process, unless a test says otherwise.
+const int domainIsSet = setenv("PROGRAM_DOMAIN", testDomainText(0).c_str(), 1);
+
+} // namespace
+
 Record::Record() {
     char path[] = "/tmp/orx-agent-record-XXXXXX";
     const int descriptor = mkstemp(path);
@@ -47,7 +56,7 @@ std::vector<std::string> Record::lines(const std::string& start) const {
 }
 
 std::vector<std::string> underAgent(std::vector<std::string> command, std::vector<std::string> options) {
-    std::vector<std::string> result = {bin("orx-run"), "--domain", "75"};
+    std::vector<std::string> result = {bin("orx-run"), "--domain", testDomainText(1)};
     result.insert(result.end(), options.begin(), options.end());
     result.emplace_back("--");
     result.insert(result.end(), command.begin(), command.end());

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/helpers/TestDomain.hpp"
 #include "tests/system/support/Process.hpp"
 
 // A file for the recording library, removed at the end.
@@ -24,7 +25,7 @@ private:
     std::string path_;
 };
 
-// orx-run with the monitoring domain of these tests, and the command.
+// orx-run with the monitoring domain of these tests (testDomain(1)), and the command.
 std::vector<std::string> underAgent(std::vector<std::string> command, std::vector<std::string> options = {});
 
 #endif

@@ -137,8 +137,8 @@ static dds_entity_t endpoints[32];
 static int endpointCount;
 
 static void open(void) {
-    const char* domain = getenv("TRANSCRIPT_DOMAIN");
-    participant = dds_create_participant(domain != NULL ? (dds_domainid_t)atoi(domain) : 70, NULL, NULL);
+    const char* domain = getenv("PROGRAM_DOMAIN");
+    participant = dds_create_participant(domain != NULL ? (dds_domainid_t)atoi(domain) : 0, NULL, NULL);
     topic = dds_create_topic(participant, &AgentTest_Message_desc, "transcript", NULL, NULL);
     say("participant %d topic %d", participant > 0, topic > 0);
 }

@@ -29,8 +29,8 @@ TEST(Transparency, TheRealLibraryChangesNothingEither) {
 }
 
 TEST(Transparency, TheMonitoringDomainMayBeTheProgramsOwn) {
-    const Outcome without = run(transcript, {{"TRANSCRIPT_DOMAIN", "75"}});
-    const Outcome with = run(underAgent(transcript), {{"TRANSCRIPT_DOMAIN", "75"}});
+    const Outcome without = run(transcript, {{"PROGRAM_DOMAIN", testDomainText(1)}});
+    const Outcome with = run(underAgent(transcript), {{"PROGRAM_DOMAIN", testDomainText(1)}});
     EXPECT_EQ(with.exitCode, 23) << with.errors;
     EXPECT_EQ(with.output, without.output);
 }

@@ -1,11 +1,12 @@
 // A reader made by idlc from the installed IDL, which knows nothing of this project, decodes what is
-// published. Programs domains 20 and 21, monitoring domains 25 and 26.
+// published.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <memory>
 
+#include "tests/helpers/TestDomain.hpp"
 #include "tests/system/support/Loopback.hpp"
 
 namespace {
@@ -98,12 +99,13 @@ void expectGroups(Process& reader, const Tree& tree, const std::string& domain, 
 }
 
 TEST(Interop, AReaderOfIdlcDecodesTheLifeOfAnApplication) {
-    const std::string domain = "25";
+    const std::string domain = testDomainText(2);
     // Told apart from whatever else may run on this host.
     const std::string name = "shapes" + std::to_string(getpid());
     const std::string alpha = "alpha" + std::to_string(getpid());
     const auto early = startReader(domain);
-    Process application(monitored(domain, name, {testProgram("interop_Application"), "20"}), loopbackOnly());
+    Process application(
+        monitored(domain, name, {testProgram("interop_Application"), testDomainText(0)}), loopbackOnly());
     application.say("participant " + alpha);
     ASSERT_TRUE(application.waitForLine({"done participant " + alpha})) << application.errors();
 
@@ -125,7 +127,7 @@ TEST(Interop, AReaderOfIdlcDecodesTheLifeOfAnApplication) {
     awaitLine(*late, {"registry application", " resources=7 ", root, "snapshot=1"});
     awaitLine(*late, {"process_id application", " value=" + std::to_string(application.id()) + " "});
     awaitLine(*late, {"hostname application", " value=", root});
-    expectGroups(*late, tree, "20", "Square", "AgentTest::Message", "1");
+    expectGroups(*late, tree, testDomainText(0), "Square", "AgentTest::Message", "1");
     awaitLine(*late, {"publication_matched_1 writer", " total=1 current=1 ", root, "snapshot=1"});
 
     // Both read of what happens from now on.
@@ -147,15 +149,15 @@ TEST(Interop, AReaderOfIdlcDecodesTheLifeOfAnApplication) {
 TEST(Interop, AReaderOfIdlcDecodesWhatDdsperfDoes) {
     if (isSanitized())
         GTEST_SKIP() << "ddsperf has no sanitizer, so an agent that has one cannot be loaded into it";
-    const std::string domain = "26";
+    const std::string domain = testDomainText(3);
     const auto reader = startReader(domain);
-    Process program(
-        monitored(domain, "perf", {"ddsperf", "-i", "21", "-D", "60", "pub", "100Hz", "size", "64"}),
+    Process program(monitored(domain, "perf",
+                        {"ddsperf", "-i", testDomainText(1), "-D", "60", "pub", "100Hz", "size", "64"}),
         loopbackOnly());
-    Process peer({"ddsperf", "-i", "21", "-D", "60", "sub"}, loopbackOnly());
+    Process peer({"ddsperf", "-i", testDomainText(1), "-D", "60", "sub"}, loopbackOnly());
     awaitLine(*reader, {"topic_name writer", " value=DDSPerfRDataKS "});
     awaitLine(*reader, {"registered_type_name writer", " value=KeyedSeq "});
-    awaitLine(*reader, {"domain_id participant", " value=21 "});
+    awaitLine(*reader, {"domain_id participant", " value=" + testDomainText(1) + " "});
     awaitLine(*reader, {"publication_matched_1 writer", " current=1 "});
     const auto late = startReader(domain);
     expectOwners(awaitTree(*late, "registered application", "perf"));
@@ -164,10 +166,12 @@ TEST(Interop, AReaderOfIdlcDecodesWhatDdsperfDoes) {
 }
 
 TEST(Interop, AReaderOfIdlcTellsApplicationsApart) {
-    const std::string domain = "25";
+    const std::string domain = testDomainText(2);
     const auto reader = startReader(domain);
-    Process first(monitored(domain, "first", {testProgram("interop_Application"), "20"}), loopbackOnly());
-    Process second(monitored(domain, "second", {testProgram("interop_Application"), "20"}), loopbackOnly());
+    Process first(
+        monitored(domain, "first", {testProgram("interop_Application"), testDomainText(0)}), loopbackOnly());
+    Process second(
+        monitored(domain, "second", {testProgram("interop_Application"), testDomainText(0)}), loopbackOnly());
     first.say("participant one");
     second.say("participant two");
     const std::string one = awaitLine(*reader, {"class=participant", " name=one "});

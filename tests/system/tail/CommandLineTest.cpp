@@ -12,7 +12,7 @@ double slack() {
 }
 
 TEST(CommandLine, EndsByItself) {
-    const Outcome outcome = Tail("27", {"--for", "0.5"}).wait();
+    const Outcome outcome = Tail(testDomainText(1), {"--for", "0.5"}).wait();
     EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_EQ(outcome.output, "");
     EXPECT_GE(outcome.seconds, 0.5);
@@ -21,8 +21,8 @@ TEST(CommandLine, EndsByItself) {
 
 TEST(CommandLine, EndsAtASignal) {
     for (const int number : {SIGINT, SIGTERM}) {
-        Tail tail("28");
-        Writer writer("28", 9);
+        Tail tail(testDomainText(2));
+        Writer writer(testDomainText(2), 9);
         writer.command("match 1"); // it runs
         tail.signal(number);
         const Outcome outcome = tail.waitFromNow(slack());
@@ -33,8 +33,8 @@ TEST(CommandLine, EndsAtASignal) {
 }
 
 TEST(CommandLine, EndsWhenNobodyReads) {
-    Tail tail("28");
-    Writer writer("28", 9);
+    Tail tail(testDomainText(2));
+    Writer writer(testDomainText(2), 9);
     writer.command("match 1");
     writer.command("create application 1 0 a");
     tail.await({"created"});

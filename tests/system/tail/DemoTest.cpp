@@ -10,7 +10,8 @@
 namespace {
 
 Command demo(Command options) {
-    Command all{ORX_SOURCE "/tools/demo.sh", ORX_BUILD, "--domain", "24", "--monitoring", "28"};
+    Command all{ORX_SOURCE "/tools/demo.sh", ORX_BUILD, "--domain", testDomainText(0), "--monitoring",
+        testDomainText(1)};
     all.insert(all.end(), options.begin(), options.end());
     return all;
 }

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/helpers/TestDomain.hpp"
 #include "tests/system/support/Loopback.hpp"
 
 // orx-tail on the monitoring domain; ends only when it is told to, or killed with its owner.

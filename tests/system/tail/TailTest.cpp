@@ -21,8 +21,8 @@ void tellSmallTree(Writer& writer, const std::string& name) {
 }
 
 TEST(Tail, PrintsALineForEachChangeThatAStrangerWrites) {
-    Tail tail("27");
-    Writer writer("27", 1);
+    Tail tail(testDomainText(1));
+    Writer writer(testDomainText(1), 1);
     tellSmallTree(writer, "stranger");
     const std::string application = "/applications/stranger";
     const std::string participant = application + "/domain_participants/p";
@@ -62,8 +62,8 @@ TEST(Tail, PrintsALineForEachChangeThatAStrangerWrites) {
 }
 
 TEST(Tail, JsonLinesParseAndHaveTheSame) {
-    Tail tail("28", {"--json"});
-    Writer writer("28", 2);
+    Tail tail(testDomainText(2), {"--json"});
+    Writer writer(testDomainText(2), 2);
     tellSmallTree(writer, "stranger");
     writer.command("topic 3 rt/chatter std::String");
     writer.command("matched 5 2");
@@ -106,8 +106,8 @@ TEST(Tail, JsonLinesParseAndHaveTheSame) {
 }
 
 TEST(Tail, ReportsAndSkipsWhatIsNoEvent) {
-    Tail tail("27", {"--json"});
-    Writer writer("27", 3);
+    Tail tail(testDomainText(1), {"--json"});
+    Writer writer(testDomainText(1), 3);
     tellSmallTree(writer, "sound");
     writer.command("garbage 3 0");
     writer.command("garbage 5 64");
@@ -136,9 +136,9 @@ TEST(Tail, ReportsAndSkipsWhatIsNoEvent) {
 }
 
 TEST(Tail, EscapesControlCharactersOfNames) {
-    Tail tail("28");
-    Tail objects("28", {"--json"});
-    Writer writer("28", 4);
+    Tail tail(testDomainText(2));
+    Tail objects(testDomainText(2), {"--json"});
+    Writer writer(testDomainText(2), 4);
     writer.command("match 2");
     writer.command("create application 1 0 red\\x1b[31m");
     writer.command("create participant 2 1 two\\x0alines");
@@ -159,8 +159,8 @@ TEST(Tail, EscapesControlCharactersOfNames) {
 }
 
 TEST(Tail, ShowsASnapshotOnceAndItsChanges) {
-    Tail tail("27", {"--json"});
-    Writer writer("27", 5);
+    Tail tail(testDomainText(1), {"--json"});
+    Writer writer(testDomainText(1), 5);
     writer.command("match 1");
     writer.command("create participant 3 2 early"); // its application is told in the registry alone
     writer.command("registry snapper");
@@ -177,9 +177,9 @@ TEST(Tail, ShowsASnapshotOnceAndItsChanges) {
 }
 
 TEST(Tail, FollowsAMonitoredProgram) {
-    Tail tail("29");
-    Application first("29", "23", "first");
-    Application second("29", "23", "second");
+    Tail tail(testDomainText(3));
+    Application first(testDomainText(3), testDomainText(0), "first");
+    Application second(testDomainText(3), testDomainText(0), "second");
     first.command("participant alpha");
     second.command("participant beta");
     first.command("participant gamma");
@@ -188,7 +188,7 @@ TEST(Tail, FollowsAMonitoredProgram) {
         const std::string path = std::string("  ") + application + "  /applications/" + application +
                                  "/domain_participants/" + participant;
         tail.await({path + "  created  "});
-        tail.await({path + "  domain_id  23  "});
+        tail.await({path + "  domain_id  " + testDomainText(0) + "  "});
         tail.await({path + "/topics/Square  topic_name  Square  "});
         tail.await({path + "/publishers/", "/data_writers/Square_", "status_publication_matched_1",
             "current_count=3"});

@@ -8,7 +8,7 @@ namespace {
 
 using eng::Status;
 
-constexpr DDS_DomainId_t domain = firstDomain + 5;
+const DDS_DomainId_t domain = testDomain(5);
 
 // Everything that can be called once; true when all of it worked.
 bool useAll(bool keyed) {

@@ -3,13 +3,14 @@
 #include <cstring>
 #include <mutex>
 
+#include "tests/helpers/TestDomain.hpp"
 #include "tests/unit/middleware/EntityFixture.hpp"
 
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr DDS_DomainId_t domain = 60;
+const DDS_DomainId_t domain = testDomain();
 
 class CycloneEntities : public ::testing::Test {
 protected:
