@@ -144,6 +144,19 @@ DDS_Boolean ORX_MonitoringProperty_t_initialize(ORX_MonitoringProperty_t* self) 
     return DDS_BOOLEAN_TRUE;
 }
 
+DDS_Boolean ORX_MonitoringCommandDispatcherProperty_t_copy(
+    ORX_MonitoringCommandDispatcherProperty_t* self,
+    const ORX_MonitoringCommandDispatcherProperty_t* source) {
+    ZDDS_REQUIRE(self != nullptr, DDS_BOOLEAN_FALSE);
+    ZDDS_REQUIRE(source != nullptr, DDS_BOOLEAN_FALSE);
+    if (!DDS_ThreadSettings_t_copy(&self->thread_setting, &source->thread_setting))
+        return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_COPY, "command dispatcher property");
+    self->reply_timeout = source->reply_timeout;
+    self->lock_timeout = source->lock_timeout;
+    self->destruction_timeout = source->destruction_timeout;
+    return DDS_BOOLEAN_TRUE;
+}
+
 // Copies into a fresh record first, so that a failure leaves the destination as it was.
 DDS_Boolean ORX_MonitoringProperty_t_copy_ex(
     ORX_MonitoringProperty_t* self, const ORX_MonitoringProperty_t* source, DDS_Boolean shareQos) {
