@@ -34,6 +34,7 @@ FLOORS = [
     ("src/remoteAdministration/Operations", 5),
     ("src/remoteAdministration/", 10),
     ("src/monitoringClass/", 11),
+    ("src/monitoringForwarder/", 11),
     ("agent/", 12),
     ("tail/", 12),
 ]
