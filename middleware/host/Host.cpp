@@ -61,6 +61,8 @@ DDS_Boolean ORX_MonitoringHost_initialize(void) {
     if (!zdds::ForkGeneration::watch())
         return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_CREATE, "monitoring globals");
     host().forkGeneration.store(zdds::ForkGeneration::current(), std::memory_order_relaxed);
+    if (ZDDS_Config_Logger_get_instance() == nullptr)
+        return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_CREATE, "logger");
     ORX_MonitoringGlobals& globals = host().globals;
     globals = ORX_MonitoringGlobals{};
     globals.mutex = ORXOsapiSemaphore_new(ORX_OSAPI_SEMAPHORE_KIND_MUTEX, nullptr);

@@ -32,6 +32,12 @@ struct Host {
 
 Host& host();
 
+// The object of the library, or null. Read without a lock by threads that log; who uses it holds a mutex of
+// the pools and found the library enabled under it, which keeps the object alive (see stop).
+inline ORX_MonitoringClass* runningLibrary() {
+    return std::atomic_ref(host().globals.monitoringClass).load(std::memory_order_acquire);
+}
+
 } // namespace zdds::host
 
 #endif

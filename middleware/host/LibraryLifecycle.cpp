@@ -18,7 +18,8 @@ private:
     ORXOsapiSemaphore* mutex_;
 };
 
-// With release, for threads of the library that look for their object without the library lock.
+// With release, for threads that look for it without the library lock: threads of the library, and threads
+// that log.
 void publish(ORX_MonitoringGlobals& globals, ORX_MonitoringClass* monitoringClass) {
     std::atomic_ref(globals.monitoringClass).store(monitoringClass, std::memory_order_release);
 }
@@ -97,6 +98,9 @@ DDS_Boolean ORX_MonitoringHost_stop(void) {
     }
     if (monitoringClass == nullptr)
         return DDS_BOOLEAN_TRUE;
+    // Who found the library enabled under one of its mutexes is out of it when that mutex has been passed.
+    if (!host().metricPool.passThrough() || !host().loggingPool.passThrough())
+        return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_FINALIZE, "monitoring library: it is in use");
     // A thread that may still run needs its object: it stays, and so does its place in the globals.
     if (!monitoringClass->prefinalizeFunction(monitoringClass))
         return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_FINALIZE, "monitoring library: a thread did not end");

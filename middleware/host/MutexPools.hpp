@@ -28,6 +28,9 @@ public:
     // Deletes what lies beyond `keep` mutexes: undoes a reserve whose library did not come to be.
     void discard(DDS_UnsignedLong keep);
     void releaseAll() { discard(0); }
+    // Takes and gives every mutex: whoever held one before this call has given it since. False when one was
+    // not to be had within 10 seconds.
+    bool passThrough();
 
     DDS_UnsignedLong made() const { return made_.load(std::memory_order_acquire); }
     DDS_UnsignedLong level() const { return level_.load(std::memory_order_acquire); }

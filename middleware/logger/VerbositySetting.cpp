@@ -30,3 +30,18 @@ DDS_Boolean ORX_MonitoringLoggingVerbositySetting_t_equals(
     return left->middleware == right->middleware && left->security_event == right->security_event &&
            left->service == right->service && left->user == right->user;
 }
+
+int ORX_MonitoringLoggingVerbositySetting_t_get_from_logger(
+    ORX_MonitoringLoggingVerbositySetting_t* self, const ZDDS_Config_Logger* logger) {
+    ZDDS_REQUIRE(self != nullptr, 0);
+    ZDDS_REQUIRE(logger != nullptr, 0);
+    const auto get = [&](ZDDS_Config_LogFacility facility) {
+        return static_cast<ZDDS_Config_SyslogVerbosity>(
+            ZDDS_Config_Logger_get_verbosity_by_facility(logger, facility));
+    };
+    *self = {.middleware = get(ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE),
+        .security_event = get(ZDDS_CONFIG_LOG_FACILITY_SECURITY_EVENT),
+        .service = get(ZDDS_CONFIG_LOG_FACILITY_SERVICE),
+        .user = get(ZDDS_CONFIG_LOG_FACILITY_USER)};
+    return 1;
+}

@@ -227,11 +227,14 @@ TEST_F(Host, ABusyLockTimesOut) {
 
 TEST_F(Host, WhoWaitsWhileTheLibraryStopsLearnsIt) {
     start();
-    std::promise<void> holds, waits, stopped;
+    std::promise<void> holds, waits;
     auto holder = std::async(std::launch::async, [&] {
         EXPECT_EQ(lock(metric, 0, 1, 1), ORX_MONITORING_LOCK_RESULT_OK);
         holds.set_value();
-        stopped.get_future().wait();
+        while (ORX_MonitoringHost_is_enabled())
+            std::this_thread::yield();
+        // It found the library enabled, so nothing of it goes away before the lock is given.
+        EXPECT_EQ(StubLibrary::deletes, 0);
         EXPECT_EQ(ORX_Monitoring_unlockI(metric, 0, 1), 0);
     });
     holds.get_future().wait();
@@ -241,7 +244,6 @@ TEST_F(Host, WhoWaitsWhileTheLibraryStopsLearnsIt) {
     });
     waits.get_future().wait();
     ASSERT_TRUE(ORX_MonitoringHost_stop());
-    stopped.set_value();
     holder.get();
     ASSERT_EQ(waiter.wait_for(20s), std::future_status::ready);
     EXPECT_EQ(waiter.get(), ORX_MONITORING_LOCK_RESULT_NOT_ENABLED);

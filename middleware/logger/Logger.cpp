@@ -1,0 +1,219 @@
+#include "middleware/logger/Logger.hpp"
+
+#include <pthread.h>
+
+#include <ctime>
+
+#include "middleware/host/Host.hpp"
+#include "middleware/log/DdsLog.hpp"
+#include "middleware/logger/Text.hpp"
+#include "zddscore/thread.h"
+
+namespace zdds::logger {
+namespace {
+
+constexpr ZDDS_Config_LogFacility facilities[] = {ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE,
+    ZDDS_CONFIG_LOG_FACILITY_SECURITY_EVENT, ZDDS_CONFIG_LOG_FACILITY_SERVICE, ZDDS_CONFIG_LOG_FACILITY_USER};
+constexpr ZDDS_Config_LogVerbosity defaultVerbosity = ZDDS_CONFIG_SYSLOG_VERBOSITY_WARNING;
+
+// Static: a thread that logs at the end of the process still finds it.
+constinit ZDDS_Config_Logger theLogger{
+    {defaultVerbosity, defaultVerbosity, defaultVerbosity, defaultVerbosity}};
+constinit std::atomic<ZDDS_Config_Logger*> published{nullptr};
+// Serializes making and finalizing.
+constinit pthread_mutex_t lifeMutex = PTHREAD_MUTEX_INITIALIZER;
+
+struct Listener {
+    ZDDS_Config_Logger_VerbosityListener function;
+    void* context;
+};
+constinit CountedSlot<Listener> listenerSlot;
+
+[[gnu::constructor]] void watchForks() {
+    pthread_atfork(nullptr, nullptr, [] {
+        listenerSlot.forgetOtherThreads(insideListener);
+        lifeMutex = PTHREAD_MUTEX_INITIALIZER; // a lost thread may have held it
+    });
+}
+
+struct LifeGuard {
+    LifeGuard() { pthread_mutex_lock(&lifeMutex); }
+    ~LifeGuard() { pthread_mutex_unlock(&lifeMutex); }
+    LifeGuard(const LifeGuard&) = delete;
+    LifeGuard& operator=(const LifeGuard&) = delete;
+};
+
+// Tells the listener until it knows the value that stands: of two threads that change a verbosity at the
+// same time the earlier may be the later one to tell. A listener that changes a verbosity is not entered
+// again; the call that it came from tells it the rest.
+void tellListener(const ZDDS_Config_Logger& self, int position) {
+    if ((insideOf & insideListener) != 0)
+        return;
+    const std::atomic<ZDDS_Config_LogVerbosity>& verbosity = self.verbosities[position];
+    listenerSlot.visit(insideListener, [&](const Listener& listener) {
+        ZDDS_Config_LogVerbosity told = 0;
+        do {
+            told = verbosity.load(std::memory_order_seq_cst);
+            listener.function(listener.context, facilities[position], told);
+        } while (told != verbosity.load(std::memory_order_seq_cst));
+    });
+}
+
+// The library is not deleted while one of its mutexes is held by a thread that found it enabled.
+void tellLibrary() {
+    if (!ORX_MonitoringHost_is_enabled())
+        return;
+    if (ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_METRIC, 0, 1, 1, nullptr) !=
+        ORX_MONITORING_LOCK_RESULT_OK)
+        return;
+    ORX_MonitoringClass* library = host::runningLibrary();
+    if (library != nullptr && !library->onLoggingCollectionChange(library))
+        ZDDS_LOG_WARNING(FAILED_TO_UPDATE, "logging collection of the monitoring library");
+    ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_METRIC, 0, 1);
+}
+
+struct Message {
+    ZDDS_Config_LogFacility facility;
+    ZDDS_Config_SyslogLevel level;
+    DDS_UnsignedLong id;
+    const char* category;
+    const char* text;
+};
+
+void deliverToDevices(const Message& message) {
+    TextBuffer buffer;
+    deliver({.text = composeText(buffer, message.category, message.text),
+        .level = ZDDS_Config_LogLevel_from_syslog_level(message.level),
+        .is_security_message = DDS_BOOLEAN_FALSE,
+        .message_id = message.id,
+        .timestamp = now(),
+        .facility = message.facility});
+}
+
+// The index is the one that the library's device takes for this thread, so that a thread's messages keep
+// their order, and a message that it logs under its own logging mutex enters that mutex again.
+void postToLibrary(const Message& message) {
+    if (!ORX_MonitoringHost_is_enabled())
+        return;
+    const DDS_UnsignedLong level = host::host().loggingPool.level();
+    const auto index =
+        level == 0 ? 0 : static_cast<DDS_UnsignedLong>(ORXOsapiThread_getCurrentThreadID() % level);
+    TextBuffer buffer;
+    const char* text = composeText(buffer, nullptr, message.text);
+    const DDS_Duration_t timestamp = now();
+    Inside inside(insideLibrary);
+    if (ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_LOGGING, index, 1, 1, nullptr) !=
+        ORX_MONITORING_LOCK_RESULT_OK)
+        return;
+    if (ORX_MonitoringClass* library = host::runningLibrary()) {
+        (void)library->postLogMessage(library, text, message.level, message.id, &timestamp, message.facility,
+            nullptr, message.category, index);
+    }
+    ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_LOGGING, index, 1);
+}
+
+bool isForDevices(ZDDS_Config_LogFacility facility) {
+    return facility == ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE || facility == ZDDS_CONFIG_LOG_FACILITY_SERVICE;
+}
+
+} // namespace
+
+int positionOf(ZDDS_Config_LogFacility facility) {
+    for (int i = 0; i < 4; ++i) {
+        if (facilities[i] == facility)
+            return i;
+    }
+    return -1;
+}
+
+DDS_Duration_t now() {
+    timespec time{};
+    clock_gettime(CLOCK_REALTIME, &time);
+    return {static_cast<DDS_Long>(time.tv_sec), static_cast<DDS_UnsignedLong>(time.tv_nsec)};
+}
+
+} // namespace zdds::logger
+
+using namespace zdds::logger;
+
+// A full table of sinks costs the middleware's own messages and nothing else.
+ZDDS_Config_Logger* ZDDS_Config_Logger_get_instance(void) {
+    ZDDS_Config_Logger* self = published.load(std::memory_order_acquire);
+    if (self != nullptr)
+        return self;
+    LifeGuard guard;
+    if (published.load(std::memory_order_relaxed) == nullptr) {
+        theLogger.sink = ORXLog_addSink(&onMiddlewareLine, &theLogger);
+        published.store(&theLogger, std::memory_order_release);
+    }
+    return &theLogger;
+}
+
+DDS_Boolean ZDDS_Config_Logger_is_initialized(void) {
+    return published.load(std::memory_order_acquire) != nullptr;
+}
+
+void ZDDS_Config_Logger_finalize_instance(void) {
+    LifeGuard guard;
+    if (published.exchange(nullptr, std::memory_order_acq_rel) == nullptr)
+        return;
+    if (theLogger.sink != 0)
+        ORXLog_removeSink(theLogger.sink);
+    theLogger.sink = 0;
+    for (auto& verbosity : theLogger.verbosities)
+        verbosity.store(defaultVerbosity, std::memory_order_relaxed);
+    Listener before{};
+    bool wasFull = false;
+    (void)listenerSlot.exchange(insideListener, nullptr, &before, &wasFull);
+}
+
+ZDDS_Config_LogVerbosity ZDDS_Config_Logger_get_verbosity_by_facility(
+    const ZDDS_Config_Logger* self, ZDDS_Config_LogFacility facility) {
+    ZDDS_REQUIRE(self != nullptr, ZDDS_CONFIG_SYSLOG_VERBOSITY_SILENT);
+    const int position = positionOf(facility);
+    if (position < 0)
+        return ZDDS_CONFIG_SYSLOG_VERBOSITY_SILENT;
+    return self->verbosities[position].load(std::memory_order_relaxed);
+}
+
+int ZDDS_Config_Logger_set_verbosity_by_facilityI(ZDDS_Config_Logger* self, ZDDS_Config_LogFacility facility,
+    ZDDS_Config_LogVerbosity verbosity, int notify) {
+    ZDDS_REQUIRE(self != nullptr, 0);
+    const int position = positionOf(facility);
+    if (position < 0)
+        return ZDDS_FAIL(0, FAILED_TO_SET, "verbosity of facility %d: it does not exist", facility);
+    const ZDDS_Config_LogVerbosity mask = verbosity & ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG;
+    if (self->verbosities[position].exchange(mask, std::memory_order_seq_cst) == mask)
+        return 1;
+    tellListener(*self, position);
+    if (notify != 0)
+        tellLibrary();
+    return 1;
+}
+
+void ZDDS_Config_Logger_set_verbosity_listener(
+    ZDDS_Config_Logger* self, ZDDS_Config_Logger_VerbosityListener listener, void* context) {
+    ZDDS_REQUIRE(self != nullptr);
+    const Listener next{listener, context};
+    Listener before{};
+    bool wasFull = false;
+    if (!listenerSlot.exchange(insideListener, listener != nullptr ? &next : nullptr, &before, &wasFull))
+        ZDDS_LOG_ERROR(FAILED_TO_SET, "verbosity listener: another thread is changing it");
+}
+
+int ZDDS_Config_Logger_log(ZDDS_Config_Logger* self, ZDDS_Config_LogFacility facility,
+    ZDDS_Config_SyslogLevel level, DDS_UnsignedLong message_id, const char* category, const char* text) {
+    ZDDS_REQUIRE(self != nullptr, 0);
+    ZDDS_REQUIRE(text != nullptr, 0);
+    const int position = positionOf(facility);
+    ZDDS_REQUIRE(position >= 0, 0);
+    const ORX_UINT32 bit = ORXSyslog_getInstrumentBitFromSyslogLevel(level);
+    ZDDS_REQUIRE(bit != 0, 0);
+    ZDDS_REQUIRE(category == nullptr || isCategory(category), 0);
+    if ((self->verbosities[position].load(std::memory_order_relaxed) & bit) == 0 || !mayDeliver())
+        return 1;
+    const bool hasCategory = category != nullptr && *category != '\0';
+    const Message message{facility, level, message_id, hasCategory ? category : nullptr, text};
+    isForDevices(facility) ? deliverToDevices(message) : postToLibrary(message);
+    return 1;
+}

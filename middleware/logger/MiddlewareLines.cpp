@@ -1,0 +1,63 @@
+// The middleware's own lines, as messages of the facility middleware.
+//
+// A precondition and an error are of level ERROR, a warning WARNING, a status INFORMATIONAL, the rest DEBUG.
+// The text is the line's, without the line break that many subjects end in; the message's id is the number of
+// the module. Nothing here waits or allocates: the line is formatted already.
+#include <cstring>
+
+#include "middleware/logger/Text.hpp"
+#include "zddscore/log.h"
+
+namespace zdds::logger {
+namespace {
+
+bool isOfMiddleware(ORX_UINT32 module) {
+    return module == ORX_LOG_MODULE_DDS || module == ORX_LOG_MODULE_SUPPORT ||
+           module == ORX_LOG_MODULE_MONITORING;
+}
+
+ZDDS_Config_LogLevel levelOf(ORX_UINT32 bit) {
+    if ((bit & (ORX_LOG_BIT_PRECONDITION | ORX_LOG_BIT_ERROR)) != 0)
+        return ZDDS_CONFIG_LOG_LEVEL_ERROR;
+    if ((bit & ORX_LOG_BIT_WARNING) != 0)
+        return ZDDS_CONFIG_LOG_LEVEL_WARNING;
+    return (bit & ORX_LOG_BIT_STATUS) != 0 ? ZDDS_CONFIG_LOG_LEVEL_INFORMATIONAL
+                                           : ZDDS_CONFIG_LOG_LEVEL_DEBUG;
+}
+
+DDS_Duration_t timeOf(const ORXLogLine& line) {
+    constexpr ORX_INT64 second = 1'000'000'000;
+    return {static_cast<DDS_Long>(line.timeNs / second), static_cast<DDS_UnsignedLong>(line.timeNs % second)};
+}
+
+// The message without the line breaks at its end.
+const char* textOf(TextBuffer& buffer, const ORXLogLine& line) {
+    std::size_t length = boundedLength(line.message, maximumTextLength);
+    while (length > 0 && line.message[length - 1] == '\n')
+        --length;
+    std::memcpy(buffer.bytes, line.message, length);
+    buffer.bytes[length] = '\0';
+    return buffer.bytes;
+}
+
+} // namespace
+
+void onMiddlewareLine(void* context, const ORXLogLine* line) {
+    const auto& self = *static_cast<const ZDDS_Config_Logger*>(context);
+    if (!isOfMiddleware(line->module) || !mayDeliver())
+        return;
+    const ZDDS_Config_LogLevel level = levelOf(line->level);
+    const auto verbosity =
+        ZDDS_Config_Logger_get_verbosity_by_facility(&self, ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE);
+    if ((verbosity & level) == 0)
+        return;
+    TextBuffer buffer;
+    deliver({.text = textOf(buffer, *line),
+        .level = level,
+        .is_security_message = DDS_BOOLEAN_FALSE,
+        .message_id = line->module,
+        .timestamp = timeOf(*line),
+        .facility = ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE});
+}
+
+} // namespace zdds::logger

@@ -1,0 +1,76 @@
+// Lines of the support layer's log as messages of the facility middleware.
+#include <gtest/gtest.h>
+
+#include "tests/helpers/LogCapture.hpp"
+#include "tests/unit/logger/RecordingDevice.hpp"
+#include "zddscore/log.h"
+
+namespace {
+
+void print(ORX_UINT32 level, ORX_UINT32 module, const char* text) {
+    ORXLogMessageParamString_printWithParams(
+        -1, level, module, __FILE__, __LINE__, __func__, &ORX_LOG_FAILED_TO_CREATE_TEMPLATE, "%s", text);
+}
+
+class MiddlewareLine : public ::testing::Test {
+protected:
+    MiddlewareLine() { ORXLog_setStderrEnabled(0); }
+    ~MiddlewareLine() override {
+        ZDDS_Config_Logger_finalize_instance();
+        ORXLog_setStderrEnabled(1);
+    }
+    void collect(ZDDS_Config_SyslogVerbosity verbosity) {
+        ZDDS_Config_Logger_set_verbosity_by_facilityI(logger, ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE,
+            ZDDS_Config_LogVerbosity_from_syslog_verbosity(verbosity), 0);
+    }
+    ZDDS_Config_Logger* logger = ZDDS_Config_Logger_get_instance();
+    RecordingDevice device;
+};
+
+TEST_F(MiddlewareLine, ReachesTheDevicesWithItsTextTimeAndModule) {
+    print(ORX_LOG_BIT_ERROR, ORX_LOG_MODULE_MONITORING, "a thing\n");
+    ASSERT_EQ(device.messages().size(), 1U);
+    const auto message = device.messages()[0];
+    EXPECT_EQ(message.text, "failed to create: a thing") << "without the line break";
+    EXPECT_EQ(message.level, ZDDS_CONFIG_LOG_LEVEL_ERROR);
+    EXPECT_EQ(message.facility, ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE);
+    EXPECT_EQ(message.id, ORX_LOG_MODULE_MONITORING);
+    EXPECT_FALSE(message.isSecurity);
+    EXPECT_GT(message.timestamp.sec, 1'600'000'000);
+    EXPECT_LT(message.timestamp.nanosec, 1'000'000'000U);
+}
+
+TEST_F(MiddlewareLine, LevelsAreMapped) {
+    collect(ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG);
+    for (const ORX_UINT32 level : {ORX_LOG_BIT_PRECONDITION, ORX_LOG_BIT_ERROR, ORX_LOG_BIT_WARNING,
+             ORX_LOG_BIT_STATUS, ORX_LOG_BIT_DEBUG})
+        print(level, ORX_LOG_MODULE_DDS, "x");
+    const auto messages = device.messages();
+    ASSERT_EQ(messages.size(), 5U);
+    EXPECT_EQ(messages[0].level, ZDDS_CONFIG_LOG_LEVEL_ERROR);
+    EXPECT_EQ(messages[1].level, ZDDS_CONFIG_LOG_LEVEL_ERROR);
+    EXPECT_EQ(messages[2].level, ZDDS_CONFIG_LOG_LEVEL_WARNING);
+    EXPECT_EQ(messages[3].level, ZDDS_CONFIG_LOG_LEVEL_INFORMATIONAL);
+    EXPECT_EQ(messages[4].level, ZDDS_CONFIG_LOG_LEVEL_DEBUG);
+}
+
+TEST_F(MiddlewareLine, OnlyOfTheMiddlewaresModules) {
+    print(ORX_LOG_BIT_ERROR, 0x770000, "x");
+    EXPECT_TRUE(device.messages().empty());
+    print(ORX_LOG_BIT_ERROR, ORX_LOG_MODULE_SUPPORT, "x");
+    EXPECT_EQ(device.messages().size(), 1U);
+}
+
+TEST_F(MiddlewareLine, BelowTheCollectionVerbosityIsDropped) {
+    collect(ZDDS_CONFIG_SYSLOG_VERBOSITY_ERROR);
+    print(ORX_LOG_BIT_WARNING, ORX_LOG_MODULE_DDS, "x");
+    EXPECT_TRUE(device.messages().empty());
+    collect(ZDDS_CONFIG_SYSLOG_VERBOSITY_SILENT);
+    print(ORX_LOG_BIT_ERROR, ORX_LOG_MODULE_DDS, "x");
+    EXPECT_TRUE(device.messages().empty());
+    collect(ZDDS_CONFIG_SYSLOG_VERBOSITY_WARNING);
+    print(ORX_LOG_BIT_WARNING, ORX_LOG_MODULE_DDS, "x");
+    EXPECT_EQ(device.messages().size(), 1U);
+}
+
+} // namespace
