@@ -100,6 +100,10 @@ public:
     // Waits until every matched reader has acknowledged all that was written before. Nobody matched: ok; best
     // effort: ok. It may run beside a write.
     virtual Status waitForAcknowledgments(int64_t timeoutNs) = 0;
+    // Waits until the readers of that participant have acknowledged the sample of that number; readers of
+    // others have no say. Status::notMatched when no reader of the participant is matched, or none is left.
+    virtual Status waitForAcknowledgmentOf(
+        const DDS_GUID_t& participant, int64_t sequenceNumber, int64_t timeoutNs) = 0;
 };
 
 class Reader {

@@ -114,6 +114,7 @@ DDS_DataReader* DDS_Subscriber_create_datareader(DDS_Subscriber* self, DDS_Topic
     ZDDS_REQUIRE(self != nullptr, nullptr);
     ZDDS_REQUIRE(topic != nullptr, nullptr);
     ZDDS_REQUIRE(topic->participant == self->participant, nullptr);
+    ZDDS_REQUIRE(!self->isBuiltin && !topic->isBuiltin, nullptr);
     if (!self->isOfThisProcess())
         return nullptr;
     DDS_DataReaderImpl* reader = zdds::createReader(*self, *topic, qos);
@@ -141,7 +142,7 @@ namespace {
 // Takes a reader that nobody uses out of the tree.
 bool detachReader(DDS_SubscriberImpl& subscriber, DDS_DataReaderImpl& reader) {
     Guard guard(subscriber.participant->tree);
-    if (!subscriber.readers.contains(reader) || !reader.isUnused())
+    if (reader.isBuiltin || !subscriber.readers.contains(reader) || !reader.isUnused())
         return false;
     subscriber.readers.detach(reader);
     return true;

@@ -1,5 +1,6 @@
 // Life of a writer: creation, enabling, statuses, deletion. Writing is in Write.cpp.
 #include "middleware/entities/DataWriterImpl.hpp"
+#include "middleware/entities/DirectedWriter.hpp"
 #include "middleware/log/DdsLog.hpp"
 #include "middleware/log/Memory.hpp"
 #include "middleware/qos/Consistency.hpp"
@@ -104,6 +105,7 @@ DDS_DataWriter* DDS_Publisher_create_datawriter(DDS_Publisher* self, DDS_Topic* 
     ZDDS_REQUIRE(self != nullptr, nullptr);
     ZDDS_REQUIRE(topic != nullptr, nullptr);
     ZDDS_REQUIRE(topic->participant == self->participant, nullptr);
+    ZDDS_REQUIRE(!self->isBuiltin && !topic->isBuiltin, nullptr);
     if (!self->isOfThisProcess())
         return nullptr;
     DDS_DataWriterImpl* writer = zdds::createWriter(*self, *topic, qos);
@@ -190,8 +192,12 @@ void DDS_DataWriter_get_countersI(const DDS_DataWriter* self, DDS_DataWriterCoun
     counters->dropped_queue_full = self->counters.droppedQueueFull.load(relaxed);
     counters->dropped_engine = self->counters.droppedEngine.load(relaxed);
     counters->dropped_encoding = self->counters.droppedEncoding.load(relaxed);
-    counters->queued = self->queue.queued();
-    counters->queued_peak = self->queue.queuedPeak();
+    counters->dropped_no_memory = self->counters.droppedNoMemory.load(relaxed);
+    counters->dropped_timeout = self->counters.droppedTimeout.load(relaxed);
+    counters->dropped_deadline = self->counters.droppedDeadline.load(relaxed);
+    counters->queued = self->directed != nullptr ? self->directed->queued() : self->queue.queued();
+    counters->queued_peak =
+        self->directed != nullptr ? self->directed->queuedPeak() : self->queue.queuedPeak();
 }
 
 DDS_ReturnCode_t DDS_DataWriter_get_qos(DDS_DataWriter* self, DDS_DataWriterQos* qos) {

@@ -13,6 +13,10 @@
 #include "middleware/entities/ParticipantImpl.hpp"
 #include "middleware/entities/WriterQueue.hpp"
 
+namespace zdds {
+class DirectedWriter;
+}
+
 struct DDS_DataWriterImpl : DDS_EntityImpl {
     DDS_DataWriterImpl(DDS_PublisherImpl& owner, DDS_TopicImpl& writtenTopic);
     ~DDS_DataWriterImpl();
@@ -40,6 +44,10 @@ struct DDS_DataWriterImpl : DDS_EntityImpl {
         std::atomic<uint64_t> droppedQueueFull{0};
         std::atomic<uint64_t> droppedEngine{0};
         std::atomic<uint64_t> droppedEncoding{0};
+        std::atomic<uint64_t> droppedNoMemory{0};
+        std::atomic<uint64_t> droppedTimeout{0};
+        std::atomic<uint64_t> droppedDeadline{0};
+        std::atomic<uint64_t> refused{0}; // by the engine, for whatever cause
     };
 
     DDS_PublisherImpl* const publisher;
@@ -47,6 +55,7 @@ struct DDS_DataWriterImpl : DDS_EntityImpl {
     DDS_DataWriterQos qos{};
     DDS_UnsignedShort representation = DDS_XCDR2_DATA_REPRESENTATION;
     zdds::engine::Writer* engineWriter = nullptr; // written before isEnabled is released
+    zdds::DirectedWriter* directed = nullptr;     // of a built-in writer, which has no engine writer itself
     zdds::WriterQueue queue;
     Target target{*this};
     Sink sink{*this};
@@ -60,6 +69,10 @@ struct DDS_DataWriterImpl : DDS_EntityImpl {
 };
 
 namespace zdds {
+
+void countWritten(DDS_DataWriterImpl& writer, size_t bytes);
+// A sample that the engine did not take, by its cause.
+void countRefused(DDS_DataWriterImpl& writer, engine::Status status);
 
 // The tree mutex is held.
 DDS_ReturnCode_t enableWriter(DDS_DataWriterImpl& writer);

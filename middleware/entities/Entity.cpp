@@ -3,6 +3,7 @@
 #include "middleware/entities/DataReaderImpl.hpp"
 #include "middleware/entities/DataWriterImpl.hpp"
 #include "middleware/entities/ParticipantImpl.hpp"
+#include "middleware/entities/ServiceRequestChannel.hpp"
 #include "middleware/host/LockRanks.hpp"
 #include "middleware/log/DdsLog.hpp"
 
@@ -110,6 +111,10 @@ DDS_ReturnCode_t enableSelf(DDS_EntityImpl& entity) {
         return enableWriter(static_cast<DDS_DataWriterImpl&>(entity));
     if (entity.kind == DDS_DATAREADER_ENTITY_KIND)
         return enableReader(static_cast<DDS_DataReaderImpl&>(entity));
+    if (entity.kind == DDS_PARTICIPANT_ENTITY_KIND) {
+        ServiceRequestChannel* channel = static_cast<DDS_DomainParticipantImpl&>(entity).serviceRequests;
+        return channel != nullptr ? channel->enable() : DDS_RETCODE_OK;
+    }
     return DDS_RETCODE_OK;
 }
 
@@ -127,6 +132,9 @@ DDS_Octet kindOctetOf(const DDS_EntityImpl& entity) {
 DDS_ReturnCode_t enableLocked(DDS_EntityImpl& entity) {
     if (entity.isEnabled)
         return DDS_RETCODE_OK;
+    if (entity.isBuiltin)
+        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_ENABLE,
+            "built-in entity: its participant is disabled");
     const DDS_EntityImpl* parent = parentOf(entity);
     if (parent != nullptr && !parent->isEnabled)
         return ZDDS_FAIL(

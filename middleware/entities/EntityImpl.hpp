@@ -26,6 +26,7 @@ struct DDS_EntityImpl {
 
     const DDS_EntityKind kind;
     bool isObserved = false;
+    bool isBuiltin = false;                       // of the participant itself: nobody else creates or deletes
     DDS_DomainParticipantImpl* const participant; // null for observed entities; a participant's is itself
     const unsigned forkGeneration;
     ORXOsapiSemaphore* lock = nullptr;

@@ -1,6 +1,7 @@
 #include "middleware/entities/FactoryImpl.hpp"
 
 #include "middleware/entities/ParticipantImpl.hpp"
+#include "middleware/entities/ServiceRequestChannel.hpp"
 #include "middleware/log/DdsLog.hpp"
 #include "middleware/log/Memory.hpp"
 #include "middleware/qos/Profiles.hpp"
@@ -40,6 +41,10 @@ DDS_DomainParticipantImpl* createParticipant(
         return nullptr;
     if (!attachEngine(*participant))
         return nullptr;
+    const bool hasChannel = (participant->qos.discovery_config.enabled_builtin_channels &
+                                DDS_DISCOVERYCONFIG_SERVICE_REQUEST_CHANNEL) != 0;
+    if (hasChannel && (participant->serviceRequests = ServiceRequestChannel::create(*participant)) == nullptr)
+        return nullptr;
     undo.dismiss();
     Guard guard(factory.mutex);
     factory.participants.add(*participant);
@@ -48,8 +53,10 @@ DDS_DomainParticipantImpl* createParticipant(
 
 bool hasChildren(DDS_DomainParticipantImpl& participant) {
     Guard guard(participant.tree);
+    const bool isChannelUsed =
+        participant.serviceRequests != nullptr && !participant.serviceRequests->isUnused();
     return !participant.topics.isEmpty() || !participant.publishers.isEmpty() ||
-           !participant.subscribers.isEmpty();
+           !participant.subscribers.isEmpty() || isChannelUsed;
 }
 
 } // namespace
@@ -105,6 +112,8 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_delete_participant(
     self->participants.forget();
     guard.release();
     if (!participant->flusher.stop())
+        return DDS_RETCODE_ERROR;
+    if (participant->serviceRequests != nullptr && !participant->serviceRequests->close())
         return DDS_RETCODE_ERROR;
     zdds::destroy(participant);
     return DDS_RETCODE_OK;

@@ -82,6 +82,15 @@ bool InstanceTable::makeRoom() {
     return false;
 }
 
+void InstanceTable::remove(Instance& instance) {
+    Instance** link = &bucketOf(instance.handle);
+    while (*link != &instance)
+        link = &(*link)->next;
+    *link = instance.next;
+    destroyInstance(&instance);
+    --count_;
+}
+
 Instance* InstanceTable::find(const DDS_InstanceHandle_t& handle) {
     for (Instance* instance = bucketOf(handle); instance != nullptr; instance = instance->next) {
         if (DDS_InstanceHandle_equals(&instance->handle, &handle))

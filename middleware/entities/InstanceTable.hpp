@@ -30,6 +30,7 @@ public:
     // room.
     Instance* assertInstance(std::span<const uint8_t> encoding);
     Instance* assertInstance(const InstanceKey& key);
+    void remove(Instance& instance);
     Instance* find(const DDS_InstanceHandle_t& handle);
     // The instance that comes next in the order of handles; nil begins. Null after the last.
     Instance* findNext(const DDS_InstanceHandle_t& handle);

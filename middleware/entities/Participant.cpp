@@ -3,6 +3,7 @@
 #include "middleware/entities/DataWriterImpl.hpp"
 #include "middleware/entities/FactoryImpl.hpp"
 #include "middleware/entities/ObservedEntity.hpp"
+#include "middleware/entities/ServiceRequestChannel.hpp"
 #include "middleware/log/DdsLog.hpp"
 #include "middleware/log/Memory.hpp"
 
@@ -11,6 +12,7 @@ DDS_DomainParticipantImpl::DDS_DomainParticipantImpl(
     : DDS_EntityImpl(DDS_PARTICIPANT_ENTITY_KIND, this), factory(owner), domainId(domain) {}
 
 DDS_DomainParticipantImpl::~DDS_DomainParticipantImpl() {
+    zdds::destroy(serviceRequests);
     delete engineParticipant;
     while (zdds::TypeBinding* binding = types) {
         types = binding->next;

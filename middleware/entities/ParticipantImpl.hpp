@@ -9,6 +9,8 @@
 
 namespace zdds {
 
+class ServiceRequestChannel;
+
 // A type name of a participant, and the plug-in that it stands for.
 struct TypeBinding {
     TypeBinding* next;
@@ -33,7 +35,8 @@ struct DDS_DomainParticipantImpl : DDS_EntityImpl {
     zdds::ChildList subscribers;
     zdds::TypeBinding* types = nullptr;
     DDS_UnsignedLong madeGuids = 0;
-    zdds::Flusher flusher; // of the asynchronous writers
+    zdds::Flusher flusher; // of the asynchronous writers, and of the service-request channel
+    zdds::ServiceRequestChannel* serviceRequests = nullptr; // null when the channel is off
 };
 
 struct DDS_TopicImpl : DDS_EntityImpl {

@@ -30,15 +30,16 @@ Instance* ReaderCache::instanceOf(const engine::IncomingSample& sample) {
 
 bool ReaderCache::fits(const Instance& instance, size_t bytes) const {
     return counters_.cached < maxSamples_ && instance.samples < maxSamplesPerInstance_ &&
-           bytes <= safetyBoundBytes && bytes_ <= safetyBoundBytes - bytes;
+           bytes <= maxBytes_ && bytes_ <= maxBytes_ - bytes;
 }
 
 bool ReaderCache::insert(const engine::IncomingSample& sample) {
-    CachedSample* cached = CachedSample::create(sample);
+    const bool isTooLarge = sample.bytes.size() > maxSampleBytes_;
+    CachedSample* cached = isTooLarge ? nullptr : CachedSample::create(sample);
     Guard guard(mutex_);
     ++counters_.received;
     if (cached == nullptr) {
-        ++counters_.dropped_cache_full;
+        ++(isTooLarge ? counters_.dropped_too_large : counters_.dropped_no_memory);
         return false;
     }
     const bool isTaken = take(*cached, sample);
@@ -63,11 +64,14 @@ bool ReaderCache::take(CachedSample& cached, const engine::IncomingSample& sampl
     }
     changeState(*instance, sample);
     // A writer that leaves an instance to others changes nothing that a reader would see.
-    if (sample.kind == engine::SampleKind::unregister && instance->state == DDS_ALIVE_INSTANCE_STATE)
+    if (sample.kind == engine::SampleKind::unregister && instance->state == DDS_ALIVE_INSTANCE_STATE) {
+        forgetIfEmpty(*instance);
         return false;
+    }
     if (depth_ != 0 && instance->samples >= depth_)
         dropOldest(*instance);
     if (!fits(*instance, sample.bytes.size())) {
+        forgetIfEmpty(*instance);
         ++counters_.dropped_cache_full;
         return false;
     }
@@ -157,6 +161,12 @@ void ReaderCache::unlink(CachedSample& sample) {
     --sample.instance->samples;
     --counters_.cached;
     bytes_ -= sample.size;
+    forgetIfEmpty(*sample.instance);
+}
+
+void ReaderCache::forgetIfEmpty(Instance& instance) {
+    if (forgetsInstances_ && instance.samples == 0)
+        instances_.remove(instance);
 }
 
 // A keep-last history makes room for the new. A sample on loan leaves the cache and lives until it is

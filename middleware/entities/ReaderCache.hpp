@@ -35,6 +35,13 @@ public:
     ReaderCache(const ReaderCache&) = delete;
     ReaderCache& operator=(const ReaderCache&) = delete;
     void setQos(const DDS_DataReaderQos& qos);
+    // Bytes of all encodings, and of one, where the usual bounds are too wide.
+    void setByteBounds(size_t all, size_t one) {
+        maxBytes_ = all;
+        maxSampleBytes_ = one;
+    }
+    // An instance is forgotten with its last sample, for topics where each sample is an instance.
+    void forgetInstances() { forgetsInstances_ = true; }
 
     // Takes a sample in. False when there is nothing new to read: it was dropped, and counted.
     bool insert(const engine::IncomingSample& sample);
@@ -65,6 +72,7 @@ private:
     bool fits(const Instance& instance, size_t bytes) const;
     void link(CachedSample& sample, Instance& instance);
     void unlink(CachedSample& sample);
+    void forgetIfEmpty(Instance& instance);
     void dropOldest(const Instance& instance);
     void changeState(Instance& instance, const engine::IncomingSample& sample);
     bool selects(const SampleSelection& selection, const Instance* only, const CachedSample& sample) const;
@@ -79,6 +87,9 @@ private:
     CachedSample* first_ = nullptr;
     CachedSample* last_ = nullptr;
     size_t bytes_ = 0;
+    size_t maxBytes_ = safetyBoundBytes;
+    size_t maxSampleBytes_ = safetyBoundBytes;
+    bool forgetsInstances_ = false;
     DDS_UnsignedLong maxSamples_ = safetyBoundSamples;
     DDS_UnsignedLong maxSamplesPerInstance_ = safetyBoundSamples;
     DDS_UnsignedLong depth_ = 0; // of a keep-last history; 0 keeps all

@@ -4,12 +4,30 @@
 #include <cstring>
 
 #include "middleware/entities/DataWriterImpl.hpp"
+#include "middleware/entities/DirectedWriter.hpp"
 #include "middleware/log/DdsLog.hpp"
 
 namespace zdds {
-namespace {
 
+namespace {
 constexpr auto relaxed = std::memory_order_relaxed;
+}
+
+void countWritten(DDS_DataWriterImpl& writer, size_t bytes) {
+    writer.counters.written.fetch_add(1, relaxed);
+    writer.counters.writtenBytes.fetch_add(bytes, relaxed);
+}
+
+void countRefused(DDS_DataWriterImpl& writer, engine::Status status) {
+    DDS_DataWriterImpl::Counters& counters = writer.counters;
+    counters.refused.fetch_add(1, relaxed);
+    std::atomic<uint64_t>& cause = status == engine::Status::timeout          ? counters.droppedTimeout
+                                   : status == engine::Status::outOfResources ? counters.droppedNoMemory
+                                                                              : counters.droppedEngine;
+    cause.fetch_add(1, relaxed);
+}
+
+namespace {
 
 int64_t systemTimeNs() {
     timespec time{};
@@ -37,11 +55,6 @@ DDS_ReturnCode_t toReturnCode(engine::Status status) {
     return DDS_RETCODE_ERROR;
 }
 
-void countWritten(DDS_DataWriterImpl& writer, size_t bytes) {
-    writer.counters.written.fetch_add(1, relaxed);
-    writer.counters.writtenBytes.fetch_add(bytes, relaxed);
-}
-
 // Counts the sample that found no room. A flood of drops is one line of the log, as is its end.
 DDS_ReturnCode_t dropFull(DDS_DataWriterImpl& writer) {
     writer.counters.droppedQueueFull.fetch_add(1, relaxed);
@@ -63,7 +76,7 @@ DDS_ReturnCode_t handToEngine(DDS_DataWriterImpl& writer, PendingSample& pending
     if (status == engine::Status::ok)
         countWritten(writer, pending.size);
     else
-        writer.counters.droppedEngine.fetch_add(1, relaxed);
+        countRefused(writer, status);
     writer.queue.release(pending);
     return toReturnCode(status);
 }
@@ -76,7 +89,7 @@ void handToFlusher(DDS_DataWriterImpl& writer, PendingSample& pending, int64_t* 
     const bool wasIdle = writer.queue.push(pending, &position);
     if (wasIdle)
         writer.participant->flusher.schedule(writer.target);
-    *sequenceNumber = writer.counters.droppedEngine.load(relaxed) == 0 ? position : 0;
+    *sequenceNumber = writer.counters.refused.load(relaxed) == 0 ? position : 0;
 }
 
 } // namespace
@@ -124,6 +137,9 @@ DDS_ReturnCode_t writeSample(DDS_DataWriterImpl& writer, const void* sample, eng
     int64_t sourceTimeNs, int64_t* sequenceNumber) {
     if (!writer.isOfThisProcess())
         return DDS_RETCODE_ILLEGAL_OPERATION;
+    if (writer.directed != nullptr)
+        return ZDDS_FAIL(DDS_RETCODE_ILLEGAL_OPERATION, FAILURE,
+            "write to everybody by the built-in writer of topic '%s'", writer.topic->name);
     if (!writer.isEnabled.load(std::memory_order_acquire))
         return DDS_RETCODE_NOT_ENABLED;
     const bool isData = kind == engine::SampleKind::data;
@@ -175,7 +191,7 @@ zdds::FlushTarget::Outcome DDS_DataWriterImpl::Target::flush(unsigned limit) {
         if (status == zdds::engine::Status::ok)
             zdds::countWritten(writer, sample->size);
         else
-            writer.counters.droppedEngine.fetch_add(1, zdds::relaxed);
+            zdds::countRefused(writer, status);
         writer.queue.pop();
     }
     return Outcome::more;
@@ -202,8 +218,7 @@ DDS_ReturnCode_t DDS_DataWriter_write_w_params_untypedI(
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(sample != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(params != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    constexpr DDS_GUID_t everybody{};
-    if (!DDS_GUID_equals(&params->destination, &everybody))
+    if (!DDS_GUID_equals(&params->destination, &DDS_GUID_UNKNOWN))
         return ZDDS_FAIL(
             DDS_RETCODE_UNSUPPORTED, NOT_SUPPORTED, "write to one reader of topic '%s'", self->topic->name);
     int64_t sourceTimeNs = 0;
@@ -239,7 +254,10 @@ DDS_ReturnCode_t DDS_DataWriter_flushI(DDS_DataWriter* self, const DDS_Duration_
     ZDDS_REQUIRE(maxWait != nullptr, DDS_RETCODE_BAD_PARAMETER);
     if (!self->isOfThisProcess())
         return DDS_RETCODE_ILLEGAL_OPERATION;
-    return self->queue.waitUntilEmpty(zdds::deadlineIn(*maxWait)) ? DDS_RETCODE_OK : DDS_RETCODE_TIMEOUT;
+    const zdds::Deadline deadline = zdds::deadlineIn(*maxWait);
+    const bool isEmpty = self->directed != nullptr ? self->directed->waitUntilEmpty(deadline)
+                                                   : self->queue.waitUntilEmpty(deadline);
+    return isEmpty ? DDS_RETCODE_OK : DDS_RETCODE_TIMEOUT;
 }
 
 DDS_ReturnCode_t DDS_DataWriter_wait_for_acknowledgments(
@@ -253,6 +271,8 @@ DDS_ReturnCode_t DDS_DataWriter_wait_for_acknowledgments(
     if (self->qos.reliability.kind == DDS_BEST_EFFORT_RELIABILITY_QOS)
         return DDS_RETCODE_OK;
     const zdds::Deadline deadline = zdds::deadlineIn(*maxWait);
+    if (self->directed != nullptr)
+        return self->directed->waitForOwnAcknowledgment(deadline);
     if (!self->queue.waitUntilEmpty(deadline))
         return DDS_RETCODE_TIMEOUT;
     return zdds::toReturnCode(self->engineWriter->waitForAcknowledgments(deadline.remaining()));

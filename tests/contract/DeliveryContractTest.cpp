@@ -210,6 +210,21 @@ TEST_P(Delivery, NobodyMatchedIsAcknowledged) {
     EXPECT_EQ(writer_->waitForAcknowledgments(0), Status::ok);
 }
 
+TEST_P(Delivery, AcknowledgmentOfOneParticipantIsItsOwn) {
+    connect();
+    int64_t number = 0;
+    for (int i = 0; i < 20; ++i)
+        ASSERT_EQ(contract::write(*writer_, sample("x"), SampleKind::data, eng::now, &number), Status::ok);
+    EXPECT_EQ(writer_->waitForAcknowledgmentOf(receiving_->guid(), number, eng::infinite), Status::ok);
+    EXPECT_EQ(readerSink_.samples().size(), 20U);
+    EXPECT_EQ(writer_->waitForAcknowledgmentOf(sending_->guid(), number, 0), Status::notMatched)
+        << "a participant without a reader";
+    reader_.reset();
+    ASSERT_TRUE(writerSink_.waitForUnmatches(1));
+    EXPECT_EQ(
+        writer_->waitForAcknowledgmentOf(receiving_->guid(), number, eng::infinite), Status::notMatched);
+}
+
 TEST_P(Delivery, SinksMayBeAbsent) {
     sending_ = participant();
     writer_ = makeWriter(*sending_, topic_, nullptr);

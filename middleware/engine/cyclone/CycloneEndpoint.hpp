@@ -54,6 +54,8 @@ public:
     Status write(std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs,
         int64_t* sequenceNumber) override;
     Status waitForAcknowledgments(int64_t timeoutNs) override;
+    Status waitForAcknowledgmentOf(
+        const DDS_GUID_t& participant, int64_t sequenceNumber, int64_t timeoutNs) override;
 
 private:
     static void onPublicationMatched(dds_entity_t, const dds_publication_matched_status_t status, void* self);

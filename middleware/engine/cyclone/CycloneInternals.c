@@ -528,6 +528,40 @@ READS_LIBRARY int64_t ZddsCyclone_lastSequenceNumber(const void* writer) {
     return (int64_t)((const struct ddsi_writer*)writer)->seq;
 }
 
+static bool hasPrefix(const ddsi_guid_t* guid, const uint8_t prefix[12]) {
+    uint8_t wire[16];
+    wireGuid(wire, guid);
+    return memcmp(wire, prefix, 12) == 0;
+}
+
+/* Readers of this process take their samples while they are written. */
+READS_LIBRARY int64_t ZddsCyclone_acknowledgedBy(void* writer, const uint8_t prefix[12]) {
+    struct ddsi_writer* self = writer;
+    int64_t lowest = -1;
+    struct thread_state* thread = lookup_thread_state();
+    thread_state_awake(thread, self->e.gv);
+    ddsrt_mutex_lock(&self->e.lock);
+    ddsrt_avl_iter_t iterator;
+    for (const struct ddsi_wr_prd_match* match =
+             ddsrt_avl_iter_first(&ddsi_wr_readers_treedef, &self->readers, &iterator);
+         match != NULL; match = ddsrt_avl_iter_next(&iterator)) {
+        if (!hasPrefix(&match->prd_guid, prefix))
+            continue;
+        const int64_t acknowledged =
+            match->is_reliable && match->seq < INT64_MAX ? (int64_t)match->seq : INT64_MAX;
+        lowest = lowest < 0 || acknowledged < lowest ? acknowledged : lowest;
+    }
+    for (const struct ddsi_wr_rd_match* match =
+             ddsrt_avl_iter_first(&ddsi_wr_local_readers_treedef, &self->local_readers, &iterator);
+         match != NULL && lowest < 0; match = ddsrt_avl_iter_next(&iterator)) {
+        if (hasPrefix(&match->rd_guid, prefix))
+            lowest = (int64_t)self->seq;
+    }
+    ddsrt_mutex_unlock(&self->e.lock);
+    thread_state_asleep(thread);
+    return lowest;
+}
+
 /* An endpoint in the index stays allocated while the thread is awake. */
 READS_LIBRARY static bool hasHandle(
     const struct ddsi_entity_common* entity, uint64_t handle, uint8_t guid[16]) {

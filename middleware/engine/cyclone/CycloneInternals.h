@@ -67,6 +67,9 @@ void* ZddsCyclone_findWriter(const struct ddsi_sertype* type, const uint8_t guid
 void* ZddsCyclone_findReader(const struct ddsi_sertype* type, const uint8_t guid[16]);
 /* The last sequence number that the writer used. The caller sees to it that nobody writes meanwhile. */
 int64_t ZddsCyclone_lastSequenceNumber(const void* writer);
+/* The highest number up to which the matched readers with that GUID prefix (12 octets in wire order) have
+ * acknowledged, the lowest of several; -1 when there is none. Best-effort readers have acknowledged all. */
+int64_t ZddsCyclone_acknowledgedBy(void* writer, const uint8_t prefix[12]);
 /* GUID of a matched endpoint by its instance handle; false when it is not matched (any more). Takes a short
  * lock of the endpoint, never one that a blocked write holds. */
 bool ZddsCyclone_matchedReader(void* writer, uint64_t handle, uint8_t guid[16]);

@@ -1,5 +1,9 @@
 #include "middleware/engine/cyclone/CycloneEndpoint.hpp"
 
+#include <chrono>
+
+#include <chrono>
+
 #include "middleware/engine/cyclone/CycloneQos.hpp"
 #include "middleware/log/DdsLog.hpp"
 
@@ -87,6 +91,29 @@ Status CycloneWriter::waitForAcknowledgments(int64_t timeoutNs) {
     if (!reliable_)
         return Status::ok; // nobody acknowledges
     return statusOf(dds_wait_for_acks(writer_, timeoutNs == infinite ? DDS_INFINITY : timeoutNs));
+}
+
+// The library tells when all of the readers have acknowledged, and is asked about the one in between: other
+// readers may never do.
+Status CycloneWriter::waitForAcknowledgmentOf(
+    const DDS_GUID_t& participant, int64_t sequenceNumber, int64_t timeoutNs) {
+    constexpr int64_t longestWait = 10'000'000;
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    for (;;) {
+        const int64_t acknowledged = ZddsCyclone_acknowledgedBy(record_, participant.value);
+        if (acknowledged < 0)
+            return Status::notMatched;
+        if (acknowledged >= sequenceNumber)
+            return Status::ok;
+        const int64_t passed = std::chrono::nanoseconds(Clock::now() - start).count();
+        const int64_t left = timeoutNs == infinite ? longestWait : timeoutNs - passed;
+        if (left <= 0)
+            return Status::timeout;
+        const dds_return_t waited = dds_wait_for_acks(writer_, left < longestWait ? left : longestWait);
+        if (waited != code::ok && waited != code::timeout)
+            return statusOf(waited);
+    }
 }
 
 } // namespace zdds::engine

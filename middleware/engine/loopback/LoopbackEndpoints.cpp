@@ -79,6 +79,19 @@ Status WriterObject::waitForAcknowledgments(int64_t timeoutNs) {
     return engine.awaitAcknowledgments(*this, lock, timeoutNs);
 }
 
+Status WriterObject::waitForAcknowledgmentOf(
+    const DDS_GUID_t& participantGuid, int64_t sequenceNumber, int64_t timeoutNs) {
+    std::unique_lock lock(engine.mutex_);
+    if (engine.failsNow())
+        return Status::error;
+    for (;;) {
+        const Status status = engine.acknowledgmentOf(*this, participantGuid, sequenceNumber);
+        if (status != Status::timeout || timeoutNs != infinite)
+            return status;
+        engine.acknowledged_.wait(lock);
+    }
+}
+
 bool WriterObject::remember(Sample& sample) {
     const auto sameInstance = [&](const Sample* other) {
         return std::memcmp(sample.bytes + encapsulationBytes, other->bytes + encapsulationBytes,

@@ -124,6 +124,8 @@ private:
         int64_t sourceTimeNs, int64_t* sequenceNumber);
     bool mayAppend(const loopback::WriterObject& writer) const;
     bool isAcknowledged(const loopback::WriterObject& writer) const;
+    Status acknowledgmentOf(
+        const loopback::WriterObject& writer, const DDS_GUID_t& participant, int64_t sequenceNumber) const;
     Status awaitAcknowledgments(
         loopback::WriterObject& writer, std::unique_lock<std::mutex>& lock, int64_t timeoutNs);
 

@@ -155,6 +155,8 @@ public:
     Status write(std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs,
         int64_t* sequenceNumber) override;
     Status waitForAcknowledgments(int64_t timeoutNs) override;
+    Status waitForAcknowledgmentOf(
+        const DDS_GUID_t& participant, int64_t sequenceNumber, int64_t timeoutNs) override;
 
     // Keeps a sample for late readers, in the bounds of the history; false when memory is out.
     bool remember(Sample& sample);

@@ -199,8 +199,11 @@ typedef struct DDS_DataWriterCountersI {
     DDS_UnsignedLongLong written; /* handed to the engine */
     DDS_UnsignedLongLong written_bytes;
     DDS_UnsignedLongLong dropped_queue_full; /* did not fit into the queue */
-    DDS_UnsignedLongLong dropped_engine;     /* refused by the engine */
+    DDS_UnsignedLongLong dropped_engine;     /* refused by the engine, for a cause not below */
     DDS_UnsignedLongLong dropped_encoding;   /* could not be serialized */
+    DDS_UnsignedLongLong dropped_no_memory;  /* memory was out, here or in the engine */
+    DDS_UnsignedLongLong dropped_timeout;    /* of a synchronous writer: a slow reader blocked it too long */
+    DDS_UnsignedLongLong dropped_deadline;   /* of a built-in writer: held too long for its destination */
     DDS_UnsignedLong queued;                 /* in the queue now */
     DDS_UnsignedLong queued_peak;
 } DDS_DataWriterCountersI;
@@ -254,6 +257,8 @@ typedef struct DDS_DataReaderCountersI {
     /* Beyond resource_limits; where those have no bound, beyond 65536 samples, 16384 instances or 64 MiB. */
     DDS_UnsignedLongLong dropped_cache_full;
     DDS_UnsignedLongLong dropped_decoding;
+    DDS_UnsignedLongLong dropped_no_memory;
+    DDS_UnsignedLongLong dropped_too_large; /* of the service-request channel: a body beyond its bound */
     DDS_UnsignedLong cached;
 } DDS_DataReaderCountersI;
 ZDDSC_EXPORT void DDS_DataReader_get_countersI(const DDS_DataReader* self, DDS_DataReaderCountersI* counters);
