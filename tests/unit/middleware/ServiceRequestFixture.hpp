@@ -13,6 +13,7 @@
 
 #include "middleware/engine/loopback/LoopbackEngine.hpp"
 #include "middleware/entities/ServiceRequestChannel.hpp"
+#include "tests/helpers/TestDomain.hpp"
 #include "tests/unit/middleware/EntityFixture.hpp"
 #include "zddsc/service_request.h"
 
@@ -24,7 +25,7 @@ inline std::string nameOf(const testing::TestParamInfo<EngineKind>& info) {
 }
 inline const auto bothEngines = testing::Values(EngineKind::loopback, EngineKind::cyclone);
 
-constexpr DDS_DomainId_t domain = 60;
+inline const DDS_DomainId_t domain = testDomain();
 constexpr DDS_Long command = 4;
 constexpr DDS_Long reply = 5;
 
