@@ -5,6 +5,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS zddscore zddsc orxmonitoring2d EXPORT orxmonitoring2d
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/src/support/include/zddscore ${CMAKE_SOURCE_DIR}/middleware/include/zddsc
+  ${CMAKE_SOURCE_DIR}/src/include/orxmonitoring2d
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/orxmonitoring2d)

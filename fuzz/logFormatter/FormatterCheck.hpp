@@ -10,8 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "orxmonitoring2d/dds_logging.h"
-#include "src/monitoringForwarder/LogMessageFormatter.h"
+#include "orxmonitoring2d/forwarder.h"
 
 struct FormatterCheck {
     static void require(bool condition) {

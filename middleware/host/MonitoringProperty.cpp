@@ -144,8 +144,7 @@ DDS_Boolean ORX_MonitoringProperty_t_initialize(ORX_MonitoringProperty_t* self) 
     return DDS_BOOLEAN_TRUE;
 }
 
-DDS_Boolean ORX_MonitoringCommandDispatcherProperty_t_copy(
-    ORX_MonitoringCommandDispatcherProperty_t* self,
+DDS_Boolean ORX_MonitoringCommandDispatcherProperty_t_copy(ORX_MonitoringCommandDispatcherProperty_t* self,
     const ORX_MonitoringCommandDispatcherProperty_t* source) {
     ZDDS_REQUIRE(self != nullptr, DDS_BOOLEAN_FALSE);
     ZDDS_REQUIRE(source != nullptr, DDS_BOOLEAN_FALSE);

@@ -1,10 +1,10 @@
-#include "src/monitoringForwarder/LogMessageFormatter.h"
+// A received log message as the one line that a collector prints.
+#include "orxmonitoring2d/forwarder.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 
-#include "orxmonitoring2d/dds_logging.h"
 #include "src/log/Log.hpp"
 #include "zddsc/logger.h"
 #include "zddscore/text.h"

@@ -61,8 +61,8 @@ struct ORX_MonitoringCommandDispatcherProperty_t {
     DDS_ThreadSettings_t thread_setting;
 };
 typedef struct ORX_MonitoringCommandDispatcherProperty_t ORX_MonitoringCommandDispatcherProperty_t;
-/* Copies deep, into an initialized or zeroed record, which stays as it was on failure. Its thread settings are
- * all that a copy owns: DDS_ThreadSettings_t_finalize. */
+/* Copies deep, into an initialized or zeroed record, which stays as it was on failure. Its thread settings
+ * are all that a copy owns: DDS_ThreadSettings_t_finalize. */
 ZDDSC_EXPORT DDS_Boolean ORX_MonitoringCommandDispatcherProperty_t_copy(
     ORX_MonitoringCommandDispatcherProperty_t* self, const ORX_MonitoringCommandDispatcherProperty_t* source);
 

@@ -1,4 +1,4 @@
-#include "src/monitoringForwarder/LogMessageFormatter.h"
+#include "orxmonitoring2d/forwarder.h"
 
 #include <gtest/gtest.h>
 
