@@ -64,6 +64,57 @@ bool fillPeers(ORX_MonitoringProperty_t& property, std::string_view peers) {
     return true;
 }
 
+void takeSeconds(const char* environment, DDS_Duration_t& duration) {
+    const char* text = std::getenv(environment);
+    int64_t nanoseconds = 0;
+    if (text == nullptr || !parseSeconds(environment, text, nanoseconds))
+        return;
+    duration.sec = static_cast<decltype(duration.sec)>(nanoseconds / 1'000'000'000);
+    duration.nanosec = static_cast<decltype(duration.nanosec)>(nanoseconds % 1'000'000'000);
+}
+
+template <typename Number> void takeNumber(const char* environment, Number& number) {
+    const char* text = std::getenv(environment);
+    int32_t value = 0;
+    if (text != nullptr && parseNumber(environment, text, value))
+        number = static_cast<Number>(value);
+}
+
+// A verbosity has the bits of a level and of all more severe ones.
+ZDDS_Config_SyslogVerbosity verbosityOf(int level) {
+    return static_cast<ZDDS_Config_SyslogVerbosity>((2U << static_cast<unsigned>(level)) - 1U);
+}
+
+void takeLevels(const char* environment, ORX_MonitoringLoggingVerbositySetting_t& setting) {
+    const char* text = std::getenv(environment);
+    constexpr int notNamed = -2;
+    Levels levels = {notNamed, notNamed, notNamed, notNamed};
+    if (text == nullptr || !parseLevels(text, levels))
+        return;
+    const auto take = [](int level, ZDDS_Config_SyslogVerbosity& verbosity) {
+        if (level != notNamed)
+            verbosity = level == Levels::silent ? ZDDS_CONFIG_SYSLOG_VERBOSITY_SILENT : verbosityOf(level);
+    };
+    take(levels.middleware, setting.middleware);
+    take(levels.securityEvent, setting.security_event);
+    take(levels.service, setting.service);
+    take(levels.user, setting.user);
+}
+
+void fillNumbers(ORX_MonitoringProperty_t& property) {
+    takeSeconds("ORX_AGENT_POLLING_PERIOD", property.periodic.polling_period);
+    takeSeconds("ORX_AGENT_EVENT_PERIOD", property.event.publication_period);
+    takeSeconds("ORX_AGENT_LOGGING_PERIOD", property.logging.publication_period);
+    takeSeconds("ORX_AGENT_SNAPSHOT_DELAY", property.event.snapshot_delay);
+    takeNumber("ORX_AGENT_EVENT_QUEUES", property.event.concurrency_level);
+    takeNumber("ORX_AGENT_LOGGING_QUEUES", property.logging.concurrency_level);
+    takeNumber("ORX_AGENT_EVENT_QUEUE_SIZE", property.event.initial_memory_size);
+    takeNumber("ORX_AGENT_LOGGING_QUEUE_SIZE", property.logging.initial_memory_size);
+    takeNumber("ORX_AGENT_LOG_HISTORY", property.logging.max_historical_logs);
+    takeNumber("ORX_AGENT_LOGS_PER_UPDATE", property.logging.max_logs_per_update);
+    takeLevels("ORX_AGENT_FORWARD", property.logging.forwarding_level);
+}
+
 } // namespace
 
 bool fillProperty(ORX_MonitoringProperty_t& property) {
@@ -74,6 +125,7 @@ bool fillProperty(ORX_MonitoringProperty_t& property) {
     property.domain_id = defaultDomain;
     if (domain != nullptr)
         parseDomain(domain, property.domain_id);
+    fillNumbers(property);
     const bool isFilled = (name == nullptr || DDS_String_replace(&property.application_name,
                                                   resourceName(name).text) != nullptr) &&
                           (peers == nullptr || fillPeers(property, peers)) &&

@@ -28,20 +28,20 @@ int width(std::string_view text) {
     return static_cast<int>(text.size() < 256 ? text.size() : 256);
 }
 
-void checkDomain(std::string_view value, Problem& problem) {
+void checkDomain(const Option&, std::string_view value, Problem& problem) {
     int32_t domain = 0;
     if (!parseDomain(value, domain))
         report(problem, "'%.*s' is no domain: a number from 0 to %d is", width(value), value.data(),
             maximumDomain);
 }
 
-void checkApplicationName(std::string_view value, Problem& problem) {
+void checkApplicationName(const Option&, std::string_view value, Problem& problem) {
     if (value.empty() || value.size() > maximumApplicationName)
         report(problem, "an application's name has 1 to %zu bytes, and '%.*s' has %zu",
             maximumApplicationName, width(value), value.data(), value.size());
 }
 
-void checkPeers(std::string_view value, Problem& problem) {
+void checkPeers(const Option&, std::string_view value, Problem& problem) {
     size_t count = 0;
     std::string_view peer;
     for (std::string_view rest = value; nextItem(rest, peer);) {
@@ -58,25 +58,126 @@ void checkPeers(std::string_view value, Problem& problem) {
         report(problem, "the list of addresses is empty");
 }
 
-void checkSelections(std::string_view value, Problem& problem) {
+void checkSelections(const Option&, std::string_view value, Problem& problem) {
     std::string_view selection;
     for (std::string_view rest = value; !problem && nextSelection(rest, selection);)
         checkSelection(selection, problem);
 }
 
-void checkVerbosity(std::string_view value, Problem& problem) {
+void checkVerbosity(const Option&, std::string_view value, Problem& problem) {
     Verbosity verbosity{};
     if (!parseVerbosity(value, verbosity))
         report(problem, "'%.*s' is no verbosity: silent, error, warning, info and debug are", width(value),
             value.data());
 }
 
-void checkLibrary(std::string_view value, Problem& problem) {
+void checkLibrary(const Option&, std::string_view value, Problem& problem) {
     if (value.empty())
         report(problem, "the name of the file is empty");
 }
 
-void checkOff(std::string_view, Problem&) {}
+void checkOff(const Option&, std::string_view, Problem&) {}
+
+constexpr int64_t second = 1'000'000'000;
+
+// Digits, and up to nine more behind a point.
+bool secondsOf(std::string_view text, int64_t& nanoseconds) {
+    constexpr std::string_view digits = "0123456789";
+    const size_t point = text.find('.');
+    const std::string_view whole = text.substr(0, point);
+    std::string_view part = point == std::string_view::npos ? "0" : text.substr(point + 1);
+    if (whole.empty() || whole.size() > 9 || part.empty() || part.size() > 9 ||
+        whole.find_first_not_of(digits) != std::string_view::npos ||
+        part.find_first_not_of(digits) != std::string_view::npos)
+        return false;
+    int64_t value = 0;
+    for (const char digit : whole)
+        value = value * 10 + (digit - '0');
+    for (size_t i = 0; i < 9; ++i)
+        value = value * 10 + (i < part.size() ? part[i] - '0' : 0);
+    nanoseconds = value;
+    return true;
+}
+
+bool numberOf(std::string_view text, int64_t& number) {
+    if (text.find('.') != std::string_view::npos || !secondsOf(text, number))
+        return false;
+    number /= second;
+    return true;
+}
+
+bool isWithin(const Option& option, int64_t value) {
+    return value >= option.least && value <= option.most;
+}
+
+double secondsFrom(int64_t nanoseconds) {
+    return static_cast<double>(nanoseconds) / static_cast<double>(second);
+}
+
+void checkSeconds(const Option& option, std::string_view value, Problem& problem) {
+    int64_t nanoseconds = 0;
+    if (!secondsOf(value, nanoseconds) || !isWithin(option, nanoseconds))
+        report(problem, "'%.*s' is no number of seconds from %g to %g", width(value), value.data(),
+            secondsFrom(option.least), secondsFrom(option.most));
+}
+
+void checkNumber(const Option& option, std::string_view value, Problem& problem) {
+    int64_t number = 0;
+    if (!numberOf(value, number) || !isWithin(option, number))
+        report(problem, "'%.*s' is no number from %lld to %lld", width(value), value.data(),
+            static_cast<long long>(option.least), static_cast<long long>(option.most));
+}
+
+constexpr std::string_view levelNames[] = {
+    "emergency", "alert", "critical", "error", "warning", "notice", "informational", "debug"};
+
+bool parseLevel(std::string_view text, int& level) {
+    if (text == "silent") {
+        level = Levels::silent;
+        return true;
+    }
+    for (size_t i = 0; i < std::size(levelNames); ++i) {
+        if (text == levelNames[i]) {
+            level = static_cast<int>(i);
+            return true;
+        }
+    }
+    return false;
+}
+
+int* levelOf(Levels& levels, std::string_view facility) {
+    return facility == "middleware"       ? &levels.middleware
+           : facility == "security_event" ? &levels.securityEvent
+           : facility == "service"        ? &levels.service
+           : facility == "user"           ? &levels.user
+                                          : nullptr;
+}
+
+void checkLevel(std::string_view level, Problem& problem) {
+    int ignored = 0;
+    if (!parseLevel(level, ignored))
+        report(problem,
+            "'%.*s' is no level: silent, emergency, alert, critical, error, warning, notice, informational "
+            "and debug are",
+            width(level), level.data());
+}
+
+void checkLevels(const Option&, std::string_view value, Problem& problem) {
+    if (value.find('=') == std::string_view::npos)
+        return checkLevel(value, problem);
+    std::string_view item;
+    for (std::string_view rest = value; !problem && nextItem(rest, item);) {
+        Levels ignored{};
+        const size_t divider = item.find('=');
+        if (divider == std::string_view::npos)
+            return report(problem, "'%.*s' has no '=' between facility and level", width(item), item.data());
+        const std::string_view facility = item.substr(0, divider);
+        if (levelOf(ignored, facility) == nullptr)
+            return report(problem, "'%.*s' is no facility: middleware, security_event, service and user are",
+                width(facility), facility.data());
+        checkLevel(item.substr(divider + 1), problem);
+    }
+}
 
 constexpr Option optionTable[] = {
     {"domain", "N", "ORX_AGENT_DOMAIN", false, checkDomain,
@@ -92,8 +193,51 @@ constexpr Option optionTable[] = {
         "metrics to publish from the start, as 'EXPRESSION=PATTERN,PATTERN':\n"
         "an expression names resources, a pattern metrics, and a ! before a\n"
         "pattern turns them off. Repeatable; later ones win; in the variable\n"
-        "they stand on lines of their own. Default: every metric that changes\n"
-        "by events, of all resources."},
+        "they stand on lines of their own. Default: of all resources, every\n"
+        "metric that changes by events, and those that docs/metrics.md lists\n"
+        "as sampled periodically."},
+    {"polling-period", "SECONDS", "ORX_AGENT_POLLING_PERIOD", false, checkSeconds,
+        "between two samples of the metrics that are sampled periodically,\n"
+        "0.01 to 86400 s (default 5)",
+        second / 100, 86400 * second},
+    {"event-period", "SECONDS", "ORX_AGENT_EVENT_PERIOD", false, checkSeconds,
+        "between two publications of events, 0 to 3600 s; 0: each at once\n"
+        "(default 0.1)",
+        0, 3600 * second},
+    {"logging-period", "SECONDS", "ORX_AGENT_LOGGING_PERIOD", false, checkSeconds,
+        "between two publications of log messages, 0.001 to 3600 s\n"
+        "(default 0.1)",
+        second / 1000, 3600 * second},
+    {"snapshot-delay", "SECONDS", "ORX_AGENT_SNAPSHOT_DELAY", false, checkSeconds,
+        "from the match of a new collector to the snapshot for it, 0 to\n"
+        "3600 s (default 1)",
+        0, 3600 * second},
+    {"event-queues", "N", "ORX_AGENT_EVENT_QUEUES", false, checkNumber,
+        "queues of events, 1 to 64; entities share them, so more of them let\n"
+        "more threads go on at once (default 5)",
+        1, 64},
+    {"logging-queues", "N", "ORX_AGENT_LOGGING_QUEUES", false, checkNumber,
+        "queues of log messages, 1 to 64; threads share them (default 5)", 1, 64},
+    {"event-queue-size", "BYTES", "ORX_AGENT_EVENT_QUEUE_SIZE", false, checkNumber,
+        "memory that each queue of events begins with, 1024 to 268435456\n"
+        "bytes (default 10240); it grows with what waits",
+        1024, 268435456},
+    {"logging-queue-size", "BYTES", "ORX_AGENT_LOGGING_QUEUE_SIZE", false, checkNumber,
+        "the same of each queue of log messages (default 10240)", 1024, 268435456},
+    {"log-history", "N", "ORX_AGENT_LOG_HISTORY", false, checkNumber,
+        "log messages that are kept for collectors that come later, 0 to\n"
+        "100000 (default 128)",
+        0, 100000},
+    {"logs-per-update", "N", "ORX_AGENT_LOGS_PER_UPDATE", false, checkNumber,
+        "log messages in one sample at most, 1 to 10000 (default 512)", 1, 10000},
+    {"forward", "LEVELS", "ORX_AGENT_FORWARD", false, checkLevels,
+        "log messages to publish: a level for all facilities, or\n"
+        "FACILITY=LEVEL with commas between them; a level takes in the more\n"
+        "severe ones. Facilities: middleware, security_event, service, user.\n"
+        "Levels: silent, emergency, alert, critical, error, warning, notice,\n"
+        "informational, debug (default warning)"},
+    {"collect", "LEVELS", "ORX_AGENT_COLLECT", false, checkLevels,
+        "log messages to take in at all, as for --forward (default warning)"},
     {"verbosity", "LEVEL", "ORX_AGENT_VERBOSITY", false, checkVerbosity,
         "what the agent writes to stderr: silent, error, warning, info or\n"
         "debug (default warning)"},
@@ -234,6 +378,59 @@ bool parseVerbosity(std::string_view text, Verbosity& verbosity) {
     return false;
 }
 
+namespace {
+
+const Option* optionOf(const char* environment) {
+    for (const Option& option : optionTable) {
+        if (std::strcmp(option.environment, environment) == 0)
+            return &option;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+bool parseSeconds(const char* environment, std::string_view text, int64_t& nanoseconds) {
+    const Option* option = optionOf(environment);
+    int64_t value = 0;
+    if (option == nullptr || !secondsOf(text, value) || !isWithin(*option, value))
+        return false;
+    nanoseconds = value;
+    return true;
+}
+
+bool parseNumber(const char* environment, std::string_view text, int32_t& number) {
+    const Option* option = optionOf(environment);
+    int64_t value = 0;
+    if (option == nullptr || !numberOf(text, value) || !isWithin(*option, value))
+        return false;
+    number = static_cast<int32_t>(value);
+    return true;
+}
+
+bool parseLevels(std::string_view text, Levels& levels) {
+    Levels parsed = levels;
+    int level = 0;
+    if (text.find('=') == std::string_view::npos) {
+        if (!parseLevel(text, level))
+            return false;
+        levels = {level, level, level, level};
+        return true;
+    }
+    std::string_view item;
+    for (std::string_view rest = text; nextItem(rest, item);) {
+        const size_t divider = item.find('=');
+        if (divider == std::string_view::npos || !parseLevel(item.substr(divider + 1), level))
+            return false;
+        int* place = levelOf(parsed, item.substr(0, divider));
+        if (place == nullptr)
+            return false;
+        *place = level;
+    }
+    levels = parsed;
+    return true;
+}
+
 bool nextSelection(std::string_view& rest, std::string_view& selection) {
     while (nextPart(rest, '\n', selection)) {
         if (!selection.empty())
@@ -270,7 +467,20 @@ const char* defaultSelections() {
            "dds_data_reader_sample_rejected_total,dds_data_reader_liveliness_*,dds_data_reader_deadline_"
            "missed_total,"
            "dds_data_reader_incompatible_qos_total,dds_data_reader_sample_lost_total,"
-           "dds_data_reader_subscription_matched_*";
+           "dds_data_reader_subscription_matched_*,"
+           "dds_data_writer_reliable_reader_activity_*,"
+           "dds_data_writer_cache_samples,dds_data_writer_cache_samples_peak,"
+           "dds_data_writer_protocol_pushed_sample*,dds_data_writer_protocol_sent_heartbeats_*,"
+           "dds_data_writer_protocol_pulled_sample*,dds_data_writer_protocol_received_acks_total,"
+           "dds_data_writer_protocol_received_nacks_total,"
+           "dds_data_writer_protocol_first_available_sequence_number_*,"
+           "dds_data_writer_protocol_last_available_sequence_number_*,"
+           "dds_data_writer_protocol_first_unacknowledged_sample_sequence_number_*,"
+           "dds_data_writer_reliable_cache_full_total,dds_data_writer_reliable_cache_high_watermark_total,"
+           "dds_data_writer_reliable_cache_unack_samples,dds_data_writer_reliable_cache_unack_samples_peak,"
+           "dds_data_reader_cache_samples,dds_data_reader_cache_samples_peak,"
+           "dds_data_reader_protocol_received_sample*,dds_data_reader_protocol_duplicate_sample_bytes_total,"
+           "dds_application_process_memory_usage_*";
 }
 
 void checkExpression(std::string_view expression, Problem& problem) {
@@ -317,7 +527,7 @@ void checkEnvironment(Problem& problem) {
         if (value == nullptr)
             continue;
         Problem found;
-        option.check(value, found);
+        option.check(option, value, found);
         if (found)
             return report(problem, "%s: %.1300s", option.environment, found.text);
     }

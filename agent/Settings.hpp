@@ -29,13 +29,32 @@ struct Option {
     const char* argument;    // null: none
     const char* environment; // the variable of the same meaning
     bool repeatable;         // values are joined with newlines in the variable
-    void (*check)(std::string_view value, Problem& problem);
+    void (*check)(const Option& option, std::string_view value, Problem& problem);
     const char* help; // lines after the first are indented by the printer
+    // Of numbers: seconds in nanoseconds, others as they are.
+    int64_t least = 0;
+    int64_t most = 0;
 };
 std::span<const Option> options();
 
 bool parseDomain(std::string_view text, int32_t& domain);
 bool parseVerbosity(std::string_view text, Verbosity& verbosity);
+
+// Seconds as a decimal number, "2" or "0.25", to nanoseconds, within the limits of the option that has this
+// variable; a whole number within them. False when the text is neither, and nothing changes.
+bool parseSeconds(const char* environment, std::string_view text, int64_t& nanoseconds);
+bool parseNumber(const char* environment, std::string_view text, int32_t& number);
+
+// Levels of log messages by facility: "LEVEL" for all, or "FACILITY=LEVEL,FACILITY=LEVEL" for some. A level
+// is the number of syslog, silent is -1. What the text does not name stays as it is.
+struct Levels {
+    static constexpr int silent = -1;
+    int middleware;
+    int securityEvent;
+    int service;
+    int user;
+};
+bool parseLevels(std::string_view text, Levels& levels);
 
 // One selection, 'EXPRESSION=PATTERN,PATTERN'. The last '=' divides, since patterns have none.
 struct Selection {
@@ -54,8 +73,8 @@ bool nextItem(std::string_view& rest, std::string_view& item);
 bool nextPattern(std::string_view& rest, Pattern& pattern);
 Selection splitSelection(std::string_view selection);
 
-// What the agent publishes unless told otherwise: every metric that changes by events and that the engine
-// has.
+// What the agent publishes unless told otherwise: every metric that changes by events, and of the periodic
+// ones those that the engine tells.
 const char* defaultSelections();
 
 // Whether an expression is one that the library takes, and one that can select anything.

@@ -24,6 +24,7 @@ using orx::agent::Problem;
 constexpr int exitWrongUse = 2;
 constexpr int exitCannotRun = 126;
 constexpr int exitNotFound = 127;
+constexpr size_t maximumOptions = 64; // with room for those of this program, and an end
 
 void printHelp() {
     std::puts("usage: orx-run [options] -- program [arguments]\n"
@@ -111,7 +112,7 @@ enum SpecialOption { optionHelp = 1000, optionVersion };
 
 int main(int argc, char** argv) {
     const auto table = orx::agent::options();
-    option longOptions[16] = {};
+    option longOptions[maximumOptions] = {};
     size_t count = 0;
     for (const Option& entry : table) {
         longOptions[count] = {entry.name, entry.argument != nullptr ? required_argument : no_argument,
@@ -121,7 +122,7 @@ int main(int argc, char** argv) {
     longOptions[count++] = {"help", no_argument, nullptr, optionHelp};
     longOptions[count++] = {"version", no_argument, nullptr, optionVersion};
 
-    bool given[16] = {};
+    bool given[maximumOptions] = {};
     opterr = 0;
     for (int choice = 0; (choice = getopt_long(argc, argv, "+:", longOptions, nullptr)) != -1;) {
         if (choice == optionHelp)
@@ -138,7 +139,7 @@ int main(int argc, char** argv) {
         Problem problem;
         if (entry.repeatable && *value == '\0')
             return wrongUse((std::string("--") + entry.name + ": the value is empty").c_str());
-        entry.check(value, problem);
+        entry.check(entry, value, problem);
         if (problem)
             return wrongUse((std::string("--") + entry.name + ": " + problem.text).c_str());
         setVariable(entry, value, given[choice]);

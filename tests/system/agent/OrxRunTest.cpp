@@ -37,6 +37,30 @@ TEST(OrxRun, RefusesWrongOptionsBeforeTheProgramStarts) {
         "--select: 'writers' in expression '/writers/w' names no class of resources");
     expectRefused(with({"--verbosity", "loud"}),
         "--verbosity: 'loud' is no verbosity: silent, error, warning, info and debug are");
+    expectRefused(
+        with({"--polling-period", "0"}), "--polling-period: '0' is no number of seconds from 0.01 to 86400");
+    expectRefused(
+        with({"--event-period", "-1"}), "--event-period: '-1' is no number of seconds from 0 to 3600");
+    expectRefused(with({"--logging-period", "fast"}),
+        "--logging-period: 'fast' is no number of seconds from 0.001 to 3600");
+    expectRefused(
+        with({"--snapshot-delay", "1h"}), "--snapshot-delay: '1h' is no number of seconds from 0 to 3600");
+    expectRefused(with({"--event-queues", "0"}), "--event-queues: '0' is no number from 1 to 64");
+    expectRefused(with({"--logging-queues", "65"}), "--logging-queues: '65' is no number from 1 to 64");
+    expectRefused(
+        with({"--event-queue-size", "12"}), "--event-queue-size: '12' is no number from 1024 to 268435456");
+    expectRefused(with({"--logging-queue-size", "1.5"}),
+        "--logging-queue-size: '1.5' is no number from 1024 to 268435456");
+    expectRefused(with({"--log-history", "all"}), "--log-history: 'all' is no number from 0 to 100000");
+    expectRefused(with({"--logs-per-update", "0"}), "--logs-per-update: '0' is no number from 1 to 10000");
+    const std::string levels = "is no level: silent, emergency, alert, critical, error, warning, notice, "
+                               "informational and debug are";
+    expectRefused(with({"--forward", "loud"}), "--forward: 'loud' " + levels);
+    expectRefused(with({"--collect", "user=loud"}), "--collect: 'loud' " + levels);
+    expectRefused(with({"--forward", "users=debug"}),
+        "--forward: 'users' is no facility: middleware, security_event, service and user are");
+    expectRefused(
+        with({"--collect", "user=debug,error"}), "--collect: 'error' has no '=' between facility and level");
     expectRefused(with({"--nonsense"}), "unknown option '--nonsense'");
     expectRefused({"--domain"}, "option '--domain' needs a value");
     expectRefused({}, "no program is named");

@@ -5,6 +5,7 @@
 
 #include "agent/Agent.hpp"
 #include "agent/AgentLog.hpp"
+#include "agent/Settings.hpp"
 #include "tests/helpers/FailingHeap.hpp"
 
 namespace {
@@ -19,8 +20,8 @@ protected:
     }
     ~PropertyTest() override {
         ORX_MonitoringProperty_t_finalize_ex(&property, DDS_BOOLEAN_FALSE);
-        for (const char* name : {"DOMAIN", "APP_NAME", "PEERS", "SELECT"})
-            unsetenv((std::string("ORX_AGENT_") + name).c_str());
+        for (const Option& option : options())
+            unsetenv(option.environment);
         ORXLog_setStderrEnabled(1);
     }
     static void set(const char* name, const char* value) {
@@ -59,6 +60,54 @@ TEST_F(PropertyTest, VariablesAreTaken) {
     const auto* second = DDS_MonitoringMetricSelectionSeq_get_reference(&property.metric_selection_list, 1);
     EXPECT_STREQ(second->resource_selection, "//topics/T");
     EXPECT_STREQ(DDS_StringSeq_get(&second->disabled_metrics_selection, 0), "*");
+}
+
+TEST_F(PropertyTest, NumbersAndLevelsAreTaken) {
+    set("POLLING_PERIOD", "0.25");
+    set("EVENT_PERIOD", "0");
+    set("LOGGING_PERIOD", "3600");
+    set("SNAPSHOT_DELAY", "2.000000001");
+    set("EVENT_QUEUES", "7");
+    set("LOGGING_QUEUES", "8");
+    set("EVENT_QUEUE_SIZE", "4096");
+    set("LOGGING_QUEUE_SIZE", "8192");
+    set("LOG_HISTORY", "0");
+    set("LOGS_PER_UPDATE", "9");
+    set("FORWARD", "user=debug,middleware=silent,service=emergency");
+    ASSERT_TRUE(fillProperty(property));
+    const auto ns = [](const DDS_Duration_t& time) { return time.sec * 1'000'000'000LL + time.nanosec; };
+    EXPECT_EQ(ns(property.periodic.polling_period), 250'000'000);
+    EXPECT_EQ(ns(property.event.publication_period), 0);
+    EXPECT_EQ(ns(property.logging.publication_period), 3'600'000'000'000);
+    EXPECT_EQ(ns(property.event.snapshot_delay), 2'000'000'001);
+    EXPECT_EQ(property.event.concurrency_level, 7u);
+    EXPECT_EQ(property.logging.concurrency_level, 8u);
+    EXPECT_EQ(property.event.initial_memory_size, 4096);
+    EXPECT_EQ(property.logging.initial_memory_size, 8192);
+    EXPECT_EQ(property.logging.max_historical_logs, 0);
+    EXPECT_EQ(property.logging.max_logs_per_update, 9);
+    EXPECT_EQ(property.logging.forwarding_level.user, ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG);
+    EXPECT_EQ(property.logging.forwarding_level.middleware, ZDDS_CONFIG_SYSLOG_VERBOSITY_SILENT);
+    EXPECT_EQ(property.logging.forwarding_level.service, ZDDS_CONFIG_SYSLOG_VERBOSITY_EMERGENCY);
+    EXPECT_EQ(property.logging.forwarding_level.security_event, ZDDS_CONFIG_SYSLOG_VERBOSITY_WARNING)
+        << "not named";
+}
+
+// The help promises these.
+TEST_F(PropertyTest, DefaultsAreThoseOfTheHelp) {
+    ASSERT_TRUE(fillProperty(property));
+    const auto ns = [](const DDS_Duration_t& time) { return time.sec * 1'000'000'000LL + time.nanosec; };
+    EXPECT_EQ(ns(property.periodic.polling_period), 5'000'000'000);
+    EXPECT_EQ(ns(property.event.publication_period), 100'000'000);
+    EXPECT_EQ(ns(property.logging.publication_period), 100'000'000);
+    EXPECT_EQ(ns(property.event.snapshot_delay), 1'000'000'000);
+    EXPECT_EQ(property.event.concurrency_level, 5u);
+    EXPECT_EQ(property.logging.concurrency_level, 5u);
+    EXPECT_EQ(property.event.initial_memory_size, 10240);
+    EXPECT_EQ(property.logging.initial_memory_size, 10240);
+    EXPECT_EQ(property.logging.max_historical_logs, 128);
+    EXPECT_EQ(property.logging.max_logs_per_update, 512);
+    EXPECT_EQ(property.logging.forwarding_level.user, ZDDS_CONFIG_SYSLOG_VERBOSITY_WARNING);
 }
 
 TEST_F(PropertyTest, TheNthAllocationMayFail) {

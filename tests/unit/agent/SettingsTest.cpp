@@ -107,15 +107,57 @@ TEST(Settings, NamesWhatIsWrongInASelection) {
     EXPECT_EQ(selectionProblem("=dds_*"), "the resource expression is empty");
 }
 
-// Every pattern of the default is for metrics that change by events.
-TEST(Settings, DefaultSelectionsNameEventMetricsAlone) {
-    const Selection parts = splitSelection(defaultSelections());
-    Pattern pattern{};
-    for (std::string_view rest = parts.patterns; nextPattern(rest, pattern);) {
-        EXPECT_TRUE(pattern.enables);
-        EXPECT_EQ(pattern.text.find("cache"), std::string_view::npos);
-        EXPECT_EQ(pattern.text.find("protocol"), std::string_view::npos);
-        EXPECT_EQ(pattern.text.find("_per_s"), std::string_view::npos);
+TEST(Settings, TakesSecondsWithinTheLimitsOfTheOption) {
+    int64_t ns = -1;
+    EXPECT_TRUE(parseSeconds("ORX_AGENT_POLLING_PERIOD", "0.01", ns));
+    EXPECT_EQ(ns, 10'000'000);
+    EXPECT_TRUE(parseSeconds("ORX_AGENT_POLLING_PERIOD", "86400", ns));
+    EXPECT_EQ(ns, 86'400'000'000'000);
+    EXPECT_TRUE(parseSeconds("ORX_AGENT_EVENT_PERIOD", "0", ns));
+    EXPECT_EQ(ns, 0);
+    EXPECT_TRUE(parseSeconds("ORX_AGENT_SNAPSHOT_DELAY", "1.000000001", ns));
+    EXPECT_EQ(ns, 1'000'000'001);
+    for (const char* wrong : {"", "0.009", "86400.1", "-1", "1,5", ".5", "1.", "1.0000000001", "1e3", "inf",
+             "nan", "5s", " 5", "9999999999999999999999"})
+        EXPECT_FALSE(parseSeconds("ORX_AGENT_POLLING_PERIOD", wrong, ns)) << wrong;
+    EXPECT_EQ(ns, 1'000'000'001) << "a wrong value changes nothing";
+}
+
+TEST(Settings, TakesNumbersWithinTheLimitsOfTheOption) {
+    int32_t number = -1;
+    EXPECT_TRUE(parseNumber("ORX_AGENT_EVENT_QUEUES", "1", number));
+    EXPECT_TRUE(parseNumber("ORX_AGENT_EVENT_QUEUES", "64", number));
+    EXPECT_EQ(number, 64);
+    EXPECT_TRUE(parseNumber("ORX_AGENT_EVENT_QUEUE_SIZE", "268435456", number));
+    for (const char* wrong : {"", "0", "65", "-1", "1.0", "x", "4294967297"})
+        EXPECT_FALSE(parseNumber("ORX_AGENT_EVENT_QUEUES", wrong, number)) << wrong;
+    EXPECT_FALSE(parseNumber("ORX_NO_SUCH_OPTION", "1", number));
+}
+
+TEST(Settings, TakesLevelsOfFacilities) {
+    Levels levels{4, 4, 4, 4};
+    EXPECT_TRUE(parseLevels("debug", levels));
+    EXPECT_EQ(levels.middleware, 7);
+    EXPECT_EQ(levels.securityEvent, 7);
+    EXPECT_EQ(levels.service, 7);
+    EXPECT_EQ(levels.user, 7);
+    EXPECT_TRUE(parseLevels("user=silent,security_event=emergency", levels));
+    EXPECT_EQ(levels.user, Levels::silent);
+    EXPECT_EQ(levels.securityEvent, 0);
+    EXPECT_EQ(levels.middleware, 7) << "not named";
+    for (const char* wrong : {"", "loud", "user=", "user=loud", "=debug", "users=debug", "user=debug,",
+             "user=debug,error", "debug,error"})
+        EXPECT_FALSE(parseLevels(wrong, levels)) << wrong;
+    EXPECT_EQ(levels.user, Levels::silent) << "a wrong value changes nothing";
+}
+
+TEST(Settings, EveryOptionNamesItsDefault) {
+    for (const Option& option : options()) {
+        if (option.argument == nullptr)
+            continue;
+        const std::string help = option.help;
+        EXPECT_TRUE(help.find("(default") != std::string::npos || help.find("Default:") != std::string::npos)
+            << option.name;
     }
 }
 
