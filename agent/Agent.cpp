@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
@@ -15,6 +16,8 @@
 #include "agent/Listeners.hpp"
 #include "agent/MetricGroups.hpp"
 #include "agent/Push.hpp"
+#include "agent/Sampler.hpp"
+#include "agent/Settings.hpp"
 
 namespace orx::agent {
 
@@ -35,7 +38,15 @@ Registry& theRegistry() {
     return *registry;
 }
 
+// Never destroyed, like the registry.
+Sampler& theSampler() {
+    alignas(Sampler) static char memory[sizeof(Sampler)];
+    static auto* sampler = new (memory) Sampler(theRegistry());
+    return *sampler;
+}
+
 pid_t startedIn = 0;
+int64_t pollingPeriodNs = 0;        // agent thread
 std::atomic<int64_t> lastWorkNs{0}; // relaxed: a moment more or less does no harm
 
 class LibraryLock {
@@ -81,11 +92,20 @@ bool startLibrary() {
     ORX_MonitoringProperty_t property;
     if (!ORX_MonitoringProperty_t_initialize(&property))
         return false;
-    const bool isStarted = fillProperty(property) &&
-                           ORX_MonitoringHost_load_library(std::getenv("ORX_AGENT_LIBRARY")) &&
+    const bool isFilled = fillProperty(property);
+    const DDS_Duration_t& period = property.periodic.polling_period;
+    pollingPeriodNs = int64_t{period.sec} * 1'000'000'000 + period.nanosec;
+    const bool isStarted = isFilled && ORX_MonitoringHost_load_library(std::getenv("ORX_AGENT_LIBRARY")) &&
                            ORX_MonitoringHost_start(&property) != nullptr;
     ORX_MonitoringProperty_t_finalize_ex(&property, DDS_BOOLEAN_FALSE);
     return isStarted;
+}
+
+// Figures are never older than half of a polling period, nor than a second.
+int64_t samplingIntervalNs() {
+    constexpr int64_t longest = 1'000'000'000;
+    constexpr int64_t shortest = 10'000'000;
+    return std::clamp(pollingPeriodNs / 2, shortest, longest);
 }
 
 // Nothing is pushed any more once this is done, so that the library may go.
@@ -100,10 +120,13 @@ void* runAgent(void*) {
     Registry& registry = theRegistry();
     if (startLibrary()) {
         AGENT_STATUS(CREATE, "the monitoring library; what the program makes is monitored");
+        if (!theSampler().start(samplingIntervalNs()))
+            AGENT_WARNING(FAILED_TO_CREATE, "the sampler's thread: periodic metrics stay as they are");
         while (registry.waitForWork() && processWork(registry, workUnderOneLock))
             lastWorkNs.store(Deadline::now(), std::memory_order_relaxed);
         AGENT_WARNING(FAILURE, "monitoring has ended with the engine or the library; the program runs on");
         registry.stopWork();
+        theSampler().stop();
         detachAll(registry);
         ORX_MonitoringHost_stop();
     } else {
@@ -137,6 +160,7 @@ void quiesce() {
     if (getpid() != startedIn)
         return;
     const int64_t deadline = Deadline::now() + endBoundNs;
+    theSampler().pause(deadline);
     if (!theRegistry().waitUntilIdle(deadline))
         return;
     const int64_t published = lastWorkNs.load(std::memory_order_relaxed) + publicationNs;
@@ -221,6 +245,7 @@ const OrxAgentTable* orxAgent_start(const OrxShimStart* start) {
         return nullptr;
     Registry& registry = theRegistry();
     setEngine(*start->engine);
+    setDataEntryFunctions(start->attachData, start->detachData);
     setListenerRegistry(registry);
     setMetricGroupRegistry(registry);
     setInterpositionRegistry(registry, domain);

@@ -57,13 +57,16 @@ Reference realParent(Kind kind, dds_entity_t handle, Reference madeUnder) {
 // Makes a writer or reader: `create` calls the engine with a listener.
 template <typename Create>
 dds_entity_t createEndpoint(Kind kind, dds_entity_t parentHandle, dds_entity_t topic, const dds_qos_t* qos,
-    const dds_listener_t* listener, Create create) {
+    const dds_listener_t* listener, Create create, bool hasOwnCache = false) {
     // Readers of the engine's own discovery data have no endpoint on the network.
     const bool isPseudoTopic = topic >= DDS_MIN_PSEUDO_HANDLE;
     Reference parent = isPseudoTopic ? Reference() : observedParent(parentHandle);
     Reference observed(parent ? createObserved(kind) : nullptr);
     if (!observed)
         return create(listener);
+    observed->hasOwnCache = hasOwnCache;
+    if (hasOwnCache)
+        observed->figures.reader.hasCache = false;
     ListenerObject merged(listener);
     prepareListener(*observed, listener, parentHandle, merged);
     const dds_entity_t handle = create(merged.get());
@@ -190,9 +193,25 @@ dds_entity_t createReader(
 
 dds_entity_t createReaderWithCache(dds_entity_t parent, dds_entity_t topic, const dds_qos_t* qos,
     const dds_listener_t* listener, dds_rhc* rhc) {
-    return createEndpoint(Kind::reader, parent, topic, qos, listener, [&](const dds_listener_t* merged) {
+    const auto create = [&](const dds_listener_t* merged) {
         return engine().dds_create_reader_rhc(parent, topic, qos, merged, rhc);
-    });
+    };
+    return createEndpoint(Kind::reader, parent, topic, qos, listener, create, true);
+}
+
+// Reads through a condition are reads of its reader.
+dds_entity_t observeCondition(dds_entity_t handle, dds_entity_t reader) {
+    if (const Reference observed = handle > 0 ? entities->find(reader) : Reference())
+        entities->insertCondition(handle, *observed);
+    return handle;
+}
+
+dds_entity_t createReadCondition(dds_entity_t reader, uint32_t mask) {
+    return observeCondition(engine().dds_create_readcondition(reader, mask), reader);
+}
+
+dds_entity_t createQueryCondition(dds_entity_t reader, uint32_t mask, dds_querycondition_filter_fn filter) {
+    return observeCondition(engine().dds_create_querycondition(reader, mask, filter), reader);
 }
 
 // A publisher or subscriber that the engine made with an endpoint goes with it.
@@ -239,6 +258,8 @@ dds_return_t deleteAboveParticipants(dds_entity_t handle) {
 
 dds_return_t deleteEntity(dds_entity_t handle) {
     const Reference observed = entities->find(handle);
+    if (!observed && entities->endCondition(handle))
+        return engine().dds_delete(handle);
     if (!observed)
         return isAboveParticipants(handle) ? deleteAboveParticipants(handle) : engine().dds_delete(handle);
     // A topic lives on in the engine while endpoints use it, and so would its callbacks.
@@ -293,6 +314,8 @@ void fillInterposedFunctions(OrxEngineFunctions& functions) {
     functions.dds_create_writer = createWriter;
     functions.dds_create_reader = createReader;
     functions.dds_create_reader_rhc = createReaderWithCache;
+    functions.dds_create_readcondition = createReadCondition;
+    functions.dds_create_querycondition = createQueryCondition;
     functions.dds_delete = deleteEntity;
     functions.dds_set_listener = setListener;
     functions.dds_get_listener = getListener;

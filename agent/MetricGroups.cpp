@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "agent/Push.hpp"
 #include "agent/ResourceName.hpp"
 #include "agent/StatusKinds.hpp"
 #include "dds/version.h"
@@ -53,6 +54,54 @@ void* topicGroup(Observed& observed, DDS_UnsignedLong index) {
     }
 }
 
+// A group of figures is copied for the thread that asks, which reads the copy before it asks for the next.
+union PeriodicCopy {
+    DDS_Monitoring_DataWriterCacheStatus writerCache;
+    DDS_Monitoring_DataWriterProtocolStatus writerProtocol;
+    DDS_Monitoring_ReliableWriterCacheChangedStatus reliableCache;
+    DDS_Monitoring_DataReaderCacheStatus readerCache;
+    DDS_Monitoring_DataReaderProtocolStatus readerProtocol;
+};
+thread_local PeriodicCopy periodicCopy;
+
+// Families of groups of one status: only the last of each has metrics.
+void* periodicWriterGroup(Observed& writer, DDS_UnsignedLong index) {
+    Guard guard(writer.figuresMutex);
+    WriterFigures& figures = writer.figures.writer;
+    switch (index) {
+    case 9:
+    case 10:
+    case 11:
+        return figures.hasCache ? &(periodicCopy.writerCache = figures.cache) : nullptr;
+    case 12:
+    case 13:
+    case 14:
+        return &(periodicCopy.writerProtocol = takeProtocol(figures));
+    case 15:
+    case 16:
+        return figures.hasCache ? &(periodicCopy.reliableCache = takeReliableCache(figures)) : nullptr;
+    default:
+        return nullptr;
+    }
+}
+
+void* periodicReaderGroup(Observed& reader, DDS_UnsignedLong index) {
+    Guard guard(reader.figuresMutex);
+    ReaderFigures& figures = reader.figures.reader;
+    switch (index) {
+    case 10:
+    case 11:
+    case 12:
+        return figures.hasCache ? &(periodicCopy.readerCache = figures.cache) : nullptr;
+    case 13:
+    case 14:
+    case 15:
+        return &(periodicCopy.readerProtocol = takeProtocol(figures));
+    default:
+        return nullptr;
+    }
+}
+
 void* writerGroup(Observed& observed, DDS_UnsignedLong index) {
     switch (index) {
     case 0:
@@ -66,14 +115,14 @@ void* writerGroup(Observed& observed, DDS_UnsignedLong index) {
     case PublicationMatched::group - 1:
     case PublicationMatched::group:
         return &PublicationMatched::copyOf(observed);
-    case 6:
+    case reliableActivityGroup:
         return &observed.statuses.writer.reliableActivityChanged;
     case 7:
         return pointerTo(observed.topicName);
     case 8:
         return pointerTo(observed.typeName);
     default:
-        return nullptr;
+        return periodicWriterGroup(observed, index);
     }
 }
 
@@ -99,7 +148,7 @@ void* readerGroup(Observed& observed, DDS_UnsignedLong index) {
     case 9:
         return pointerTo(observed.typeName);
     default:
-        return nullptr;
+        return periodicReaderGroup(observed, index);
     }
 }
 

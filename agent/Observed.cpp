@@ -29,6 +29,7 @@ DDS_EntityKind standInKind(Kind kind) {
 }
 
 void destroy(Observed* observed) {
+    orxEngine_freeStatistics(observed->statistics);
     if (observed->standIn != nullptr)
         DDS_Entity_delete_observedI(observed->standIn);
     ORXOsapiHeap_freeMemoryInternal(observed->texts);
@@ -38,9 +39,16 @@ void destroy(Observed* observed) {
 
 } // namespace
 
+Observed::Observed(Kind entityKind) : kind(entityKind) {
+    if (kind == Kind::reader)
+        startFigures(figures.reader);
+    else
+        startFigures(figures.writer);
+}
+
 Observed* createObserved(Kind kind) {
-    // The engine sends over IPv4 unless it is configured otherwise.
-    constexpr DDS_UnsignedLong transportUdpv4 = 1;
+    // The engine counts nothing per transport, so there is no transport that metrics could be had of.
+    constexpr DDS_UnsignedLong noTransports = 0;
     void* memory = nullptr;
     if (!ORXOsapiHeap_reallocateMemoryInternal(
             &memory, sizeof(Observed), alignof(Observed), 1, "struct orx::agent::Observed"))
@@ -48,7 +56,7 @@ Observed* createObserved(Kind kind) {
     auto* observed = new (memory) Observed(kind);
     std::memset(static_cast<void*>(&observed->statuses), 0, sizeof observed->statuses);
     const DDS_GUID_t notKnownYet{};
-    observed->standIn = DDS_Entity_create_observedI(standInKind(kind), &notKnownYet, transportUdpv4);
+    observed->standIn = DDS_Entity_create_observedI(standInKind(kind), &notKnownYet, noTransports);
     if (observed->standIn == nullptr) {
         AGENT_ERROR(FAILED_TO_CREATE, "stand-in of an observed entity");
         destroy(observed);

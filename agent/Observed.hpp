@@ -8,7 +8,8 @@
 //
 // - entity lock (DDS_Entity_lock of `standIn`): `statuses`, `generations`; reading `resource`;
 // - metric mutex of the resource's index: with the entity lock, writing `resource` and `concurrencyIndex`;
-// - the registry's mutex, a leaf: everything that is marked so below.
+// - the registry's mutex, a leaf: everything that is marked so below;
+// - `figuresMutex`, a leaf: `figures`.
 //
 // No call into the engine under any of them: a listener of the engine may be waiting for just that lock.
 #ifndef ORX_AGENT_OBSERVED_HPP
@@ -17,8 +18,11 @@
 #include <atomic>
 #include <cstdint>
 
+#include "agent/Figures.hpp"
 #include "agent/StatusCopies.hpp"
+#include "agent/shim/DataCounters.h"
 #include "dds/dds.h"
+#include "src/support/Sync.hpp"
 #include "zddsc/monitoring.h"
 
 namespace orx::agent {
@@ -43,6 +47,7 @@ struct UnresetChanges {
 constexpr size_t maximumStatuses = 6; // of one entity: a reader's
 
 struct Observed;
+struct DataBlock;
 
 // A place in one of the agent thread's queues.
 struct WorkLink {
@@ -66,9 +71,22 @@ struct Observed {
     const char* topicName = "";
     const char* typeName = "";
 
+    bool hasOwnCache = false; // a reader whose cache the program brought
+    // Of a writer or reader; null when memory was out. Set when it enters the registry.
+    const OrxDataCounters* counters = nullptr;
+
     // Entity lock.
     StatusCopies statuses{};                    // all of it zero at first
     uint32_t generations[maximumStatuses] = {}; // grows with each change of a status
+
+    bool hasUntoldActivity = false; // of a writer: its reliable readers' activity has changed
+
+    // Of a writer or reader.
+    zdds::Mutex figuresMutex;
+    EndpointFigures figures;
+
+    // The sampler's thread, and whoever frees the entity.
+    dds_statistics* statistics = nullptr;
 
     // Entity lock and metric mutex.
     ORX_MonitoringResource* resource = nullptr;
@@ -85,14 +103,15 @@ struct Observed {
     Observed* previousSibling = nullptr;
     Observed* nextByHandle = nullptr;
     Observed* nextByStandIn = nullptr;
-    WorkLink assertion; // its resource is to be asserted
-    WorkLink deletion;  // its resource is to be deleted, and with it those of its descendants
+    DataBlock* dataBlocks = nullptr; // of a writer or reader: its own and those of its conditions
+    WorkLink assertion;              // its resource is to be asserted
+    WorkLink deletion;               // its resource is to be deleted, and with it those of its descendants
     Observed* nextFreed = nullptr;
     bool isListed = false;      // in the registry: the entity lives
     bool isEndedUnseen = false; // the entity ended before the agent thread came to it
     bool isForgotten = false;   // it did, and was one too many
 
-    explicit Observed(Kind entityKind) : kind(entityKind) {}
+    explicit Observed(Kind entityKind);
 };
 
 // With one reference for the caller; null when memory is out.

@@ -6,6 +6,9 @@
 
 namespace orx::agent {
 
+// A writer's group of the activity of its reliable readers, which has no status in the engine.
+constexpr DDS_UnsignedLong reliableActivityGroup = 6;
+
 // Pushes a metric group when the entity has a resource. The caller holds the entity lock.
 void pushGroup(Observed& observed, DDS_UnsignedLong group, void* value);
 

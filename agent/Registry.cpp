@@ -149,6 +149,8 @@ bool Registry::insert(Observed* observed, Observed* parent) {
             observed->isListed = true;
             byHandle_.insert(*observed);
             byStandIn_.insert(*observed);
+            if (observed->kind == Kind::writer || observed->kind == Kind::reader)
+                attachData(*observed, observed->handle);
             ++listedCount_;
             if (isWorking_) {
                 assertions_.push(*observed, ++lastNumber_);
@@ -159,6 +161,24 @@ bool Registry::insert(Observed* observed, Observed* parent) {
     }
     release(observed);
     return false;
+}
+
+// Under the mutex. The first block holds the counters.
+void Registry::attachData(Observed& observed, dds_entity_t handle) {
+    DataBlock* block = dataBlocks_.attach(handle, observed.dataBlocks);
+    if (block != nullptr && observed.counters == nullptr)
+        observed.counters = &block->counters;
+}
+
+void Registry::insertCondition(dds_entity_t handle, Observed& reader) {
+    Guard guard(mutex);
+    if (reader.isListed && reader.counters != nullptr)
+        attachData(reader, handle);
+}
+
+bool Registry::endCondition(dds_entity_t handle) {
+    Guard guard(mutex);
+    return dataBlocks_.detachCondition(handle);
 }
 
 bool Registry::end(Observed& observed) {
@@ -196,6 +216,7 @@ void Registry::unlink(Observed& observed) {
 void Registry::takeOffTheList(Observed& top) {
     walk(top, [this](Observed& at) {
         byHandle_.remove(at);
+        dataBlocks_.detachAll(at.dataBlocks);
         at.isListed = false;
         --listedCount_;
     });

@@ -13,6 +13,7 @@
 #ifndef ORX_AGENT_REGISTRY_HPP
 #define ORX_AGENT_REGISTRY_HPP
 
+#include "agent/DataBlocks.hpp"
 #include "agent/Observed.hpp"
 #include "src/support/Sync.hpp"
 
@@ -77,6 +78,10 @@ public:
     // caller's reference, and takes one on the parent. False, with the reference released, when the parent
     // has ended.
     bool insert(Observed* observed, Observed* parent);
+    // Data calls on a condition count for its reader, until the one or the other ends.
+    void insertCondition(dds_entity_t handle, Observed& reader);
+    // Before a condition is deleted. False when it is none that was inserted.
+    bool endCondition(dds_entity_t handle);
     // Takes the entity and its descendants off the list and queues the deletion of its resource. False when
     // it was not listed any more.
     bool end(Observed& observed);
@@ -119,7 +124,10 @@ private:
     void forgetUnseen(Observed& top);
     void discard(Observed& top, Observed*& freed);
 
+    void attachData(Observed& observed, dds_entity_t handle);
+
     Condition changed_;
+    DataBlockPool dataBlocks_;
     Table<&Observed::nextByHandle> byHandle_;
     Table<&Observed::nextByStandIn> byStandIn_;
     Observed* participants_ = nullptr;

@@ -28,7 +28,7 @@ struct WriterStatuses {
     DDS_Monitoring_OfferedDeadlineMissedStatus offeredDeadlineMissed;
     DDS_Monitoring_OfferedIncompatibleQosStatus offeredIncompatibleQos;
     DDS_Monitoring_PublicationMatchedStatus publicationMatched;
-    // The engine has no such status: it stays as it is, for those who select it all the same.
+    // The engine has no such status: the sampler looks at the readers instead.
     DDS_Monitoring_ReliableReaderActivityChangedStatus reliableActivityChanged;
     PolicyCounts policies;
 };

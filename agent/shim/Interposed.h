@@ -9,6 +9,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "agent/shim/DataCounters.h"
 #include "dds/dds.h"
 
 #ifdef __cplusplus
@@ -64,6 +65,9 @@ struct dds_rhc;
         (dds_entity_t parent, dds_entity_t topic, const dds_qos_t* qos, const dds_listener_t* listener,      \
             struct dds_rhc* rhc),                                                                            \
         (parent, topic, qos, listener, rhc))                                                                 \
+    X(dds_entity_t, dds_create_readcondition, (dds_entity_t reader, uint32_t mask), (reader, mask))          \
+    X(dds_entity_t, dds_create_querycondition,                                                               \
+        (dds_entity_t reader, uint32_t mask, dds_querycondition_filter_fn filter), (reader, mask, filter))   \
     X(dds_return_t, dds_delete, (dds_entity_t entity), (entity))                                             \
     X(dds_return_t, dds_set_listener, (dds_entity_t entity, const dds_listener_t* listener),                 \
         (entity, listener))                                                                                  \
@@ -86,6 +90,9 @@ struct OrxShimStart {
     const struct OrxEngineFunctions* engine; /* the real functions */
     /* The code range of the loaded object that holds the address; zeros when none does. */
     struct OrxCodeRange (*codeRangeOf)(const void* address);
+    /* Whether data calls on a handle are counted, and where. */
+    OrxDataEntryFunction attachData;
+    OrxDataEntryFunction detachData;
 };
 
 /* What the agent answers. Calls that come from one of the ranges are the monitoring's own: they go straight

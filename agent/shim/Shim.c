@@ -11,6 +11,7 @@
  * participant starts the agent under a lock. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
+#include <errno.h>
 #include <limits.h>
 #include <link.h>
 #include <pthread.h>
@@ -23,6 +24,7 @@
 #include <unistd.h>
 
 #include "agent/shim/Interposed.h"
+#include "agent/shim/ShimInternal.h"
 
 /* The file that the version known to the agent is installed as: distributions keep the version in the file's
  * name. */
@@ -34,6 +36,8 @@ enum State { STATE_IDLE, STATE_ACTIVE, STATE_INERT };
 static pthread_once_t resolveOnce = PTHREAD_ONCE_INIT;
 static struct OrxEngineFunctions engine;
 static struct OrxCodeRange engineCode;
+static struct OrxCodeRange ownCode;
+static void* engineHandle; /* what dlsym finds the engine's functions by */
 static char engineFile[PATH_MAX];
 
 static pthread_mutex_t startLock = PTHREAD_MUTEX_INITIALIZER;
@@ -135,6 +139,8 @@ static void resolve(void) {
     void* handle = RTLD_NEXT;
     if (dlsym(RTLD_NEXT, "dds_create_participant") == NULL)
         handle = handleOfObjectWith("dds_create_participant");
+    engineHandle = handle;
+    ownCode = codeRangeOf((const void*)(uintptr_t)&say);
     void* symbol;
 #define RESOLVE_(result, name, parameters, arguments)                                                        \
     symbol = dlsym(handle, #name);                                                                           \
@@ -146,6 +152,22 @@ static void resolve(void) {
     Dl_info info;
     if (dladdr(symbol, &info) == 0 || info.dli_fname == NULL || realpath(info.dli_fname, engineFile) == NULL)
         engineFile[0] = '\0';
+}
+
+void* orxShim_engineFunction(const char* name) {
+    const int before = errno;
+    pthread_once(&resolveOnce, resolve);
+    void* function = dlsym(engineHandle, name);
+    errno = before;
+    return function;
+}
+
+static inline bool holds(const struct OrxCodeRange* range, uintptr_t address) {
+    return address - range->begin < range->end - range->begin;
+}
+
+bool orxShim_isInner(const void* caller) {
+    return holds(&engineCode, (uintptr_t)caller) || holds(&ownCode, (uintptr_t)caller);
 }
 
 /* ---- Start ---- */
@@ -191,7 +213,7 @@ static const struct OrxAgentTable* loadAgent(void) {
     }
     OrxAgentStartFunction start;
     memcpy(&start, &symbol, sizeof start);
-    const struct OrxShimStart arguments = {&engine, codeRangeOf};
+    const struct OrxShimStart arguments = {&engine, codeRangeOf, orxShim_attachData, orxShim_detachData};
     return start(&arguments);
 }
 
@@ -210,10 +232,6 @@ static void startAgent(void) {
 }
 
 /* ---- Routing ---- */
-
-static bool holds(const struct OrxCodeRange* range, uintptr_t address) {
-    return address >= range->begin && address < range->end;
-}
 
 /* Whose functions a call that returns to `caller` is to reach. */
 static const struct OrxEngineFunctions* route(const void* caller, bool makesParticipant) {

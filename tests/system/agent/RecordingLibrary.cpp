@@ -6,12 +6,16 @@
 //   group <name> <index> <text>     for every group that the class has, as a snapshot would take them
 //   push <name> <index> <text>
 //   delete <name>
+//   periodic <name> <index> <text>  every ORX_TEST_PERIODIC_MS milliseconds, on a thread of its own, when
+//   that
+//                                   is set: changed ones alone
 // It takes the locks that the real one takes, in the same order.
 #include <pthread.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -49,11 +53,12 @@ void write(const std::string& line) {
 struct ClassFacts {
     DDS_UnsignedLong id;
     const char* name;
-    DDS_UnsignedLong groups;
+    DDS_UnsignedLong groups;   // that change by events
+    DDS_UnsignedLong periodic; // that do not
 };
-constexpr ClassFacts classes[] = {{99258059, "domain_participants", 4}, {116239698, "publishers", 1},
-    {94988179, "subscribers", 1}, {208182173, "topics", 4}, {142415660, "data_writers", 9},
-    {179666769, "data_readers", 10}, {265647670, "applications", 0}};
+constexpr ClassFacts classes[] = {{99258059, "domain_participants", 4, 39}, {116239698, "publishers", 1, 0},
+    {94988179, "subscribers", 1, 0}, {208182173, "topics", 4, 0}, {142415660, "data_writers", 9, 8},
+    {179666769, "data_readers", 10, 6}, {265647670, "applications", 0, 0}};
 
 const ClassFacts& factsOf(DDS_UnsignedLong id) {
     for (const ClassFacts& facts : classes) {
@@ -107,6 +112,55 @@ std::string rejected(const void* value) {
            std::to_string(status.last_reason);
 }
 
+std::string activity(const void* value) {
+    const auto& status = *static_cast<const DDS_Monitoring_ReliableReaderActivityChangedStatus*>(value);
+    return "active " + std::to_string(status.active_count) + " inactive " +
+           std::to_string(status.inactive_count);
+}
+
+std::string number(const DDS_Monitoring_SequenceNumber_t& value) {
+    return value.high < 0 ? "unknown" : std::to_string((int64_t{value.high} << 32) + value.low);
+}
+
+std::string writerFigures(DDS_UnsignedLong group, const void* value) {
+    std::string text;
+    const auto add = [&text](const char* name, int64_t figure) {
+        text += std::string(name) + " " + std::to_string(figure) + " ";
+    };
+    if (group <= 11) {
+        const auto& status = *static_cast<const DDS_Monitoring_DataWriterCacheStatus*>(value);
+        add("samples", status.sample_count);
+        add("peak", status.sample_count_peak);
+    } else if (group <= 14) {
+        const auto& status = *static_cast<const DDS_Monitoring_DataWriterProtocolStatus*>(value);
+        add("pushed", status.pushed_sample_count);
+        add("bytes", status.pushed_sample_bytes);
+        add("acks", status.received_ack_count);
+        add("heartbeats", status.sent_heartbeat_count);
+        text += "first " + number(status.first_available_sequence_number) + " last " +
+                number(status.last_available_sequence_number) + " unacknowledged " +
+                number(status.first_unacknowledged_sample_sequence_number) + " virtual " +
+                number(status.first_available_sample_virtual_sequence_number);
+    } else {
+        const auto& status = *static_cast<const DDS_Monitoring_ReliableWriterCacheChangedStatus*>(value);
+        add("unacknowledged", status.unacknowledged_sample_count);
+        add("full", status.full_reliable_writer_cache_count);
+    }
+    return text;
+}
+
+std::string readerFigures(DDS_UnsignedLong group, const void* value) {
+    if (group <= 12) {
+        const auto& status = *static_cast<const DDS_Monitoring_DataReaderCacheStatus*>(value);
+        return "samples " + std::to_string(status.sample_count) + " peak " +
+               std::to_string(status.sample_count_peak);
+    }
+    const auto& status = *static_cast<const DDS_Monitoring_DataReaderProtocolStatus*>(value);
+    return "received " + std::to_string(status.received_sample_count) + " bytes " +
+           std::to_string(status.received_sample_bytes) + " first " +
+           number(status.first_available_sample_sequence_number);
+}
+
 std::string textOf(DDS_UnsignedLong classId, DDS_UnsignedLong group, const void* value) {
     if (group == 0)
         return hex(static_cast<const uint8_t*>(value), 16);
@@ -134,7 +188,7 @@ std::string textOf(DDS_UnsignedLong classId, DDS_UnsignedLong group, const void*
         case 5:
             return matched<DDS_Monitoring_PublicationMatchedStatus>(value);
         case 6:
-            return "activity";
+            return activity(value);
         default:
             return static_cast<const char*>(value);
         }
@@ -158,6 +212,51 @@ std::string textOf(DDS_UnsignedLong classId, DDS_UnsignedLong group, const void*
     }
 }
 
+pthread_mutex_t treeMutex = PTHREAD_MUTEX_INITIALIZER;
+std::map<std::string, std::string>& written = *new std::map<std::string, std::string>;
+
+// As the periodic thread does it: neither the entity lock nor a metric mutex.
+void poll(ORX_MonitoringResource& resource) {
+    for (ORX_MonitoringResource* child : resource.children)
+        poll(*child);
+    if (resource.userResource == nullptr)
+        return;
+    const ClassFacts& facts = factsOf(resource.classId);
+    for (DDS_UnsignedLong group = facts.groups; group < facts.groups + facts.periodic; ++group) {
+        void* value = nullptr;
+        std::string text = "missing";
+        if (resource.forwarder.get_metric_group_function(&value, resource.userResource, group))
+            text = resource.classId == 142415660 ? writerFigures(group, value) : readerFigures(group, value);
+        const std::string key = "periodic " + resource.name + " " + std::to_string(group);
+        std::string& before = written[key];
+        if (before != text)
+            write(key + " " + text);
+        before = text;
+    }
+}
+
+void* runPolls(void* period) {
+    const long milliseconds = *static_cast<long*>(period);
+    const timespec time{milliseconds / 1000, (milliseconds % 1000) * 1000000};
+    for (;;) {
+        nanosleep(&time, nullptr);
+        pthread_mutex_lock(&treeMutex);
+        poll(root);
+        pthread_mutex_unlock(&treeMutex);
+    }
+}
+
+void startPolls() {
+    static long milliseconds = 0;
+    const char* text = std::getenv("ORX_TEST_PERIODIC_MS");
+    if (text == nullptr)
+        return;
+    milliseconds = std::atol(text);
+    pthread_t thread;
+    if (pthread_create(&thread, nullptr, runPolls, &milliseconds) == 0)
+        pthread_detach(thread);
+}
+
 // Slows the agent thread down, for tests that want entities to end before it comes to them.
 void delay() {
     if (const char* text = std::getenv("ORX_TEST_DELAY_MS"); text != nullptr) {
@@ -179,8 +278,8 @@ void takeSnapshot(const ORX_MonitoringResource& resource) {
               (isThere ? textOf(resource.classId, group, value) : "missing"));
     }
     void* value = nullptr;
-    if (resource.forwarder.get_metric_group_function(
-            &value, resource.userResource, factsOf(resource.classId).groups))
+    if (resource.forwarder.get_metric_group_function(&value, resource.userResource,
+            factsOf(resource.classId).groups + factsOf(resource.classId).periodic))
         write("error: a group beyond the last");
     if (isLocked)
         ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_METRIC, resource.index, 1);
@@ -206,7 +305,9 @@ ORX_MonitoringResource* assertResource(ORX_MonitoringClass*, DDS_UnsignedLong* i
     resource->userResource = userResource;
     resource->parent = parent;
     resource->forwarder = *forwarder;
+    pthread_mutex_lock(&treeMutex);
     parent->children.push_back(resource);
+    pthread_mutex_unlock(&treeMutex);
     write("assert " + std::string(factsOf(classId).name) + " " + name + " " + parent->path);
     takeSnapshot(*resource);
     *index = resource->index;
@@ -222,8 +323,10 @@ void destroy(ORX_MonitoringResource* resource) {
 
 void deleteResource(ORX_MonitoringClass*, ORX_MonitoringResource* resource) {
     write("delete " + resource->name);
+    pthread_mutex_lock(&treeMutex);
     std::erase(resource->parent->children, resource);
     destroy(resource);
+    pthread_mutex_unlock(&treeMutex);
 }
 
 DDS_Boolean pushMetric(
@@ -273,6 +376,7 @@ ORX_MonitoringClass* create(DDS_DomainParticipantFactory* factory, const ORX_Mon
     table.assertResourceFunction = assertResource;
     table.deleteResourceFunction = deleteResource;
     table.pushEventMetricFunction = pushMetric;
+    startPolls();
     return &table;
 }
 

@@ -262,7 +262,7 @@ TEST_F(WorkTest, GroupsAreFoundByTheStandIn) {
     EXPECT_EQ(group, &reader->statuses.reader.subscriptionMatched);
     EXPECT_TRUE(forwarder.get_metric_group_function(&group, reader->standIn, 0));
     EXPECT_EQ(group, &reader->guid);
-    EXPECT_FALSE(forwarder.get_metric_group_function(&group, reader->standIn, 10)) << "a periodic one";
+    EXPECT_FALSE(forwarder.get_metric_group_function(&group, reader->standIn, 16)) << "beyond the last";
     EXPECT_EQ(group, nullptr);
     EXPECT_FALSE(forwarder.get_metric_group_function(&group, &played, 0)) << "nobody's";
     EXPECT_EQ(forwarder.return_metric_group_function, nullptr) << "nothing is copied";

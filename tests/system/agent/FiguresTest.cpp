@@ -1,0 +1,99 @@
+// What the agent tells periodically about a program's writers and readers.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <sstream>
+
+#include "Record.hpp"
+
+namespace {
+
+// The last periodic line of each endpoint and group, without its start.
+class Periodic {
+public:
+    explicit Periodic(const Record& record) {
+        for (const std::string& line : record.lines("periodic ")) {
+            std::istringstream stream(line);
+            std::string word;
+            std::string name;
+            int group = 0;
+            stream >> word >> name >> group;
+            std::getline(stream >> std::ws, last_[{name, group}]);
+        }
+    }
+    // The number behind a word; -1 when there is none.
+    long long figure(const std::string& name, int group, const std::string& word) const {
+        std::istringstream stream(text(name, group));
+        for (std::string at; stream >> at;) {
+            long long value = 0;
+            if (at == word && stream >> value)
+                return value;
+        }
+        return -1;
+    }
+    std::string text(const std::string& name, int group) const {
+        const auto found = last_.find({name, group});
+        return found != last_.end() ? found->second : "(none)";
+    }
+
+private:
+    std::map<std::pair<std::string, int>, std::string> last_;
+};
+
+constexpr int writerCache = 11;
+constexpr int writerProtocol = 14;
+constexpr int reliableCache = 16;
+constexpr int readerCache = 12;
+constexpr int readerProtocol = 15;
+
+class Figures : public testing::Test {
+protected:
+    Environment polled(Environment more = {}) const {
+        more["ORX_TEST_PERIODIC_MS"] = "50";
+        more["ORX_AGENT_POLLING_PERIOD"] = "0.1";
+        more.try_emplace("PROGRAM_LINGER_MS", isSanitized() ? "4000" : "1500");
+        return record.environment(more);
+    }
+    Record record;
+};
+
+TEST_F(Figures, DataCallsAreCountedOnceAndChangeNothing) {
+    const std::vector<std::string> program = {testProgram("agent_DataCalls")};
+    const Outcome without = run(program);
+    ASSERT_EQ(without.exitCode, 0) << without.errors;
+    const Outcome with = run(underAgent(program), polled());
+    EXPECT_EQ(with.exitCode, 0) << with.errors;
+    EXPECT_EQ(with.output, without.output);
+    EXPECT_EQ(without.output.find("errno S"), std::string::npos) << "the engine leaves errno alone as well";
+
+    const Periodic periodic(record);
+    constexpr int encoded = 12; // two longs behind the header
+    for (const char* call : {"dds_write", "dds_write_ts", "dds_writedispose", "dds_writedispose_ts",
+             "dds_writecdr", "dds_forwardcdr"}) {
+        EXPECT_EQ(periodic.figure(call, writerProtocol, "pushed"), 3) << call;
+        EXPECT_EQ(periodic.figure(call, writerProtocol, "bytes"), 3 * encoded) << call;
+        EXPECT_EQ(periodic.figure(call, writerProtocol, "last"), 3) << call;
+    }
+    for (const char* call :
+        {"dds_dispose", "dds_dispose_ts", "dds_dispose_ih", "dds_dispose_ih_ts", "dds_unregister_instance",
+            "dds_unregister_instance_ts", "dds_unregister_instance_ih", "dds_unregister_instance_ih_ts"}) {
+        EXPECT_EQ(periodic.figure(call, writerProtocol, "pushed"), 3) << call;
+        EXPECT_EQ(periodic.figure(call, writerProtocol, "bytes"), 0) << call << ": no data";
+    }
+    std::vector<std::string> reads = {"readcondition"};
+    for (const std::string verb : {"dds_read", "dds_take"}) {
+        for (const char* rest : {"", "_wl", "_mask", "_mask_wl", "_instance", "_instance_wl",
+                 "_instance_mask", "_instance_mask_wl", "_next", "_next_wl", "cdr", "cdr_instance"})
+            reads.push_back(verb + rest);
+    }
+    for (const std::string& call : reads) {
+        EXPECT_EQ(periodic.figure(call, readerProtocol, "received"), 2) << call;
+        EXPECT_EQ(periodic.figure(call, readerProtocol, "bytes"), 2 * encoded) << call;
+        const bool keeps = call.find("take") == std::string::npos;
+        EXPECT_EQ(periodic.figure(call, readerCache, "samples"), keeps ? 2 : 0) << call;
+    }
+    EXPECT_EQ(periodic.figure("querycondition", readerProtocol, "received"), 1) << "the other did not match";
+    EXPECT_EQ(periodic.figure("querycondition", readerCache, "samples"), 1);
+}
+
+} // namespace
