@@ -1,5 +1,6 @@
 // Start and stop of the monitoring library in this process.
 #include "middleware/host/Host.hpp"
+#include "middleware/host/RequestDelivery.hpp"
 #include "middleware/log/DdsLog.hpp"
 #include "middleware/log/Memory.hpp"
 
@@ -35,6 +36,7 @@ ORX_MonitoringClass* startLocked(ORX_MonitoringGlobals& globals, const ORX_Monit
         globals.eventConcurrency = globals.loggingConcurrency = {};
         metric.discard(metricMade);
         logging.discard(loggingMade);
+        requestDelivery().stop();
     });
     if (!metric.reserve(property.event.concurrency_level))
         return nullptr;
@@ -45,6 +47,9 @@ ORX_MonitoringClass* startLocked(ORX_MonitoringGlobals& globals, const ORX_Monit
     DDS_DomainParticipantFactory* factory = DDS_DomainParticipantFactory_get_instance();
     if (factory == nullptr)
         return nullptr;
+    if (!requestDelivery().start())
+        return nullptr;
+    const BuiltinWriterWatch watch;
     ORX_MonitoringClass* monitoringClass = globals.createFunction(factory, &property);
     if (monitoringClass == nullptr)
         return ZDDS_FAIL(nullptr, FAILED_TO_CREATE, "monitoring library");
@@ -52,6 +57,8 @@ ORX_MonitoringClass* startLocked(ORX_MonitoringGlobals& globals, const ORX_Monit
     publish(globals, monitoringClass);
     ++globals.libraryEpoch;
     host().enabled.store(true, std::memory_order_release);
+    if (watch.participant() != nullptr)
+        requestDelivery().attach(*watch.participant(), *monitoringClass);
     return monitoringClass;
 }
 
@@ -101,6 +108,9 @@ DDS_Boolean ORX_MonitoringHost_stop(void) {
     // Who found the library enabled under one of its mutexes is out of it when that mutex has been passed.
     if (!host().metricPool.passThrough() || !host().loggingPool.passThrough())
         return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_FINALIZE, "monitoring library: it is in use");
+    // No command reaches the library from here on.
+    if (!zdds::host::requestDelivery().stop())
+        return DDS_BOOLEAN_FALSE;
     // A thread that may still run needs its object: it stays, and so does its place in the globals.
     if (!monitoringClass->prefinalizeFunction(monitoringClass))
         return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_FINALIZE, "monitoring library: a thread did not end");

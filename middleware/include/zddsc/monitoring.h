@@ -142,6 +142,25 @@ ZDDSC_EXPORT ORX_MonitoringClass* ORX_MonitoringHost_start(const ORX_MonitoringP
  * The mutexes of the pools stay until finalize, for the next start: an application thread may be on its way
  * into one. */
 ZDDSC_EXPORT DDS_Boolean ORX_MonitoringHost_stop(void);
+/* What became of the service requests that came for the library, since the process began.
+ *
+ * Requests wait in bounded queues, one for each sending participant; senders take turns. At most 32 commands
+ * are with the library and not answered; one that gets no answer counts for 10 seconds. Commands that ask for
+ * the resource registry, which multiply traffic, and bodies that hide what they ask for, are paced: one a
+ * second for each sender, four at once after a rest, with 16 waiting. Bodies have the bound of
+ * zddsc/service_request.h; what is beyond it is among the reader's counters. */
+typedef struct ORX_MonitoringHostRequestCounters {
+    DDS_UnsignedLongLong received;
+    DDS_UnsignedLongLong handed_over;        /* to the library */
+    DDS_UnsignedLongLong delayed;            /* waited for the pace of their sender */
+    DDS_UnsignedLongLong refused_pace;       /* too many waited for it */
+    DDS_UnsignedLongLong refused_queue_full; /* of the sender, or of all; or memory was out */
+    DDS_UnsignedLongLong refused_senders;    /* more than 256 senders have requests waiting */
+    DDS_UnsignedLongLong unanswered;         /* the library sent no answer in time */
+    DDS_UnsignedLong waiting;                /* now */
+    DDS_UnsignedLong in_flight;              /* now: with the library, not answered */
+} ORX_MonitoringHostRequestCounters;
+ZDDSC_EXPORT void ORX_MonitoringHost_get_request_countersI(ORX_MonitoringHostRequestCounters* counters);
 /* Non-zero while the library is enabled. */
 ZDDSC_EXPORT DDS_Boolean ORX_MonitoringHost_is_enabled(void);
 /* Frees the globals; for tests that look for leaks. The library must be stopped. */
