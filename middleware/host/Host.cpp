@@ -7,9 +7,10 @@
 
 namespace zdds::host {
 
+constinit Host theHost;
+
 namespace {
 
-constinit Host theHost;
 // Serializes initialize and finalize, which cannot use a lock that they make.
 pthread_mutex_t initializeMutex = PTHREAD_MUTEX_INITIALIZER;
 
@@ -41,10 +42,6 @@ void releaseGlobals(ORX_MonitoringGlobals& globals) {
 }
 
 } // namespace
-
-Host& host() {
-    return theHost;
-}
 
 } // namespace zdds::host
 

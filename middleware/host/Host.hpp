@@ -30,7 +30,11 @@ struct Host {
     }
 };
 
-Host& host();
+// One, for the life of the process; in reach without a call, since every push asks it.
+extern constinit Host theHost;
+inline Host& host() {
+    return theHost;
+}
 
 // The object of the library, or null. Read without a lock by threads that log; who uses it holds a mutex of
 // the pools and found the library enabled under it, which keeps the object alive (see stop).

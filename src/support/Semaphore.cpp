@@ -1,5 +1,5 @@
-// The mutex kind is a plain mutex with an owner and a depth beside it, so that recursion and the check
-// of the owner cost two loads. The two other kinds are a count under a mutex with a condition: giving
+// The mutex kind is a futex lock with an owner and a depth beside it, so that recursion and the check of the
+// owner cost two loads. The two other kinds are a count under a pthread mutex with a condition: giving
 // signals while the mutex is held, so that whoever was waiting may delete the semaphore at once.
 #include "zddscore/semaphore.h"
 
@@ -9,27 +9,36 @@
 #include <cerrno>
 #include <new>
 
+#include "src/support/FutexLock.hpp"
 #include "src/support/LockOrder.hpp"
 #include "src/support/MonotonicTime.hpp"
-#include "src/support/Sanitizers.hpp"
 #include "zddscore/heap.h"
 
-#ifdef ZDDS_THREAD_SANITIZER
-#include <sanitizer/tsan_interface.h>
-#endif
+namespace {
+
+// A thread is known by the address of its own copy of this. In the initial block of thread storage, so that
+// taking the address is no call.
+[[gnu::tls_model("initial-exec")]] thread_local char selfMark;
+
+const void* currentThread() {
+    return &selfMark;
+}
+
+} // namespace
 
 struct ORXOsapiSemaphore {
     ORXOsapiSemaphoreKind kind;
     int rank;
-    const char* name;
-    pthread_mutex_t mutex;
 
-    // Mutex kind. `owner` is 0 or the holder, written by the holder alone; another thread that reads it
+    // Mutex kind. `owner` is null or the holder, written by the holder alone; another thread that reads it
     // only learns that it is not the holder itself. `depth` belongs to the holder.
-    std::atomic<pthread_t> owner;
+    zdds::FutexLock lock;
     unsigned depth;
+    std::atomic<const void*> owner;
+    const char* name;
 
-    // Binary and counting kinds, under the mutex.
+    // Binary and counting kinds; the count is under the mutex.
+    pthread_mutex_t mutex;
     pthread_cond_t changed;
     unsigned count;
 };
@@ -50,41 +59,35 @@ bool makeCondition(pthread_cond_t& condition) {
     return made;
 }
 
-// The rarer paths stay out of line, so that taking a free mutex saves no registers for them.
-
-// Waits on the monotonic clock. The thread sanitizer does not know this function, so it is told.
-int lockUntil(pthread_mutex_t& mutex, const timespec& deadline) {
-#ifdef ZDDS_THREAD_SANITIZER
-    __tsan_mutex_pre_lock(&mutex, __tsan_mutex_try_lock);
-    const int result = pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, &deadline);
-    const unsigned failed = result == 0 ? 0U : __tsan_mutex_try_lock_failed;
-    __tsan_mutex_post_lock(&mutex, __tsan_mutex_try_lock | failed, 0);
-    return result;
-#else
-    return pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, &deadline);
-#endif
+bool makeCount(ORXOsapiSemaphore& self) {
+    if (pthread_mutex_init(&self.mutex, nullptr) != 0)
+        return false;
+    if (makeCondition(self.changed))
+        return true;
+    pthread_mutex_destroy(&self.mutex);
+    return false;
 }
 
-[[gnu::noinline]] int lockWithin(pthread_mutex_t& mutex, const ORXNtpTime* timeout) {
-    const int result = pthread_mutex_trylock(&mutex);
-    if (result != EBUSY)
-        return result;
-    if (timeout->sec <= 0 && (timeout->sec < 0 || timeout->frac == 0))
-        return ETIMEDOUT;
-    return lockUntil(mutex, zdds::deadlineAfter(*timeout));
+// The rarer paths stay out of line, so that taking a free mutex saves no registers for them.
+
+[[gnu::noinline]] bool takeWithin(zdds::FutexLock& lock, const ORXNtpTime& timeout) {
+    if (lock.tryTake())
+        return true;
+    if (timeout.sec <= 0 && (timeout.sec < 0 || timeout.frac == 0))
+        return false;
+    const timespec deadline = zdds::deadlineAfter(timeout);
+    return lock.take(&deadline);
 }
 
 ORXOsapiSemaphoreStatus takeMutex(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
-    const pthread_t me = pthread_self();
+    const void* me = currentThread();
     if (self.owner.load(std::memory_order_relaxed) == me) {
         ++self.depth;
         return ok;
     }
     zdds::lockOrderCheck(&self, self.rank, self.name);
-    const int result =
-        zdds::isForEver(timeout) ? pthread_mutex_lock(&self.mutex) : lockWithin(self.mutex, timeout);
-    if (result != 0)
-        return result == ETIMEDOUT ? timedOut : error;
+    if (!(zdds::isForEver(timeout) ? self.lock.take(nullptr) : takeWithin(self.lock, *timeout)))
+        return timedOut;
     self.owner.store(me, std::memory_order_relaxed);
     self.depth = 1;
     zdds::lockOrderPush(&self, self.rank, self.name);
@@ -92,13 +95,14 @@ ORXOsapiSemaphoreStatus takeMutex(ORXOsapiSemaphore& self, const ORXNtpTime* tim
 }
 
 ORXOsapiSemaphoreStatus giveMutex(ORXOsapiSemaphore& self) {
-    if (self.owner.load(std::memory_order_relaxed) != pthread_self())
+    if (self.owner.load(std::memory_order_relaxed) != currentThread())
         return error;
     if (--self.depth > 0)
         return ok;
     zdds::lockOrderPop(&self);
-    self.owner.store(pthread_t{}, std::memory_order_relaxed);
-    return pthread_mutex_unlock(&self.mutex) == 0 ? ok : error;
+    self.owner.store(nullptr, std::memory_order_relaxed);
+    self.lock.give();
+    return ok;
 }
 
 [[gnu::noinline]] ORXOsapiSemaphoreStatus takeCount(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
@@ -152,12 +156,7 @@ ORXOsapiSemaphore* ORXOsapiSemaphore_new(ORXOsapiSemaphoreKind kind, const void*
     auto* self = new (memory) ORXOsapiSemaphore{};
     self->kind = kind;
     self->name = "unnamed";
-    if (pthread_mutex_init(&self->mutex, nullptr) != 0) {
-        ORXOsapiHeap_freeStructure(self);
-        return nullptr;
-    }
-    if (!isMutex(*self) && !makeCondition(self->changed)) {
-        pthread_mutex_destroy(&self->mutex);
+    if (!isMutex(*self) && !makeCount(*self)) {
         ORXOsapiHeap_freeStructure(self);
         return nullptr;
     }
@@ -167,11 +166,12 @@ ORXOsapiSemaphore* ORXOsapiSemaphore_new(ORXOsapiSemaphoreKind kind, const void*
 int ORXOsapiSemaphore_delete(ORXOsapiSemaphore* self) {
     if (self == nullptr)
         return ORX_TRUE;
-    if (isMutex(*self) && self->owner.load(std::memory_order_relaxed) != pthread_t{})
+    if (isMutex(*self) && self->owner.load(std::memory_order_relaxed) != nullptr)
         return ORX_FALSE;
-    if (!isMutex(*self))
+    if (!isMutex(*self)) {
         pthread_cond_destroy(&self->changed);
-    pthread_mutex_destroy(&self->mutex);
+        pthread_mutex_destroy(&self->mutex);
+    }
     ORXOsapiHeap_freeStructure(self);
     return ORX_TRUE;
 }
