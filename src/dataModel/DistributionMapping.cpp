@@ -56,4 +56,11 @@ void deleteValue(const DDS_TypeDescriptor& type, void* value) {
     }
 }
 
+bool prepareValueTypes(DDS_UnsignedLong classId) {
+    for (const ValueForm& form : valueForms(classId))
+        if (form.type != nullptr && !DDS_Type_prepare(form.type))
+            return false;
+    return true;
+}
+
 } // namespace orx::dataModel

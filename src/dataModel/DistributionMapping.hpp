@@ -8,6 +8,9 @@
 #ifndef ORX_DATA_MODEL_DISTRIBUTION_MAPPING_HPP
 #define ORX_DATA_MODEL_DISTRIBUTION_MAPPING_HPP
 
+#include <cstdint>
+#include <span>
+
 #include "zddsc/type_descriptor.h"
 #include "zddscore/inline_memory.h"
 
@@ -23,6 +26,17 @@ void* mapValue(const DDS_TypeDescriptor& type, const void* value, REDAInlineMemo
 // Null is a no-op.
 void deletePlain(void* value);
 void deleteValue(const DDS_TypeDescriptor& type, void* value);
+
+// What the distribution form of a group is made of.
+struct ValueForm {
+    std::uint32_t plainSize; // bytes that are the value, as for mapPlain; 0 for a text and for what owns memory
+    const DDS_TypeDescriptor* type; // of what mapValue copies; null for a plain value and for a text
+};
+// Of all groups of a class, in the order of its group table. Empty for an unknown class.
+std::span<const ValueForm> valueForms(DDS_UnsignedLong classId);
+// Makes now what the first mapValue of each group of the class would make on the heap. False when memory is
+// out.
+bool prepareValueTypes(DDS_UnsignedLong classId);
 
 } // namespace orx::dataModel
 

@@ -151,7 +151,7 @@ int ORX_MonitoringEventTaskExecutor_postEventUpdateTask(ORX_MonitoringEventTaskE
         .classId = resource->base.class_id,
         .applicationMetricGroup = applicationMetricGroup,
         .kind = ORX_MONITORING_EVENT_TASK_KIND_METRIC};
-    return postTask(*self, event, resource->concurrencyIndex, true);
+    return push(*self, event, resource->concurrencyIndex);
 }
 
 int ORX_MonitoringEventTaskExecutor_postResourceCreationTask(ORX_MonitoringEventTaskExecutor* self,

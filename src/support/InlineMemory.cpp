@@ -129,6 +129,17 @@ BufferHeader* takeAtTail(Block& block, std::size_t limit, std::size_t span, std:
     return header;
 }
 
+// The usual case, and all that most reservations take: room behind the tail, for a buffer that needs no more
+// than the granule's alignment.
+BufferHeader* takeQuickly(Block& block, std::size_t span) {
+    const std::size_t limit = block.wrapped ? block.head : block.capacity;
+    if (limit - block.tail < span)
+        return nullptr;
+    BufferHeader* header = block.headerAt(block.tail);
+    block.tail += span;
+    return header;
+}
+
 BufferHeader* takeFrom(Block& block, std::size_t span, std::size_t alignment) {
     if (block.wrapped)
         return takeAtTail(block, block.head, span, alignment);
@@ -206,8 +217,10 @@ BufferHeader* takeFromAnyBlock(REDAInlineMemory& arena, std::size_t span, std::s
     return nullptr;
 }
 
-[[gnu::noinline]] BufferHeader* takeBeyondCurrent(
+[[gnu::noinline]] BufferHeader* takeAnywhere(
     REDAInlineMemory& arena, std::size_t span, std::size_t alignment) {
+    if (BufferHeader* header = takeFrom(*arena.current, span, alignment))
+        return header;
     if (BufferHeader* header = takeFromFreeBlock(arena, span, alignment))
         return header;
     if (BufferHeader* header = takeFromNewBlock(arena, span, alignment))
@@ -303,19 +316,21 @@ void* REDAInlineMemory_reserveBufferI(REDAInlineMemory** self, REDAInlineMemoryS
     if (self == nullptr || *self == nullptr || size < 0 || alignment < 0)
         return nullptr;
     const std::size_t bytes = static_cast<std::size_t>(size);
-    const std::size_t aligned = std::max(static_cast<std::size_t>(alignment), granule);
-    if ((aligned & (aligned - 1)) != 0)
-        return nullptr;
     const std::size_t span = sizeof(BufferHeader) + roundUp(bytes, granule);
 
     REDAInlineMemory& arena = **self;
-    BufferHeader* header = takeFrom(*arena.current, span, aligned);
-    if (header == nullptr) [[unlikely]]
-        header = takeBeyondCurrent(arena, span, aligned);
-    if (header == nullptr)
-        return nullptr;
-
     Block* block = arena.current;
+    BufferHeader* header =
+        static_cast<std::size_t>(alignment) <= granule ? takeQuickly(*block, span) : nullptr;
+    if (header == nullptr) [[unlikely]] {
+        const std::size_t aligned = std::max(static_cast<std::size_t>(alignment), granule);
+        if ((aligned & (aligned - 1)) != 0)
+            return nullptr;
+        header = takeAnywhere(arena, span, aligned);
+        if (header == nullptr)
+            return nullptr;
+        block = arena.current;
+    }
     zdds::unpoison(header, sizeof *header + bytes);
     zdds::poison(reinterpret_cast<std::byte*>(header + 1) + bytes, span - sizeof *header - bytes);
     *header = {block, static_cast<std::uint32_t>(span), block->mark};

@@ -51,9 +51,7 @@ ForeignTask* takeInbox(Queue& queue) {
 // Producer, under the queue's mutex: what was posted from elsewhere goes ahead of what the caller is about to
 // add. The nodes are linked before the leaf lock is given, so that the worker finds them either in the list
 // or in the inbox, and never a later one first.
-bool moveInboxToList(Queue& queue) {
-    if (inboxIsEmpty(queue))
-        return true;
+[[gnu::noinline]] bool moveFullInboxToList(Queue& queue) {
     InboxLock lock{queue};
     if (!lock)
         return ORX_ERROR(FAILED_TO_LOCK, "Taking inbox mutex with index %u\n", queue.concurrencyIndex);
@@ -61,6 +59,10 @@ bool moveInboxToList(Queue& queue) {
         REDAInlineList_addNodeToBackEA(&queue.tasks, &task->task.node);
     }
     return true;
+}
+
+bool moveInboxToList(Queue& queue) {
+    return inboxIsEmpty(queue) || moveFullInboxToList(queue);
 }
 
 } // namespace
@@ -113,8 +115,14 @@ bool orx::taskExecutor::addTask(Queue& queue, const Task& task) {
     }
     auto* node = static_cast<Task*>(buffer);
     *node = task;
-    REDAInlineListNode_init(&node->node);
     REDAInlineList_addNodeToBackEA(&queue.tasks, &node->node);
+    return true;
+}
+
+bool orx::taskExecutor::linkTask(Queue& queue, Task& task) {
+    if (!moveInboxToList(queue))
+        return false;
+    REDAInlineList_addNodeToBackEA(&queue.tasks, &task.node);
     return true;
 }
 

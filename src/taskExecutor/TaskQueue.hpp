@@ -34,6 +34,8 @@ void finalizeQueue(Queue& queue);
 // Producer, under the queue's mutex: a node for the queue's own arena, behind everything that was posted
 // before. False when memory is out or the leaf lock cannot be taken; then nothing was posted.
 bool addTask(Queue& queue, const Task& task);
+// The same for a node that lies in the queue's arena already. False: it was not posted and is the caller's.
+bool linkTask(Queue& queue, Task& task);
 // Producer, without the queue's mutex: hands over a node of another queue's arena.
 bool addToInbox(Queue& queue, ForeignTask& task);
 // Worker: what has been posted since the last batch.

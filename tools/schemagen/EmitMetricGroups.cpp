@@ -89,6 +89,32 @@ void defineTable(Output& out, const ResourceClass& resourceClass) {
         {{'T', resourceClass.structure->flatName}});
 }
 
+// How each group's values are held, for whoever copies them by itself.
+void defineForms(Output& out, const ResourceClass& resourceClass) {
+    out << "static constexpr ValueForm " << resourceClass.structure->flatName << "_forms[] = {\n";
+    for (const auto& group : resourceClass.groups) {
+        const Type& type = *group.member->type;
+        if (type.target().kind == Kind::String) {
+            out << "    {0, nullptr},\n";
+        } else if (isPlain(type)) {
+            out << "    {sizeof(" << cName(type) << "), nullptr},\n";
+        } else {
+            out << "    {0, &" << type.flatName << "_g_type},\n";
+        }
+    }
+    out << "};\n";
+}
+
+void defineFormsOfClass(Output& out, const std::vector<ResourceClass>& classes) {
+    out << "std::span<const ValueForm> orx::dataModel::valueForms(DDS_UnsignedLong classId) {\n"
+           "    switch (classId) {\n";
+    for (const auto& resourceClass : classes) {
+        out << fill("    case $I:\n        return $T_forms;\n",
+            {{'I', std::to_string(resourceClass.classId)}, {'T', resourceClass.structure->flatName}});
+    }
+    out << "    default:\n        return {};\n    }\n}\n";
+}
+
 void listTexts(Output& out, const char* name, const std::vector<std::string>& texts) {
     out << "inline constexpr std::string_view " << name << "[] = {\n";
     for (const auto& text : texts) {
@@ -140,8 +166,10 @@ void emitMetricGroups(Schema& schema, const std::string& folder) {
             defineFunctions(source, resourceClass, group);
         }
         defineTable(source, resourceClass);
+        defineForms(source, resourceClass);
     }
     header << "ZDDS_END_C\n\n#endif\n";
     outlines << "} // namespace orx::dataModel::outline\n\n#endif\n";
-    source << "} // extern \"C\"\n";
+    source << "} // extern \"C\"\n\n";
+    defineFormsOfClass(source, classes);
 }
