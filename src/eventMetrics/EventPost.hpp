@@ -18,9 +18,9 @@ struct Event {
 // To one queue. Takes the metric mutex unless the caller holds it.
 bool postTask(ORX_MonitoringEventTaskExecutor& self, const Event& event, ORX_UINT32 concurrencyIndex,
     bool mutexTakenOutside);
-// To one queue, whose metric mutex the caller holds: the way of every push. A value that is plain takes one
-// reservation for everything and is copied in line; any other goes the way above.
-bool push(ORX_MonitoringEventTaskExecutor& self, const Event& event, ORX_UINT32 concurrencyIndex);
+// That an event did not get into its queue; false.
+bool reportFailedPost(
+    ORX_UINT32 metricGroupIndex, ORX_MonitoringEventTaskKind kind, ORX_UINT32 concurrencyIndex);
 // To all queues; `concurrencyIndex` is the one that owns the event. Takes that metric mutex. When the result
 // is false the event may nevertheless have been posted.
 bool postTaskAllQueues(

@@ -140,20 +140,6 @@ int ORX_MonitoringEventTaskExecutor_delete(ORX_MonitoringEventTaskExecutor* self
     return 1;
 }
 
-int ORX_MonitoringEventTaskExecutor_postEventUpdateTask(ORX_MonitoringEventTaskExecutor* self,
-    struct ORX_MonitoringResource* resource, const void* applicationMetricGroup,
-    ORX_UINT32 metricGroupIndex) {
-    ORX_FAIL_IF(self == ORX_NULL);
-    ORX_FAIL_IF(resource == ORX_NULL);
-    ORX_FAIL_IF(applicationMetricGroup == ORX_NULL);
-    const Event event{.resourceGuid = resource->base.guid,
-        .metricGroupIndex = metricGroupIndex,
-        .classId = resource->base.class_id,
-        .applicationMetricGroup = applicationMetricGroup,
-        .kind = ORX_MONITORING_EVENT_TASK_KIND_METRIC};
-    return push(*self, event, resource->concurrencyIndex);
-}
-
 int ORX_MonitoringEventTaskExecutor_postResourceCreationTask(ORX_MonitoringEventTaskExecutor* self,
     const struct ORX_MonitoringResource* resource, const struct ORX_MonitoringResource* applicationResource) {
     ORX_FAIL_IF(self == ORX_NULL);

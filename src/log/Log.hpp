@@ -46,8 +46,9 @@ inline bool isEnabled(ORX_UINT32 level, ORX_UINT32 submoduleBit) {
     return (levels & level) != 0 && (modules & submoduleBit) != 0;
 }
 
-// Reports a failed precondition with the text of the test, and records it.
-inline Failure preconditionFailed(
+// Reports a failed precondition with the text of the test, and records it. Out of line, so that a test that
+// holds costs no registers.
+[[gnu::cold, gnu::noinline]] inline Failure preconditionFailed(
     ORX_UINT32 submoduleBit, const char* file, int line, const char* function, const char* text) {
     if (isEnabled(ORX_LOG_BIT_PRECONDITION, submoduleBit)) {
         ORXLogMessageParamString_printWithParams(-1, ORX_LOG_BIT_PRECONDITION, ORX_LOG_MODULE_MONITORING,

@@ -83,7 +83,7 @@ DDS_Boolean ORX_Monitoring_pushEventMetric(struct ORX_MonitoringClass* monitorin
         ++resource->stats.skippedEventUpdates;
         return DDS_BOOLEAN_TRUE;
     }
-    if (!ORX_MonitoringResource_isSubscribedToEventMetric(resource, metricGroupIndex))
+    if (!orx::resource::publishesEventGroup(*resource, metricGroupIndex))
         return DDS_BOOLEAN_TRUE;
     return ORX_MonitoringEventTaskExecutor_postEventUpdateTask(implOf(monitoringClass).eventTaskExecutor,
                resource, applicationMetricGroup, metricGroupIndex) != 0;

@@ -151,11 +151,5 @@ int ORX_MonitoringResource_resumeMetrics(
 int ORX_MonitoringResource_isSubscribedToEventMetric(
     const ORX_MonitoringResource* self, ORX_UINT32 metricGroupIndex) {
     ORX_FAIL_IF(self == ORX_NULL);
-    // The fields themselves, ten at most: every push comes here.
-    const DDS_UnsignedLongSeq& groups = self->monitoredEventMetricGroupIndex;
-    const DDS_UnsignedLong* begin = groups._contiguous_buffer;
-    for (DDS_UnsignedLong i = 0; i < groups._length; ++i)
-        if (begin[i] == metricGroupIndex)
-            return 1;
-    return 0;
+    return orx::resource::publishesEventGroup(*self, metricGroupIndex);
 }

@@ -44,4 +44,18 @@ int ORX_MonitoringResource_isSubscribedToEventMetric(
 
 ZDDS_END_C
 
+namespace orx::resource {
+
+// The same in line, for the push. A class has ten event groups at most.
+inline bool publishesEventGroup(const ORX_MonitoringResource& resource, ORX_UINT32 metricGroupIndex) {
+    const DDS_UnsignedLongSeq& groups = resource.monitoredEventMetricGroupIndex;
+    const DDS_UnsignedLong* const end = groups._contiguous_buffer + groups._length;
+    for (const DDS_UnsignedLong* group = groups._contiguous_buffer; group != end; ++group)
+        if (*group == metricGroupIndex)
+            return true;
+    return false;
+}
+
+} // namespace orx::resource
+
 #endif

@@ -85,16 +85,6 @@ bool stopThread(ORX_MonitoringTaskExecutor& self) {
     return true;
 }
 
-bool signalNewTask(ORX_MonitoringTaskExecutor& self) {
-    const DDS_Duration_t& period = self.property.wakeUpPeriod;
-    if (period.sec != DDS_DURATION_ZERO_SEC || period.nanosec != DDS_DURATION_ZERO_NSEC)
-        return true;
-    if (ORXOsapiSemaphore_give(self.newTaskSignal) != ORX_OSAPI_SEMAPHORE_STATUS_OK) {
-        return ORX_ERROR(FAILED_TO_UNLOCK, "Signaling executor new task semaphore.");
-    }
-    return true;
-}
-
 // The shared word, and behind it the nodes for all queues but the owner, in one buffer of the owner's arena.
 struct SharedTask {
     SharedState shared; // first
@@ -238,43 +228,6 @@ int ORX_MonitoringTaskExecutor_postTask(ORX_MonitoringTaskExecutor* self, int* p
             self, postedInQueue, concurrencyIndex, payload, deletePayloadFnc, concurrencyIndex, nullptr, 1)) {
         return ORX_ERROR(FAILED_TO_POST, "Task in concurrency queue with index %u\n", concurrencyIndex);
     }
-    return signalNewTask(*self);
-}
-
-void* ORX_MonitoringTaskExecutor_reservePayload(
-    ORX_MonitoringTaskExecutor* self, ORX_UINT32 concurrencyIndex, size_t size) {
-    ORX_FAIL_IF(self == ORX_NULL);
-    ORX_FAIL_IF(concurrencyIndex >= self->property.concurrencyLevel);
-    if (size > INT32_MAX - sizeof(Task))
-        return nullptr;
-    Queue& queue = self->queues[concurrencyIndex];
-    void* buffer = REDAInlineMemory_reserveBufferI(
-        &queue.memoryManager, static_cast<REDAInlineMemorySize>(sizeof(Task) + size), 1);
-    return buffer != nullptr ? static_cast<Task*>(buffer) + 1 : nullptr;
-}
-
-void ORX_MonitoringTaskExecutor_releasePayload(void* payload) {
-    ORX_LEAVE_IF(payload == ORX_NULL);
-    (void)REDAInlineMemBuffer_release(static_cast<Task*>(payload) - 1);
-}
-
-int ORX_MonitoringTaskExecutor_postReservedPayload(ORX_MonitoringTaskExecutor* self, int* postedInQueue,
-    ORX_UINT32 concurrencyIndex, void* payload, int (*deletePayloadFnc)(void* payload)) {
-    ORX_FAIL_IF(self == ORX_NULL);
-    ORX_FAIL_IF(postedInQueue == ORX_NULL);
-    *postedInQueue = 0;
-    ORX_FAIL_IF(concurrencyIndex >= self->property.concurrencyLevel);
-    ORX_FAIL_IF(payload == ORX_NULL);
-    if (deletePayloadFnc == nullptr)
-        return ORX_PRECONDITION_FAILED("\"deletePayloadFnc == ((void *)0)\"\n");
-    auto* task = new (static_cast<Task*>(payload) - 1) Task{.node = {},
-        .deletePayloadFunction = deletePayloadFnc,
-        .payload = payload,
-        .state = nullptr,
-        .payloadMemoryManagerIndex = concurrencyIndex};
-    if (!linkTask(self->queues[concurrencyIndex], *task))
-        return ORX_ERROR(FAILED_TO_POST, "Task in concurrency queue with index %u\n", concurrencyIndex);
-    *postedInQueue = 1;
     return signalNewTask(*self);
 }
 

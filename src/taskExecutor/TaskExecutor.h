@@ -150,16 +150,6 @@ int ORX_MonitoringTaskExecutor_postTaskWithParams(ORX_MonitoringTaskExecutor* se
     ORX_UINT32 concurrencyIndex, void* payload, int (*deletePayloadFnc)(void* payload),
     ORX_UINT32 payloadMemoryManagerIndex, ORX_MonitoringTaskExecutorSharedState* taskState,
     int mutexTakenOutside);
-/* A payload of known size, in one buffer with its node: one reservation where a payload and a task take two.
- * The caller holds the mutex of `concurrencyIndex` from the reservation to the post. The payload is aligned
- * like a pointer. Null, without a line of log, when memory is out. */
-void* ORX_MonitoringTaskExecutor_reservePayload(
-    ORX_MonitoringTaskExecutor* self, ORX_UINT32 concurrencyIndex, size_t size);
-/* Gives back what was not posted. */
-void ORX_MonitoringTaskExecutor_releasePayload(void* payload);
-/* postTask for such a payload. deletePayloadFnc frees what the payload owns; the payload goes with its node. */
-int ORX_MonitoringTaskExecutor_postReservedPayload(ORX_MonitoringTaskExecutor* self, int* postedInQueue,
-    ORX_UINT32 concurrencyIndex, void* payload, int (*deletePayloadFnc)(void* payload));
 /* Address of the queue's arena, from which payloads are allocated under the queue's mutex; null for an index
  * beyond the level. */
 struct REDAInlineMemory** ORX_MonitoringTaskExecutor_getMemoryManager(

@@ -1,6 +1,7 @@
 #include "src/taskExecutor/TaskQueue.hpp"
 
 #include <atomic>
+#include <new>
 
 #include "src/log/Log.hpp"
 
@@ -36,10 +37,6 @@ std::atomic_ref<ForeignTask*> inboxHead(Queue& queue) {
     return std::atomic_ref(queue.inboxHead);
 }
 
-bool inboxIsEmpty(Queue& queue) {
-    return inboxHead(queue).load(std::memory_order_acquire) == nullptr;
-}
-
 // Under the leaf lock. The caller owns the chain.
 ForeignTask* takeInbox(Queue& queue) {
     ForeignTask* chain = inboxHead(queue).load(std::memory_order_relaxed);
@@ -48,10 +45,11 @@ ForeignTask* takeInbox(Queue& queue) {
     return chain;
 }
 
-// Producer, under the queue's mutex: what was posted from elsewhere goes ahead of what the caller is about to
-// add. The nodes are linked before the leaf lock is given, so that the worker finds them either in the list
-// or in the inbox, and never a later one first.
-[[gnu::noinline]] bool moveFullInboxToList(Queue& queue) {
+} // namespace
+
+// The nodes are linked before the leaf lock is given, so that the worker finds them either in the list or in
+// the inbox, and never a later one first.
+bool orx::taskExecutor::moveFullInboxToList(Queue& queue) {
     InboxLock lock{queue};
     if (!lock)
         return ORX_ERROR(FAILED_TO_LOCK, "Taking inbox mutex with index %u\n", queue.concurrencyIndex);
@@ -61,11 +59,12 @@ ForeignTask* takeInbox(Queue& queue) {
     return true;
 }
 
-bool moveInboxToList(Queue& queue) {
-    return inboxIsEmpty(queue) || moveFullInboxToList(queue);
+bool orx::taskExecutor::wakeWorker(ORX_MonitoringTaskExecutor& self) {
+    if (ORXOsapiSemaphore_give(self.newTaskSignal) != ORX_OSAPI_SEMAPHORE_STATUS_OK) {
+        return ORX_ERROR(FAILED_TO_UNLOCK, "Signaling executor new task semaphore.");
+    }
+    return true;
 }
-
-} // namespace
 
 bool orx::taskExecutor::initializeQueue(
     Queue& queue, const ORX_MonitoringTaskExecutorProperty_t& property, ORX_UINT32 index) {
@@ -105,7 +104,7 @@ void orx::taskExecutor::finalizeQueue(Queue& queue) {
 }
 
 bool orx::taskExecutor::addTask(Queue& queue, const Task& task) {
-    if (!moveInboxToList(queue))
+    if (!inboxIsEmpty(queue) && !moveFullInboxToList(queue))
         return false;
     void* buffer = REDAInlineMemory_reserveBufferI(&queue.memoryManager, sizeof(Task), 1);
     if (buffer == nullptr) {
@@ -113,17 +112,7 @@ bool orx::taskExecutor::addTask(Queue& queue, const Task& task) {
             "'struct ORX_MonitoringTaskExecutorTask' with size %u\n, in the memory manager with index %u.\n",
             static_cast<unsigned>(sizeof(Task)), queue.concurrencyIndex);
     }
-    auto* node = static_cast<Task*>(buffer);
-    *node = task;
-    REDAInlineList_addNodeToBackEA(&queue.tasks, &node->node);
-    return true;
-}
-
-bool orx::taskExecutor::linkTask(Queue& queue, Task& task) {
-    if (!moveInboxToList(queue))
-        return false;
-    REDAInlineList_addNodeToBackEA(&queue.tasks, &task.node);
-    return true;
+    return linkTask(queue, *new (buffer) Task{task});
 }
 
 bool orx::taskExecutor::addToInbox(Queue& queue, ForeignTask& task) {

@@ -3,6 +3,8 @@
 #ifndef ORX_TASK_QUEUE_HPP
 #define ORX_TASK_QUEUE_HPP
 
+#include <atomic>
+
 #include "src/taskExecutor/TaskExecutor.h"
 
 // A node of a task that another queue owns. While it waits in an inbox it is linked by `next`, afterwards as
@@ -35,11 +37,36 @@ void finalizeQueue(Queue& queue);
 // before. False when memory is out or the leaf lock cannot be taken; then nothing was posted.
 bool addTask(Queue& queue, const Task& task);
 // The same for a node that lies in the queue's arena already. False: it was not posted and is the caller's.
-bool linkTask(Queue& queue, Task& task);
+inline bool linkTask(Queue& queue, Task& task);
+// After a post, under no lock in particular: wakes a worker that has no period of its own. False, with a line
+// of log, when it cannot.
+inline bool signalNewTask(ORX_MonitoringTaskExecutor& self);
 // Producer, without the queue's mutex: hands over a node of another queue's arena.
 bool addToInbox(Queue& queue, ForeignTask& task);
 // Worker: what has been posted since the last batch.
 Batch takeBatch(Queue& queue);
+
+// Producer, under the queue's mutex: what was posted from elsewhere goes ahead of what the caller is about to
+// add.
+bool moveFullInboxToList(Queue& queue);
+bool wakeWorker(ORX_MonitoringTaskExecutor& self);
+
+inline bool inboxIsEmpty(Queue& queue) {
+    return std::atomic_ref(queue.inboxHead).load(std::memory_order_acquire) == nullptr;
+}
+
+inline bool linkTask(Queue& queue, Task& task) {
+    if (!inboxIsEmpty(queue) && !moveFullInboxToList(queue)) [[unlikely]]
+        return false;
+    REDAInlineList_addNodeToBackEA(&queue.tasks, &task.node);
+    return true;
+}
+
+inline bool signalNewTask(ORX_MonitoringTaskExecutor& self) {
+    const DDS_Duration_t& period = self.property.wakeUpPeriod;
+    const bool hasPeriod = period.sec != DDS_DURATION_ZERO_SEC || period.nanosec != DDS_DURATION_ZERO_NSEC;
+    return hasPeriod || wakeWorker(self);
+}
 
 inline Task* asTask(REDAInlineListNode* node) {
     return reinterpret_cast<Task*>(node);
