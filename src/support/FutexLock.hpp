@@ -36,7 +36,9 @@ public:
     // By whoever took it.
     void give() {
         beforeGive();
-        if (word_.exchange(notHeld, std::memory_order_release) == contended) [[unlikely]]
+        const bool isWanted = waiters_.load(std::memory_order_relaxed) != 0;
+        word_.store(notHeld, std::memory_order_release);
+        if (isWanted) [[unlikely]]
             wakeOne(&word_);
         afterGive();
     }
@@ -44,7 +46,6 @@ public:
 private:
     static constexpr std::uint32_t notHeld = 0;
     static constexpr std::uint32_t held = 1;
-    static constexpr std::uint32_t contended = 2; // held, and somebody may be asleep
 
     bool takeFree() {
         std::uint32_t expected = notHeld;
@@ -72,6 +73,7 @@ private:
 #endif
 
     std::atomic<std::uint32_t> word_{notHeld};
+    std::atomic<std::uint32_t> waiters_{0};
 };
 
 } // namespace zdds
