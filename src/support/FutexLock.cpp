@@ -20,6 +20,7 @@ void pause() {
 #endif
 }
 
+// See FutexLock.hpp for why there is a first one.
 constexpr long firstNapNs = 1'000'000;
 constexpr long longestNapNs = 64'000'000;
 

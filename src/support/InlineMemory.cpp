@@ -336,8 +336,6 @@ void* REDAInlineMemory_reserveBufferI(REDAInlineMemory** self, REDAInlineMemoryS
     *header = {block, static_cast<std::uint32_t>(span), block->mark};
     ++block->live;
     block->liveBytes += span;
-    { const char* nxt = reinterpret_cast<const char*>(header) + span;
-    asm volatile("prefetchw %0" : : "m"(*nxt)); asm volatile("prefetchw %0" : : "m"(*(nxt+64))); asm volatile("prefetchw %0" : : "m"(*(nxt+128))); }
     if (arena.zeroBuffers)
         std::memset(header + 1, 0, bytes);
     return header + 1;

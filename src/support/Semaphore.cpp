@@ -79,6 +79,20 @@ bool makeCount(ORXOsapiSemaphore& self) {
     return lock.take(&deadline);
 }
 
+ORXOsapiSemaphoreStatus own(ORXOsapiSemaphore& self, const void* me) {
+    self.owner.store(me, std::memory_order_relaxed);
+    self.depth = 1;
+    zdds::lockOrderPush(&self, self.rank, self.name);
+    return ok;
+}
+
+[[gnu::noinline]] ORXOsapiSemaphoreStatus takeBusyMutex(
+    ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
+    if (!(zdds::isForEver(timeout) ? self.lock.take(nullptr) : takeWithin(self.lock, *timeout)))
+        return timedOut;
+    return own(self, currentThread());
+}
+
 ORXOsapiSemaphoreStatus takeMutex(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
     const void* me = currentThread();
     if (self.owner.load(std::memory_order_relaxed) == me) {
@@ -86,12 +100,9 @@ ORXOsapiSemaphoreStatus takeMutex(ORXOsapiSemaphore& self, const ORXNtpTime* tim
         return ok;
     }
     zdds::lockOrderCheck(&self, self.rank, self.name);
-    if (!(zdds::isForEver(timeout) ? self.lock.take(nullptr) : takeWithin(self.lock, *timeout)))
-        return timedOut;
-    self.owner.store(me, std::memory_order_relaxed);
-    self.depth = 1;
-    zdds::lockOrderPush(&self, self.rank, self.name);
-    return ok;
+    if (zdds::FutexLock::isTriedFirst && self.lock.tryTake())
+        return own(self, me);
+    return takeBusyMutex(self, timeout);
 }
 
 ORXOsapiSemaphoreStatus giveMutex(ORXOsapiSemaphore& self) {
