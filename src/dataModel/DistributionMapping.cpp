@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "src/dataModel/MetricCatalogue.h"
 #include "zddsc/type_engine.h"
 
 namespace orx::dataModel {
@@ -11,6 +12,11 @@ namespace {
 // The arena aligns for any type whatever is asked.
 constexpr int anyAlignment = 1;
 constexpr ORX_UINT32 maximumTextLength = 0xFFFFFFFE;
+
+constexpr DDS_UnsignedLong classIds[] = {ORX_MONITORING_TYPE_CLASS_ID, ORX_MONITORING_TOPIC_CLASS_ID,
+    ORX_MONITORING_DATA_WRITER_CLASS_ID, ORX_MONITORING_PUBLISHER_CLASS_ID,
+    ORX_MONITORING_DATA_READER_CLASS_ID, ORX_MONITORING_SUBSCRIBER_CLASS_ID,
+    ORX_MONITORING_PARTICIPANT_CLASS_ID, ORX_MONITORING_APPLICATION_CLASS_ID};
 
 } // namespace
 
@@ -56,10 +62,12 @@ void deleteValue(const DDS_TypeDescriptor& type, void* value) {
     }
 }
 
-bool prepareValueTypes(DDS_UnsignedLong classId) {
-    for (const ValueForm& form : valueForms(classId))
-        if (form.type != nullptr && !DDS_Type_prepare(form.type))
-            return false;
+bool prepareEventValues() {
+    for (const DDS_UnsignedLong classId : classIds) {
+        for (const ValueForm& form : eventValueForms(classId))
+            if (form.type != nullptr && !DDS_Type_prepare(form.type))
+                return false;
+    }
     return true;
 }
 

@@ -32,11 +32,11 @@ struct ValueForm {
     std::uint32_t plainSize; // bytes that are the value, as for mapPlain; 0 for a text and for what owns memory
     const DDS_TypeDescriptor* type; // of what mapValue copies; null for a plain value and for a text
 };
-// Of all groups of a class, in the order of its group table. Empty for an unknown class.
-std::span<const ValueForm> valueForms(DDS_UnsignedLong classId);
-// Makes now what the first mapValue of each group of the class would make on the heap. False when memory is
-// out.
-bool prepareValueTypes(DDS_UnsignedLong classId);
+// Of the event groups of a class, in the order of its group table. Empty for an unknown class.
+std::span<const ValueForm> eventValueForms(DDS_UnsignedLong classId);
+// Makes now what the first mapValue of each event group would make on the heap, for all classes, so that no
+// push of an application has to. Idempotent. False when memory is out.
+bool prepareEventValues();
 
 } // namespace orx::dataModel
 

@@ -19,9 +19,9 @@ using ReservedEvent = orx::taskExecutor::ReservedTask<ORX_MonitoringEventTask>;
 // The value stands right behind it, aligned for any type.
 static_assert(sizeof(ReservedEvent) % alignof(std::max_align_t) == 0);
 
-// Bytes of the group's value when they are all of it, else 0.
+// Bytes of the group's value when they are all of it; 0 for others, and for what is no event group.
 ORX_UINT32 plainSizeOf(DDS_UnsignedLong classId, ORX_UINT32 metricGroupIndex) {
-    const auto forms = orx::dataModel::valueForms(classId);
+    const auto forms = orx::dataModel::eventValueForms(classId);
     return metricGroupIndex < forms.size() ? forms[metricGroupIndex].plainSize : 0;
 }
 

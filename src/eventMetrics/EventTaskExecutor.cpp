@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "orxmonitoring2d/dds_entities_distribution_support.h"
+#include "src/dataModel/DistributionMapping.hpp"
 #include "src/dataModel/MetricCatalogue.h"
 #include "src/eventMetrics/EventPost.hpp"
 #include "src/eventMetrics/EventSample.hpp"
@@ -50,6 +51,8 @@ bool initialize(Executor& self, const ORX_MonitoringEventProperty_t& eventProper
         return ORX_ERROR(FAILED_TO_CREATE, "event sample\n");
     std::memcpy(
         self.sample->info.root_resource_guid, rootResourceGuid, sizeof self.sample->info.root_resource_guid);
+    if (!orx::dataModel::prepareEventValues())
+        return ORX_ERROR(FAILED_TO_INITIALIZE, "types of the event metric groups\n");
     return startTaskExecutor(self, eventProperty, threadName, concurrencyModel);
 }
 

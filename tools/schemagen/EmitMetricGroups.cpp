@@ -89,11 +89,11 @@ void defineTable(Output& out, const ResourceClass& resourceClass) {
         {{'T', resourceClass.structure->flatName}});
 }
 
-// How each group's values are held, for whoever copies them by itself.
+// How the values of each event group are held, for whoever copies them by itself.
 void defineForms(Output& out, const ResourceClass& resourceClass) {
     out << "static constexpr ValueForm " << resourceClass.structure->flatName << "_forms[] = {\n";
-    for (const auto& group : resourceClass.groups) {
-        const Type& type = *group.member->type;
+    for (std::size_t i = 0; i < resourceClass.eventGroupCount; ++i) {
+        const Type& type = *resourceClass.groups[i].member->type;
         if (type.target().kind == Kind::String) {
             out << "    {0, nullptr},\n";
         } else if (isPlain(type)) {
@@ -106,7 +106,7 @@ void defineForms(Output& out, const ResourceClass& resourceClass) {
 }
 
 void defineFormsOfClass(Output& out, const std::vector<ResourceClass>& classes) {
-    out << "std::span<const ValueForm> orx::dataModel::valueForms(DDS_UnsignedLong classId) {\n"
+    out << "std::span<const ValueForm> orx::dataModel::eventValueForms(DDS_UnsignedLong classId) {\n"
            "    switch (classId) {\n";
     for (const auto& resourceClass : classes) {
         out << fill("    case $I:\n        return $T_forms;\n",

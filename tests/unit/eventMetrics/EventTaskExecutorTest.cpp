@@ -1,9 +1,12 @@
 #include <algorithm>
 
+#include "orxmonitoring2d/dds_status_support.h"
+#include "src/dataModel/DistributionMapping.hpp"
 #include "tests/helpers/FailingHeap.hpp"
 #include "tests/helpers/HeapCount.hpp"
 #include "tests/helpers/LogCapture.hpp"
 #include "tests/unit/eventMetrics/EventWorld.hpp"
+#include "zddsc/type_engine.h"
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
@@ -12,6 +15,8 @@ namespace {
 constexpr ORX_UINT32 topicGuidGroup = 0;
 constexpr ORX_UINT32 topicNameGroup = 1;
 constexpr ORX_UINT32 inconsistentTopicGroup = 3;
+constexpr ORX_UINT32 offeredIncompatibleQosGroup = 3;   // of a data writer
+constexpr ORX_UINT32 firstPeriodicGroupOfDataWriter = 9; // status_cache, a plain one
 
 bool isGuid(const DDS_Monitoring_GUID_t& left, const DDS_Monitoring_GUID_t& right) {
     return std::equal(std::begin(left), std::end(left), std::begin(right));
@@ -299,6 +304,9 @@ TEST_F(EventSampleTest, APostThatFailsSaysWhatAndLeavesNothing) {
                 "index 4 in concurrency queue with index 0\n",
             "FAILED_TO_POST"))
         << log.text();
+    auto* writer = world.add(ORX_MONITORING_DATA_WRITER_CLASS_ID, "w", topicA);
+    DDS_Monitoring_DataWriterCacheStatus cache{};
+    EXPECT_FALSE(world.push(writer, firstPeriodicGroupOfDataWriter, &cache));
     auto* root = world.root;
     const auto classId = topicA->base.class_id;
     topicA->base.class_id = 5;
@@ -435,6 +443,118 @@ TEST(EventTaskExecutor, APushCallsNoHeapOnceWarm) {
     (void)round(200);
     samples.clear();
     EXPECT_EQ(round(1000), 0U);
+}
+
+// A type's programs are made when the executor is, so that not even the first push of a group makes them. The
+// arena is large enough for all.
+TEST(EventTaskExecutor, TheFirstPushOfAGroupCallsNoHeapEither) {
+    DDS_Type_finalize_programs();
+    EventWorld world{{.level = 1, .arenaSize = 1 << 20}};
+    auto* writer =
+        world.add(ORX_MONITORING_DATA_WRITER_CLASS_ID, "w", world.addTopic("a", world.addParticipant("p")));
+    DDS_Monitoring_OfferedIncompatibleQosStatus status{};
+    ASSERT_TRUE(DDS_Monitoring_OfferedIncompatibleQosStatus_initialize(&status));
+    world.lock(writer);
+    const auto before = heapCallsOfThisThread();
+    const bool result = ORX_MonitoringEventTaskExecutor_postEventUpdateTask(
+                            world.executor, writer, &status, offeredIncompatibleQosGroup) != 0;
+    EXPECT_EQ(heapCallsOfThisThread(), before);
+    world.unlock(writer);
+    EXPECT_TRUE(result);
+    DDS_Monitoring_OfferedIncompatibleQosStatus_finalize(&status);
+}
+
+TEST(EventTaskExecutor, APlainValueTakesOneBuffer) {
+    EventWorld world{{.level = 1}};
+    EventReader reader{EventWorld::domain};
+    auto* topic = world.addTopic("a", world.addParticipant("p"));
+    const DDS_Monitoring_InconsistentTopicStatus status{7, 1};
+    const auto before = world.liveBuffers(0);
+    ASSERT_TRUE(world.push(topic, inconsistentTopicGroup, &status));
+    EXPECT_EQ(world.liveBuffers(0), before + 1);
+    ASSERT_TRUE(world.push(topic, topicNameGroup, "square")); // a text: node, event and value
+    EXPECT_EQ(world.liveBuffers(0), before + 4);
+    const auto samples = world.run(reader);
+    ASSERT_EQ(samples.size(), 1U);
+    EXPECT_EQ(samples[0]->value._u.topic.status_inconsistent_topic->total_count, 7);
+    EXPECT_STREQ(samples[0]->value._u.topic.topic_name, "square");
+    EXPECT_EQ(world.liveBuffers(0), before);
+}
+
+// Every plain event group of every class arrives as it was pushed, whatever its size.
+TEST(EventTaskExecutor, EveryPlainGroupIsCopiedWhole) {
+    EventWorld world{{.level = 1}};
+    auto* participant = world.addParticipant("p");
+    auto* topic = world.addTopic("a", participant);
+    auto* publisher = world.add(ORX_MONITORING_PUBLISHER_CLASS_ID, "pub", participant);
+    ORX_MonitoringResource* resources[] = {world.root, participant, topic, publisher,
+        world.add(ORX_MONITORING_DATA_WRITER_CLASS_ID, "w", publisher),
+        world.add(ORX_MONITORING_DATA_READER_CLASS_ID, "r", participant),
+        world.add(ORX_MONITORING_SUBSCRIBER_CLASS_ID, "sub", participant)};
+    unsigned char value[1024];
+    for (std::size_t i = 0; i < sizeof value; ++i)
+        value[i] = static_cast<unsigned char>(i * 7 + 1);
+    int plain = 0;
+    for (auto* resource : resources) {
+        ASSERT_NE(resource, nullptr);
+        const auto forms = orx::dataModel::eventValueForms(resource->base.class_id);
+        ASSERT_EQ(forms.size(), ORX_Monitoring_getResourceInfo(resource->base.class_id)->eventMetricGroupCount);
+        for (ORX_UINT32 group = 0; group < forms.size(); ++group) {
+            const auto size = forms[group].plainSize;
+            if (size == 0)
+                continue;
+            ASSERT_LE(size, sizeof value);
+            ASSERT_TRUE(world.push(resource, group, value));
+            auto& queue = world.executor->taskExecutor->queues[0];
+            const auto* task = reinterpret_cast<const ORX_MonitoringTaskExecutorTask*>(
+                REDAInlineList_getLast(&queue.tasks));
+            const auto* event = static_cast<const ORX_MonitoringEventTask*>(task->payload);
+            EXPECT_EQ(event->kind, ORX_MONITORING_EVENT_TASK_KIND_METRIC);
+            EXPECT_EQ(event->metricGroupIndex, group);
+            EXPECT_EQ(event->resourceClassIdForMetricGroupInfo, resource->base.class_id);
+            EXPECT_EQ(std::memcmp(event->resourceGuid, resource->base.guid, 16), 0);
+            EXPECT_EQ(std::memcmp(event->distributionMetricGroupMemory, value, size), 0);
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(event->distributionMetricGroupMemory) % 16, 0U);
+            ++plain;
+        }
+    }
+    EXPECT_GT(plain, 15);
+}
+
+// Two gaps of 96 bytes are left: too small for node, event and value at once, and enough for them one by one.
+TEST(EventTaskExecutor, APushTakesSmallBuffersWhenALargeOneIsNotToBeHad) {
+    constexpr DDS_Long arenaSize = 1024;
+    constexpr std::size_t gap = 96 / 32; // buffers of 16 bytes with their headers
+    EventWorld world{{.level = 1, .arenaSize = arenaSize}};
+    EventReader reader{EventWorld::domain};
+    auto* topic = world.addTopic("a", world.addParticipant("p"));
+    const DDS_Monitoring_InconsistentTopicStatus status{1, 0};
+    LogCapture log;
+    FailingHeap heap;
+    heap.failAt(1, UINT64_MAX);
+    REDAInlineMemory** arena = ORX_MonitoringTaskExecutor_getMemoryManager(world.executor->taskExecutor, 0);
+    std::vector<void*> fill;
+    while (void* buffer = REDAInlineMemory_reserveBufferI(arena, 16, 1))
+        fill.push_back(buffer);
+    ASSERT_EQ(fill.size(), arenaSize / 32U);
+    EXPECT_FALSE(world.push(topic, inconsistentTopicGroup, &status));
+    EXPECT_TRUE(
+        log.has("'struct ORX_MonitoringEventTask' with size 40, in the memory manager with index 0.\n",
+            "FAILED_TO_ALLOCATE"))
+        << log.text();
+    for (void* buffer : fill)
+        ASSERT_TRUE(REDAInlineMemBuffer_release(buffer));
+    fill.clear();
+    while (fill.size() < arenaSize / 32U - gap)
+        fill.push_back(REDAInlineMemory_reserveBufferI(arena, 16, 1));
+    for (std::size_t i = 0; i < gap; ++i)
+        ASSERT_TRUE(REDAInlineMemBuffer_release(fill[i]));
+    const auto before = world.liveBuffers(0);
+    EXPECT_TRUE(world.push(topic, inconsistentTopicGroup, &status)) << log.text();
+    EXPECT_EQ(world.liveBuffers(0), before + 3);
+    heap.failNoMore();
+    EXPECT_EQ(world.run(reader).size(), 1U);
+    EXPECT_EQ(world.liveBuffers(0), before);
 }
 
 TEST(EventTaskExecutor, APushCallsNoHeapOfTheLayerEither) {
