@@ -9,7 +9,7 @@
 
 namespace zdds::qos {
 
-constexpr DDS_UnsignedLong defaultMaxQueuedSamples = 8192;
+constexpr DDS_UnsignedLong defaultMaxQueuedSamples = 32'768; // a periodic pass over very many resources fits
 constexpr DDS_UnsignedLong defaultMaxQueuedBytes = 16U << 20;
 
 // Each fills an initialized value; what it held before is replaced.

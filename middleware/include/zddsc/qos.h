@@ -126,7 +126,7 @@ typedef struct DDS_DataRepresentationQosPolicy {
 typedef struct DDS_PublishModeQosPolicy {
     DDS_PublishModeQosPolicyKind kind;
     /* Asynchronous only. Bounds of the queue between write and the flusher; what does not fit is dropped and
-     * counted. 0 takes the defaults of the profile: 8192 samples, 16 MiB. */
+     * counted. 0 takes the defaults of the profile: 32768 samples, 16 MiB. */
     DDS_UnsignedLong max_queued_samples;
     DDS_UnsignedLong max_queued_bytes;
 } DDS_PublishModeQosPolicy;

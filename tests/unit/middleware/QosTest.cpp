@@ -193,7 +193,7 @@ TEST(Profile, MonitoringWritersAreReliableAsynchronousAndBounded) {
     EXPECT_EQ(qos.durability.kind, DDS_VOLATILE_DURABILITY_QOS);
     EXPECT_EQ(qos.history.kind, DDS_KEEP_ALL_HISTORY_QOS);
     EXPECT_EQ(qos.publish_mode.kind, DDS_ASYNCHRONOUS_PUBLISH_MODE_QOS);
-    EXPECT_EQ(qos.publish_mode.max_queued_samples, 8192U);
+    EXPECT_EQ(qos.publish_mode.max_queued_samples, 32768U);
     EXPECT_EQ(qos.publish_mode.max_queued_bytes, 16U << 20);
     EXPECT_EQ(qos.protocol.rtps_reliable_writer.max_heartbeat_retries, DDS_LENGTH_UNLIMITED);
     EXPECT_TRUE(qos.protocol.vendor_specific_entity);
