@@ -463,16 +463,21 @@ TEST(PeriodicCollection, WalksWithoutTheHeapOnceWarm) {
 }
 
 TEST(PeriodicCollection, ExhaustedMemoryCostsResourcesAndNeverTheEvent) {
+    // All groups of a writer: more than the arena's first block.
+    static constexpr DDS_Monitoring_DataWriterProtocolStatus largest{};
+    Behind behind;
+    std::vector<DDS_UnsignedLong> groups;
+    for (DDS_UnsignedLong group = World::writerCache; group < World::writerCache + 8; ++group) {
+        groups.push_back(group);
+        behind.groups[group] = &largest;
+    }
     bool allPublished = false;
     int n = 0;
     while (!allPublished && n < 200) {
         World world;
-        constexpr DDS_Monitoring_DataWriterProtocolStatus protocol{};
-        Behind behind{.groups = {{World::writerCache, &cache}, {World::writerProtocol, &protocol}}};
         world.addRoot();
         for (int i = 0; i < 3; ++i)
-            world.addWriter(
-                ("w" + std::to_string(i)).c_str(), behind, {World::writerCache, World::writerProtocol});
+            world.addWriter(("w" + std::to_string(i)).c_str(), behind, groups);
         world.run();
         Worker worker;
         LogCapture log;
