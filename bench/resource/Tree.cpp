@@ -1,16 +1,10 @@
 #include "bench/resource/Tree.hpp"
 
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -29,12 +23,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr std::size_t askState = SIZE_MAX; // any other question is a number to replace
 constexpr DDS_Long selections = 16;
-
-[[noreturn]] void fail(const char* what) {
-    std::fprintf(stderr, "resource_bench: %s\n", what);
-    std::_Exit(1);
-}
 
 // ---- What lives on the heap, by who asked for it ----
 
@@ -145,7 +135,7 @@ public:
         return answer;
     }
 
-    Tree::Answer state() const { return {0, 0, static_cast<double>(liveBytes - empty_), 1}; }
+    Tree::Answer state() const { return {0, 0, static_cast<double>(liveBytes - empty_)}; }
 
 private:
     void start() {
@@ -202,58 +192,32 @@ private:
     std::mt19937_64 random_{1};
 };
 
-[[noreturn]] void serve(int socket, std::size_t siblings) {
-    Owner owner{siblings};
-    Tree::Answer answer = owner.state();
-    std::size_t count = 0;
-    while (write(socket, &answer, sizeof answer) == sizeof answer &&
-           read(socket, &count, sizeof count) == sizeof count && count > 0)
-        answer = owner.replace(count);
-    std::_Exit(0); // the tree goes with the process
+Child::Answer toFigures(const Tree::Answer& answer) {
+    return {answer.deleteNanoseconds, answer.assertNanoseconds, answer.heapBytes};
 }
 
 } // namespace
 
-Tree::Tree(std::size_t siblings) : siblings_{siblings} {
-    int ends[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
-        fail("no socket");
-    process_ = fork();
-    if (process_ < 0)
-        fail("no process");
-    if (process_ == 0) {
-        prctl(PR_SET_PDEATHSIG,
-            SIGKILL); // trees that are made later hold the other end of this one's socket too
-        close(ends[0]);
-        serve(ends[1], siblings);
-    }
-    close(ends[1]);
-    socket_ = ends[0];
+Tree::Tree(std::size_t siblings)
+    : siblings_{siblings}, child_{[siblings]() -> Child::Handler {
+          auto owner = std::make_shared<Owner>(siblings);
+          return [owner](std::size_t question) {
+              return toFigures(question == askState ? owner->state() : owner->replace(question));
+          };
+      }} {}
+
+Tree::Answer Tree::waitUntilBuilt() const {
+    child_.waitUntilBuilt();
+    return ask(askState);
 }
 
-Tree::~Tree() {
-    const std::size_t end = 0;
-    if (write(socket_, &end, sizeof end) != sizeof end)
-        kill(process_, SIGKILL);
-    close(socket_);
-    waitpid(process_, nullptr, 0);
+Tree::Answer Tree::replace(std::size_t count) const {
+    return ask(count);
 }
 
-Tree::Answer Tree::receive() const {
-    Answer answer{};
-    if (read(socket_, &answer, sizeof answer) != sizeof answer)
-        fail("a tree's process went away");
-    return answer;
-}
-
-Tree::Answer Tree::waitUntilBuilt() {
-    return receive();
-}
-
-Tree::Answer Tree::replace(std::size_t count) {
-    if (write(socket_, &count, sizeof count) != sizeof count)
-        fail("a tree's process went away");
-    return receive();
+Tree::Answer Tree::ask(std::size_t question) const {
+    const Child::Answer figures = child_.ask(question);
+    return {figures[0], figures[1], figures[2]};
 }
 
 } // namespace bench
