@@ -4,11 +4,13 @@
 #include "src/eventMetrics/EventSnapshotThread.h"
 #include "src/eventMetrics/EventTaskExecutor.h"
 #include "src/log/Log.hpp"
+#include "src/monitoringClass/CommandEntry.h"
 #include "src/monitoringClass/MetricSelectionStore.h"
 #include "src/monitoringClass/MonitoringClassImpl.h"
 #include "src/monitoringClass/ResourceOperations.h"
 #include "src/monitoringClass/RootResource.h"
 #include "src/periodicMetricCollector/PeriodicMetricCollector.h"
+#include "src/remoteAdministration/CommandDispatcher.h"
 #include "src/resource/ResourceLifecycle.h"
 #include "zddscore/heap.h"
 
@@ -21,6 +23,7 @@ using Library = ORX_MonitoringClassImpl;
 constexpr char snapshotThreadName[] = "oMo###EventSnap";
 constexpr char eventThreadName[] = "oMo#######Event";
 constexpr char periodicThreadName[] = "oMo###Periodic";
+constexpr char commandThreadName[] = "oMo###Command";
 constexpr int selectionIndexSize = 8192;      // sets the number of levels
 constexpr int selectionIndexInitialNodes = 2; // selections are few
 constexpr size_t selectionNodeAlignment = 8;
@@ -187,6 +190,20 @@ bool enableEntities(Library& self) {
     return true;
 }
 
+bool startCommandDispatcher(Library& self, const Identity& identity) {
+    DDS_DataWriter* writer = DDS_DomainParticipant_get_builtin_datawriterI(
+        self.entities->participant, DDS_SERVICE_REQUEST_TOPIC_NAME, 0);
+    if (writer == nullptr)
+        return ORX_ERROR(FAILED_TO_GET, "Built-in DataWriter for replier DomainParticipant.\n");
+    self.commandDispatcher = ORX_MonitoringCommandDispatcher_new(&self.parent, writer, identity.workerFactory,
+        &self.property->command_dispatcher, commandThreadName, &identity.participantGuid.prefix);
+    if (self.commandDispatcher == nullptr) {
+        return ORX_ERROR(
+            FAILED_TO_CREATE, "Monitoring Command dispatcher with thread name %s", commandThreadName);
+    }
+    return true;
+}
+
 bool build(Library& self, DDS_DomainParticipantFactory* factory, const ORX_MonitoringProperty_t& property,
     const ORX_MonitoringGlobals& globals) {
     if (!createDisableSelection(self))
@@ -201,7 +218,8 @@ bool build(Library& self, DDS_DomainParticipantFactory* factory, const ORX_Monit
     if (!createSelectionStore(self) || !storeInitialSelections(self) || !createEntities(self) ||
         !startSnapshotThread(self) || !getWorkerFactory(self, identity) || !createResources(self) ||
         !startEventTaskExecutor(self, globals) || !getParticipantGuid(self, identity) ||
-        !startPeriodicMetricCollector(self, identity) || !enableEntities(self))
+        !startPeriodicMetricCollector(self, identity) || !enableEntities(self) ||
+        !startCommandDispatcher(self, identity))
         return false;
     // Last: no periodic sample leaves before the library is complete.
     ORX_MonitoringPeriodicMetricCollector_setState(
@@ -260,9 +278,13 @@ DDS_Boolean ORX_Monitoring_is_shared_library(void) {
     return DDS_BOOLEAN_TRUE;
 }
 
-// There is neither a dispatcher nor a logging collector to stop.
 DDS_Boolean ORX_Monitoring_prefinalize(struct ORX_MonitoringClass* monitoringClass) {
-    return monitoringClass != nullptr;
+    if (monitoringClass == nullptr)
+        return DDS_BOOLEAN_FALSE;
+    auto* self = reinterpret_cast<Library*>(monitoringClass);
+    if (!ORX_MonitoringCommandDispatcher_prefinalize(self->commandDispatcher))
+        return ORX_ERROR(FAILED_TO_FINALIZE, "Monitoring Command Dispatcher pre-finalization.");
+    return DDS_BOOLEAN_TRUE;
 }
 
 void ORX_Monitoring_delete(struct ORX_MonitoringClass* monitoringClass) {
@@ -281,6 +303,9 @@ void ORX_Monitoring_delete(struct ORX_MonitoringClass* monitoringClass) {
     self->periodicMetric = nullptr;
     if (self->entities != nullptr)
         ORX_MonitoringLibraryEntities_delete(self->entities, self->parent.factory);
+    if (!ORX_MonitoringCommandDispatcher_delete(self->commandDispatcher))
+        return;
+    self->commandDispatcher = nullptr;
     ORX_MonitoringResourceRegistry_delete(self->resourceRegistry);
     deleteProperty(*self);
     (void)ORX_MonitoringLoggingVerbositySetting_t_finalize(&self->loggingCollectionSetting);

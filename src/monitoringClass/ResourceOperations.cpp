@@ -127,14 +127,6 @@ const ORX_MonitoringProperty_t* ORX_Monitoring_getProperty(struct ORX_Monitoring
     return implOf(monitoringClass).property;
 }
 
-DDS_Boolean ORX_Monitoring_dispatchCommand(struct ORX_MonitoringClass* monitoringClass,
-    const DDS_ServiceRequest* sample, const DDS_SampleInfo* info) {
-    ORX_FAIL_IF(monitoringClass == ORX_NULL);
-    ORX_FAIL_IF(sample == ORX_NULL);
-    ORX_FAIL_IF(info == ORX_NULL);
-    return DDS_BOOLEAN_TRUE;
-}
-
 DDS_Boolean ORX_Monitoring_onLoggingCollectionChange(struct ORX_MonitoringClass* monitoringClass) {
     ORX_FAIL_IF(monitoringClass == ORX_NULL);
     return DDS_BOOLEAN_TRUE;

@@ -39,10 +39,8 @@ DDS_Boolean ORX_Monitoring_resumeResourceMetrics(
 /* The class's copy. */
 const ORX_MonitoringProperty_t* ORX_Monitoring_getProperty(struct ORX_MonitoringClass* monitoringClass);
 
-/* Without a command dispatcher a sample is ignored, and without a logging collector a change of verbosities
- * and a message are: all three succeed, as they do once those objects have been stopped. */
-DDS_Boolean ORX_Monitoring_dispatchCommand(struct ORX_MonitoringClass* monitoringClass,
-    const DDS_ServiceRequest* sample, const DDS_SampleInfo* info);
+/* Without a logging collector a change of verbosities and a message are ignored: both succeed, as they do
+ * once it has been stopped. */
 DDS_Boolean ORX_Monitoring_onLoggingCollectionChange(struct ORX_MonitoringClass* monitoringClass);
 DDS_Boolean ORX_Monitoring_postLogMessage(struct ORX_MonitoringClass* monitoringClass, const char* text,
     ZDDS_Config_SyslogLevel severity, DDS_UnsignedLong messageId, const DDS_Duration_t* timestamp,

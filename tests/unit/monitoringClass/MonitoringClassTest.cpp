@@ -68,12 +68,12 @@ TEST(MonitoringClass, TheTableIsComplete) {
     EXPECT_TRUE(log.lines().empty()) << log.text();
 }
 
-// What the objects that are not there yet would do once they were stopped.
 TEST(MonitoringClass, CommandsAndLogMessagesAreTakenAndIgnored) {
     LogCapture log;
     Library library;
     ASSERT_TRUE(library.start());
     DDS_ServiceRequest request{};
+    request.service_id = 4; // of commands; without data it asks for nothing
     DDS_SampleInfo info{};
     EXPECT_TRUE(library.table->dispatchCommandFunction(library.table, &request, &info));
     EXPECT_TRUE(library.table->onLoggingCollectionChange(library.table));
