@@ -243,7 +243,7 @@ static enum What whatReadyDoes(const struct ddsi_serdata* sample) {
 #define DEFINE_READING(name, parameters, arguments, ready)                                                   \
     EXPORTED dds_return_t name parameters {                                                                  \
         const dds_return_t result = ENGINE_CALL_(name, arguments);                                           \
-        countRead(reader, result, infos, ready, __builtin_return_address(0));                         \
+        countRead(reader, result, infos, ready, __builtin_return_address(0));                                \
         return result;                                                                                       \
     }
 /* The sample is gone afterwards. One that is nobody's counts nothing, and is not looked at. */
