@@ -94,11 +94,11 @@ TEST(Domain, ItGoesWithItsLastParticipant) {
         ParticipantPointer first = participantWithPeers({"127.0.0.1"});
         ParticipantPointer second = participantWithPeers({"127.0.0.1"});
         ASSERT_TRUE(first && second);
-        EXPECT_LT(dds_create_domain(domain, ""), 0) << "it is there";
+        EXPECT_LT(dds_create_domain(static_cast<uint32_t>(domain), ""), 0) << "it is there";
         first.reset();
-        EXPECT_LT(dds_create_domain(domain, ""), 0) << "it stays for the second";
+        EXPECT_LT(dds_create_domain(static_cast<uint32_t>(domain), ""), 0) << "it stays for the second";
         second.reset();
-        const int32_t free = dds_create_domain(domain, "");
+        const int32_t free = dds_create_domain(static_cast<uint32_t>(domain), "");
         EXPECT_GT(free, 0) << "and is gone after that";
         if (free > 0)
             dds_delete(free);
@@ -109,7 +109,7 @@ TEST(Domain, ItGoesWithItsLastParticipant) {
 TEST(Domain, ProgramsParticipantsOutliveOurs) {
     ParticipantPointer ours = participantWithPeers({"127.0.0.1"});
     ASSERT_TRUE(ours);
-    const int32_t programs = dds_create_participant(domain, nullptr, nullptr);
+    const int32_t programs = dds_create_participant(static_cast<uint32_t>(domain), nullptr, nullptr);
     ASSERT_GT(programs, 0);
     ours.reset();
     uint32_t id = 0;
@@ -120,7 +120,7 @@ TEST(Domain, ProgramsParticipantsOutliveOurs) {
     EXPECT_TRUE(ours);
     dds_delete(programs);
     ours.reset();
-    const int32_t free = dds_create_domain(domain, "");
+    const int32_t free = dds_create_domain(static_cast<uint32_t>(domain), "");
     EXPECT_GT(free, 0);
     if (free > 0)
         dds_delete(free);

@@ -45,7 +45,7 @@ private:
 
 class CycloneWriter final : public Writer, public HeapObject {
 public:
-    explicit CycloneWriter(WriterSink* sink) : matches_(sink, ZddsCyclone_matchedReader) {}
+    explicit CycloneWriter(WriterSink* sink) : matches_(sink) {}
     ~CycloneWriter() override;
     bool create(dds_entity_t participant, const TopicInfo& topic, const DDS_DataWriterQos& qos,
         std::span<const char* const> partitions);
@@ -63,7 +63,7 @@ private:
     CycloneTopic topic_;
     dds_entity_t publisher_ = 0;
     dds_entity_t writer_ = 0;
-    void* record_ = nullptr; // the library's own, for the last sequence number
+    ZddsCycloneEndpoint endpoint_{};
     DDS_GUID_t guid_{};
     bool reliable_ = false;
     MatchTracker<WriterSink> matches_;
@@ -72,7 +72,7 @@ private:
 
 class CycloneReader final : public Reader, public HeapObject {
 public:
-    explicit CycloneReader(ReaderSink* sink) : sink_(sink), matches_(sink, ZddsCyclone_matchedWriter) {}
+    explicit CycloneReader(ReaderSink* sink) : sink_(sink), matches_(sink) {}
     ~CycloneReader() override;
     bool create(dds_entity_t participant, const TopicInfo& topic, const DDS_DataReaderQos& qos,
         std::span<const char* const> partitions);
@@ -88,6 +88,7 @@ private:
     CycloneTopic topic_;
     dds_entity_t subscriber_ = 0;
     dds_entity_t reader_ = 0;
+    ZddsCycloneEndpoint endpoint_{};
     DDS_GUID_t guid_{};
     ReaderSink* const sink_;
     MatchTracker<ReaderSink> matches_;

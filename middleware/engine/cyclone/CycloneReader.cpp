@@ -57,12 +57,11 @@ bool CycloneReader::create(dds_entity_t participant, const TopicInfo& topic, con
         return false;
     }
     guid_ = guidOf(reader_);
-    void* record = ZddsCyclone_findReader(topic_.type(), guid_.value);
-    if (record == nullptr) {
+    if (!ZddsCyclone_findEndpoint(&endpoint_, ZDDS_CYCLONE_READER, reader_, topic_.type(), guid_.value)) {
         ZDDS_LOG_ERROR(FAILED_TO_FIND, "record of the reader of topic '%s'", topic.topicName);
         return false;
     }
-    matches_.attach(record);
+    matches_.attach(endpoint_);
     return true;
 }
 

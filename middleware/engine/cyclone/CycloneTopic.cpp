@@ -31,10 +31,10 @@ Status statusOf(dds_return_t code) {
 }
 
 CycloneTopic::~CycloneTopic() {
-    ZddsCyclone_releaseInstance(type_, instance_);
-    ZddsCyclone_releaseType(type_);
-    if (entity_ > 0)
-        dds_delete(entity_);
+    if (entity_ <= 0)
+        return;
+    ZddsCyclone_releaseTopic(entity_, type_, instance_);
+    dds_delete(entity_);
 }
 
 bool CycloneTopic::create(dds_entity_t participant, const TopicInfo& info) {

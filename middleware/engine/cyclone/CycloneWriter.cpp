@@ -55,12 +55,11 @@ bool CycloneWriter::create(dds_entity_t participant, const TopicInfo& topic, con
     if (failed(writer_, "writer", topic.topicName))
         return false;
     guid_ = guidOf(writer_);
-    record_ = ZddsCyclone_findWriter(topic_.type(), guid_.value);
-    if (record_ == nullptr) {
+    if (!ZddsCyclone_findEndpoint(&endpoint_, ZDDS_CYCLONE_WRITER, writer_, topic_.type(), guid_.value)) {
         ZDDS_LOG_ERROR(FAILED_TO_FIND, "record of the writer of topic '%s'", topic.topicName);
         return false;
     }
-    matches_.attach(record_);
+    matches_.attach(endpoint_);
     return true;
 }
 
@@ -79,9 +78,9 @@ Status CycloneWriter::write(
         return Status::badParameter;
     const int64_t time = sourceTimeNs == now ? dds_time() : sourceTimeNs;
     std::lock_guard lock(writeMutex_);
-    const int64_t number = ZddsCyclone_lastSequenceNumber(record_) + 1;
+    int64_t number = 0;
     const int32_t result =
-        ZddsCyclone_write(writer_, topic_.type(), bytes.data(), bytes.size(), kindOf(kind), time, number);
+        ZddsCyclone_write(&endpoint_, topic_.type(), bytes.data(), bytes.size(), kindOf(kind), time, &number);
     if (result == code::ok && sequenceNumber != nullptr)
         *sequenceNumber = number;
     return statusOf(result);
@@ -101,7 +100,7 @@ Status CycloneWriter::waitForAcknowledgmentOf(
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
     for (;;) {
-        const int64_t acknowledged = ZddsCyclone_acknowledgedBy(record_, participant.value);
+        const int64_t acknowledged = ZddsCyclone_acknowledgedBy(&endpoint_, participant.value);
         if (acknowledged < 0)
             return Status::notMatched;
         if (acknowledged >= sequenceNumber)

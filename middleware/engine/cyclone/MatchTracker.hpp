@@ -16,6 +16,7 @@
 
 #include "middleware/engine/Engine.hpp"
 #include "middleware/engine/HeapObject.hpp"
+#include "middleware/engine/cyclone/CycloneInternals.h"
 #include "middleware/log/DdsLog.hpp"
 
 namespace zdds::engine {
@@ -30,26 +31,22 @@ inline DDS_GUID_t participantOf(const DDS_GUID_t& endpoint) {
 
 template <class Sink> class MatchTracker {
 public:
-    // Asks the library for the GUID of a matched endpoint.
-    using Resolve = bool (*)(void* endpoint, uint64_t handle, uint8_t guid[16]);
-
-    // sink may be null.
-    MatchTracker(Sink* sink, Resolve resolve) : sink_(sink), resolve_(resolve) {}
+    explicit MatchTracker(Sink* sink) : sink_(sink) {} // may be null
     // The library calls no more by then; taking the mutex makes all that was done under it happen before.
     ~MatchTracker() { std::lock_guard lock(mutex_); }
     MatchTracker(const MatchTracker&) = delete;
     MatchTracker& operator=(const MatchTracker&) = delete;
 
     // The endpoint can be asked from now on: tells the matches that waited for it.
-    void attach(void* endpoint) {
+    void attach(const ZddsCycloneEndpoint& endpoint) {
         {
             std::lock_guard lock(mutex_);
-            endpoint_ = endpoint;
+            endpoint_ = &endpoint;
         }
         uint64_t handle = 0;
         for (uint64_t from = 0; nextUnknown(from, handle); from = handle + 1) {
             DDS_GUID_t guid;
-            if (!resolve_(endpoint, handle, guid.value))
+            if (!ZddsCyclone_findMatched(&endpoint, handle, guid.value))
                 continue;
             std::lock_guard lock(mutex_);
             Match* match = find(handle);
@@ -59,7 +56,7 @@ public:
     }
 
     void onMatched(uint64_t handle) {
-        void* endpoint = nullptr;
+        const ZddsCycloneEndpoint* endpoint = nullptr;
         {
             std::lock_guard lock(mutex_);
             if (find(handle) != nullptr)
@@ -67,7 +64,7 @@ public:
             endpoint = endpoint_;
         }
         DDS_GUID_t guid{};
-        const bool known = endpoint != nullptr && resolve_(endpoint, handle, guid.value);
+        const bool known = endpoint != nullptr && ZddsCyclone_findMatched(endpoint, handle, guid.value);
         std::lock_guard lock(mutex_);
         if (find(handle) != nullptr)
             return;
@@ -160,10 +157,9 @@ private:
 
     std::mutex mutex_;
     Sink* const sink_;
-    const Resolve resolve_;
-    void* endpoint_ = nullptr;                 // under mutex_, as all below
-    HeapArray<Match> matches_{"struct Match"}; // by handle
-    uint64_t past_[pastSize] = {};             // handles that were unmatched last; 0 is none
+    const ZddsCycloneEndpoint* endpoint_ = nullptr; // under mutex_, as all below
+    HeapArray<Match> matches_{"struct Match"};      // by handle
+    uint64_t past_[pastSize] = {};                  // handles that were unmatched last; 0 is none
     std::size_t pastNext_ = 0;
 };
 
