@@ -18,6 +18,7 @@
 #include "agent/Push.hpp"
 #include "agent/Sampler.hpp"
 #include "agent/Settings.hpp"
+#include "agent/logs/LogCapture.hpp"
 
 namespace orx::agent {
 
@@ -117,6 +118,7 @@ void detachAll(Registry& registry) {
 
 void* runAgent(void*) {
     pthread_setname_np(pthread_self(), "orxAgent");
+    markThreadOfMonitoring();
     Registry& registry = theRegistry();
     if (startLibrary()) {
         AGENT_STATUS(CREATE, "the monitoring library; what the program makes is monitored");
@@ -195,9 +197,10 @@ bool isSameEngine(const OrxEngineFunctions& functions) {
            program.dli_fbase == own.dli_fbase;
 }
 
-const OrxAgentTable* makeTable(const OrxShimStart& start) {
+const OrxAgentTable* makeTable(const OrxShimStart& start, int32_t domain) {
     static OrxAgentTable table;
     fillInterposedFunctions(table.functions);
+    fillLogCapture(table.log, domain);
     table.ownCode[table.ownCodeCount++] = start.codeRangeOf(reinterpret_cast<const void*>(&orxAgent_start));
     table.ownCode[table.ownCodeCount++] =
         start.codeRangeOf(reinterpret_cast<const void*>(&ORX_MonitoringHost_start));
@@ -241,7 +244,8 @@ const OrxAgentTable* orxAgent_start(const OrxShimStart* start) {
         std::fputs("orx-agent: not monitoring: the program uses another copy of the DDS library\n", stderr);
         return nullptr;
     }
-    if (!applySettings(domain) || !ORX_MonitoringHost_initialize())
+    if (!applySettings(domain) || !ORX_MonitoringHost_initialize() ||
+        !startLogCapture(start->setCollectedCategories))
         return nullptr;
     Registry& registry = theRegistry();
     setEngine(*start->engine);
@@ -254,5 +258,5 @@ const OrxAgentTable* orxAgent_start(const OrxShimStart* start) {
         return nullptr;
     if (!startThread())
         return AGENT_ERROR(FAILED_TO_CREATE, "the agent's thread"), nullptr;
-    return makeTable(*start);
+    return makeTable(*start, domain);
 }

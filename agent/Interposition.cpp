@@ -4,6 +4,7 @@
 #include "agent/Engine.hpp"
 #include "agent/EntityFacts.hpp"
 #include "agent/Listeners.hpp"
+#include "agent/logs/LogCapture.hpp"
 
 namespace orx::agent {
 
@@ -22,8 +23,10 @@ void observeParticipant(dds_entity_t handle, const dds_qos_t* qos) {
     if (!observed)
         return;
     observed->handle = handle;
-    if (learnParticipant(*observed, qos))
-        entities->insert(observed.take(), nullptr);
+    if (!learnParticipant(*observed, qos))
+        return;
+    noteDomainOfProgram(static_cast<uint32_t>(observed->domainId)); // the default one is known by now
+    entities->insert(observed.take(), nullptr);
 }
 
 // A publisher or subscriber; gives it back for whoever makes an endpoint under it.
@@ -120,6 +123,7 @@ dds_entity_t observeFoundTopic(dds_entity_t handle) {
 // ---- The interposed functions ----
 
 dds_entity_t createParticipant(dds_domainid_t domain, const dds_qos_t* qos, const dds_listener_t* listener) {
+    noteDomainOfProgram(domain);
     const dds_entity_t handle = engine().dds_create_participant(domain, qos, listener);
     if (handle > 0 && entities->isWorking())
         observeParticipant(handle, qos);

@@ -6,6 +6,7 @@
 #ifndef ORX_AGENT_SHIM_INTERPOSED_H
 #define ORX_AGENT_SHIM_INTERPOSED_H
 
+#include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -86,8 +87,24 @@ struct OrxCodeRange {
 };
 #define ORX_SHIM_MAX_RANGES 8
 
+/* Where the shim hands what the program and the engine log. Called on the thread that logs, never entered
+ * twice by one thread, possibly from a signal handler, and with locks of the engine held: nothing waits
+ * there. */
+struct OrxLogCapture {
+    uint32_t monitoringDomain; /* lines of it are not handed over */
+    /* Whether the program uses that domain itself, and so sees the lines of it. */
+    bool (*isMonitoringDomainShared)(void);
+    /* A line of the engine: a category bit (DDS_LC_*), the text without header and end of line. */
+    void (*engineLine)(uint32_t category, const char* text, size_t size);
+    /* A message of syslog: priority with the facility bits of the call, terminated text. */
+    void (*userLine)(int priority, const char* text);
+};
+
 struct OrxShimStart {
     const struct OrxEngineFunctions* engine; /* the real functions */
+    /* Has the engine pass lines of these categories (DDS_LC_*) besides those that the program has asked for.
+     * Any thread, without a lock that a sink of the program or of the agent may need. */
+    void (*setCollectedCategories)(uint32_t categories);
     /* The code range of the loaded object that holds the address; zeros when none does. */
     struct OrxCodeRange (*codeRangeOf)(const void* address);
     /* Whether data calls on a handle are counted, and where. */
@@ -101,6 +118,7 @@ struct OrxAgentTable {
     struct OrxEngineFunctions functions;
     struct OrxCodeRange ownCode[ORX_SHIM_MAX_RANGES];
     size_t ownCodeCount;
+    struct OrxLogCapture log;
 };
 
 /* Exported by the agent library. Called once, on the thread that makes the first participant. Null: the agent

@@ -44,6 +44,7 @@ static pthread_mutex_t startLock = PTHREAD_MUTEX_INITIALIZER;
 /* Release when the table is complete, acquire where it is used. */
 static _Atomic(enum State) state = STATE_IDLE;
 static const struct OrxAgentTable* agent;
+static pid_t startedIn; /* children that no handler of a fork has seen are told by it */
 
 /* One line on stderr, unless the user wants silence. Lines come before the log of the libraries exists. */
 __attribute__((format(printf, 1, 2))) static void say(const char* format, ...) {
@@ -213,11 +214,16 @@ static const struct OrxAgentTable* loadAgent(void) {
     }
     OrxAgentStartFunction start;
     memcpy(&start, &symbol, sizeof start);
-    const struct OrxShimStart arguments = {&engine, codeRangeOf, orxShim_attachData, orxShim_detachData};
+    const struct OrxShimStart arguments = {.engine = &engine,
+        .setCollectedCategories = orxShim_setCollectedCategories,
+        .codeRangeOf = codeRangeOf,
+        .attachData = orxShim_attachData,
+        .detachData = orxShim_detachData};
     return start(&arguments);
 }
 
 static void startAgent(void) {
+    bool isStarted = false;
     pthread_mutex_lock(&startLock);
     if (atomic_load_explicit(&state, memory_order_relaxed) == STATE_IDLE) {
         enum State next = STATE_INERT;
@@ -225,10 +231,20 @@ static void startAgent(void) {
             agent = loadAgent();
             if (agent != NULL && pthread_atfork(NULL, NULL, goInertInChild) == 0)
                 next = STATE_ACTIVE;
+            isStarted = next == STATE_ACTIVE;
         }
+        startedIn = getpid();
         atomic_store_explicit(&state, next, memory_order_release);
     }
     pthread_mutex_unlock(&startLock);
+    if (isStarted)
+        orxShim_installLogSinks(agent);
+}
+
+const struct OrxAgentTable* orxShim_agent(void) {
+    if (atomic_load_explicit(&state, memory_order_acquire) != STATE_ACTIVE || getpid() != startedIn)
+        return NULL;
+    return agent;
 }
 
 /* ---- Routing ---- */

@@ -5,6 +5,7 @@
 #include <stdbool.h>
 
 #include "agent/shim/DataCounters.h"
+#include "agent/shim/Interposed.h"
 
 #define ORX_SHIM_INTERNAL __attribute__((visibility("hidden")))
 
@@ -20,5 +21,18 @@ ORX_SHIM_INTERNAL bool orxShim_isInner(const void* caller);
 /* See OrxShimStart. */
 ORX_SHIM_INTERNAL void orxShim_attachData(struct OrxDataEntry* entry);
 ORX_SHIM_INTERNAL void orxShim_detachData(struct OrxDataEntry* entry);
+
+/* The agent's table while the agent is at work in this process; null before, in a forked child and when the
+ * shim stays inert. */
+ORX_SHIM_INTERNAL const struct OrxAgentTable* orxShim_agent(void);
+
+/* Puts the sinks of LogShim.c into the engine. Once, when the agent's table is complete, with no lock held:
+ * the engine waits for sinks of the program that run. */
+ORX_SHIM_INTERNAL void orxShim_installLogSinks(const struct OrxAgentTable* agent);
+/* What the agent wants to collect, as categories of the engine's log; see OrxShimStart. */
+ORX_SHIM_INTERNAL void orxShim_setCollectedCategories(uint32_t categories);
+
+/* True while this thread hands a line to the agent: what it logs meanwhile is not collected. */
+ORX_SHIM_INTERNAL extern _Thread_local bool orxShim_isCollecting;
 
 #endif

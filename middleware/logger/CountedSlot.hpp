@@ -14,8 +14,9 @@
 
 namespace zdds::logger {
 
-// What the calling thread is inside of, a bit each. Slots have the lower bits.
-inline thread_local constinit unsigned insideOf = 0;
+// What the calling thread is inside of, a bit each. Slots have the lower bits. Never allocated late, since a
+// thread may log where it must not allocate, and this library may have been loaded after the thread was made.
+[[gnu::tls_model("initial-exec")]] inline thread_local constinit unsigned insideOf = 0;
 
 class [[nodiscard]] Inside {
 public:

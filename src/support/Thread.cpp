@@ -23,11 +23,15 @@ constexpr std::size_t nameCapacity = 16; // with the terminator; the system's bo
 constexpr std::size_t smallestStack = 128U * 1024U;
 
 constinit std::atomic<std::uint32_t> liveThreads{0};
-thread_local std::uint64_t cachedThreadId = 0;
+// Read where nothing may be allocated: their place is there from the start of each thread, even when this
+// library has been loaded late.
+[[gnu::tls_model("initial-exec")]] thread_local std::uint64_t cachedThreadId = 0;
+[[gnu::tls_model("initial-exec")]] thread_local bool isOwnThread = false;
 
 // A child of fork has one thread, with another identity, and none of ours.
 void forgetParent() {
     cachedThreadId = 0;
+    isOwnThread = false;
     liveThreads.store(0, std::memory_order_relaxed);
 }
 
@@ -50,6 +54,7 @@ namespace {
 void* run(void* param) {
     auto* self = static_cast<ORXOsapiJoinableThread*>(param);
     pthread_setname_np(pthread_self(), self->name);
+    isOwnThread = true;
     self->function(self->param);
     liveThreads.fetch_sub(1, std::memory_order_relaxed);
     ORXOsapiSemaphore_give(self->returned);
@@ -162,6 +167,10 @@ ORX_UINT64 ORXOsapiThread_getCurrentThreadID(void) {
     if (cachedThreadId == 0)
         cachedThreadId = static_cast<std::uint64_t>(gettid());
     return cachedThreadId;
+}
+
+int ORXOsapiThread_isOwnThread(void) {
+    return isOwnThread;
 }
 
 void ORXOsapiThread_sleep(const ORXNtpTime* time) {

@@ -9,6 +9,8 @@
 //   periodic <name> <index> <text>  every ORX_TEST_PERIODIC_MS milliseconds, on a thread of its own, when
 //   that
 //                                   is set: changed ones alone
+//   log <facility> <level> <category or -> <text>    of posts, and of what the device gets, which has no
+//   category
 // It takes the locks that the real one takes, in the same order.
 #include <pthread.h>
 
@@ -21,6 +23,7 @@
 
 #include "orxmonitoring2d/dds_status.h"
 #include "orxmonitoring2d/orx_common.h"
+#include "zddsc/logger.h"
 #include "zddsc/monitoring.h"
 
 struct ORX_MonitoringResource {
@@ -336,6 +339,34 @@ DDS_Boolean pushMetric(
     return DDS_BOOLEAN_TRUE;
 }
 
+void writeMessage(
+    ZDDS_Config_LogFacility facility, ZDDS_Config_SyslogLevel level, const char* category, const char* text) {
+    write("log " + std::to_string(facility) + " " + std::to_string(level) + " " +
+          (category != nullptr ? category : "-") + " " + text);
+}
+
+DDS_Boolean postLogMessage(ORX_MonitoringClass*, const char* text, ZDDS_Config_SyslogLevel level,
+    DDS_UnsignedLong, const DDS_Duration_t*, ZDDS_Config_LogFacility facility, const void*,
+    const char* category, DDS_UnsignedLong) {
+    writeMessage(facility, level, category, text);
+    return DDS_BOOLEAN_TRUE;
+}
+
+void writeToDevice(ZDDS_Config_LoggerDevice*, const ZDDS_Config_LogMessage* message) {
+    writeMessage(
+        message->facility, ZDDS_Config_SyslogLevel_from_log_level(message->level), nullptr, message->text);
+}
+
+// The verbosity of the facility middleware that the test wants, and a device where the library has one.
+void setUpLogging() {
+    static ZDDS_Config_LoggerDevice device{nullptr, writeToDevice, nullptr};
+    ZDDS_Config_Logger* logger = ZDDS_Config_Logger_get_instance();
+    if (const char* verbosity = std::getenv("ORX_TEST_VERBOSITY"))
+        ZDDS_Config_Logger_set_verbosity_by_facilityI(logger, ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE,
+            static_cast<ZDDS_Config_LogVerbosity>(std::atoi(verbosity)), 0);
+    ADVLOGLogger_setDevice(5, ZDDS_Config_Logger_createADVLOGLoggerDevice(&device), 0, 0);
+}
+
 DDS_Boolean prefinalize(ORX_MonitoringClass*) {
     write("prefinalize");
     return DDS_BOOLEAN_TRUE;
@@ -369,6 +400,7 @@ ORX_MonitoringClass* create(DDS_DomainParticipantFactory* factory, const ORX_Mon
     }
     if (std::getenv("ORX_TEST_FAIL_CREATE") != nullptr)
         return nullptr;
+    setUpLogging();
     table.factory = factory;
     table.rootResource = &root;
     table.prefinalizeFunction = prefinalize;
@@ -376,6 +408,7 @@ ORX_MonitoringClass* create(DDS_DomainParticipantFactory* factory, const ORX_Mon
     table.assertResourceFunction = assertResource;
     table.deleteResourceFunction = deleteResource;
     table.pushEventMetricFunction = pushMetric;
+    table.postLogMessage = postLogMessage;
     startPolls();
     return &table;
 }

@@ -8,6 +8,8 @@ ZDDS_BEGIN_C
 
 /* Identity of the calling thread: never 0, differs among the live threads of the process. */
 ZDDSCORE_EXPORT ORX_UINT64 ORXOsapiThread_getCurrentThreadID(void);
+/* Non-zero on a joinable thread of this layer, and so on every thread of the libraries above it. */
+ZDDSCORE_EXPORT int ORXOsapiThread_isOwnThread(void);
 /* Sleeps at least the given length, on the monotonic clock. */
 ZDDSCORE_EXPORT void ORXOsapiThread_sleep(const ORXNtpTime* time);
 
