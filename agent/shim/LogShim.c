@@ -80,8 +80,15 @@ struct DomainLog {
 };
 #define MAX_DOMAINS 256
 static struct DomainLog domains[MAX_DOMAINS];
-/* Of lines that belong to no domain. Null at first, as in the engine. */
+/* Of lines that belong to no domain: stderr at first. */
 static struct DomainLog noDomain;
+
+__attribute__((constructor)) static void setDefaultFiles(void) {
+    FILE* none = NULL; /* a constructor that came earlier may have set them */
+    atomic_compare_exchange_strong(&noDomain.logFile, &none, stderr);
+    none = NULL;
+    atomic_compare_exchange_strong(&noDomain.traceFile, &none, stderr);
+}
 
 static struct DomainLog* logOf(uint32_t domain) {
     for (size_t i = 0; domain != UINT32_MAX && i < MAX_DOMAINS; ++i) {
@@ -116,8 +123,8 @@ static struct Sink programLogSink;
 static struct Sink programTraceSink;
 static _Atomic bool isInstalled;
 static _Atomic uint32_t programMask;
-static _Atomic uint32_t collected;        /* categories that the agent wants */
-static _Atomic uint32_t monitoringDomain; /* of the agent */
+static _Atomic uint32_t collected;                     /* categories that the agent wants */
+static _Atomic uint32_t monitoringDomain = UINT32_MAX; /* of the agent */
 static _Atomic bool isEnginesTraceSink = true;
 
 /* A sink gets its record as its data. Two for each place: when a setter of the engine has returned, nothing
@@ -136,6 +143,20 @@ static _Thread_local struct {
     void* target;
 } delivered;
 
+/* The engine does not fill the record's own field in: the domain stands between brackets in the header, which
+ * is fixed text of this version. */
+static uint32_t domainOf(const dds_log_data_t* line) {
+    const char* end = line->message;
+    const char* at = end - line->hdrsize;
+    while (at < end && *at != '[')
+        ++at;
+    uint32_t domain = 0;
+    size_t digits = 0;
+    for (++at; at < end && *at >= '0' && *at <= '9'; ++at, ++digits)
+        domain = domain * 10 + (uint32_t)(*at - '0');
+    return digits > 0 ? domain : UINT32_MAX;
+}
+
 static void writeLine(FILE* file, const dds_log_data_t* line) {
     if (file == NULL)
         return;
@@ -144,67 +165,82 @@ static void writeLine(FILE* file, const dds_log_data_t* line) {
     fflush(file);
 }
 
-static bool isForProgram(
-    const dds_log_data_t* line, const struct DomainLog* domain, const struct OrxAgentTable* agent) {
-    if (line->domid != UINT32_MAX &&
-        line->domid == atomic_load_explicit(&monitoringDomain, memory_order_relaxed) && agent != NULL &&
-        !agent->log.isMonitoringDomainShared())
-        return false;
-    if ((line->priority & DDS_LOG_MASK) == 0)
-        return true;
-    const uint32_t mask = atomic_load_explicit(&programMask, memory_order_relaxed) |
-                          atomic_load_explicit(&domain->traceMask, memory_order_relaxed);
-    return (line->priority & (mask | DDS_LC_FATAL)) != 0;
+/* A line, and what decides where it goes. */
+struct Line {
+    const dds_log_data_t* data;
+    const struct OrxAgentTable* agent; /* null: not at work */
+    const struct DomainLog* domain;
+    bool isOfMonitoring;
+    bool isSevere;
+};
+
+static struct Line look(const dds_log_data_t* data) {
+    const uint32_t domain = domainOf(data);
+    return (struct Line){.data = data,
+        .agent = orxShim_agent(),
+        .domain = logOf(domain),
+        .isOfMonitoring =
+            domain != UINT32_MAX && domain == atomic_load_explicit(&monitoringDomain, memory_order_relaxed),
+        .isSevere = (data->priority & DDS_LOG_MASK) != 0};
 }
 
-static void collect(const dds_log_data_t* line, const struct OrxAgentTable* agent) {
-    if (agent == NULL || orxShim_isCollecting ||
-        line->domid == atomic_load_explicit(&monitoringDomain, memory_order_relaxed))
+static uint32_t traceMaskOf(const struct Line* line) {
+    if (line->domain == &noDomain)
+        return atomic_load_explicit(&programMask, memory_order_relaxed) & DDS_TRACE_MASK;
+    return atomic_load_explicit(&line->domain->traceMask, memory_order_relaxed);
+}
+
+static bool isForProgram(const struct Line* line) {
+    if (line->isOfMonitoring && line->agent != NULL && !line->agent->log.isMonitoringDomainShared())
+        return false;
+    const uint32_t mask = atomic_load_explicit(&programMask, memory_order_relaxed) | traceMaskOf(line);
+    return !line->isSevere || (line->data->priority & (mask | DDS_LC_FATAL)) != 0;
+}
+
+static void pass(const struct Line* line, const struct Sink* sink, FILE* file) {
+    if (sink->function != NULL)
+        sink->function(sink->data, line->data);
+    else
+        writeLine(file, line->data);
+}
+
+static void collect(const struct Line* line) {
+    if (line->agent == NULL || orxShim_isCollecting || line->isOfMonitoring)
         return;
     orxShim_isCollecting = true;
-    agent->log.engineLine(line->priority, line->message, line->size);
+    line->agent->log.engineLine(line->data->priority, line->data->message, line->data->size);
     orxShim_isCollecting = false;
 }
 
-static void onLogLine(void* data, const dds_log_data_t* line) {
-    const struct Sink sink = *(const struct Sink*)data;
-    const struct OrxAgentTable* agent = orxShim_agent();
-    const struct DomainLog* domain = logOf(line->domid);
-    FILE* file = atomic_load_explicit(&domain->logFile, memory_order_relaxed);
+static void onLogLine(void* record, const dds_log_data_t* data) {
+    const struct Sink sink = *(const struct Sink*)record;
+    const struct Line line = look(data);
+    FILE* file = atomic_load_explicit(&line.domain->logFile, memory_order_relaxed);
     delivered.isSet = true;
     delivered.function = sink.function;
     delivered.target = sink.function != NULL ? sink.data : (void*)file;
-    if (isForProgram(line, domain, agent)) {
-        /* The engine's own trace sink writes the line as well, if tracing is on. */
-        const bool isTwice = atomic_load_explicit(&isEnginesTraceSink, memory_order_relaxed) &&
-                             atomic_load_explicit(&domain->traceMask, memory_order_relaxed) != 0 &&
-                             atomic_load_explicit(&domain->traceFile, memory_order_relaxed) == file;
-        if (sink.function != NULL)
-            sink.function(sink.data, line);
-        else if (!isTwice)
-            writeLine(file, line);
-    }
-    collect(line, agent);
+    /* The engine's own trace sink writes the line as well, if tracing is on. */
+    const bool isWrittenNext = sink.function == NULL &&
+                               atomic_load_explicit(&isEnginesTraceSink, memory_order_relaxed) &&
+                               traceMaskOf(&line) != 0 &&
+                               atomic_load_explicit(&line.domain->traceFile, memory_order_relaxed) == file;
+    if (!isWrittenNext && isForProgram(&line))
+        pass(&line, &sink, file);
+    collect(&line);
 }
 
-static void onTraceLine(void* data, const dds_log_data_t* line) {
-    const struct Sink sink = *(const struct Sink*)data;
-    const struct OrxAgentTable* agent = orxShim_agent();
-    const struct DomainLog* domain = logOf(line->domid);
-    FILE* file = atomic_load_explicit(&domain->traceFile, memory_order_relaxed);
+static void onTraceLine(void* record, const dds_log_data_t* data) {
+    const struct Sink sink = *(const struct Sink*)record;
+    const struct Line line = look(data);
+    FILE* file = atomic_load_explicit(&line.domain->traceFile, memory_order_relaxed);
     const void* target = sink.function != NULL ? sink.data : (void*)file;
-    const bool isSevere = (line->priority & DDS_LOG_MASK) != 0;
     const bool isSecond =
-        isSevere && delivered.isSet && delivered.function == sink.function && delivered.target == target;
+        line.isSevere && delivered.isSet && delivered.function == sink.function && delivered.target == target;
     delivered.isSet = false;
-    if (!isSecond && isForProgram(line, domain, agent)) {
-        if (sink.function != NULL)
-            sink.function(sink.data, line);
-        else
-            writeLine(file, line);
-    }
-    if (!isSevere)
-        collect(line, agent);
+    if (!isSecond && isForProgram(&line))
+        pass(&line, &sink, file);
+    if (!line.isSevere)
+        collect(&line);
 }
 
 /* ---- Putting it into the engine; under `settings` ---- */

@@ -228,6 +228,15 @@ TEST(Thread, SleepIsNoShorterThanAsked) {
     ORXOsapiThread_sleep(nullptr);
 }
 
+TEST(Thread, OwnThreadsKnowThemselves) {
+    EXPECT_FALSE(ORXOsapiThread_isOwnThread());
+    std::function<void()> look = [] { EXPECT_TRUE(ORXOsapiThread_isOwnThread()); };
+    ORXOsapiJoinableThread* thread = start(look);
+    ASSERT_NE(thread, nullptr);
+    EXPECT_TRUE(ORXOsapiJoinableThread_stopAndDelete(thread, enough));
+    EXPECT_FALSE(ORXOsapiThread_isOwnThread());
+}
+
 TEST(Thread, LiveThreadsAreCounted) {
     EXPECT_EQ(ORXOsapiThread_getLiveThreadCount(), 0U);
     std::function<void()> nothing = [] { EXPECT_GE(ORXOsapiThread_getLiveThreadCount(), 1U); };
