@@ -40,6 +40,7 @@ FLOORS = [
     ("src/monitoringForwarder/", 11),
     ("agent/", 12),
     ("tail/", 12),
+    ("send/", 12),
 ]
 # Public headers are included by their installed names.
 PUBLIC = [
@@ -60,7 +61,7 @@ def floor_of(path):
 
 
 def sources():
-    for top in ("src", "middleware", "agent", "tail"):
+    for top in ("src", "middleware", "agent", "tail", "send"):
         for folder, _, names in os.walk(os.path.join(ROOT, top)):
             for name in sorted(names):
                 if name.endswith((".c", ".h", ".cpp", ".hpp")):
