@@ -41,7 +41,8 @@ struct Change {
     std::string group; // member name of the group; empty where there is none
     std::vector<Leaf> values;
     bool snapshot = false;
-    std::optional<std::pair<std::uint64_t, std::uint64_t>> epochs; // resource, metric
+    std::optional<std::pair<std::uint64_t, std::uint64_t>> epochs; // of an event: resource, metric
+    std::optional<std::uint64_t> logEpoch;                         // of a log message: of its sample
 };
 
 } // namespace tail

@@ -6,6 +6,7 @@
 
 #include "src/dataModel/MetricCatalogue.h"
 #include "tail/Leaves.hpp"
+#include "tail/LogMessage.hpp"
 
 namespace tail {
 
@@ -73,8 +74,13 @@ Change Interpreter::changeOf(
 
 void Interpreter::event(const DDS_Monitoring_Event& sample, const DDS_SampleInfo& info) {
     const Guid application = guidOf(sample.info.root_resource_guid);
-    if (applications_.size() < maximalApplications)
+    if (applications_.size() < maximalApplications) {
         applications_[guidOf(info.publication_handle)] = application;
+        applicationsByPrefix_[prefixOf(info)] = application;
+        strangersSinceNs_.erase(prefixOf(info));
+    }
+    count("event", info, sample.info.is_snapshot != 0);
+    countEpochs(sample, application);
     // The registry first: it tells the names that the rest of the changes are shown under.
     const bool isApplication = sample.value._d == static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
     const auto prepared = [&] {
@@ -93,19 +99,82 @@ void Interpreter::event(const DDS_Monitoring_Event& sample, const DDS_SampleInfo
 }
 
 void Interpreter::periodic(const DDS_Monitoring_Periodic& sample, const DDS_SampleInfo& info) {
+    count("periodic", info, false);
     const Guid guid = guidOf(sample.resource_guid);
+    if (isHeldBack(info, guid))
+        return;
     const Resource* known = tree_.find(guid);
     const Change change = changeOf("periodic", info, known != nullptr ? known->application : noGuid, guid);
     groups(*DDS_Monitoring_PeriodicUnion_get_typecode(), &sample.value, change);
 }
 
+// A periodic sample says nothing of its resource but the GUID. Where the tree is on its way, or has lost the
+// resource a moment ago, the values wait for the next sample, since nothing was told of them yet.
+bool Interpreter::isHeldBack(const DDS_SampleInfo& info, const Guid& resource) {
+    if (tree_.find(resource) != nullptr || patienceNs_ == 0)
+        return false;
+    const Prefix prefix = prefixOf(info);
+    if (const auto application = applicationsByPrefix_.find(prefix);
+        application != applicationsByPrefix_.end() && tree_.find(application->second) != nullptr)
+        return true;
+    if (strangersSinceNs_.size() >= maximalApplications && !strangersSinceNs_.contains(prefix))
+        return false;
+    return nowNs_ - strangersSinceNs_.try_emplace(prefix, nowNs_).first->second < patienceNs_;
+}
+
+Interpreter::Prefix Interpreter::prefixOf(const DDS_SampleInfo& info) {
+    Prefix prefix;
+    std::memcpy(prefix.data(), info.publication_handle.keyHash, prefix.size());
+    return prefix;
+}
+
 void Interpreter::logging(const DDS_Monitoring_Logging& sample, const DDS_SampleInfo& info) {
     const Guid application = guidOf(sample.info.root_resource_guid);
+    const bool isSnapshot = sample.info.is_snapshot != 0;
+    count("logging", info, isSnapshot);
+    statistics_.logEpoch(application, sample.info.epoch, isSnapshot);
     Change change = changeOf("logging", info, application, application);
-    change.kind = ChangeKind::log;
-    change.snapshot = sample.info.is_snapshot != 0;
-    appendLeaves(*DDS_Monitoring_Logging_get_typecode(), &sample, "", change.values);
-    tell(change);
+    change.logEpoch = sample.info.epoch;
+    if (sample.update != nullptr) {
+        for (DDS_Long i = 0; i < DDS_Monitoring_LogReferenceSeq_get_length(sample.update); ++i) {
+            if (const auto* each = DDS_Monitoring_LogReferenceSeq_get(sample.update, i))
+                message(*each, change);
+        }
+    }
+    change.snapshot = true;
+    if (sample.snapshot != nullptr) {
+        for (DDS_Long i = 0; i < DDS_Monitoring_LoggingMessageSeq_get_length(sample.snapshot); ++i)
+            message(*DDS_Monitoring_LoggingMessageSeq_get_reference(sample.snapshot, i), change);
+    }
+}
+
+// A snapshot repeats messages that were told before, for the sake of others.
+void Interpreter::message(const DDS_Monitoring_LoggingMessage& message, Change change) {
+    const bool isNew = statistics_.logMessage(change.applicationGuid, message.facility, message.sn);
+    if (change.snapshot && !isNew)
+        return;
+    setLogMessage(change, message);
+    tell(std::move(change));
+}
+
+void Interpreter::count(const char* topic, const DDS_SampleInfo& info, bool isSnapshot) {
+    const auto& number = info.publication_sequence_number;
+    const auto high = static_cast<std::uint32_t>(number.high);
+    statistics_.received(
+        topic, guidOf(info.publication_handle), (std::uint64_t{high} << 32U) | number.low, isSnapshot);
+}
+
+// Snapshots and changes of a selection move neither epoch.
+void Interpreter::countEpochs(const DDS_Monitoring_Event& sample, const Guid& application) {
+    auto moved = sample.info.is_snapshot != 0 ? Statistics::Moved::none : Statistics::Moved::metric;
+    const bool isApplication = sample.value._d == static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
+    const auto* update = isApplication ? sample.value._u.application.resource_update : nullptr;
+    if (update != nullptr && moved == Statistics::Moved::metric) {
+        moved = update->_d == DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_CHANGE_KIND
+                    ? Statistics::Moved::none
+                    : Statistics::Moved::resource;
+    }
+    statistics_.eventEpochs(application, sample.info.epoch_resource, sample.info.epoch_metric, moved);
 }
 
 void Interpreter::resourceUpdate(const DDS_Monitoring_ResourceUpdate& update, Change change) {
@@ -178,6 +247,7 @@ void Interpreter::reportCreated(const Resource& resource, Change change) {
 
 void Interpreter::reportDeleted(const Resource& resource, Change change) {
     shown_.erase(resource.guid);
+    periodicValues_.erase(resource.guid);
     change.kind = ChangeKind::deleted;
     change.guid = resource.guid;
     change.classId = resource.classId;
@@ -211,8 +281,11 @@ void Interpreter::groups(const DDS_TypeDescriptor& unionType, const void* unionV
         // An optional string lies behind its member itself, anything else behind the pointer.
         const bool isText = resolved(*member.type).kind == DDS_TYPE_STRING;
         appendLeaves(*member.type, isText ? base + member.offset : value, "", group.values);
-        if (!wasShown(group))
-            tell(group);
+        const bool isPeriodic = group.topic == "periodic";
+        if (isPeriodic && !allPeriodic_)
+            keepChanged(group);
+        if (isPeriodic ? !group.values.empty() : !wasShown(group))
+            tell(std::move(group));
     }
 }
 
@@ -230,11 +303,17 @@ void Interpreter::writerLeft(const Guid& writer, std::int64_t timeNs) {
     change.path = tree_.find(known->second) != nullptr ? tree_.path(known->second) : "";
     tell(change);
     tellWaiting(known->second);
-    tree_.remove(known->second, [&](const Resource& gone) { shown_.erase(gone.guid); });
+    tree_.remove(known->second, [&](const Resource& gone) {
+        shown_.erase(gone.guid);
+        periodicValues_.erase(gone.guid);
+    });
+    statistics_.gone(known->second);
+    std::erase_if(applicationsByPrefix_, [&](const auto& each) { return each.second == known->second; });
     applications_.erase(known);
 }
 
 void Interpreter::undecodable(const char* topic, std::uint64_t count, std::int64_t timeNs) {
+    statistics_.undecodable(topic, count);
     std::uint64_t& told = undecodable_[topic];
     if (count == told)
         return;
@@ -245,6 +324,27 @@ void Interpreter::undecodable(const char* topic, std::uint64_t count, std::int64
     change.values.push_back({"samples", std::to_string(count - told), false});
     told = count;
     tell(change);
+}
+
+// Leaves what differs from the last values of the group: before the first they count as zero and empty.
+// Values of resources that are not known are not remembered, as nothing bounds their number.
+void Interpreter::keepChanged(Change& change) {
+    if (tree_.find(change.guid) == nullptr)
+        return;
+    std::vector<std::string>& last = periodicValues_[change.guid][change.group];
+    if (last.size() != change.values.size()) {
+        last.clear();
+        for (const Leaf& leaf : change.values)
+            last.push_back(leaf.isText ? "" : leaf.text == "true" || leaf.text == "false" ? "false" : "0");
+    }
+    std::vector<Leaf> changed;
+    for (std::size_t i = 0; i < last.size(); ++i) {
+        if (last[i] == change.values[i].text)
+            continue;
+        last[i] = change.values[i].text;
+        changed.push_back(std::move(change.values[i]));
+    }
+    change.values = std::move(changed);
 }
 
 // Remembers the values of a group, of known resources alone: their number is bounded. A change is always
@@ -266,6 +366,8 @@ void Interpreter::tell(Change change) {
     const Guid application = change.applicationGuid;
     const bool isNamed = application == noGuid || tree_.find(application) != nullptr;
     if (isNamed || patienceNs_ == 0) {
+        if (application != noGuid && isNamed)
+            statistics_.name(application, tree_.applicationName(application));
         report_(change);
         if (!waiting_.empty())
             tellWaiting(application);
@@ -289,6 +391,7 @@ void Interpreter::tellWaiting(const Guid& application) {
     for (Change& change : node.mapped().changes) {
         if (tree_.find(application) != nullptr) {
             change.application = tree_.applicationName(application);
+            statistics_.name(application, change.application);
             if (change.path.starts_with(unnamed))
                 change.path.replace(0, unnamed.size(), tree_.path(application));
             // Told before its resource was: the registry named it since.

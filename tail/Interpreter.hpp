@@ -5,16 +5,19 @@
 //
 // An application tells its name in its registry, a moment after its first changes: those wait for it, for a
 // bounded time, so that they are shown under their names. A snapshot repeats what was told before, for the
-// sake of whoever came later: values that were shown already are not shown again. Threads: one owner.
+// sake of whoever came later: values that were shown already are not shown again. Of periodic values, which
+// come whether they changed or not, those are shown that did. Threads: one owner.
 #ifndef TAIL_INTERPRETER_HPP
 #define TAIL_INTERPRETER_HPP
 
+#include <array>
 #include <functional>
 #include <map>
 
 #include "orxmonitoring2d/data_model.h"
 #include "tail/Change.hpp"
 #include "tail/ResourceTree.hpp"
+#include "tail/Statistics.hpp"
 #include "zddsc/status.h"
 
 namespace tail {
@@ -23,9 +26,10 @@ class Interpreter {
 public:
     using Report = std::function<void(const Change&)>;
 
-    // For how long changes of an application wait for its name; with 0 they are told at once.
-    explicit Interpreter(Report report, std::int64_t patienceNs = 0)
-        : report_(std::move(report)), patienceNs_(patienceNs) {}
+    // For how long changes of an application wait for its name; with 0 they are told at once. With
+    // allPeriodic periodic values that did not change are told as well.
+    explicit Interpreter(Report report, std::int64_t patienceNs = 0, bool allPeriodic = false)
+        : report_(std::move(report)), patienceNs_(patienceNs), allPeriodic_(allPeriodic) {}
 
     void event(const DDS_Monitoring_Event& sample, const DDS_SampleInfo& info);
     void periodic(const DDS_Monitoring_Periodic& sample, const DDS_SampleInfo& info);
@@ -40,7 +44,11 @@ public:
     // Tells everything that still waits.
     void flush();
 
+    // Samples that came faster than they were read, by topic.
+    void notCached(const char* topic, std::uint64_t count) { statistics_.notCached(topic, count); }
+
     const ResourceTree& tree() const { return tree_; }
+    const Statistics& statistics() const { return statistics_; }
 
 private:
     Change changeOf(
@@ -54,6 +62,15 @@ private:
     void tell(Change change);
     void tellWaiting(const Guid& application);
     bool wasShown(const Change& change);
+    void keepChanged(Change& change);
+    bool isHeldBack(const DDS_SampleInfo& info, const Guid& resource);
+    void count(const char* topic, const DDS_SampleInfo& info, bool isSnapshot);
+    void countEpochs(const DDS_Monitoring_Event& sample, const Guid& application);
+    void message(const DDS_Monitoring_LoggingMessage& message, Change change);
+
+    // The participant that a writer belongs to.
+    using Prefix = std::array<unsigned char, 12>;
+    static Prefix prefixOf(const DDS_SampleInfo& info);
 
     struct Waiting {
         std::int64_t sinceNs = 0;
@@ -62,11 +79,17 @@ private:
 
     Report report_;
     std::int64_t patienceNs_;
+    bool allPeriodic_ = false;
     std::int64_t nowNs_ = 0;
     std::map<Guid, Waiting> waiting_;                          // by application
     std::map<Guid, std::map<std::string, std::size_t>> shown_; // hashes of values by resource and group
+    // Texts of the last periodic values by resource and group, in the order of the group's leaves.
+    std::map<Guid, std::map<std::string, std::vector<std::string>>> periodicValues_;
     ResourceTree tree_;
-    std::map<Guid, Guid> applications_; // by event writer
+    Statistics statistics_;
+    std::map<Guid, Guid> applications_;               // by event writer
+    std::map<Prefix, Guid> applicationsByPrefix_;     // by the participant of its event writer
+    std::map<Prefix, std::int64_t> strangersSinceNs_; // participants whose application was not told yet
     std::map<std::string, std::uint64_t> undecodable_;
 };
 

@@ -36,6 +36,10 @@ Parsed parseOptions(int argc, char** argv) {
                           ->check(isDuration, "SECONDS")
                           ->always_capture_default(false);
     auto* json = app.add_flag("--json", options.json, "print a JSON object on each line");
+    app.add_flag("--all", options.all,
+        "print every periodic value, not only those that changed; a value counts as 0 before its first");
+    app.add_flag("--stats", options.stats,
+        "at the end, print by topic what was received, lost and not decodable, and what applications lost");
     app.add_flag("--tree", options.tree, "at the end, print what is there as a tree")->excludes(json);
     app.set_version_flag("--version", ORX_VERSION);
     try {

@@ -13,7 +13,9 @@ struct Options {
     std::vector<std::string> peers; // addresses to announce to, for hosts without multicast
     std::optional<double> seconds;  // ends by itself after this long
     bool json = false;
-    bool tree = false; // what is there at the end, as a tree
+    bool all = false;   // periodic values that did not change too
+    bool stats = false; // at the end, what was received and what was not
+    bool tree = false;  // what is there at the end, as a tree
 };
 
 // Either options, or the exit code with which the program ends at once (help and version print and give 0; a

@@ -5,6 +5,8 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 
+#include "tail/LogMessage.hpp"
+
 namespace tail {
 
 namespace {
@@ -64,6 +66,28 @@ const char* colourOf(ChangeKind kind) {
     return "\x1B[36m";
 }
 
+const char* colourOfSeverity(const Change& change) {
+    for (const Leaf& leaf : change.values) {
+        if (leaf.path == "severity" && (leaf.text == "WARNING" || leaf.text == "NOTICE"))
+            return "\x1B[33m";
+        if (leaf.path == "severity" && (leaf.text == "INFORMATIONAL" || leaf.text == "DEBUG"))
+            return dim;
+    }
+    return "\x1B[31m";
+}
+
+// How a change came: live, in a snapshot, or with its period; with the epochs that its sample had.
+std::string originOf(const Change& change) {
+    if (change.topic == "periodic")
+        return "[periodic]";
+    std::string origin = change.snapshot ? "[snapshot" : "[live";
+    if (change.epochs)
+        origin += " " + std::to_string(change.epochs->first) + "/" + std::to_string(change.epochs->second);
+    if (change.logEpoch)
+        origin += " " + std::to_string(*change.logEpoch);
+    return origin + "]";
+}
+
 std::string personText(const Leaf& leaf) {
     constexpr std::size_t shortest = 32; // digits of a GUID; a handle has more
     if (!leaf.isText)
@@ -79,6 +103,53 @@ nlohmann::json valueOf(const Leaf& leaf) {
     // Numbers were printed by us: what does not parse (nan, inf) stays text, since JSON has no word for it.
     auto parsed = nlohmann::json::parse(leaf.text, nullptr, false);
     return parsed.is_discarded() ? nlohmann::json(leaf.text) : parsed;
+}
+
+std::string statisticsTable(const Statistics& statistics) {
+    std::string text = "received, by topic\n";
+    std::array<char, 160> line{};
+    for (const char* topic : Statistics::topics) {
+        const TopicCounts counts = statistics.topic(topic);
+        std::snprintf(line.data(), line.size(),
+            "  %-8s  samples %llu  snapshots %llu  lost %llu  undecodable %llu  not read in time %llu\n",
+            topic, static_cast<unsigned long long>(counts.received),
+            static_cast<unsigned long long>(counts.snapshots), static_cast<unsigned long long>(counts.lost),
+            static_cast<unsigned long long>(counts.undecodable),
+            static_cast<unsigned long long>(counts.notCached));
+        text += line.data();
+    }
+    text += "lost, by application\n";
+    for (const ApplicationCounts& counts : statistics.applications()) {
+        std::snprintf(line.data(), line.size(),
+            "  resource epochs %llu  metric epochs %llu  log epochs %llu  log messages %llu of %llu",
+            static_cast<unsigned long long>(counts.resourceEpochsLost),
+            static_cast<unsigned long long>(counts.metricEpochsLost),
+            static_cast<unsigned long long>(counts.logEpochsLost),
+            static_cast<unsigned long long>(counts.logMessagesLost),
+            static_cast<unsigned long long>(counts.logMessages + counts.logMessagesLost));
+        text += "  " + counts.name + line.data() + (counts.isGone ? "  gone" : "") + "\n";
+    }
+    return text;
+}
+
+std::string statisticsLine(const Statistics& statistics) {
+    nlohmann::ordered_json line;
+    line["change"] = "statistics";
+    for (const char* topic : Statistics::topics) {
+        const TopicCounts counts = statistics.topic(topic);
+        line["topics"][topic] = {{"samples", counts.received}, {"snapshots", counts.snapshots},
+            {"lost", counts.lost}, {"undecodable", counts.undecodable},
+            {"not_read_in_time", counts.notCached}};
+    }
+    line["applications"] = nlohmann::ordered_json::array();
+    for (const ApplicationCounts& counts : statistics.applications()) {
+        line["applications"].push_back({{"application", counts.name}, {"guid", guidText(counts.guid)},
+            {"resource_epochs_lost", counts.resourceEpochsLost},
+            {"metric_epochs_lost", counts.metricEpochsLost}, {"log_epochs_lost", counts.logEpochsLost},
+            {"log_messages", counts.logMessages}, {"log_messages_lost", counts.logMessagesLost},
+            {"gone", counts.isGone}});
+    }
+    return line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 } // namespace
@@ -103,7 +174,12 @@ std::string Printer::personLine(const Change& change, bool colours) {
     const auto painted = [colours](const char* colour, const std::string& text) {
         return colours ? colour + text + "\x1B[0m" : text;
     };
-    std::string line = painted(dim, clockText(change.timeNs)) + "  " + change.application + "  ";
+    std::string line = painted(dim, clockText(change.timeNs)) + "  ";
+    line += change.application + "  ";
+    // The origin stands before the text, which may look like anything.
+    if (change.kind == ChangeKind::log)
+        return line + painted(colourOfSeverity(change), logHead(change)) + "  " +
+               painted(dim, originOf(change)) + "  " + logText(change);
     line += change.path.empty() ? guidText(change.guid) : change.path;
     line +=
         "  " + painted(colourOf(change.kind), change.group.empty() ? kindText(change.kind) : change.group);
@@ -113,13 +189,9 @@ std::string Printer::personLine(const Change& change, bool colours) {
             line += leaf.path + "=";
         line += personText(leaf);
     }
-    if (change.topic != "event")
+    if (change.kind == ChangeKind::undecodable)
         return line;
-    std::string origin = change.snapshot ? "[snapshot" : "[live";
-    if (change.epochs) {
-        origin += " " + std::to_string(change.epochs->first) + "/" + std::to_string(change.epochs->second);
-    }
-    return line + "  " + painted(dim, origin + "]");
+    return line + "  " + painted(dim, originOf(change));
 }
 
 std::string Printer::jsonLine(const Change& change) {
@@ -141,8 +213,10 @@ std::string Printer::jsonLine(const Change& change) {
             values[leaf.path] = valueOf(leaf);
         line["values"] = values;
     }
-    if (change.topic == "event")
+    if (change.topic != "periodic")
         line["snapshot"] = change.snapshot;
+    if (change.logEpoch)
+        line["epoch"] = *change.logEpoch;
     if (change.epochs) {
         line["epoch_resource"] = change.epochs->first;
         line["epoch_metric"] = change.epochs->second;
@@ -153,6 +227,10 @@ std::string Printer::jsonLine(const Change& change) {
 
 void Printer::print(const Change& change) {
     out_ << (json_ ? jsonLine(change) : personLine(change, colours_)) << '\n' << std::flush;
+}
+
+void Printer::print(const Statistics& statistics) {
+    out_ << (json_ ? statisticsLine(statistics) + "\n" : statisticsTable(statistics)) << std::flush;
 }
 
 void Printer::print(const ResourceTree& tree) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tail/Change.hpp"
+#include "tail/Statistics.hpp"
 
 namespace tail {
 
@@ -14,6 +15,8 @@ public:
     // Colours are for a terminal, and for lines for a person alone.
     Printer(std::ostream& out, bool json, bool colours = false) : out_(out), json_(json), colours_(colours) {}
     void print(const Change& change);
+    // What was received and what was not: a table, or one object of JSON.
+    void print(const Statistics& statistics);
     // What is there, a line for each resource, indented by its depth.
     void print(const ResourceTree& tree);
 

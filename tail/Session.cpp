@@ -190,8 +190,11 @@ void Session::run(const std::atomic<bool>& stop, std::int64_t deadlineNs) {
         DDS_WaitSet_wait(entities_->waitset, &active, &timeout);
         DDS_ConditionSeq_finalize(&active);
         interpreter_.tick(nanosecondsOf(CLOCK_MONOTONIC));
+        // What they wrote before they left is in the caches by now, and is told before their end.
+        const std::vector<Guid> left = writersThatLeft();
         drain();
-        watchWriters();
+        for (const Guid& writer : left)
+            interpreter_.writerLeft(writer, nanosecondsOf(CLOCK_REALTIME));
     }
 }
 
@@ -248,10 +251,12 @@ void Session::drain() {
         DDS_DataReaderCountersI counters{};
         DDS_DataReader_get_countersI(readers[topic], &counters);
         interpreter_.undecodable(topics[topic].shown, counters.dropped_decoding, now);
+        interpreter_.notCached(topics[topic].shown, counters.dropped_cache_full);
     }
 }
 
-void Session::watchWriters() {
+std::vector<Guid> Session::writersThatLeft() {
+    std::vector<Guid> left;
     DDS_DataReader* reader = entities_->readers[eventTopic];
     DDS_SubscriptionMatchedStatus status{};
     DDS_DataReader_get_subscription_matched_status(reader, &status); // reading it resets the trigger
@@ -265,7 +270,7 @@ void Session::watchWriters() {
         }
         for (const Guid& writer : entities_->writers) {
             if (!matched.contains(writer))
-                interpreter_.writerLeft(writer, nanosecondsOf(CLOCK_REALTIME));
+                left.push_back(writer);
         }
         entities_->writers = std::move(matched);
     }
@@ -273,6 +278,7 @@ void Session::watchWriters() {
     for (std::size_t topic = 1; topic < topics.size(); ++topic) {
         DDS_DataReader_get_subscription_matched_status(entities_->readers[topic], &status);
     }
+    return left;
 }
 
 } // namespace tail

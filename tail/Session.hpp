@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tail/Interpreter.hpp"
 #include "tail/Options.hpp"
@@ -31,7 +32,7 @@ private:
     bool create(const Options& options, std::string& error);
     bool createReader(int topic, std::string& error);
     void drain();
-    void watchWriters();
+    std::vector<Guid> writersThatLeft();
 
     Interpreter& interpreter_;
     std::unique_ptr<Entities> entities_;

@@ -48,7 +48,7 @@ int main(int argc, char** argv) {
             if (!std::cout)
                 interrupted.store(true, std::memory_order_relaxed);
         },
-        patienceForNames);
+        patienceForNames, parsed.options.all);
     std::string error;
     const auto session = tail::Session::open(parsed.options, interpreter, error);
     if (session == nullptr) {
@@ -57,6 +57,8 @@ int main(int argc, char** argv) {
     }
     session->run(interrupted, deadline);
     interpreter.flush();
+    if (parsed.options.stats)
+        printer.print(interpreter.statistics());
     if (parsed.options.tree)
         printer.print(interpreter.tree());
     return 0;

@@ -216,4 +216,258 @@ TEST_F(Patient, ChangesDoNotWaitForEver) {
     EXPECT_EQ(changes[3].kind, ChangeKind::gone);
 }
 
+// A data writer's cache status, as the writer 7 of the application sends it.
+void tellCache(tail::Interpreter& interpreter, unsigned char resource, long long count, long long peak,
+    unsigned char writer = 7) {
+    auto* sample = DDS_Monitoring_PeriodicPluginSupport_create_data();
+    setGuid(sample->resource_guid, resource);
+    sample->value._d = static_cast<DDS_Long>(ORX_MONITORING_DATA_WRITER_CLASS_ID);
+    auto* cache = DDS_Monitoring_DataWriterCacheStatusPluginSupport_create_data();
+    cache->sample_count = count;
+    cache->sample_count_peak = peak;
+    sample->value._u.data_writer.status_cache = cache;
+    interpreter.periodic(*sample, infoOf(writer));
+    DDS_Monitoring_PeriodicPluginSupport_destroy_data(sample);
+}
+
+TEST_F(Interpreting, OfPeriodicValuesThoseAreToldThatChanged) {
+    createSmallTree();
+    create(5, 2, ORX_MONITORING_DATA_WRITER_CLASS_ID, "w");
+    changes.clear();
+    tellCache(interpreter, 5, 0, 0);
+    EXPECT_TRUE(changes.empty()) << "before the first, values count as zero";
+    tellCache(interpreter, 5, 3, 4);
+    tellCache(interpreter, 5, 3, 4);
+    tellCache(interpreter, 5, 2, 4);
+    ASSERT_EQ(changes.size(), 2U);
+    EXPECT_EQ(changes[0].topic, "periodic");
+    EXPECT_EQ(changes[0].group, "status_cache");
+    EXPECT_EQ(changes[0].application, "app");
+    ASSERT_EQ(changes[0].values.size(), 2U);
+    EXPECT_EQ(changes[0].values[0].path, "sample_count_peak");
+    EXPECT_EQ(changes[0].values[0].text, "4");
+    ASSERT_EQ(changes[1].values.size(), 1U);
+    EXPECT_EQ(changes[1].values[0].path, "sample_count");
+    EXPECT_EQ(changes[1].values[0].text, "2");
+}
+
+TEST_F(Interpreting, AllPeriodicValuesAreToldWhenAskedFor) {
+    interpreter = tail::Interpreter{[this](const Change& change) { changes.push_back(change); }, 0, true};
+    createSmallTree();
+    create(5, 2, ORX_MONITORING_DATA_WRITER_CLASS_ID, "w");
+    changes.clear();
+    tellCache(interpreter, 5, 0, 0);
+    tellCache(interpreter, 5, 0, 0);
+    ASSERT_EQ(changes.size(), 2U);
+    EXPECT_EQ(changes[1].values.size(), 8U);
+}
+
+TEST_F(Interpreting, ValuesOfAResourceThatCameAgainAreNew) {
+    createSmallTree();
+    create(5, 2, ORX_MONITORING_DATA_WRITER_CLASS_ID, "w");
+    tellCache(interpreter, 5, 3, 3);
+    interpreter.writerLeft(tail::Guid{7}, 0);
+    createSmallTree();
+    create(5, 2, ORX_MONITORING_DATA_WRITER_CLASS_ID, "w");
+    changes.clear();
+    tellCache(interpreter, 5, 3, 3);
+    EXPECT_EQ(changes.size(), 1U);
+}
+
+TEST_F(Patient, PeriodicValuesOfAStrangerWaitForItsTree) {
+    interpreter.tick(1000);
+    tellCache(interpreter, 5, 3, 3);
+    interpreter.tick(1050);
+    create(1, 0, ORX_MONITORING_APPLICATION_CLASS_ID, "app");
+    create(5, 1, ORX_MONITORING_DATA_WRITER_CLASS_ID, "w");
+    changes.clear();
+    tellCache(interpreter, 5, 3, 3);
+    ASSERT_EQ(changes.size(), 1U) << "what was held back is not taken for shown";
+    EXPECT_EQ(changes[0].path, "/applications/app/data_writers/w");
+    tellCache(interpreter, 6, 3, 3);
+    interpreter.tick(99'000);
+    tellCache(interpreter, 6, 3, 3);
+    EXPECT_EQ(changes.size(), 1U) << "a resource that a known application does not have any more";
+    tellCache(interpreter, 9, 3, 3, 8);
+    interpreter.tick(99'100);
+    EXPECT_EQ(changes.size(), 1U);
+    tellCache(interpreter, 9, 3, 3, 8);
+    EXPECT_EQ(changes.size(), 2U) << "an application that never tells a tree";
+}
+
+// Log messages of the application, in one sample.
+class Logging {
+public:
+    explicit Logging(std::uint64_t epoch, bool isSnapshot = false)
+        : sample_(DDS_Monitoring_LoggingPluginSupport_create_data()) {
+        setGuid(sample_->info.root_resource_guid, 1);
+        sample_->info.epoch = epoch;
+        sample_->info.is_snapshot = isSnapshot ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
+        DDS_Monitoring_LoggingMessageSeq_initialize(&messages_);
+        DDS_Monitoring_LogReferenceSeq_initialize(&references_);
+    }
+    ~Logging() {
+        sample_->update = nullptr;
+        sample_->snapshot = nullptr;
+        DDS_Monitoring_LogReferenceSeq_unloan(&references_);
+        DDS_Monitoring_LoggingMessageSeq_finalize(&messages_);
+        DDS_Monitoring_LoggingPluginSupport_destroy_data(sample_);
+    }
+    Logging(const Logging&) = delete;
+    Logging& operator=(const Logging&) = delete;
+
+    Logging& add(std::uint64_t sn, const char* text, unsigned char facility = 1,
+        DDS_Monitoring_LoggingLevel severity = DDS_Monitoring_LoggingLevel_WARNING_LEVEL,
+        const char* category = nullptr) {
+        const DDS_Long length = DDS_Monitoring_LoggingMessageSeq_get_length(&messages_);
+        DDS_Monitoring_LoggingMessageSeq_ensure_length(&messages_, length + 1, length + 1);
+        auto& message = *DDS_Monitoring_LoggingMessageSeq_get_reference(&messages_, length);
+        message.sn = sn;
+        message.facility = facility;
+        message.severity = severity;
+        message.timestamp = {1'700'000'000, 123'456'789};
+        DDS_String_replace(&message.message, text);
+        if (category != nullptr) {
+            DDS_Monitoring_StructuredDataMapEntrySeq_ensure_length(&message.structured_data, 1, 1);
+            auto& entry =
+                *DDS_Monitoring_StructuredDataMapEntrySeq_get_reference(&message.structured_data, 0);
+            DDS_String_replace(&entry.key, "Zentrox");
+            DDS_Monitoring_NameValuePairSeq_ensure_length(&entry.pairs, 2, 2);
+            auto* pair = DDS_Monitoring_NameValuePairSeq_get_reference(&entry.pairs, 0);
+            DDS_String_replace(&pair->name, "other");
+            DDS_String_replace(&pair->value, "thing");
+            pair = DDS_Monitoring_NameValuePairSeq_get_reference(&entry.pairs, 1);
+            DDS_String_replace(&pair->name, "category");
+            DDS_String_replace(&pair->value, category);
+        }
+        return *this;
+    }
+    const DDS_Monitoring_Logging& sample() {
+        if (sample_->info.is_snapshot != 0) {
+            sample_->snapshot = &messages_;
+            return *sample_;
+        }
+        for (DDS_Long i = 0; i < DDS_Monitoring_LoggingMessageSeq_get_length(&messages_); ++i)
+            pointers_.push_back(DDS_Monitoring_LoggingMessageSeq_get_reference(&messages_, i));
+        const auto count = static_cast<DDS_Long>(pointers_.size());
+        DDS_Monitoring_LogReferenceSeq_loan_contiguous(&references_, pointers_.data(), count, count);
+        sample_->update = &references_;
+        return *sample_;
+    }
+
+private:
+    DDS_Monitoring_Logging* sample_;
+    DDS_Monitoring_LoggingMessageSeq messages_{};
+    DDS_Monitoring_LogReferenceSeq references_{};
+    std::vector<DDS_Monitoring_LogReference> pointers_;
+};
+
+const std::string& leafOf(const Change& change, const char* path) {
+    static const std::string none = "no such leaf";
+    for (const tail::Leaf& leaf : change.values) {
+        if (leaf.path == path)
+            return leaf.text;
+    }
+    return none;
+}
+
+TEST_F(Interpreting, EachLogMessageIsAChangeOfItsOwn) {
+    createSmallTree();
+    Logging logging(3);
+    logging.add(7, "disk is full\n", 23, DDS_Monitoring_LoggingLevel_ERROR_LEVEL, "Discovery");
+    logging.add(8, "two", 77, static_cast<DDS_Monitoring_LoggingLevel>(9));
+    interpreter.logging(logging.sample(), infoOf(9));
+    ASSERT_EQ(changes.size(), 2U);
+    EXPECT_EQ(changes[0].kind, ChangeKind::log);
+    EXPECT_EQ(changes[0].application, "app");
+    EXPECT_FALSE(changes[0].snapshot);
+    EXPECT_EQ(changes[0].logEpoch, 3U);
+    EXPECT_EQ(changes[0].timeNs, 1'700'000'000'123'456'789) << "the message's own time";
+    EXPECT_EQ(leafOf(changes[0], "facility"), "middleware");
+    EXPECT_EQ(leafOf(changes[0], "severity"), "ERROR");
+    EXPECT_EQ(leafOf(changes[0], "sn"), "7");
+    EXPECT_EQ(leafOf(changes[0], "category"), "Discovery");
+    EXPECT_EQ(leafOf(changes[0], "message"), "disk is full");
+    EXPECT_EQ(leafOf(changes[0], "structured_data.Zentrox.other"), "thing");
+    EXPECT_EQ(leafOf(changes[1], "facility"), "facility_77");
+    EXPECT_EQ(leafOf(changes[1], "severity"), "severity_9");
+    EXPECT_EQ(leafOf(changes[1], "category"), "N/A");
+}
+
+TEST_F(Interpreting, ALoggingSnapshotTellsWhatWasNotTold) {
+    createSmallTree();
+    interpreter.logging(Logging(1).add(5, "five").add(6, "six").sample(), infoOf(9));
+    interpreter.logging(Logging(1, true).add(4, "four").add(5, "five").add(6, "six").sample(), infoOf(9));
+    ASSERT_EQ(changes.size(), 3U);
+    EXPECT_TRUE(changes[2].snapshot);
+    EXPECT_EQ(leafOf(changes[2], "message"), "four");
+}
+
+TEST_F(Interpreting, EmptyLoggingSampleTellsNothing) {
+    DDS_Monitoring_Logging sample{};
+    interpreter.logging(sample, infoOf(9));
+    EXPECT_TRUE(changes.empty());
+    EXPECT_EQ(interpreter.statistics().topic("logging").received, 1U);
+}
+
+DDS_SampleInfo numbered(unsigned char writer, unsigned number) {
+    DDS_SampleInfo info = infoOf(writer);
+    info.publication_sequence_number.low = number;
+    return info;
+}
+
+TEST_F(Interpreting, GapsAreCountedAsLosses) {
+    createSmallTree();
+    interpreter.logging(Logging(1).add(0, "a").sample(), numbered(9, 1));
+    interpreter.logging(Logging(4).add(1, "b").add(4, "c").sample(), numbered(9, 2));
+    interpreter.logging(Logging(5, true).add(1, "b").sample(), numbered(9, 3));
+    interpreter.logging(Logging(6).add(3, "d").sample(), numbered(9, 7));
+    const auto topic = interpreter.statistics().topic("logging");
+    EXPECT_EQ(topic.received, 4U);
+    EXPECT_EQ(topic.snapshots, 1U);
+    EXPECT_EQ(topic.lost, 3U) << "4, 5 and 6";
+    const auto applications = interpreter.statistics().applications();
+    ASSERT_EQ(applications.size(), 1U);
+    EXPECT_EQ(applications[0].name, "app");
+    EXPECT_EQ(applications[0].logMessages, 4U);
+    EXPECT_EQ(applications[0].logMessagesLost, 1U) << "the message 2";
+    EXPECT_EQ(applications[0].logEpochsLost, 3U) << "2 and 3, and 5, which the snapshot had seen";
+    EXPECT_FALSE(applications[0].isGone);
+}
+
+TEST_F(Interpreting, EpochsOfEventsAreCountedByWhatMovedThem) {
+    const auto tell = [&](std::uint64_t resource, std::uint64_t metric, bool isSnapshot, int kind) {
+        Event event;
+        event->value._d = static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
+        setGuid(event->info.root_resource_guid, 1);
+        setGuid(event->resource_guid, 1);
+        if (kind >= 0)
+            updateOf(event, static_cast<DDS_Monitoring_ResourceUpdateKind>(kind));
+        event->info.epoch_resource = resource;
+        event->info.epoch_metric = metric;
+        event->info.is_snapshot = isSnapshot ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
+        interpreter.event(*event, infoOf(7));
+    };
+    const int creation = DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_CREATION_KIND;
+    const int change = DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_CHANGE_KIND;
+    const auto losses = [&] {
+        const auto all = interpreter.statistics().applications();
+        return std::pair{all.at(0).resourceEpochsLost, all.at(0).metricEpochsLost};
+    };
+    tell(5, 9, true, -1); // the first one seen
+    tell(6, 9, false, creation);
+    tell(6, 10, false, -1);
+    tell(6, 10, false, change);
+    tell(6, 10, true, -1);
+    EXPECT_EQ(losses(), std::pair(std::uint64_t{0}, std::uint64_t{0}));
+    tell(8, 10, false, creation);
+    EXPECT_EQ(losses(), std::pair(std::uint64_t{1}, std::uint64_t{0}));
+    tell(9, 14, false, -1);
+    EXPECT_EQ(losses(), std::pair(std::uint64_t{2}, std::uint64_t{3}));
+    tell(9, 15, true, -1);
+    EXPECT_EQ(losses(), std::pair(std::uint64_t{2}, std::uint64_t{4})) << "a snapshot moves none itself";
+    interpreter.writerLeft(tail::Guid{7}, 0);
+    EXPECT_TRUE(interpreter.statistics().applications().at(0).isGone);
+}
+
 } // namespace

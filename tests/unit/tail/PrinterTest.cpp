@@ -77,6 +77,76 @@ TEST(Printer, PersonLineOfALiveDeletionNamesTheChange) {
         "22:13:20.123  app  /applications/app/domain_participants/p  deleted  [live 3/14]");
 }
 
+Change logChange() {
+    Change change;
+    change.kind = ChangeKind::log;
+    change.timeNs = 1'700'000'000'123'456'789;
+    change.topic = "logging";
+    change.application = "app";
+    change.path = "/applications/app";
+    change.classId = 265647670;
+    change.values = {{"facility", "middleware", true}, {"severity", "ERROR", true}, {"sn", "7", false},
+        {"category", "Discovery", true}, {"message", "disk\n\x1B[2Jfull [live 9]", true}};
+    change.logEpoch = 3;
+    return change;
+}
+
+TEST(Printer, LogMessageIsOneLineWithItsOriginBeforeTheText) {
+    EXPECT_EQ(Printer::personLine(logChange()),
+        "22:13:20.123  app  middleware ERROR  sn=7  Discovery  [live 3]  disk\\x0A\\x1B[2Jfull [live 9]");
+    Change change = logChange();
+    change.snapshot = true;
+    EXPECT_NE(Printer::personLine(change).find("  [snapshot 3]  disk"), std::string::npos);
+}
+
+TEST(Printer, LogMessageOfJsonHasAllMembers) {
+    const auto line = nlohmann::json::parse(Printer::jsonLine(logChange()));
+    EXPECT_EQ(line["change"], "log");
+    EXPECT_EQ(line["snapshot"], false);
+    EXPECT_EQ(line["epoch"], 3);
+    EXPECT_EQ(line["values"]["sn"], 7);
+    EXPECT_EQ(line["values"]["severity"], "ERROR");
+    EXPECT_EQ(line["values"]["message"], "disk\n\x1B[2Jfull [live 9]");
+}
+
+TEST(Printer, PeriodicLineIsMarked) {
+    Change change = sampleChange();
+    change.topic = "periodic";
+    change.snapshot = false;
+    change.epochs.reset();
+    EXPECT_TRUE(Printer::personLine(change).ends_with("  [periodic]"));
+    EXPECT_FALSE(nlohmann::json::parse(Printer::jsonLine(change)).contains("snapshot"));
+}
+
+TEST(Printer, StatisticsAreATableOrAnObject) {
+    tail::Statistics statistics;
+    statistics.received("event", tail::Guid{1}, 1, true);
+    statistics.received("event", tail::Guid{1}, 4, false);
+    statistics.undecodable("periodic", 5);
+    statistics.notCached("logging", 6);
+    statistics.logMessage(tail::Guid{2}, 1, 10);
+    statistics.logMessage(tail::Guid{2}, 1, 12);
+    statistics.name(tail::Guid{2}, "app");
+    statistics.gone(tail::Guid{2});
+    std::ostringstream table;
+    Printer(table, false).print(statistics);
+    EXPECT_EQ(table.str(),
+        "received, by topic\n"
+        "  event     samples 2  snapshots 1  lost 2  undecodable 0  not read in time 0\n"
+        "  periodic  samples 0  snapshots 0  lost 0  undecodable 5  not read in time 0\n"
+        "  logging   samples 0  snapshots 0  lost 0  undecodable 0  not read in time 6\n"
+        "lost, by application\n"
+        "  app  resource epochs 0  metric epochs 0  log epochs 0  log messages 1 of 3  gone\n");
+    std::ostringstream object;
+    Printer(object, true).print(statistics);
+    const auto line = nlohmann::json::parse(object.str());
+    EXPECT_EQ(line["change"], "statistics");
+    EXPECT_EQ(line["topics"]["event"]["lost"], 2);
+    EXPECT_EQ(line["topics"]["logging"]["not_read_in_time"], 6);
+    EXPECT_EQ(line["applications"][0]["log_messages_lost"], 1);
+    EXPECT_EQ(line["applications"][0]["gone"], true);
+}
+
 TEST(Printer, JsonLineParsesBackWithTypedValues) {
     const auto line = nlohmann::json::parse(Printer::jsonLine(sampleChange()));
     EXPECT_EQ(line["time"], "2023-11-14T22:13:20.123456789Z");
