@@ -14,6 +14,8 @@
  *   matched GUID COUNT                 of a data writer
  *   periodic GUID COUNT                of a data writer
  *   log TEXT
+ *   message EPOCH FACILITY SN CATEGORY TEXT
+ *   history EPOCH FACILITY SN CATEGORY TEXT    the same in a snapshot
  *   garbage COUNT SIZE                 octets that are no event, in both forms of types
  *   impostor COUNT                     a type of other members
  *   acknowledged                       waits until what was written has arrived
@@ -213,6 +215,41 @@ static void periodic(int guid, int count) {
     writeSample(periodics, &sample);
 }
 
+static void writeMessage(
+    bool isSnapshot, uint64_t logEpoch, int facility, uint64_t sn, char* category, char* text) {
+    unescape(text);
+    char key[] = "Zentrox";
+    char name[] = "category";
+    char id[] = "12";
+    DDS_Monitoring_NameValuePair pair = {name, category};
+    DDS_Monitoring_StructuredDataMapEntry entry;
+    memset(&entry, 0, sizeof entry);
+    entry.key = key;
+    entry.pairs._maximum = entry.pairs._length = 1;
+    entry.pairs._buffer = &pair;
+    DDS_Monitoring_LoggingMessage message;
+    memset(&message, 0, sizeof message);
+    message.sn = sn;
+    message.facility = (uint8_t)facility;
+    message.severity = DDS_Monitoring_ERROR_LEVEL;
+    message.msgid = id;
+    message.message = text;
+    message.structured_data._maximum = message.structured_data._length = 1;
+    message.structured_data._buffer = &entry;
+    dds_sequence_DDS_Monitoring_LogReference update = {1, 1, &message, false};
+    dds_sequence_DDS_Monitoring_LoggingMessage snapshot = {1, 1, &message, false};
+    DDS_Monitoring_Logging sample;
+    memset(&sample, 0, sizeof sample);
+    setGuid(sample.info.root_resource_guid, 1);
+    sample.info.epoch = logEpoch;
+    sample.info.is_snapshot = isSnapshot;
+    if (isSnapshot)
+        sample.snapshot = &snapshot;
+    else
+        sample.update = &update;
+    writeSample(logs, &sample);
+}
+
 static void logMessage(char* text) {
     unescape(text);
     char id[] = "the id";
@@ -309,6 +346,10 @@ static void obey(const char* line) {
         matched(m, n);
     else if (sscanf(line, "periodic %d %d", &m, &n) == 2)
         periodic(m, n);
+    else if (sscanf(line, "message %llu %d %d %255s %255[^\n]", &big, &m, &n, a, b) == 5)
+        writeMessage(false, big, m, (uint64_t)n, a, b);
+    else if (sscanf(line, "history %llu %d %d %255s %255[^\n]", &big, &m, &n, a, b) == 5)
+        writeMessage(true, big, m, (uint64_t)n, a, b);
     else if (sscanf(line, "log %255[^\n]", a) == 1)
         logMessage(a);
     else if (sscanf(line, "garbage %d %d", &m, &n) == 2)

@@ -48,14 +48,22 @@ public:
 // A program under the agent; see tests/system/interop/Application.c.
 class Application : public Process {
 public:
-    Application(const std::string& monitoring, const std::string& domain, const std::string& name)
-        : Process({bin("orx-run"), "--domain", monitoring, "--app-name", name, "--",
-                      testProgram("interop_Application"), domain},
-              loopbackOnly()) {}
+    Application(const std::string& monitoring, const std::string& domain, const std::string& name,
+        const Command& options = {})
+        : Process(line(monitoring, domain, name, options), loopbackOnly()) {}
 
     void command(const std::string& text) {
         say(text);
         EXPECT_TRUE(waitForLine({"done " + text})) << text << "\n" << output() << errors();
+    }
+
+private:
+    static Command line(const std::string& monitoring, const std::string& domain, const std::string& name,
+        const Command& options) {
+        Command all{bin("orx-run"), "--domain", monitoring, "--app-name", name};
+        all.insert(all.end(), options.begin(), options.end());
+        all.insert(all.end(), {"--", testProgram("interop_Application"), domain});
+        return all;
     }
 };
 

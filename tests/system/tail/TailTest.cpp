@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "Tail.hpp"
@@ -43,7 +44,7 @@ TEST(Tail, PrintsALineForEachChangeThatAStrangerWrites) {
     tail.await({"/data_writers/w  selection  metrics=4  "});
 
     writer.command("log disk is full");
-    tail.await({"  stranger  " + application + "  log  ", "severity=WARNING_LEVEL", "message=disk is full"});
+    tail.await({"  stranger  facility_0 WARNING  sn=41  N/A  [live 0]  disk is full"});
     // Periodic samples are best effort: the first may be lost.
     bool isShown = false;
     for (int i = 0; i < 100 && !isShown; ++i) {
@@ -101,7 +102,9 @@ TEST(Tail, JsonLinesParseAndHaveTheSame) {
     EXPECT_EQ(matched["values"].value("current_count", 0), 2);
     const json log = find("log", "/applications/stranger", "");
     EXPECT_EQ(log.value("topic", ""), "logging");
-    EXPECT_EQ(log["values"].value("update[0].message", ""), "disk is full");
+    EXPECT_EQ(log["values"].value("message", ""), "disk is full");
+    EXPECT_EQ(log["values"].value("severity", ""), "WARNING");
+    EXPECT_EQ(log["values"].value("sn", 0), 41);
     find("deleted", "/publishers/q/data_writers/w", "");
 }
 
@@ -174,6 +177,139 @@ TEST(Tail, ShowsASnapshotOnceAndItsChanges) {
         linesWith(tail.output(), {"\"change\":\"created\""}).size())
         << "every line has the name, also what came before it was known\n"
         << tail.output();
+}
+
+// Periodic samples are best effort, so each value is sent until it is seen.
+void tellUntilShown(Writer& writer, Tail& tail, int count) {
+    const std::string shown = "  sample_count=" + std::to_string(count) + "  ";
+    bool isShown = false;
+    for (int i = 0; i < 100 && !isShown; ++i) {
+        writer.command("periodic 5 " + std::to_string(count));
+        isShown = tail.waitForLine({"/data_writers/w  status_cache  ", shown}, 0.3);
+    }
+    EXPECT_TRUE(isShown) << count << "\n" << tail.output();
+}
+
+TEST(Tail, ShowsPeriodicValuesThatChanged) {
+    Tail tail(testDomainText(1));
+    Tail all(testDomainText(1), {"--all"});
+    Writer writer(testDomainText(1), 6);
+    writer.command("match 2");
+    writer.command("create application 1 0 stranger");
+    writer.command("create participant 2 1 p");
+    writer.command("create writer 5 2 w");
+    tail.await({"/data_writers/w  created"});
+    tellUntilShown(writer, tail, 1001);
+    for (int i = 0; i < 5; ++i)
+        writer.command("periodic 5 1001");
+    tellUntilShown(writer, tail, 1002);
+    EXPECT_EQ(linesWith(tail.output(), {"sample_count=1001"}).size(), 1u) << tail.output();
+    EXPECT_EQ(linesWith(tail.output(), {"status_cache", "sample_count_peak"}).size(), 0u)
+        << "which was zero all the time";
+    for (int i = 0; i < 100 && linesWith(all.output(), {"sample_count=1002"}).size() < 2; ++i) {
+        writer.command("periodic 5 1002");
+        all.waitForLine({"no such line"}, 0.1);
+    }
+    EXPECT_GE(linesWith(all.output(), {"sample_count=1002", "sample_count_peak=0", "[periodic]"}).size(), 2u)
+        << all.output();
+}
+
+TEST(Tail, ShowsLogMessagesOfSeveralApplicationsAndTheirSnapshots) {
+    Tail tail(testDomainText(1));
+    Writer first(testDomainText(1), 7);
+    Writer second(testDomainText(1), 8);
+    for (Writer* writer : {&first, &second})
+        writer->command("match 1");
+    first.command("create application 1 0 one");
+    second.command("create application 1 0 two");
+    first.command("message 1 23 0 Discovery no route");
+    second.command("message 1 1 0 N/A hello");
+    tail.await({"  one  middleware ERROR  sn=0  Discovery  [live 1]  no route"});
+    tail.await({"  two  user ERROR  sn=0  N/A  [live 1]  hello"});
+    second.command("history 1 1 0 N/A hello");
+    second.command("history 1 10 3 Security who goes there");
+    tail.await({"  two  security_event ERROR  sn=3  Security  [snapshot 1]  who goes there"});
+    EXPECT_EQ(linesWith(tail.output(), {"hello"}).size(), 1u) << "a snapshot repeats what was shown";
+}
+
+TEST(Tail, CountsAtTheEndWhatWasReceivedAndLost) {
+    Tail tail(testDomainText(1), {"--stats"});
+    Tail objects(testDomainText(1), {"--stats", "--json"});
+    Writer writer(testDomainText(1), 9);
+    writer.command("match 2");
+    writer.command("create application 1 0 stranger");
+    writer.command("garbage 2 0");
+    writer.command("message 1 1 0 N/A first");
+    writer.command("message 4 1 5 N/A last");
+    for (Tail* each : {&tail, &objects}) {
+        each->await({"last"});
+        each->await({"undecodable"});
+    }
+    EXPECT_EQ(writer.waitFromNow().exitCode, 0);
+    for (Tail* each : {&tail, &objects})
+        each->await({"gone"});
+    tail.signal(SIGINT);
+    const Outcome table = tail.waitFromNow();
+    EXPECT_EQ(table.exitCode, 0);
+    EXPECT_EQ(
+        linesWith(table.output, {"  event     samples 1  snapshots 0  lost 0  undecodable 4"}).size(), 1u)
+        << table.output;
+    EXPECT_EQ(
+        linesWith(table.output, {"  logging   samples 2  snapshots 0  lost 0  undecodable 0"}).size(), 1u)
+        << table.output;
+    EXPECT_EQ(linesWith(table.output, {"  stranger  ", "log epochs 2  log messages 4 of 6  gone"}).size(), 1u)
+        << table.output;
+    objects.signal(SIGINT);
+    const auto lines = linesOf(objects.waitFromNow().output);
+    ASSERT_FALSE(lines.empty());
+    const json statistics = json::parse(lines.back(), nullptr, false);
+    ASSERT_TRUE(statistics.is_object()) << lines.back();
+    EXPECT_EQ(statistics.value("change", ""), "statistics");
+    EXPECT_EQ(statistics["topics"]["event"].value("undecodable", 0), 4);
+    EXPECT_EQ(statistics["applications"][0].value("log_messages_lost", 0), 4);
+}
+
+// Whoever comes late is told the whole tree and what holds now, once, and marked as a snapshot.
+TEST(Tail, TellsALateComerTheTreeAndTheMetricsOnceAsASnapshot) {
+    Tail early(testDomainText(2));
+    Application program(testDomainText(2), testDomainText(3), "veteran");
+    program.command("participant alpha");
+    program.command("participant beta");
+    const std::string matched = "current_count=2";
+    early.await({"/domain_participants/alpha/", "/data_writers/", "status_publication_matched_1", matched});
+    early.await({"/domain_participants/beta/", "/data_readers/", "status_subscription_matched_1", matched});
+
+    Tail late(testDomainText(2));
+    for (const char* participant : {"alpha", "beta"}) {
+        const std::string path = std::string("/applications/veteran/domain_participants/") + participant;
+        late.await({path + "  created", "[snapshot "});
+        late.await({path + "  domain_id", "[snapshot "});
+        for (const char* kind : {"/topics/Square  ", "/publishers/", "/subscribers/"})
+            late.await({path, kind, "  created", "[snapshot "});
+        late.await({path, "/data_writers/", "status_publication_matched_1", matched, "[snapshot "});
+        late.await({path, "/data_readers/", "status_subscription_matched_1", matched, "[snapshot "});
+    }
+    program.command("participant gamma"); // what is told after that is live
+    late.await({"/domain_participants/gamma  created", "[live "});
+    for (const char* kind : {"created", "status_publication_matched_1", "topic_name", "hostname"}) {
+        std::map<std::string, int> told;
+        for (const std::string& line :
+            linesWith(late.output(), {std::string("  ") + kind + "  ", "[snapshot "}))
+            ++told[line.substr(line.find("/applications/"), line.find(kind) - line.find("/applications/"))];
+        EXPECT_FALSE(told.empty()) << kind;
+        for (const auto& [path, count] : told)
+            EXPECT_EQ(count, 1) << path << " " << kind;
+    }
+    EXPECT_EQ(linesWith(late.output(), {"/?"}).size(), 0u) << late.output();
+}
+
+TEST(Tail, ShowsTheMemoryOfAMonitoredProgram) {
+    Tail tail(testDomainText(2));
+    Application program(testDomainText(2), testDomainText(3), "measured",
+        {"--select", "//applications/*=dds_application_process_memory_usage*"});
+    program.command("participant alpha");
+    tail.await({"  measured  /applications/measured  process_utilization_memory_usage  ",
+        "resident_memory_bytes=", "[periodic]"});
 }
 
 TEST(Tail, FollowsAMonitoredProgram) {
