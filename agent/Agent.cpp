@@ -94,6 +94,7 @@ bool startLibrary() {
     if (!ORX_MonitoringProperty_t_initialize(&property))
         return false;
     const bool isFilled = fillProperty(property);
+    applyCollection();
     const DDS_Duration_t& period = property.periodic.polling_period;
     pollingPeriodNs = int64_t{period.sec} * 1'000'000'000 + period.nanosec;
     const bool isStarted = isFilled && ORX_MonitoringHost_load_library(std::getenv("ORX_AGENT_LIBRARY")) &&

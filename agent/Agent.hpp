@@ -19,6 +19,9 @@ bool processWork(Registry& registry, size_t maximum);
 // Fills the property record of the library from the environment; false when memory is out.
 bool fillProperty(ORX_MonitoringProperty_t& property);
 
+// Sets what the logger collects of each facility, from the environment. Before the library is created.
+void applyCollection();
+
 } // namespace orx::agent
 
 extern "C" __attribute__((visibility("default"))) const OrxAgentTable* orxAgent_start(

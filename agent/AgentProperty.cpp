@@ -135,6 +135,23 @@ bool fillProperty(ORX_MonitoringProperty_t& property) {
     return isFilled;
 }
 
+void applyCollection() {
+    ZDDS_Config_Logger* logger = ZDDS_Config_Logger_get_instance();
+    ORX_MonitoringLoggingVerbositySetting_t setting;
+    if (logger == nullptr || !ORX_MonitoringLoggingVerbositySetting_t_get_from_logger(&setting, logger))
+        return AGENT_WARNING(FAILED_TO_GET, "the logger: levels of collection stay as they are");
+    takeLevels("ORX_AGENT_COLLECT", setting);
+    const struct {
+        ZDDS_Config_LogFacility facility;
+        ZDDS_Config_SyslogVerbosity verbosity;
+    } facilities[] = {{ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE, setting.middleware},
+        {ZDDS_CONFIG_LOG_FACILITY_SECURITY_EVENT, setting.security_event},
+        {ZDDS_CONFIG_LOG_FACILITY_SERVICE, setting.service}, {ZDDS_CONFIG_LOG_FACILITY_USER, setting.user}};
+    for (const auto& [facility, verbosity] : facilities)
+        ZDDS_Config_Logger_set_verbosity_by_facilityI(
+            logger, facility, ZDDS_Config_LogVerbosity_from_syslog_verbosity(verbosity), 0);
+}
+
 // The libraries tell at status level what they did not do for every metric that a platform lacks: that is for
 // debugging.
 void setVerbosity(Verbosity verbosity) {

@@ -3,8 +3,9 @@
  * A call goes to the engine with its arguments as they came, and its result goes back as it came; errno is
  * not touched. Behind it, a handle that the agent has attached is looked up without a lock, and its counters
  * get one relaxed add each. Handles that nobody attached (the monitoring's own entities, programs without
- * agent) cost the look-up alone. Of calls inside each other (dds_dispose reaches dds_dispose_ts) the
- * outermost counts, which a listener's call inside a write is as well: the return address tells. */
+ * agent) cost the look-up alone. Of calls inside each other the outermost counts: a function that the engine
+ * reaches from another one (dds_dispose ends in dds_dispose_ts) looks at the address that it returns to. What
+ * a listener calls inside a write counts by itself. */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <pthread.h>
@@ -57,13 +58,13 @@ static inline void add(uint64_t* counter, uint64_t count) {
 
 /* ---- What is counted ---- */
 
-/* A call writes one sample: of which counter. */
+/* A call writes one sample: of which counter. `caller`: null when nobody but the program makes the call. */
 enum What { WRITES, DISPOSES, UNREGISTERS };
 
 static inline void countWrite(
     dds_entity_t writer, dds_return_t result, enum What what, uint64_t readyBytes, const void* caller) {
     struct OrxDataCounters* counters = result == DDS_RETCODE_OK ? countersOf(writer) : NULL;
-    if (counters == NULL || orxShim_isInner(caller))
+    if (counters == NULL || (caller != NULL && orxShim_isInner(caller)))
         return;
     if (what != WRITES) {
         add(what == DISPOSES ? &counters->disposed : &counters->unregistered, 1);
@@ -81,10 +82,10 @@ static inline bool isFresh(const dds_sample_info_t* info) {
     return info->valid_data && info->sample_state == DDS_SST_NOT_READ;
 }
 
-static inline void countRead(dds_entity_t reader, dds_return_t result, const dds_sample_info_t* infos,
-    struct ddsi_serdata** ready, const void* caller) {
+static inline void countRead(
+    dds_entity_t reader, dds_return_t result, const dds_sample_info_t* infos, struct ddsi_serdata** ready) {
     struct OrxDataCounters* counters = result > 0 ? countersOf(reader) : NULL;
-    if (counters == NULL || orxShim_isInner(caller))
+    if (counters == NULL)
         return;
     uint64_t fresh = 0, bytes = 0;
     for (dds_return_t i = 0; i < result; i++) {
@@ -105,28 +106,33 @@ static inline void countRead(dds_entity_t reader, dds_return_t result, const dds
 
 /* ---- The functions ---- */
 
-/* X(name, (parameters), (arguments), what) of functions with a `writer`. */
+/* X(name, (parameters), (arguments), what, from) of functions with a `writer`. The engine reaches those that
+ * are called FROM_ENGINE_TOO out of others of the list. */
+#define FROM_PROGRAM NULL
+#define FROM_ENGINE_TOO __builtin_return_address(0)
 #define WRITING_CALLS(X)                                                                                     \
-    X(dds_write, (dds_entity_t writer, const void* data), (writer, data), WRITES)                            \
+    X(dds_write, (dds_entity_t writer, const void* data), (writer, data), WRITES, FROM_PROGRAM)              \
     X(dds_write_ts, (dds_entity_t writer, const void* data, dds_time_t timestamp),                           \
-        (writer, data, timestamp), WRITES)                                                                   \
-    X(dds_writedispose, (dds_entity_t writer, const void* data), (writer, data), WRITES)                     \
+        (writer, data, timestamp), WRITES, FROM_PROGRAM)                                                     \
+    X(dds_writedispose, (dds_entity_t writer, const void* data), (writer, data), WRITES, FROM_PROGRAM)       \
     X(dds_writedispose_ts, (dds_entity_t writer, const void* data, dds_time_t timestamp),                    \
-        (writer, data, timestamp), WRITES)                                                                   \
-    X(dds_dispose, (dds_entity_t writer, const void* data), (writer, data), DISPOSES)                        \
+        (writer, data, timestamp), WRITES, FROM_ENGINE_TOO)                                                  \
+    X(dds_dispose, (dds_entity_t writer, const void* data), (writer, data), DISPOSES, FROM_PROGRAM)          \
     X(dds_dispose_ts, (dds_entity_t writer, const void* data, dds_time_t timestamp),                         \
-        (writer, data, timestamp), DISPOSES)                                                                 \
-    X(dds_dispose_ih, (dds_entity_t writer, dds_instance_handle_t handle), (writer, handle), DISPOSES)       \
+        (writer, data, timestamp), DISPOSES, FROM_ENGINE_TOO)                                                \
+    X(dds_dispose_ih, (dds_entity_t writer, dds_instance_handle_t handle), (writer, handle), DISPOSES,       \
+        FROM_PROGRAM)                                                                                        \
     X(dds_dispose_ih_ts, (dds_entity_t writer, dds_instance_handle_t handle, dds_time_t timestamp),          \
-        (writer, handle, timestamp), DISPOSES)                                                               \
-    X(dds_unregister_instance, (dds_entity_t writer, const void* data), (writer, data), UNREGISTERS)         \
+        (writer, handle, timestamp), DISPOSES, FROM_ENGINE_TOO)                                              \
+    X(dds_unregister_instance, (dds_entity_t writer, const void* data), (writer, data), UNREGISTERS,         \
+        FROM_PROGRAM)                                                                                        \
     X(dds_unregister_instance_ts, (dds_entity_t writer, const void* data, dds_time_t timestamp),             \
-        (writer, data, timestamp), UNREGISTERS)                                                              \
+        (writer, data, timestamp), UNREGISTERS, FROM_ENGINE_TOO)                                             \
     X(dds_unregister_instance_ih, (dds_entity_t writer, dds_instance_handle_t handle), (writer, handle),     \
-        UNREGISTERS)                                                                                         \
+        UNREGISTERS, FROM_PROGRAM)                                                                           \
     X(dds_unregister_instance_ih_ts,                                                                         \
         (dds_entity_t writer, dds_instance_handle_t handle, dds_time_t timestamp),                           \
-        (writer, handle, timestamp), UNREGISTERS)
+        (writer, handle, timestamp), UNREGISTERS, FROM_ENGINE_TOO)
 
 /* X(name, (parameters), (arguments), ready samples or null) of functions with a `reader`
  * and `infos`. */
@@ -195,7 +201,7 @@ static void resolve(void);
         resolve();                                                                                           \
         return atomic_load_explicit(&engine_##name, memory_order_relaxed) arguments;                         \
     }
-#define DECLARE_WRITING(name, parameters, arguments, what) DECLARE_(name, parameters, arguments)
+#define DECLARE_WRITING(name, parameters, arguments, what, from) DECLARE_(name, parameters, arguments)
 #define DECLARE_READING(name, parameters, arguments, ready) DECLARE_(name, parameters, arguments)
 #define DECLARE_READY(name, what)                                                                            \
     DECLARE_(name, (dds_entity_t writer, struct ddsi_serdata * sample), (writer, sample))
@@ -210,7 +216,7 @@ static void resolveAll(void) {
         memcpy(&function, &symbol, sizeof symbol);                                                           \
         atomic_store_explicit(&engine_##name, function, memory_order_relaxed);                               \
     }
-#define RESOLVE_WRITING(name, parameters, arguments, what) RESOLVE_(name)
+#define RESOLVE_WRITING(name, parameters, arguments, what, from) RESOLVE_(name)
 #define RESOLVE_READING(name, parameters, arguments, ready) RESOLVE_(name)
 #define RESOLVE_READY(name, what) RESOLVE_(name)
     ALL_CALLS(RESOLVE_WRITING, RESOLVE_READING, RESOLVE_READY)
@@ -234,16 +240,16 @@ static enum What whatReadyDoes(const struct ddsi_serdata* sample) {
 #define EXPORTED __attribute__((visibility("default")))
 #define ENGINE_CALL_(name, arguments) atomic_load_explicit(&engine_##name, memory_order_relaxed) arguments
 
-#define DEFINE_WRITING(name, parameters, arguments, what)                                                    \
+#define DEFINE_WRITING(name, parameters, arguments, what, from)                                              \
     EXPORTED dds_return_t name parameters {                                                                  \
         const dds_return_t result = ENGINE_CALL_(name, arguments);                                           \
-        countWrite(writer, result, what, 0, __builtin_return_address(0));                                    \
+        countWrite(writer, result, what, 0, from);                                                           \
         return result;                                                                                       \
     }
 #define DEFINE_READING(name, parameters, arguments, ready)                                                   \
     EXPORTED dds_return_t name parameters {                                                                  \
         const dds_return_t result = ENGINE_CALL_(name, arguments);                                           \
-        countRead(reader, result, infos, ready, __builtin_return_address(0));                                \
+        countRead(reader, result, infos, ready);                                                             \
         return result;                                                                                       \
     }
 /* The sample is gone afterwards. One that is nobody's counts nothing, and is not looked at. */
@@ -253,7 +259,7 @@ static enum What whatReadyDoes(const struct ddsi_serdata* sample) {
         const enum What does = isCounted ? what : WRITES;                                                    \
         const uint64_t size = isCounted ? sample->ops->get_size(sample) : 0;                                 \
         const dds_return_t result = ENGINE_CALL_(name, (writer, sample));                                    \
-        countWrite(writer, result, does, size, __builtin_return_address(0));                                 \
+        countWrite(writer, result, does, size, FROM_PROGRAM);                                                \
         return result;                                                                                       \
     }
 ALL_CALLS(DEFINE_WRITING, DEFINE_READING, DEFINE_READY)

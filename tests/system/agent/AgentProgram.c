@@ -239,6 +239,54 @@ static void endTheEngine(void) {
     CHECK(dds_delete(again) == 0);
 }
 
+/* The two sides of one topic, in processes of their own: the writer keeps all that it writes. */
+static dds_qos_t* keptQos(const char* name) {
+    dds_qos_t* qos = named(name);
+    dds_qset_reliability(qos, DDS_RELIABILITY_RELIABLE, DDS_SECS(10));
+    dds_qset_durability(qos, DDS_DURABILITY_TRANSIENT_LOCAL);
+    dds_qset_durability_service(qos, 0, DDS_HISTORY_KEEP_ALL, DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED,
+        DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED);
+    dds_qset_history(qos, DDS_HISTORY_KEEP_ALL, 0);
+    return qos;
+}
+
+static void publish(int count) {
+    const dds_entity_t participant = openParticipant();
+    dds_qos_t* qos = keptQos("kept");
+    const dds_entity_t writer = dds_create_writer(participant, openTopic(participant, "kept"), qos, NULL);
+    dds_delete_qos(qos);
+    dds_publication_matched_status_t status = {0};
+    for (int i = 0; i < 3000 && status.current_count == 0; i++) {
+        dds_sleepfor(DDS_MSECS(10));
+        CHECK(dds_get_publication_matched_status(writer, &status) == 0);
+    }
+    CHECK(status.current_count == 1);
+    for (int i = 0; i < count; i++) {
+        const AgentTest_Message message = {i, i};
+        CHECK(dds_write(writer, &message) == 0);
+    }
+    CHECK(dds_wait_for_acks(writer, DDS_SECS(20)) == 0);
+}
+
+/* Takes what comes until it has seen so many. */
+static void subscribe(int count) {
+    const dds_entity_t participant = openParticipant();
+    dds_qos_t* qos = keptQos("sink");
+    const dds_entity_t reader = dds_create_reader(participant, openTopic(participant, "kept"), qos, NULL);
+    dds_delete_qos(qos);
+    for (int i = 0, seen = 0; i < 3000 && seen < count; i++) {
+        void* values[8] = {NULL};
+        dds_sample_info_t infos[8];
+        const dds_return_t taken = dds_take(reader, values, infos, 8, 8);
+        CHECK(taken >= 0);
+        seen += taken;
+        if (taken > 0)
+            dds_return_loan(reader, values, taken);
+        else
+            dds_sleepfor(DDS_MSECS(10));
+    }
+}
+
 int main(int argc, char** argv) {
     CHECK(argc > 1);
     const char* mode = argv[1];
@@ -259,6 +307,10 @@ int main(int argc, char** argv) {
         forkFirst();
     else if (strcmp(mode, "engine") == 0)
         endTheEngine();
+    else if (strcmp(mode, "publish") == 0)
+        publish(number);
+    else if (strcmp(mode, "subscribe") == 0)
+        subscribe(number);
     else if (strcmp(mode, "exit") == 0)
         openParticipant(), exit(number);
     else if (strcmp(mode, "kill") == 0)

@@ -45,7 +45,8 @@ static dds_entity_t filledReader(const char* name) {
     dds_qos_t* qos = qosOf(name);
     const dds_entity_t topic = topicOf(name);
     const dds_entity_t reader = dds_create_reader(participant, topic, qos, NULL);
-    dds_qset_entity_name(qos, "feeder");
+    dds_delete_qos(qos);
+    qos = qosOf("feeder");
     const dds_entity_t feeder = dds_create_writer(participant, topic, qos, NULL);
     dds_delete_qos(qos);
     for (int i = 0; i < samples; i++) {

@@ -96,4 +96,48 @@ TEST_F(Figures, DataCallsAreCountedOnceAndChangeNothing) {
     EXPECT_EQ(periodic.figure("querycondition", readerCache, "samples"), 1);
 }
 
+// Two processes, each with an agent of its own.
+TEST_F(Figures, WhatTheEngineKnowsOfAReliableWriterIsTold) {
+    const Record other;
+    Environment reading = polled({{"PROGRAM_LINGER_MS", isSanitized() ? "6000" : "3000"}});
+    reading["ORX_TEST_RECORD"] = other.environment().at("ORX_TEST_RECORD");
+    Process side(underAgent({testProgram("agent_AgentProgram"), "subscribe", "20"}), reading);
+    const Outcome publisher = run(underAgent({testProgram("agent_AgentProgram"), "publish", "20"}), polled());
+    const Outcome subscriber = side.wait();
+    EXPECT_EQ(publisher.exitCode, 0) << publisher.errors;
+    EXPECT_EQ(subscriber.exitCode, 0) << subscriber.errors;
+
+    const Periodic writer(record);
+    EXPECT_EQ(writer.figure("kept", writerCache, "samples"), 20);
+    EXPECT_EQ(writer.figure("kept", writerCache, "peak"), 20);
+    EXPECT_EQ(writer.figure("kept", writerProtocol, "pushed"), 20);
+    EXPECT_EQ(writer.figure("kept", writerProtocol, "first"), 1);
+    EXPECT_EQ(writer.figure("kept", writerProtocol, "last"), 20);
+    EXPECT_EQ(writer.figure("kept", writerProtocol, "unacknowledged"), 21) << "none: the next one";
+    EXPECT_GE(writer.figure("kept", writerProtocol, "acks"), 1);
+    EXPECT_GE(writer.figure("kept", writerProtocol, "heartbeats"), 1);
+    EXPECT_NE(writer.text("kept", writerProtocol).find("virtual unknown"), std::string::npos);
+    EXPECT_EQ(writer.figure("kept", reliableCache, "unacknowledged"), 0);
+    EXPECT_FALSE(record.lines("push kept 6 active 1 inactive 0").empty())
+        << "the activity of its reader is an event";
+    const Periodic reader(other);
+    EXPECT_EQ(reader.figure("sink", readerProtocol, "received"), 20);
+    EXPECT_EQ(reader.figure("sink", readerProtocol, "bytes"), 20 * 12);
+    EXPECT_EQ(reader.figure("sink", readerCache, "samples"), 0);
+}
+
+// The real library, from the sampler to a reader in another process.
+TEST_F(Figures, ArriveOnThePeriodicTopic) {
+    Process collector(
+        {bin("orx-tail"), "--domain", testDomainText(1), "--json", "--for", isSanitized() ? "20" : "8"}, {});
+    const Outcome outcome = run(underAgent({testProgram("agent_DataCalls")}, {"--polling-period", "0.2"}),
+        {{"PROGRAM_LINGER_MS", isSanitized() ? "15000" : "6000"}});
+    const Outcome tail = collector.wait();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_FALSE(linesWith(tail.output, {"data_writers/dds_write_ts\"", "\"pushed_sample_count\":3"}).empty())
+        << tail.output.substr(0, 3000);
+    EXPECT_FALSE(linesWith(tail.output, {"\"resident_memory_bytes\":"}).empty());
+}
+
 } // namespace

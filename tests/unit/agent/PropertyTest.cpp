@@ -93,6 +93,24 @@ TEST_F(PropertyTest, NumbersAndLevelsAreTaken) {
         << "not named";
 }
 
+TEST_F(PropertyTest, CollectionGoesToTheLogger) {
+    ORX_MonitoringLoggingVerbositySetting_t before;
+    ORX_MonitoringLoggingVerbositySetting_t after;
+    ZDDS_Config_Logger* logger = ZDDS_Config_Logger_get_instance();
+    ASSERT_TRUE(ORX_MonitoringLoggingVerbositySetting_t_get_from_logger(&before, logger));
+    applyCollection();
+    ASSERT_TRUE(ORX_MonitoringLoggingVerbositySetting_t_get_from_logger(&after, logger));
+    EXPECT_TRUE(ORX_MonitoringLoggingVerbositySetting_t_equals(&before, &after)) << "nothing is asked for";
+    set("COLLECT", "service=silent,user=debug");
+    applyCollection();
+    ASSERT_TRUE(ORX_MonitoringLoggingVerbositySetting_t_get_from_logger(&after, logger));
+    EXPECT_EQ(after.service, ZDDS_CONFIG_SYSLOG_VERBOSITY_SILENT);
+    EXPECT_EQ(after.user, ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG);
+    EXPECT_EQ(after.middleware, before.middleware);
+    EXPECT_EQ(after.security_event, before.security_event);
+    ZDDS_Config_Logger_finalize_instance();
+}
+
 // The help promises these.
 TEST_F(PropertyTest, DefaultsAreThoseOfTheHelp) {
     ASSERT_TRUE(fillProperty(property));
