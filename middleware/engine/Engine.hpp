@@ -115,6 +115,9 @@ public:
 struct ParticipantInfo {
     DDS_DomainId_t domainId = 0;
     const char* name = nullptr;
+    // How long others wait for a sign of life before they give this participant up; 0 is the engine's default
+    // (Cyclone DDS: 10 s).
+    int64_t leaseNs = 0;
     // Addresses to announce to, for hosts without multicast. A domain is configured by its first participant
     // in the process: later ones join it as it is, and their peers are reported as not honoured.
     std::span<const char* const> peers;

@@ -78,10 +78,40 @@ DirectedWriter::DirectedWriter(DDS_DataWriterImpl& writer)
     : writer_(writer), id_(lastId.fetch_add(1, relaxed) + 1) {}
 
 DirectedWriter::~DirectedWriter() {
+    endWriters();
     while (Destination* one = destinations_) {
         destinations_ = one->next;
         destroy(one);
     }
+}
+
+// The engine may linger for a second over each writer whose destination has not acknowledged. So those are
+// ended side by side: frozen destinations, however many, hold up the end for little more than one.
+void DirectedWriter::endWriters() {
+    constexpr size_t atOnce = 64;
+    constexpr int joinTimeoutMs = 20'000;
+    const auto end = [](void* writer) -> void* {
+        delete static_cast<engine::Writer*>(writer);
+        return nullptr;
+    };
+    ORXOsapiJoinableThread* threads[atOnce] = {};
+    size_t next = 0;
+    for (Destination* one = destinations_; one != nullptr; one = one->next) {
+        const bool mayLinger =
+            one->engineWriter != nullptr && one->engineWriter->waitForAcknowledgmentOf(one->participant,
+                                                one->sequenceNumber, 0) == engine::Status::timeout;
+        if (!mayLinger)
+            continue;
+        ORXOsapiJoinableThread*& place = threads[next++ % atOnce];
+        ORXOsapiJoinableThread_stopAndDelete(place, joinTimeoutMs);
+        place = ORXOsapiJoinableThread_new("oZddsEnd", ORX_OSAPI_THREAD_PRIORITY_DEFAULT,
+            ORX_OSAPI_THREAD_OPTION_DEFAULT, ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT, nullptr, end,
+            one->engineWriter);
+        if (place != nullptr)
+            one->engineWriter = nullptr;
+    }
+    for (ORXOsapiJoinableThread* thread : threads)
+        ORXOsapiJoinableThread_stopAndDelete(thread, joinTimeoutMs);
 }
 
 // ---- The list ----

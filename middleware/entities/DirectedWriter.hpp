@@ -129,6 +129,7 @@ private:
     bool isIdle(const Destination& one) const;
     bool hasOutstanding(Destination& one, Guard& guard);
     void retire(Destination& one, Guard& guard);
+    void endWriters();
     DDS_ReturnCode_t awaitSample(Destination& to, int64_t position, Deadline deadline, Guard& guard);
 
     DDS_DataWriterImpl& writer_;

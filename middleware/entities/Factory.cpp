@@ -1,5 +1,7 @@
 #include "middleware/entities/FactoryImpl.hpp"
 
+#include <cstdlib>
+
 #include "middleware/entities/ParticipantImpl.hpp"
 #include "middleware/entities/ServiceRequestChannel.hpp"
 #include "middleware/log/DdsLog.hpp"
@@ -11,12 +13,29 @@ namespace {
 
 constinit DDS_DomainParticipantFactoryImpl theFactory;
 
+// 0 for the default; negative for a property that is no such number.
+int64_t leaseOf(const DDS_DomainParticipantQos& qos) {
+    constexpr long longest = 3600;
+    const DDS_Property_t* property =
+        DDS_PropertyQosPolicyHelper_lookup_property(&qos.property, DDS_PARTICIPANT_LEASE_PROPERTYI);
+    if (property == nullptr || property->value == nullptr)
+        return 0;
+    char* end = nullptr;
+    const long seconds = std::strtol(property->value, &end, 10);
+    if (end == property->value || *end != '\0' || seconds < 1 || seconds > longest)
+        return -1;
+    return int64_t{seconds} * 1'000'000'000;
+}
+
 // The engine's participant is made at once, so that the GUID is final; endpoints come when they are enabled.
 bool attachEngine(DDS_DomainParticipantImpl& participant) {
     engine::ParticipantInfo info;
     info.domainId = participant.domainId;
     info.name = participant.qos.participant_name.name;
     info.peers = textsOf(participant.qos.discovery.initial_peers);
+    info.leaseNs = leaseOf(participant.qos);
+    if (info.leaseNs < 0)
+        return ZDDS_FAIL(false, INCONSISTENT_QOS, "property %s", DDS_PARTICIPANT_LEASE_PROPERTYI);
     participant.engineParticipant = engine::instance().createParticipant(info);
     if (participant.engineParticipant == nullptr)
         return ZDDS_FAIL(false, FAILED_TO_CREATE, "engine participant of domain %d", participant.domainId);

@@ -1,5 +1,6 @@
 // The other process of a contract test: see PeerProtocol.hpp.
 // Usage: engine_contract_peer reader|writer DOMAIN TOPIC [besteffort] [keyed] [partition=NAME] [peer=ADDRESS]
+// [lease=SECONDS]
 #include <cstdio>
 #include <iostream>
 
@@ -40,6 +41,7 @@ struct Arguments {
     bool keyed = false;
     std::string partition;
     std::string peer;
+    int64_t leaseNs = 0;
 };
 
 Arguments parse(int count, char** texts) {
@@ -57,6 +59,8 @@ Arguments parse(int count, char** texts) {
             result.partition = text.substr(10);
         if (text.rfind("peer=", 0) == 0)
             result.peer = text.substr(5);
+        if (text.rfind("lease=", 0) == 0)
+            result.leaseNs = std::stoll(text.substr(6)) * second;
     }
     return result;
 }
@@ -66,8 +70,8 @@ public:
     explicit Endpoint(const Arguments& arguments) : arguments_(arguments) {
         const char* peer = arguments.peer.c_str();
         const std::span<const char* const> peers{&peer, arguments.peer.empty() ? 0U : 1U};
-        participant_.reset(
-            eng::cyclone().createParticipant({.domainId = arguments.domain, .name = "peer", .peers = peers}));
+        participant_.reset(eng::cyclone().createParticipant(
+            {.domainId = arguments.domain, .name = "peer", .leaseNs = arguments.leaseNs, .peers = peers}));
         renew();
     }
 

@@ -17,7 +17,7 @@ bool CycloneParticipant::create(const ParticipantInfo& info) {
     if (!engine_.enterDomain(info))
         return false;
     entity_ = dds_create_participant(
-        static_cast<dds_domainid_t>(domainId_), participantQos(info.name).get(), nullptr);
+        static_cast<dds_domainid_t>(domainId_), participantQos(info.name, info.leaseNs).get(), nullptr);
     if (entity_ <= 0) {
         ZDDS_LOG_ERROR(FAILED_TO_CREATE, "participant in domain %d: %s", domainId_, dds_strretcode(entity_));
         engine_.leaveDomain(domainId_);

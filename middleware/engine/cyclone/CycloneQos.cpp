@@ -115,10 +115,12 @@ QosPointer partitionQos(std::span<const char* const> partitions) {
     return result;
 }
 
-QosPointer participantQos(const char* name) {
+QosPointer participantQos(const char* name, int64_t leaseNs) {
     QosPointer result{dds_create_qos()};
     if (result && name != nullptr)
         dds_qset_entity_name(result.get(), name);
+    if (result && leaseNs > 0)
+        dds_qset_liveliness(result.get(), DDS_LIVELINESS_AUTOMATIC, leaseNs);
     return result;
 }
 

@@ -28,7 +28,7 @@ using ListenerPointer = std::unique_ptr<dds_listener_t, ListenerDelete>;
 QosPointer writerQos(const DDS_DataWriterQos& qos);
 QosPointer readerQos(const DDS_DataReaderQos& qos);
 QosPointer partitionQos(std::span<const char* const> partitions);
-QosPointer participantQos(const char* name);
+QosPointer participantQos(const char* name, int64_t leaseNs);
 
 } // namespace zdds::engine
 

@@ -153,6 +153,12 @@ typedef struct DDS_DiscoveryQosPolicy {
     DDS_StringSeq initial_peers;
 } DDS_DiscoveryQosPolicy; /* addresses, for hosts without multicast */
 
+/* A property of participants: whole seconds from 1 to 3600 after which others give up a participant that is
+ * silent, since it was killed or is frozen. The default is the engine's, 10 seconds. A participant shows
+ * itself alive when four fifths of it have passed: with a short one a lost packet, or a process that stands
+ * still for a moment, looks like its end. */
+#define DDS_PARTICIPANT_LEASE_PROPERTYI "dds.participant.lease_duration_sec"
+
 typedef struct DDS_DomainParticipantQos {
     DDS_UserDataQosPolicy user_data;
     DDS_EntityFactoryQosPolicy entity_factory;

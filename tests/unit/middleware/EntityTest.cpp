@@ -21,6 +21,23 @@ DDS_GUID_t guidOf(DDS_Entity* entity) {
     return guid;
 }
 
+TEST_F(LoopbackEntities, ALeaseIsANumberOfSeconds) {
+    for (const auto& [value, isGood] : {std::pair{"1", true}, {"3600", true}, {"0", false}, {"3601", false},
+             {"-1", false}, {"5s", false}, {"", false}, {"99999999999999999999", false}}) {
+        DDS_DomainParticipantQos qos{};
+        DDS_DomainParticipantQos_initialize(&qos);
+        ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(
+                      &qos.property, DDS_PARTICIPANT_LEASE_PROPERTYI, value, DDS_BOOLEAN_FALSE),
+            DDS_RETCODE_OK);
+        DDS_DomainParticipant* participant =
+            DDS_DomainParticipantFactory_create_participant(factory(), 3, &qos, nullptr, 0);
+        EXPECT_EQ(participant != nullptr, isGood) << value;
+        if (participant != nullptr)
+            DDS_DomainParticipantFactory_delete_participant(factory(), participant);
+        DDS_DomainParticipantQos_finalize(&qos);
+    }
+}
+
 TEST_F(Entities, ADisabledParticipantHasItsFinalGuidAndNoEndpoints) {
     DDS_DomainParticipant* participant = createParticipant(false);
     DDS_Entity* entity = DDS_DomainParticipant_as_entity(participant);
