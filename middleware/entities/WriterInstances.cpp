@@ -13,9 +13,12 @@ DDS_InstanceHandle_t noteInstance(DDS_DataWriterImpl& writer, const void* sample
     Instance* instance = alive ? writer.instances.assertInstance(key) : writer.instances.find(key.handle());
     if (instance == nullptr)
         return DDS_HANDLE_NIL;
-    // An instance that is not alive is as good as unknown, and makes room for others.
-    instance->state = alive ? DDS_ALIVE_INSTANCE_STATE : DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE;
-    return instance->handle;
+    const DDS_InstanceHandle_t handle = instance->handle;
+    if (alive)
+        instance->state = DDS_ALIVE_INSTANCE_STATE;
+    else
+        writer.instances.remove(*instance); // whoever writes an instance for each sample keeps none of them
+    return handle;
 }
 
 namespace {
