@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Watches two DDS programs that know nothing of monitoring: a ddsperf publisher and a subscriber run under orx-run,
-# and orx-tail prints their tree and events as they come. Ctrl-C, or --for SECONDS, stops everything.
+# and orx-tail prints their tree, events, polled metrics and log messages as they come. Ctrl-C, or --for SECONDS, stops everything.
 set -euo pipefail
 usage="usage: demo.sh BUILD_FOLDER [--for SECONDS] [--domain OF_THE_PROGRAMS] [--monitoring DOMAIN]"
 build=${1:?$usage}
@@ -48,19 +48,23 @@ stop() {
 trap stop EXIT
 trap 'exit 0' INT TERM
 
+# Metrics are polled once a second, and what the engine has to say comes down to its information.
+options=(--polling-period 1 --collect informational --forward informational)
+
 # run NAME PROGRAM...: under the agent, without its own output.
 run() {
-  echo "   orx-run --app-name $1 -- ${*:2}"
-  "$bin/orx-run" --domain "$monitoring" --app-name "$1" -- "${@:2}" </dev/null >/dev/null &
+  echo "   orx-run --app-name $1 ${options[*]} -- ${*:2}"
+  "$bin/orx-run" --domain "$monitoring" --app-name "$1" "${options[@]}" -- "${@:2}" </dev/null >/dev/null &
   children+=($!)
 }
 
 echo "== Two unmodified programs in domain $domain, observed in domain $monitoring; Ctrl-C stops everything"
 run subscriber ddsperf -i "$domain" -Q initwait:0 sub
 run publisher ddsperf -i "$domain" -Q initwait:0 pub 10Hz size 64
-echo "   orx-tail"
-echo "== Their events: time, application, path, what changed, live or snapshot and its epochs; their tree at the end"
-"$bin/orx-tail" --domain "$monitoring" --tree "${seconds[@]}" </dev/null &
+echo "   orx-tail --stats --tree"
+echo "== Events: time, application, path, what changed, live or snapshot and its epochs. Polled values that changed:"
+echo "   marked periodic. Log messages: facility, severity, number, category, text. At the end: losses, and the tree"
+"$bin/orx-tail" --domain "$monitoring" --stats --tree "${seconds[@]}" </dev/null &
 tail=$!
 children+=("$tail")
 wait "$tail"

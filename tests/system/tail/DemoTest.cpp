@@ -42,6 +42,20 @@ void expectBothPrograms(const std::string& output) {
         << output;
 }
 
+// Values that are polled, of the writer and of the reader that are at work.
+void expectPolledValues(const std::string& output) {
+    EXPECT_FALSE(linesWith(output, {"  publisher  ", "/data_writers/DDSPerfRDataKS_", "  status_protocol_2  ",
+                                       "  pushed_sample_count=", "[periodic]"})
+                     .empty())
+        << output;
+    EXPECT_FALSE(linesWith(output, {"  subscriber  ", "/data_readers/DDSPerfRDataKS_",
+                                       "  status_protocol_2  ", "received_sample_count=", "[periodic]"})
+                     .empty())
+        << output;
+    EXPECT_FALSE(linesWith(output, {"process_utilization_memory_usage", "resident_memory_bytes="}).empty())
+        << output;
+}
+
 TEST(Demo, EndsByItselfAndLeavesNoProcess) {
     if (isSanitized())
         GTEST_SKIP() << "ddsperf has no sanitizer, so an agent that has one cannot be loaded into it";
@@ -50,6 +64,8 @@ TEST(Demo, EndsByItselfAndLeavesNoProcess) {
     const Outcome outcome = process.wait();
     EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
     expectBothPrograms(outcome.output);
+    expectPolledValues(outcome.output);
+    EXPECT_EQ(linesWith(outcome.output, {"  periodic  samples ", " lost 0 "}).size(), 1u) << outcome.output;
     EXPECT_EQ(outcome.errors, "");
     const auto entries = linesWith(outcome.output, {"    topics/DDSPerfRDataKS"});
     EXPECT_EQ(entries.size(), 2u) << "the tree at the end\n" << outcome.output;
