@@ -66,16 +66,20 @@ void setDefaults(ORX_MonitoringCommandDispatcherProperty_t& self) {
     self.destruction_timeout = {10, 0};
 }
 
+void copyPlain(ORX_MonitoringLoggingProperty_t& self, const ORX_MonitoringLoggingProperty_t& source) {
+    self.forwarding_level = source.forwarding_level;
+    self.publication_period = source.publication_period;
+    self.concurrency_level = source.concurrency_level;
+    self.initial_memory_size = source.initial_memory_size;
+    self.gc_threshold = source.gc_threshold;
+    self.max_logs_per_update = source.max_logs_per_update;
+    self.max_historical_logs = source.max_historical_logs;
+}
+
 // What is copied as plain values: everything but owners of memory.
 void copyPlain(ORX_MonitoringProperty_t& self, const ORX_MonitoringProperty_t& source) {
     self.domain_id = source.domain_id;
-    self.logging.forwarding_level = source.logging.forwarding_level;
-    self.logging.publication_period = source.logging.publication_period;
-    self.logging.concurrency_level = source.logging.concurrency_level;
-    self.logging.initial_memory_size = source.logging.initial_memory_size;
-    self.logging.gc_threshold = source.logging.gc_threshold;
-    self.logging.max_logs_per_update = source.logging.max_logs_per_update;
-    self.logging.max_historical_logs = source.logging.max_historical_logs;
+    copyPlain(self.logging, source.logging);
     self.periodic.polling_period = source.periodic.polling_period;
     self.event.publication_period = source.event.publication_period;
     self.event.concurrency_level = source.event.concurrency_level;
@@ -154,6 +158,32 @@ DDS_Boolean ORX_MonitoringCommandDispatcherProperty_t_copy(ORX_MonitoringCommand
     self->lock_timeout = source->lock_timeout;
     self->destruction_timeout = source->destruction_timeout;
     return DDS_BOOLEAN_TRUE;
+}
+
+DDS_Boolean ORX_MonitoringLoggingProperty_t_copy(
+    ORX_MonitoringLoggingProperty_t* self, const ORX_MonitoringLoggingProperty_t* source) {
+    ZDDS_REQUIRE(self != nullptr, DDS_BOOLEAN_FALSE);
+    ZDDS_REQUIRE(source != nullptr, DDS_BOOLEAN_FALSE);
+    if (self == source)
+        return DDS_BOOLEAN_TRUE;
+    ORX_MonitoringLoggingProperty_t fresh{};
+    copyPlain(fresh, *source);
+    if (!WriterQosMember::copy(fresh.writer_qos, source->writer_qos, false) ||
+        !DDS_ThreadSettings_t_copy(&fresh.thread_setting, &source->thread_setting)) {
+        ORX_MonitoringLoggingProperty_t_finalize(&fresh);
+        return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_COPY, "logging property");
+    }
+    ORX_MonitoringLoggingProperty_t_finalize(self);
+    *self = fresh;
+    return DDS_BOOLEAN_TRUE;
+}
+
+DDS_Boolean ORX_MonitoringLoggingProperty_t_finalize(ORX_MonitoringLoggingProperty_t* self) {
+    ZDDS_REQUIRE(self != nullptr, DDS_BOOLEAN_FALSE);
+    WriterQosMember::release(self->writer_qos, false);
+    const bool released = DDS_ThreadSettings_t_finalize(&self->thread_setting) != 0;
+    *self = ORX_MonitoringLoggingProperty_t{};
+    return released;
 }
 
 // Copies into a fresh record first, so that a failure leaves the destination as it was.

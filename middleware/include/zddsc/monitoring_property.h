@@ -35,6 +35,11 @@ struct ORX_MonitoringLoggingProperty_t {
     DDS_Long max_historical_logs;       /* messages kept for a snapshot */
 };
 typedef struct ORX_MonitoringLoggingProperty_t ORX_MonitoringLoggingProperty_t;
+/* Copies deep, into an initialized or zeroed record, which stays as it was on failure. */
+ZDDSC_EXPORT DDS_Boolean ORX_MonitoringLoggingProperty_t_copy(
+    ORX_MonitoringLoggingProperty_t* self, const ORX_MonitoringLoggingProperty_t* source);
+/* The record is empty afterwards. */
+ZDDSC_EXPORT DDS_Boolean ORX_MonitoringLoggingProperty_t_finalize(ORX_MonitoringLoggingProperty_t* self);
 
 struct ORX_MonitoringPeriodicProperty_t {
     DDS_Duration_t polling_period;
