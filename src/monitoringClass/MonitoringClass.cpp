@@ -4,7 +4,9 @@
 #include "src/eventMetrics/EventSnapshotThread.h"
 #include "src/eventMetrics/EventTaskExecutor.h"
 #include "src/log/Log.hpp"
+#include "src/logging/MonitoringLogging.h"
 #include "src/monitoringClass/CommandEntry.h"
+#include "src/monitoringClass/LoggingConfiguration.h"
 #include "src/monitoringClass/MetricSelectionStore.h"
 #include "src/monitoringClass/MonitoringClassImpl.h"
 #include "src/monitoringClass/ResourceOperations.h"
@@ -23,6 +25,7 @@ using Library = ORX_MonitoringClassImpl;
 constexpr char snapshotThreadName[] = "oMo###EventSnap";
 constexpr char eventThreadName[] = "oMo#######Event";
 constexpr char periodicThreadName[] = "oMo###Periodic";
+constexpr char loggingThreadName[] = "oMo#####Logging";
 constexpr char commandThreadName[] = "oMo###Command";
 constexpr int selectionIndexSize = 8192;      // sets the number of levels
 constexpr int selectionIndexInitialNodes = 2; // selections are few
@@ -183,6 +186,15 @@ bool startPeriodicMetricCollector(Library& self, const Identity& identity) {
     return true;
 }
 
+bool startLogging(Library& self, const ORX_MonitoringGlobals& globals) {
+    self.logging = ORX_MonitoringLogging_new(loggingThreadName, &self.property->logging,
+        self.entities->parent.logging_writer, &globals.loggingConcurrency,
+        self.parent.rootResource->base.guid);
+    if (self.logging == nullptr)
+        return ORX_ERROR(FAILED_TO_CREATE, "Monitoring logging thread with name %s", loggingThreadName);
+    return true;
+}
+
 bool enableEntities(Library& self) {
     if (!ORX_MonitoringLibraryEntities_enable(self.entities)) {
         return ORX_ERROR(FAILED_TO_ENABLE, "Monitoring Library Entities");
@@ -218,12 +230,20 @@ bool build(Library& self, DDS_DomainParticipantFactory* factory, const ORX_Monit
     if (!createSelectionStore(self) || !storeInitialSelections(self) || !createEntities(self) ||
         !startSnapshotThread(self) || !getWorkerFactory(self, identity) || !createResources(self) ||
         !startEventTaskExecutor(self, globals) || !getParticipantGuid(self, identity) ||
-        !startPeriodicMetricCollector(self, identity) || !enableEntities(self) ||
-        !startCommandDispatcher(self, identity))
+        !startPeriodicMetricCollector(self, identity) || !startLogging(self, globals) ||
+        !enableEntities(self) || !startCommandDispatcher(self, identity))
         return false;
     // Last: no periodic sample leaves before the library is complete.
     ORX_MonitoringPeriodicMetricCollector_setState(
         self.periodicMetric, ORX_MONITORING_PERIODIC_METRIC_COLLECTOR_STATUS_RUNNING);
+    return true;
+}
+
+// ---- And of prefinalize ----
+
+bool detachLogging(Library& self) {
+    if (self.logging != nullptr && !ORX_MonitoringLogging_prefinalize(self.logging))
+        return ORX_ERROR(FAILED_TO_FINALIZE, "Monitoring logging pre-finalization.\n");
     return true;
 }
 
@@ -268,6 +288,8 @@ struct ORX_MonitoringClass* ORX_Monitoring_create(
             static_cast<unsigned>(sizeof *self));
     }
     if (!build(*self, factory, *property, *monitoringGlobals)) {
+        // No thread that logs may be inside while what the device uses is taken down.
+        (void)detachLogging(*self);
         ORX_Monitoring_delete(&self->parent);
         return nullptr;
     }
@@ -284,7 +306,7 @@ DDS_Boolean ORX_Monitoring_prefinalize(struct ORX_MonitoringClass* monitoringCla
     auto* self = reinterpret_cast<Library*>(monitoringClass);
     if (!ORX_MonitoringCommandDispatcher_prefinalize(self->commandDispatcher))
         return ORX_ERROR(FAILED_TO_FINALIZE, "Monitoring Command Dispatcher pre-finalization.");
-    return DDS_BOOLEAN_TRUE;
+    return detachLogging(*self);
 }
 
 void ORX_Monitoring_delete(struct ORX_MonitoringClass* monitoringClass) {
@@ -301,6 +323,9 @@ void ORX_Monitoring_delete(struct ORX_MonitoringClass* monitoringClass) {
     if (!ORX_MonitoringPeriodicMetricCollector_delete(self->periodicMetric))
         return;
     self->periodicMetric = nullptr;
+    if (!ORX_MonitoringLogging_delete(self->logging))
+        return;
+    self->logging = nullptr;
     if (self->entities != nullptr)
         ORX_MonitoringLibraryEntities_delete(self->entities, self->parent.factory);
     if (!ORX_MonitoringCommandDispatcher_delete(self->commandDispatcher))

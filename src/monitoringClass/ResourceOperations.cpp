@@ -3,6 +3,7 @@
 #include "src/entities/LibraryEntities.h"
 #include "src/eventMetrics/EventTaskExecutor.h"
 #include "src/log/Log.hpp"
+#include "src/logging/MonitoringLogging.h"
 #include "src/monitoringClass/MonitoringClassImpl.h"
 #include "src/resource/MetricSubscription.h"
 #include "src/resource/ResourceLifecycle.h"
@@ -127,19 +128,18 @@ const ORX_MonitoringProperty_t* ORX_Monitoring_getProperty(struct ORX_Monitoring
     return implOf(monitoringClass).property;
 }
 
-DDS_Boolean ORX_Monitoring_onLoggingCollectionChange(struct ORX_MonitoringClass* monitoringClass) {
-    ORX_FAIL_IF(monitoringClass == ORX_NULL);
-    return DDS_BOOLEAN_TRUE;
-}
-
 DDS_Boolean ORX_Monitoring_postLogMessage(struct ORX_MonitoringClass* monitoringClass, const char* text,
-    ZDDS_Config_SyslogLevel /*severity*/, DDS_UnsignedLong /*messageId*/, const DDS_Duration_t* timestamp,
-    ZDDS_Config_LogFacility /*facility*/, const void* /*structuredData*/, const char* /*category*/,
-    DDS_UnsignedLong /*concurrencyIndex*/) {
+    ZDDS_Config_SyslogLevel severity, DDS_UnsignedLong messageId, const DDS_Duration_t* timestamp,
+    ZDDS_Config_LogFacility facility, const void* structuredData, const char* category,
+    DDS_UnsignedLong concurrencyIndex) {
     ORX_FAIL_IF(monitoringClass == ORX_NULL);
     ORX_FAIL_IF(text == ORX_NULL);
     ORX_FAIL_IF(timestamp == ORX_NULL);
-    return DDS_BOOLEAN_TRUE;
+    ORX_MonitoringLogging* logging = implOf(monitoringClass).logging;
+    if (logging == nullptr)
+        return DDS_BOOLEAN_TRUE;
+    return ORX_MonitoringLogging_postMessage(logging, text, severity, messageId, timestamp, facility,
+               structuredData, category, concurrencyIndex) != 0;
 }
 
 DDS_Boolean ORX_Monitoring_lockMonitoringParticipant(struct ORX_MonitoringClass* self) {

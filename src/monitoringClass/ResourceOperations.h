@@ -39,9 +39,8 @@ DDS_Boolean ORX_Monitoring_resumeResourceMetrics(
 /* The class's copy. */
 const ORX_MonitoringProperty_t* ORX_Monitoring_getProperty(struct ORX_MonitoringClass* monitoringClass);
 
-/* Without a logging collector a change of verbosities and a message are ignored: both succeed, as they do
- * once it has been stopped. */
-DDS_Boolean ORX_Monitoring_onLoggingCollectionChange(struct ORX_MonitoringClass* monitoringClass);
+/* To the logging collector (MonitoringLogging.h, postMessage). The caller holds the logging mutex of the
+ * index. Without a collector the message is ignored. */
 DDS_Boolean ORX_Monitoring_postLogMessage(struct ORX_MonitoringClass* monitoringClass, const char* text,
     ZDDS_Config_SyslogLevel severity, DDS_UnsignedLong messageId, const DDS_Duration_t* timestamp,
     ZDDS_Config_LogFacility facility, const void* structuredData, const char* category,

@@ -49,7 +49,8 @@ TEST_F(ApplicationMetricGroupsTest, ProcessMemory) {
 TEST_F(ApplicationMetricGroupsTest, LoggingHasFourSettingsEach) {
     library.property.logging.forwarding_level.service = ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG;
     ASSERT_TRUE(library.start());
-    library.impl().loggingCollectionSetting.user = ZDDS_CONFIG_SYSLOG_VERBOSITY_ALERT;
+    ZDDS_Config_Logger_set_verbosity_by_facilityI(ZDDS_Config_Logger_get_instance(),
+        ZDDS_CONFIG_LOG_FACILITY_USER, ZDDS_CONFIG_SYSLOG_VERBOSITY_ALERT, 0);
     const auto buffers = ORXOsapiHeap_getLiveBufferCount();
     ASSERT_TRUE(get(5)) << log.text();
     const auto* config = static_cast<const DDS_Monitoring_LoggingConfig*>(group);
@@ -64,9 +65,12 @@ TEST_F(ApplicationMetricGroupsTest, LoggingHasFourSettingsEach) {
     EXPECT_EQ(setting(config->logging_collection, 3).verbosity, ZDDS_CONFIG_SYSLOG_VERBOSITY_ALERT);
     EXPECT_EQ(setting(config->logging_collection, 0).facility, 23);
     EXPECT_EQ(setting(config->logging_collection, 1).facility, 10);
+    EXPECT_EQ(library.impl().loggingCollectionSetting.user, ZDDS_CONFIG_SYSLOG_VERBOSITY_ALERT);
     ASSERT_TRUE(get(5)); // again without having returned it
     EXPECT_TRUE(giveBack(5));
     EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), buffers);
+    ZDDS_Config_Logger_set_verbosity_by_facilityI(ZDDS_Config_Logger_get_instance(),
+        ZDDS_CONFIG_LOG_FACILITY_USER, ZDDS_CONFIG_SYSLOG_VERBOSITY_WARNING, 0);
 }
 
 TEST_F(ApplicationMetricGroupsTest, LoggingNeedsALiveLibraryAndMemory) {

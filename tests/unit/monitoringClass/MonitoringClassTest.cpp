@@ -68,7 +68,7 @@ TEST(MonitoringClass, TheTableIsComplete) {
     EXPECT_TRUE(log.lines().empty()) << log.text();
 }
 
-TEST(MonitoringClass, CommandsAndLogMessagesAreTakenAndIgnored) {
+TEST(MonitoringClass, CommandsAndLogMessagesAreTaken) {
     LogCapture log;
     Library library;
     ASSERT_TRUE(library.start());
