@@ -198,6 +198,7 @@ void DDS_DataWriter_get_countersI(const DDS_DataWriter* self, DDS_DataWriterCoun
     counters->queued = self->directed != nullptr ? self->directed->queued() : self->queue.queued();
     counters->queued_peak =
         self->directed != nullptr ? self->directed->queuedPeak() : self->queue.queuedPeak();
+    counters->queued_bytes = self->directed != nullptr ? 0 : self->queue.queuedBytes();
 }
 
 DDS_ReturnCode_t DDS_DataWriter_get_qos(DDS_DataWriter* self, DDS_DataWriterQos* qos) {

@@ -111,4 +111,9 @@ uint32_t WriterQueue::queuedPeak() const {
     return queuedPeak_;
 }
 
+uint32_t WriterQueue::queuedBytes() const {
+    Guard guard(mutex_);
+    return bytes_;
+}
+
 } // namespace zdds

@@ -49,6 +49,7 @@ public:
 
     uint32_t queued() const;
     uint32_t queuedPeak() const;
+    uint32_t queuedBytes() const; // and of what is reserved and not pushed yet
 
 private:
     void releaseLocked(PendingSample& sample);

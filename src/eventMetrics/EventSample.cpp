@@ -4,6 +4,7 @@
 
 #include "orxmonitoring2d/dds_entities_distribution_support.h"
 #include "src/dataModel/MetricCatalogue.h"
+#include "src/eventMetrics/SnapshotPace.hpp"
 #include "src/log/Log.hpp"
 
 namespace {
@@ -106,7 +107,10 @@ int ORX_MonitoringEventTaskExecutor_onTaskAvailable(
     if (mustSendCachedBefore(self, event) && !sendSample(self))
         ORX_WARNING(FAILED_TO_SEND, "Cached sample\n");
     setIntoSample(self, event, groups);
-    if (isSnapshot(event.kind) && !sendSample(self))
+    if (!isSnapshot(event.kind))
+        return 1;
+    orx::event::waitForRoom(self);
+    if (!sendSample(self))
         return ORX_WARNING(FAILED_TO_SEND, "Snapshot sample\n");
     return 1;
 }

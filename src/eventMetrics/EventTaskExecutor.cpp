@@ -7,6 +7,7 @@
 #include "src/dataModel/MetricCatalogue.h"
 #include "src/eventMetrics/EventPost.hpp"
 #include "src/eventMetrics/EventSample.hpp"
+#include "src/eventMetrics/SnapshotPace.hpp"
 #include "src/log/Log.hpp"
 #include "src/resource/MonitoringResource.h"
 #include "zddscore/heap.h"
@@ -51,6 +52,8 @@ bool initialize(Executor& self, const ORX_MonitoringEventProperty_t& eventProper
         return ORX_ERROR(FAILED_TO_CREATE, "event sample\n");
     std::memcpy(
         self.sample->info.root_resource_guid, rootResourceGuid, sizeof self.sample->info.root_resource_guid);
+    if (!initializePace(self.snapshotPace, *writer))
+        return false;
     if (!orx::dataModel::prepareEventValues())
         return ORX_ERROR(FAILED_TO_INITIALIZE, "types of the event metric groups\n");
     return startTaskExecutor(self, eventProperty, threadName, concurrencyModel);

@@ -22,12 +22,24 @@ struct DDS_Monitoring_Event;
 struct ORX_MonitoringResource;
 struct ORX_MonitoringResourceRegistry;
 
+/* When the worker waits before it writes a snapshot; see SnapshotPace.hpp. */
+struct ORX_MonitoringEventSnapshotPace {
+    DDS_UnsignedLong queuedSamplesLimit; /* from here on in the writer's queue a snapshot waits */
+    DDS_UnsignedLong queuedBytesLimit;
+    ORX_INT64 allowanceNs; /* to wait in all, until the queue has been empty again */
+    ORX_INT64 patienceNs;  /* to wait while nothing leaves the queue */
+    ORX_INT64 leftNs;      /* of the allowance; the worker's */
+    ORX_UINT32 waits;      /* atomic; for debuggers and tests */
+};
+typedef struct ORX_MonitoringEventSnapshotPace ORX_MonitoringEventSnapshotPace;
+
 struct ORX_MonitoringEventTaskExecutor {
     struct ORX_MonitoringTaskExecutor* taskExecutor; /* owned */
     DDS_DataWriter* writer;                          /* borrowed */
     /* Owned. The worker's, but for info.root_resource_guid, which is constant and read by any thread. */
     struct DDS_Monitoring_Event* sample;
     ORX_MonitoringEventTaskKind previousEventKind; /* of what is cached in `sample`; NONE if nothing is */
+    ORX_MonitoringEventSnapshotPace snapshotPace;
 };
 typedef struct ORX_MonitoringEventTaskExecutor ORX_MonitoringEventTaskExecutor;
 

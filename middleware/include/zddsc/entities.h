@@ -206,6 +206,7 @@ typedef struct DDS_DataWriterCountersI {
     DDS_UnsignedLongLong dropped_deadline;   /* of a built-in writer: held too long for its destination */
     DDS_UnsignedLong queued;                 /* in the queue now */
     DDS_UnsignedLong queued_peak;
+    DDS_UnsignedLong queued_bytes; /* of the encodings in the queue now; 0 for a built-in writer */
 } DDS_DataWriterCountersI;
 ZDDSC_EXPORT void DDS_DataWriter_get_countersI(const DDS_DataWriter* self, DDS_DataWriterCountersI* counters);
 /* Waits until the queue of an asynchronous writer is empty, at most maxWait. */

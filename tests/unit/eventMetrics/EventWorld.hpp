@@ -72,7 +72,9 @@ public:
     ORX_MonitoringResource* add(DDS_UnsignedLong classId, const char* name, ORX_MonitoringResource* parent,
         bool withForwarder = true) {
         DDS_GUID_t guid{};
-        guid.value[15] = ++made_;
+        ++made_;
+        for (unsigned i = 0; i < sizeof made_; ++i)
+            guid.value[15 - i] = static_cast<DDS_Octet>(made_ >> (8 * i));
         DDS_Entity* entity = DDS_Entity_create_observedI(entityKind(classId), &guid, 1);
         observed_.push_back(entity);
         const ORX_MonitoringResourceForwarder forwarder{getGroup, returnGroup};
@@ -217,7 +219,7 @@ private:
     ORX_MonitoringClass library_{};
     REDAInlineList selections_{};
     std::vector<DDS_Entity*> observed_;
-    DDS_Octet made_ = 0;
+    uint32_t made_ = 0;
 };
 
 #endif
