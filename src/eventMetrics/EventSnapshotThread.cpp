@@ -6,6 +6,7 @@
 #include "src/log/Log.hpp"
 #include "src/monitoringClass/MonitoringClassImpl.h"
 #include "src/resource/MonitoringResourceRegistry.h"
+#include "src/taskExecutor/Thread.hpp"
 #include "zddscore/heap.h"
 #include "zddscore/semaphore.h"
 
@@ -15,7 +16,6 @@ constexpr ORX_UINT32 orxLogSubmodule = orx::log::submodule::event;
 
 using SnapshotThread = ORX_MonitoringEventSnapshotThread;
 
-constexpr int threadStopTimeoutMs = 20000;
 constexpr DDS_Duration_t matchTimeout{1, 0};
 constexpr DDS_Duration_t lockTimeout{0, 200000000U}; // of one attempt
 
@@ -178,12 +178,7 @@ bool start(SnapshotThread& self, const DDS_ThreadSettings_t& settings, const cha
     setRunning(self, true);
     if (!watchMatches(self) || !watchStop(self))
         return false;
-    ORXOsapiCpuBitmap bitmap{};
-    if (!DDS_ThreadSettings_cpuListToBitmap(&bitmap, &settings.cpu_list, settings.cpu_rotation)) {
-        return ORX_ERROR(FAILED_TO_GET, "CPU Bitmap");
-    }
-    self.thread = ORXOsapiJoinableThread_new(threadName, settings.priority, static_cast<int>(settings.mask),
-        settings.stack_size, &bitmap, run, &self);
+    self.thread = orx::startThread(orxLogSubmodule, threadName, settings, run, &self);
     if (self.thread == nullptr)
         return ORX_ERROR(FAILED_TO_CREATE, "Monitoring Event Snapshot Thread");
     return true;
@@ -195,7 +190,7 @@ bool finalize(SnapshotThread& self) {
         setRunning(self, false);
         (void)DDS_GuardCondition_set_trigger_value(self.stopCondition, DDS_BOOLEAN_TRUE);
         (void)ORXOsapiSemaphore_give(self.stopSignal);
-        if (!ORXOsapiJoinableThread_stopAndDelete(self.thread, threadStopTimeoutMs)) {
+        if (!ORXOsapiJoinableThread_stopAndDelete(self.thread, orx::threadStopTimeoutMs)) {
             return ORX_ERROR(FAILED_TO_FINALIZE, "Monitoring Event Snapshot Thread");
         }
         self.thread = nullptr;

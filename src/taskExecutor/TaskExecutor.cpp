@@ -6,6 +6,7 @@
 #include "src/log/Log.hpp"
 #include "src/taskExecutor/TaskExecutorWorker.hpp"
 #include "src/taskExecutor/TaskQueue.hpp"
+#include "src/taskExecutor/Thread.hpp"
 #include "zddscore/heap.h"
 
 namespace {
@@ -13,8 +14,6 @@ namespace {
 constexpr ORX_UINT32 orxLogSubmodule = orx::log::submodule::taskExecutor;
 
 using namespace orx::taskExecutor;
-
-constexpr int threadStopTimeoutMs = 20000;
 
 bool createQueues(ORX_MonitoringTaskExecutor& self) {
     const ORX_UINT32 level = self.property.concurrencyLevel;
@@ -31,15 +30,10 @@ bool createQueues(ORX_MonitoringTaskExecutor& self) {
 }
 
 bool startThread(ORX_MonitoringTaskExecutor& self, const char* threadName) {
-    const DDS_ThreadSettings_t& settings = self.property.threadSettings;
-    ORXOsapiCpuBitmap bitmap{};
-    if (!DDS_ThreadSettings_cpuListToBitmap(&bitmap, &settings.cpu_list, settings.cpu_rotation)) {
-        return ORX_ERROR(FAILED_TO_GET, "CPU Bitmap");
-    }
     self.threadId = 0;
     std::atomic_ref(self.status).store(ORX_MONITORING_EXECUTOR_THREAD_RUNNING, std::memory_order_relaxed);
-    self.thread = ORXOsapiJoinableThread_new(threadName, settings.priority, static_cast<int>(settings.mask),
-        settings.stack_size, &bitmap, ORX_MonitoringTaskExecutor_run, &self);
+    self.thread = orx::startThread(
+        orxLogSubmodule, threadName, self.property.threadSettings, ORX_MonitoringTaskExecutor_run, &self);
     if (self.thread == nullptr) {
         return ORX_ERROR(FAILED_TO_CREATE, "Monitoring Executor thread with name %s\n", threadName);
     }
@@ -78,7 +72,7 @@ bool stopThread(ORX_MonitoringTaskExecutor& self) {
     if (ORXOsapiSemaphore_give(self.newTaskSignal) != ORX_OSAPI_SEMAPHORE_STATUS_OK) {
         return ORX_ERROR(FAILED_TO_UNLOCK, "Signaling executor new task semaphore.");
     }
-    if (!ORXOsapiJoinableThread_stopAndDelete(self.thread, threadStopTimeoutMs)) {
+    if (!ORXOsapiJoinableThread_stopAndDelete(self.thread, orx::threadStopTimeoutMs)) {
         return ORX_ERROR(FAILED_TO_FINALIZE, "Monitoring Executor thread\n");
     }
     self.thread = nullptr;

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 #include "orxmonitoring2d/dds_status_support.h"
 #include "src/dataModel/DistributionMapping.hpp"
@@ -414,6 +416,52 @@ TEST(EventTaskExecutor, PostsArriveInOrderAndOnce) {
     EXPECT_EQ(known.size(), 101U);
     EXPECT_EQ(updates, 100);
     EXPECT_EQ(samples.back()->info.epoch_metric + samples.back()->info.epoch_resource, 201U);
+}
+
+// Two application threads push for two resources of one queue, plain values and texts, while the worker takes
+// them off.
+TEST(EventTaskExecutor, TwoProducersOfOneQueueLoseNothing) {
+    constexpr DDS_Long pushes = 3000;
+    EventWorld world{{.period = {0, 1'000'000}, .level = 1}};
+    EventReader reader{EventWorld::domain};
+    auto* participant = world.addParticipant("p");
+    ORX_MonitoringResource* topics[] = {world.addTopic("a", participant), world.addTopic("b", participant)};
+    std::atomic<int> failures{0};
+    const auto produce = [&](ORX_MonitoringResource* topic) {
+        for (DDS_Long i = 1; i <= pushes; ++i) {
+            const DDS_Monitoring_InconsistentTopicStatus status{i, 1};
+            failures += !world.push(topic, inconsistentTopicGroup, &status);
+            failures += !world.push(topic, topicNameGroup, std::to_string(i).c_str());
+        }
+    };
+    std::thread first{produce, topics[0]};
+    std::thread second{produce, topics[1]};
+    DDS_Long last[2] = {0, 0};
+    DDS_Long lastName[2] = {0, 0};
+    EventSamples samples;
+    const bool all = reader.takeUntilThat(samples, [&] {
+        for (const auto& sample : samples) {
+            const int which = isGuid(sample->resource_guid, topics[0]->base.guid) ? 0 : 1;
+            const auto& topic = sample->value._u.topic;
+            if (topic.status_inconsistent_topic != nullptr) {
+                EXPECT_GT(topic.status_inconsistent_topic->total_count, last[which]);
+                last[which] = topic.status_inconsistent_topic->total_count;
+            }
+            if (topic.topic_name != nullptr) {
+                EXPECT_GT(std::stoi(topic.topic_name), lastName[which]);
+                lastName[which] = std::stoi(topic.topic_name);
+            }
+        }
+        samples.clear();
+        return last[0] == pushes && last[1] == pushes && lastName[0] == pushes && lastName[1] == pushes;
+    });
+    first.join();
+    second.join();
+    EXPECT_TRUE(all) << last[0] << " " << last[1] << " " << lastName[0] << " " << lastName[1];
+    EXPECT_EQ(failures, 0);
+    DDS_DataWriterCountersI counters{};
+    DDS_DataWriter_get_countersI(world.entities->eventWriter, &counters);
+    EXPECT_EQ(counters.dropped_queue_full, 0U);
 }
 
 TEST(EventTaskExecutor, APushCallsNoHeapOnceWarm) {

@@ -139,6 +139,46 @@ TEST(Mutex, ExcludesThreadsWhateverTheWayOfTaking) {
     EXPECT_EQ(counter, 4 * rounds);
 }
 
+// Held for longer than a thread spins, so that the others sleep and have to be woken, whichever way they came.
+TEST(Mutex, WhoeverSleepsGetsItsTurn) {
+    Mutex mutex;
+    constexpr int rounds = 300;
+    const auto held = 200us;
+    int counter = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < rounds; ++i) {
+                ASSERT_EQ(mutex.take(t % 2 == 0 ? nullptr : &tenSeconds), ok);
+                const auto end = std::chrono::steady_clock::now() + held;
+                while (std::chrono::steady_clock::now() < end)
+                    ;
+                ++counter;
+                ASSERT_EQ(mutex.give(), ok);
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(counter, 4 * rounds);
+}
+
+// A thread that gives it touches nothing of it once another can have taken it.
+TEST(Mutex, WhoeverTakesItNextMayDeleteIt) {
+    for (int i = 0; i < 500; ++i) {
+        ORXOsapiSemaphore* mutex = ORXOsapiSemaphore_new(ORX_OSAPI_SEMAPHORE_KIND_MUTEX, nullptr);
+        ASSERT_NE(mutex, nullptr);
+        ASSERT_EQ(ORXOsapiSemaphore_take(mutex, nullptr), ok);
+        std::thread next([mutex] {
+            EXPECT_EQ(ORXOsapiSemaphore_take(mutex, nullptr), ok);
+            EXPECT_EQ(ORXOsapiSemaphore_give(mutex), ok);
+            EXPECT_TRUE(ORXOsapiSemaphore_delete(mutex));
+        });
+        EXPECT_EQ(ORXOsapiSemaphore_give(mutex), ok);
+        next.join();
+    }
+}
+
 TEST(BinarySemaphore, StartsEmptyAndCountsToOne) {
     Binary semaphore;
     EXPECT_EQ(semaphore.take(&zero), timedOut);
