@@ -17,7 +17,7 @@ namespace {
 constexpr ORX_UINT32 topicGuidGroup = 0;
 constexpr ORX_UINT32 topicNameGroup = 1;
 constexpr ORX_UINT32 inconsistentTopicGroup = 3;
-constexpr ORX_UINT32 offeredIncompatibleQosGroup = 3;   // of a data writer
+constexpr ORX_UINT32 offeredIncompatibleQosGroup = 3;    // of a data writer
 constexpr ORX_UINT32 firstPeriodicGroupOfDataWriter = 9; // status_cache, a plain one
 
 bool isGuid(const DDS_Monitoring_GUID_t& left, const DDS_Monitoring_GUID_t& right) {
@@ -546,7 +546,8 @@ TEST(EventTaskExecutor, EveryPlainGroupIsCopiedWhole) {
     for (auto* resource : resources) {
         ASSERT_NE(resource, nullptr);
         const auto forms = orx::dataModel::eventValueForms(resource->base.class_id);
-        ASSERT_EQ(forms.size(), ORX_Monitoring_getResourceInfo(resource->base.class_id)->eventMetricGroupCount);
+        ASSERT_EQ(
+            forms.size(), ORX_Monitoring_getResourceInfo(resource->base.class_id)->eventMetricGroupCount);
         for (ORX_UINT32 group = 0; group < forms.size(); ++group) {
             const auto size = forms[group].plainSize;
             if (size == 0)
@@ -554,8 +555,8 @@ TEST(EventTaskExecutor, EveryPlainGroupIsCopiedWhole) {
             ASSERT_LE(size, sizeof value);
             ASSERT_TRUE(world.push(resource, group, value));
             auto& queue = world.executor->taskExecutor->queues[0];
-            const auto* task = reinterpret_cast<const ORX_MonitoringTaskExecutorTask*>(
-                REDAInlineList_getLast(&queue.tasks));
+            const auto* task =
+                reinterpret_cast<const ORX_MonitoringTaskExecutorTask*>(REDAInlineList_getLast(&queue.tasks));
             const auto* event = static_cast<const ORX_MonitoringEventTask*>(task->payload);
             EXPECT_EQ(event->kind, ORX_MONITORING_EVENT_TASK_KIND_METRIC);
             EXPECT_EQ(event->metricGroupIndex, group);

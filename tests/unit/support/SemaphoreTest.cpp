@@ -139,7 +139,8 @@ TEST(Mutex, ExcludesThreadsWhateverTheWayOfTaking) {
     EXPECT_EQ(counter, 4 * rounds);
 }
 
-// Held for longer than a thread spins, so that the others sleep and have to be woken, whichever way they came.
+// Held for longer than a thread spins, so that the others sleep and have to be woken, whichever way they
+// came.
 TEST(Mutex, WhoeverSleepsGetsItsTurn) {
     Mutex mutex;
     constexpr int rounds = 300;
