@@ -10,6 +10,7 @@
 #include <spdlog/sinks/null_sink.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -47,9 +48,10 @@ public:
         Node* node = &nodes_[next_++ % nodes_.size()];
         std::memcpy(&node->status, &status, sizeof status);
         node->next = nullptr;
+        // As to a consumer that walks without the mutex.
         if (tail_ != nullptr)
-            tail_->next = node;
-        tail_ = node;
+            std::atomic_ref(tail_->next).store(node, std::memory_order_release);
+        std::atomic_ref(tail_).store(node, std::memory_order_release);
         pthread_mutex_unlock(&mutex_);
     }
 
