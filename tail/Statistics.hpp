@@ -53,7 +53,9 @@ private:
 struct TopicCounts {
     std::uint64_t received = 0;
     std::uint64_t snapshots = 0; // of them
-    std::uint64_t lost = 0;      // by the writers' sequence numbers
+    // By the writers' sequence numbers, once something behind the gap has come. What came and was not decoded
+    // or not kept is a gap too.
+    std::uint64_t lost = 0;
     std::uint64_t undecodable = 0;
     std::uint64_t notCached = 0; // came faster than they were read
 };
