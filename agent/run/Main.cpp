@@ -31,9 +31,9 @@ void printHelp() {
               "\n"
               "Runs a program that uses Cyclone DDS " ORX_ENGINE_VERSION
               " so that it can be monitored: its entities,\n"
-              "their names and types and the changes of their statuses are published on the\n"
-              "monitoring domain. The program itself stays as it is, and so do the programs that it\n"
-              "starts, which are monitored as well.\n"
+              "their names and types, the changes of their statuses, figures about their data and\n"
+              "log messages are published on the monitoring domain. The program itself stays as it\n"
+              "is, and so do the programs that it starts, which are monitored as well.\n"
               "\n"
               "Options, with the variables of the environment that mean the same:\n");
     for (const Option& option : orx::agent::options()) {

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <regex>
+#include <set>
 #include <sstream>
 
 #include "Record.hpp"
@@ -96,6 +98,27 @@ TEST_F(Figures, DataCallsAreCountedOnceAndChangeNothing) {
     EXPECT_EQ(periodic.figure("querycondition", readerCache, "samples"), 1);
 }
 
+// What a library exports of the calls that move data.
+std::set<std::string> dataCallsOf(const std::string& library) {
+    const std::regex moves("dds_(write|forward|dispose|unregister|read|take)[a-z_]*");
+    const std::regex others(
+        "dds_(write_flush|write_set_batch|(read|take)_(status|guardcondition)|(read|writ)er_.*)");
+    std::set<std::string> calls;
+    for (const std::string& line : linesOf(run({"nm", "-D", "--defined-only", library}).output)) {
+        std::string name = line.substr(line.rfind(' ') + 1);
+        name = name.substr(0, name.find('@'));
+        if (std::regex_match(name, moves) && !std::regex_match(name, others))
+            calls.insert(name);
+    }
+    return calls;
+}
+
+TEST(DataCalls, AllThatTheEngineExportsAreCounted) {
+    const std::set<std::string> engine = dataCallsOf(ENGINE_LIBRARY);
+    EXPECT_EQ(engine.size(), 14u + 24u);
+    EXPECT_EQ(dataCallsOf(std::string(ORX_BIN) + "/../lib/liborxshim.so"), engine);
+}
+
 // Two processes, each with an agent of its own.
 TEST_F(Figures, WhatTheEngineKnowsOfAReliableWriterIsTold) {
     const Record other;
@@ -124,6 +147,25 @@ TEST_F(Figures, WhatTheEngineKnowsOfAReliableWriterIsTold) {
     EXPECT_EQ(reader.figure("sink", readerProtocol, "received"), 20);
     EXPECT_EQ(reader.figure("sink", readerProtocol, "bytes"), 20 * 12);
     EXPECT_EQ(reader.figure("sink", readerCache, "samples"), 0);
+}
+
+// The sampler looks a hundred times a second while entities come and go, and while the program ends the
+// engine.
+TEST_F(Figures, ProgramsMakeAndEndEntitiesBesideTheSampler) {
+    const std::vector<std::pair<const char*, const char*>> modes = {
+        {"churn", "150"}, {"ancestors", "0"}, {"engine", "0"}, {"fork", "0"}, {"short", "200"}};
+    for (const auto& [mode, number] : modes) {
+        Environment environment = polled({{"PROGRAM_LINGER_MS", "100"}, {"ORX_TEST_PERIODIC_MS", "1"}});
+        environment["ORX_AGENT_POLLING_PERIOD"] = "0.02";
+        environment["ASAN_OPTIONS"] = "detect_leaks=0"; // a forked child leaves its parent's memory
+        const Outcome recorded =
+            run(underAgent({testProgram("agent_AgentProgram"), mode, number}), environment);
+        EXPECT_EQ(recorded.exitCode, 0) << mode << ": " << recorded.errors;
+        const Outcome real =
+            run(underAgent({testProgram("agent_AgentProgram"), mode, number}, {"--polling-period", "0.02"}),
+                {{"ASAN_OPTIONS", "detect_leaks=0"}});
+        EXPECT_EQ(real.exitCode, 0) << mode << ": " << real.errors;
+    }
 }
 
 // The real library, from the sampler to a reader in another process.
