@@ -33,6 +33,7 @@ struct DDS_ConditionImpl {
     const zdds::conditions::ConditionKind kind;
     zdds::conditions::Attachment* attachments = nullptr; // under the conditions' mutex
     std::atomic<DDS_UnsignedLong> attachmentCount{0};    // of the list; sequentially consistent, see above
+    std::atomic<const DDS_ConditionHandler*> handler{nullptr};
 };
 
 // statusChanges are the entity's; the condition is triggered while an enabled one is raised.

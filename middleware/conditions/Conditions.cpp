@@ -46,6 +46,17 @@ DDS_Boolean DDS_Condition_get_trigger_value(DDS_Condition* self) {
     return isTriggered(*self);
 }
 
+DDS_ReturnCode_t DDS_Condition_set_handler(DDS_Condition* self, const DDS_ConditionHandler* handler) {
+    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
+    self->handler.store(handler, std::memory_order_release);
+    return DDS_RETCODE_OK;
+}
+
+DDS_ConditionHandler* DDS_Condition_get_handler(const DDS_Condition* self) {
+    ZDDS_REQUIRE(self != nullptr, nullptr);
+    return const_cast<DDS_ConditionHandler*>(self->handler.load(std::memory_order_acquire));
+}
+
 DDS_Condition* DDS_StatusCondition_as_condition(DDS_StatusCondition* self) {
     return self;
 }

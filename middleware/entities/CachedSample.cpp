@@ -53,6 +53,13 @@ CachedSample* CachedSample::create(const engine::IncomingSample& sample) {
     return self;
 }
 
+CachedSample* CachedSample::createMade(const engine::IncomingSample& sample, uint32_t countedSize) {
+    CachedSample* self = create(sample);
+    if (self != nullptr)
+        self->size = countedSize;
+    return self;
+}
+
 void CachedSample::destroy(CachedSample* sample, const DDS_TypePlugin& plugin) {
     if (sample == nullptr)
         return;

@@ -45,6 +45,8 @@ struct CachedSample {
 
     // A copy of what the engine tells, with the bytes behind it; null when memory is out.
     static CachedSample* create(const engine::IncomingSample& sample);
+    // Without bytes: of a sample that is made by hand, whose value may follow.
+    static CachedSample* createMade(const engine::IncomingSample& sample, uint32_t countedSize);
     static void destroy(CachedSample* sample, const DDS_TypePlugin& plugin);
     // Decodes once; callers serialize. False when the bytes are no value of the type, or memory is out.
     bool decode(const DDS_TypePlugin& plugin);

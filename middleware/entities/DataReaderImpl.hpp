@@ -8,6 +8,7 @@
 #include "middleware/entities/ParticipantImpl.hpp"
 #include "middleware/entities/ReadConditionList.hpp"
 #include "middleware/entities/ReaderCache.hpp"
+#include "middleware/entities/RemoteWriterQueues.hpp"
 #include "middleware/entities/SampleLoan.hpp"
 
 struct DDS_DataReaderImpl : DDS_EntityImpl {
@@ -37,7 +38,8 @@ struct DDS_DataReaderImpl : DDS_EntityImpl {
     zdds::ListenerThread listener{*this};
     Sink sink{*this};
     zdds::ReadConditionList readConditions;
-    mutable zdds::Mutex statusMutex; // guards the two below
+    zdds::RemoteWriterQueues remoteWriters; // those that are asserted by hand
+    mutable zdds::Mutex statusMutex;        // guards the two below
     DDS_SubscriptionMatchedStatus matchedStatus{};
     zdds::MatchedEndpoints matched;
 };

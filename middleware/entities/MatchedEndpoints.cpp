@@ -25,7 +25,20 @@ bool MatchedEndpoints::add(const engine::RemoteEndpoint& endpoint) {
     return true;
 }
 
+bool MatchedEndpoints::knows(const DDS_GUID_t& endpoint) const {
+    for (size_t i = 0; i < count_; ++i) {
+        if (DDS_GUID_equals(&endpoints_[i].endpoint, &endpoint))
+            return true;
+    }
+    for (const DDS_GUID_t& past : past_) {
+        if (DDS_GUID_equals(&past, &endpoint))
+            return true;
+    }
+    return false;
+}
+
 void MatchedEndpoints::remove(const engine::RemoteEndpoint& endpoint) {
+    past_[nextPast_++ % pastCount] = endpoint.endpoint;
     for (size_t i = 0; i < count_; ++i) {
         if (!DDS_GUID_equals(&endpoints_[i].endpoint, &endpoint.endpoint))
             continue;

@@ -22,6 +22,8 @@ public:
     bool add(const engine::RemoteEndpoint& endpoint);
     void remove(const engine::RemoteEndpoint& endpoint);
     size_t count() const { return count_; }
+    // Whether it is there, or was until lately.
+    bool knows(const DDS_GUID_t& endpoint) const;
     const engine::RemoteEndpoint& operator[](size_t index) const { return endpoints_[index]; }
     DDS_ReturnCode_t copyHandles(DDS_InstanceHandleSeq& handles) const;
 
@@ -29,6 +31,9 @@ private:
     engine::RemoteEndpoint* endpoints_ = nullptr;
     size_t count_ = 0;
     size_t room_ = 0;
+    static constexpr size_t pastCount = 64;
+    DDS_GUID_t past_[pastCount] = {}; // those that left last
+    size_t nextPast_ = 0;
 };
 
 // Counts a change into a matched status; `Handle` is the member that names the last endpoint.

@@ -1,5 +1,6 @@
 #include "middleware/entities/ReadConditionList.hpp"
 
+#include "middleware/conditions/QueryExpression.hpp"
 #include "middleware/conditions/ReadConditionImpl.hpp"
 #include "middleware/entities/DataReaderImpl.hpp"
 #include "middleware/log/DdsLog.hpp"
@@ -44,21 +45,53 @@ void ReadConditionList::wakeWaiters() {
         conditions::wakeWaiters(*one);
 }
 
+namespace {
+
+DDS_ReadConditionImpl* createCondition(DDS_DataReaderImpl& reader, DDS_SampleStateMask sampleStates,
+    DDS_ViewStateMask viewStates, DDS_InstanceStateMask instanceStates, const KeyFilter& key) {
+    SampleSelection selection;
+    selection.sampleStates = sampleStates;
+    selection.viewStates = viewStates;
+    selection.instanceStates = instanceStates;
+    selection.key = key;
+    auto* condition =
+        create<DDS_ReadConditionImpl>("struct DDS_ReadConditionImpl", reader, reader.cache, selection);
+    if (condition == nullptr)
+        return ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "read condition");
+    reader.readConditions.add(*condition);
+    return condition;
+}
+
+} // namespace
 } // namespace zdds
 
 DDS_ReadCondition* DDS_DataReader_create_readcondition(DDS_DataReader* self, DDS_SampleStateMask sampleStates,
     DDS_ViewStateMask viewStates, DDS_InstanceStateMask instanceStates) {
     ZDDS_REQUIRE(self != nullptr, nullptr);
-    zdds::SampleSelection selection;
-    selection.sampleStates = sampleStates;
-    selection.viewStates = viewStates;
-    selection.instanceStates = instanceStates;
-    auto* condition =
-        zdds::create<DDS_ReadConditionImpl>("struct DDS_ReadConditionImpl", *self, self->cache, selection);
-    if (condition == nullptr)
-        return ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "read condition");
-    self->readConditions.add(*condition);
-    return condition;
+    return zdds::createCondition(*self, sampleStates, viewStates, instanceStates, {});
+}
+
+DDS_QueryCondition* DDS_DataReader_create_querycondition(DDS_DataReader* self,
+    DDS_SampleStateMask sampleStates, DDS_ViewStateMask viewStates, DDS_InstanceStateMask instanceStates,
+    const char* expression, const DDS_StringSeq* parameters) {
+    ZDDS_REQUIRE(self != nullptr, nullptr);
+    ZDDS_REQUIRE(expression != nullptr, nullptr);
+    if (parameters != nullptr && DDS_StringSeq_get_length(parameters) != 0)
+        return ZDDS_FAIL(nullptr, NOT_SUPPORTED, "parameters of the query '%s'", expression);
+    zdds::KeyFilter key;
+    const char* defect = zdds::conditions::parseQuery(*self->topic->plugin, expression, &key);
+    if (defect != nullptr)
+        return ZDDS_FAIL(nullptr, BAD_PARAMETER_FAILURE, "query '%s' of topic '%s': %s", expression,
+            self->topic->name, defect);
+    return zdds::createCondition(*self, sampleStates, viewStates, instanceStates, key);
+}
+
+DDS_ReadCondition* DDS_QueryCondition_as_readcondition(DDS_QueryCondition* self) {
+    return self;
+}
+
+DDS_Condition* DDS_QueryCondition_as_condition(DDS_QueryCondition* self) {
+    return self;
 }
 
 DDS_ReturnCode_t DDS_DataReader_delete_readcondition(DDS_DataReader* self, DDS_ReadCondition* condition) {

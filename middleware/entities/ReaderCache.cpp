@@ -62,7 +62,7 @@ bool ReaderCache::take(CachedSample& cached, const engine::IncomingSample& sampl
         ++counters_.dropped_cache_full;
         return false;
     }
-    changeState(*instance, sample);
+    changeState(*instance, sample.kind, sample.writer);
     // A writer that leaves an instance to others changes nothing that a reader would see.
     if (sample.kind == engine::SampleKind::unregister && instance->state == DDS_ALIVE_INSTANCE_STATE) {
         forgetIfEmpty(*instance);
@@ -79,22 +79,47 @@ bool ReaderCache::take(CachedSample& cached, const engine::IncomingSample& sampl
     return true;
 }
 
+bool ReaderCache::insertMade(CachedSample& sample, engine::SampleKind kind, const InstanceKey& key) {
+    Guard guard(mutex_);
+    ++counters_.received;
+    Instance* instance = instances_.isKeyed() ? instances_.assertInstance(key) : &instances_.single();
+    bool isTaken = false;
+    if (instance != nullptr) {
+        DDS_GUID_t writer;
+        DDS_InstanceHandle_to_guid(&sample.info.publication_handle, &writer);
+        changeState(*instance, kind, writer);
+        if (depth_ != 0 && instance->samples >= depth_)
+            dropOldest(*instance);
+        isTaken = fits(*instance, sample.size);
+        if (isTaken)
+            link(sample, *instance);
+        else
+            forgetIfEmpty(*instance);
+    }
+    counters_.dropped_cache_full += isTaken ? 0U : 1U;
+    guard.release();
+    if (!isTaken)
+        CachedSample::destroy(&sample, plugin_);
+    return isTaken;
+}
+
 // State follows from the sample even when the sample itself found no room.
-void ReaderCache::changeState(Instance& instance, const engine::IncomingSample& sample) {
-    switch (sample.kind) {
+void ReaderCache::changeState(Instance& instance, engine::SampleKind kind, const DDS_GUID_t& writer) {
+    switch (kind) {
     case engine::SampleKind::data:
         if (instance.state != DDS_ALIVE_INSTANCE_STATE)
             instance.isNew = true;
         instance.state = DDS_ALIVE_INSTANCE_STATE;
         if (instances_.isKeyed())
-            InstanceTable::addWriter(instance, sample.writer);
+            InstanceTable::addWriter(instance, writer);
         break;
     case engine::SampleKind::dispose:
         instance.state = DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE;
-        InstanceTable::addWriter(instance, sample.writer);
+        if (instances_.isKeyed())
+            InstanceTable::addWriter(instance, writer);
         break;
     case engine::SampleKind::unregister:
-        InstanceTable::removeWriter(instance, sample.writer);
+        InstanceTable::removeWriter(instance, writer);
         if (instance.writers == nullptr && instance.state == DDS_ALIVE_INSTANCE_STATE)
             instance.state = DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE;
         break;
@@ -190,7 +215,8 @@ bool ReaderCache::selects(
     const DDS_SampleStateMask sampleState = sample.isRead ? DDS_READ_SAMPLE_STATE : DDS_NOT_READ_SAMPLE_STATE;
     const DDS_ViewStateMask viewState = instance.isNew ? DDS_NEW_VIEW_STATE : DDS_NOT_NEW_VIEW_STATE;
     return (only == nullptr || only == &instance) && (selection.sampleStates & sampleState) != 0 &&
-           (selection.viewStates & viewState) != 0 && (selection.instanceStates & instance.state) != 0;
+           (selection.viewStates & viewState) != 0 && (selection.instanceStates & instance.state) != 0 &&
+           selection.key.accepts(sample.key);
 }
 
 // Without a key the nil handle is the one instance.
@@ -299,6 +325,14 @@ bool ReaderCache::decode(CachedSample& sample) {
 DDS_DataReaderCountersI ReaderCache::counters() const {
     Guard guard(mutex_);
     return counters_;
+}
+
+bool ReaderCache::findKey(const DDS_InstanceHandle_t& handle, InstanceKey* key) {
+    Guard guard(mutex_);
+    const Instance* instance = instances_.find(handle);
+    if (instance != nullptr)
+        *key = instance->key;
+    return instance != nullptr;
 }
 
 bool ReaderCache::fillKey(const DDS_InstanceHandle_t& handle, void* sample) {

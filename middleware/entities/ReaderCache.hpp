@@ -7,11 +7,26 @@
 #ifndef ZDDSC_ENTITIES_READER_CACHE_HPP
 #define ZDDSC_ENTITIES_READER_CACHE_HPP
 
+#include <cstring>
+
 #include "middleware/entities/InstanceTable.hpp"
 #include "middleware/entities/Sync.hpp"
 #include "zddsc/entities.h"
 
 namespace zdds {
+
+// A part of a key, as InstanceKey has it, and the octets that it is to equal. Without any, every key is
+// wanted.
+struct KeyFilter {
+    DDS_UnsignedLong offset = 0;
+    DDS_UnsignedLong length = 0;
+    uint8_t octets[maximumKeyBytes] = {};
+
+    bool accepts(const InstanceKey& key) const {
+        return length == 0 ||
+               (offset + length <= key.length && std::memcmp(key.bytes + offset, octets, length) == 0);
+    }
+};
 
 // Which samples a read or take wants.
 struct SampleSelection {
@@ -22,6 +37,7 @@ struct SampleSelection {
     // some.
     enum class Scope { all, instance, nextInstance } scope = Scope::all;
     DDS_InstanceHandle_t instance{};
+    KeyFilter key;
 };
 
 class ReaderCache {
@@ -45,6 +61,9 @@ public:
 
     // Takes a sample in. False when there is nothing new to read: it was dropped, and counted.
     bool insert(const engine::IncomingSample& sample);
+    // Takes in a sample that was made by hand; it is the cache's in any case. Its instance: `key`, of a keyed
+    // topic. Without a key the end of a writer shows as a sample too.
+    bool insertMade(CachedSample& sample, engine::SampleKind kind, const InstanceKey& key);
     // A writer came or went. True when there is something new to read: an instance lost its last writer.
     bool writerMatched();
     bool writerUnmatched(const DDS_GUID_t& writer);
@@ -63,6 +82,7 @@ public:
     DDS_DataReaderCountersI counters() const;
     // Whether there is an instance of that handle; without a key it is the nil handle.
     bool knows(const DDS_InstanceHandle_t& handle);
+    bool findKey(const DDS_InstanceHandle_t& handle, InstanceKey* key);
     // Fills the key members of an initialized sample. False when there is no such instance.
     bool fillKey(const DDS_InstanceHandle_t& handle, void* sample);
 
@@ -74,7 +94,7 @@ private:
     void unlink(CachedSample& sample);
     void forgetIfEmpty(Instance& instance);
     void dropOldest(const Instance& instance);
-    void changeState(Instance& instance, const engine::IncomingSample& sample);
+    void changeState(Instance& instance, engine::SampleKind kind, const DDS_GUID_t& writer);
     bool selects(const SampleSelection& selection, const Instance* only, const CachedSample& sample) const;
     const Instance* findInstance(const DDS_InstanceHandle_t& handle);
     bool findScope(const SampleSelection& selection, const Instance** only);

@@ -1,4 +1,4 @@
-// Instances of a reader, and the samples that are put into it by hand.
+// Instances of a reader.
 #include "middleware/entities/DataReaderImpl.hpp"
 #include "middleware/log/DdsLog.hpp"
 
@@ -18,37 +18,4 @@ DDS_InstanceHandle_t DDS_DataReader_lookup_instance_untypedI(DDS_DataReader* sel
         return DDS_HANDLE_NIL;
     const DDS_InstanceHandle_t handle = key.handle();
     return self->cache.knows(handle) ? handle : DDS_HANDLE_NIL;
-}
-
-// Queues of remote writers belong to isolated readers, which nothing fills yet.
-static DDS_ReturnCode_t refuseQueue(const DDS_DataReader* self, const DDS_GUID_t* writerGuid) {
-    ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    ZDDS_REQUIRE(writerGuid != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    return ZDDS_FAIL(DDS_RETCODE_UNSUPPORTED, NOT_SUPPORTED,
-        "remote writer queue of the reader of topic '%s'", self->topic->name);
-}
-
-DDS_ReturnCode_t DDS_DataReader_assert_remote_writer_queue(
-    DDS_DataReader* self, const DDS_GUID_t* writerGuid, const DDS_DataWriterQos* /*qos*/) {
-    return refuseQueue(self, writerGuid);
-}
-
-DDS_ReturnCode_t DDS_DataReader_delete_remote_writer_queue(
-    DDS_DataReader* self, const DDS_GUID_t* writerGuid) {
-    return refuseQueue(self, writerGuid);
-}
-
-DDS_ReturnCode_t DDS_DataReader_add_sample_to_remote_writer_queue_untypedI(DDS_DataReader* self,
-    const void* /*sample*/, const DDS_GUID_t* writerGuid, DDS_WriteParams_t* /*params*/) {
-    return refuseQueue(self, writerGuid);
-}
-
-DDS_ReturnCode_t DDS_DataReader_add_unregister_to_remote_writer_queue_untypedI(DDS_DataReader* self,
-    const DDS_GUID_t* writerGuid, DDS_WriteParams_t* /*params*/, const DDS_GUID_t* /*instance*/) {
-    return refuseQueue(self, writerGuid);
-}
-
-DDS_ReturnCode_t DDS_DataReader_add_dispose_to_remote_writer_queue_untypedI(DDS_DataReader* self,
-    const DDS_GUID_t* writerGuid, DDS_WriteParams_t* /*params*/, const DDS_GUID_t* /*instance*/) {
-    return refuseQueue(self, writerGuid);
 }

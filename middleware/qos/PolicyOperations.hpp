@@ -82,6 +82,7 @@ ZDDS_EQUAL_(DDS_TimeBasedFilterQosPolicy, equal(l.minimum_separation, r.minimum_
 ZDDS_EQUAL_(DDS_EntityFactoryQosPolicy, !l.autoenable_created_entities == !r.autoenable_created_entities)
 ZDDS_EQUAL_(DDS_PublishModeQosPolicy, l.kind == r.kind && l.max_queued_samples == r.max_queued_samples &&
                                           l.max_queued_bytes == r.max_queued_bytes)
+ZDDS_EQUAL_(DDS_ServiceQosPolicy, l.kind == r.kind)
 ZDDS_EQUAL_(DDS_WireProtocolQosPolicy, !l.vendor_specific_entity == !r.vendor_specific_entity)
 ZDDS_EQUAL_(DDS_DataWriterProtocolQosPolicy,
     !l.vendor_specific_entity == !r.vendor_specific_entity &&

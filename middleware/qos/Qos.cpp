@@ -36,7 +36,7 @@ template <class Q> auto policies(Q& q) requires std::is_same_v<std::remove_const
     return std::tie(q.durability, q.deadline, q.latency_budget, q.liveliness, q.reliability,
         q.destination_order, q.history, q.resource_limits, q.transport_priority, q.lifespan, q.user_data,
         q.ownership, q.ownership_strength, q.representation, q.publish_mode, q.protocol, q.property,
-        q.publication_name);
+        q.publication_name, q.service);
 }
 template <class Q> auto policies(Q& q) requires std::is_same_v<std::remove_const_t<Q>, DDS_DataReaderQos> {
     return std::tie(q.durability, q.deadline, q.latency_budget, q.liveliness, q.reliability,

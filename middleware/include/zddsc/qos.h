@@ -98,6 +98,12 @@ typedef struct DDS_TimeBasedFilterQosPolicy {
 typedef struct DDS_EntityFactoryQosPolicy {
     DDS_Boolean autoenable_created_entities;
 } DDS_EntityFactoryQosPolicy;
+typedef enum DDS_ServiceQosPolicyKind {
+    DDS_NO_SERVICE_QOS = 0 /* of an application, not of a service of the middleware */
+} DDS_ServiceQosPolicyKind;
+typedef struct DDS_ServiceQosPolicy {
+    DDS_ServiceQosPolicyKind kind;
+} DDS_ServiceQosPolicy;
 typedef struct DDS_EntityNameQosPolicy {
     char* name;
 } DDS_EntityNameQosPolicy; /* null is no name */
@@ -115,6 +121,13 @@ typedef struct DDS_PropertyQosPolicy {
 /* Adds; a name that is there already fails with DDS_RETCODE_PRECONDITION_NOT_MET. */
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_add_property(
     DDS_PropertyQosPolicy* policy, const char* name, const char* value, DDS_Boolean propagate);
+/* Copies of single policies into initialized values; on failure the destination is as it was. */
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_DurabilityQosPolicy_copy(
+    DDS_DurabilityQosPolicy* self, const DDS_DurabilityQosPolicy* source);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_PropertyQosPolicy_copy(
+    DDS_PropertyQosPolicy* self, const DDS_PropertyQosPolicy* source);
+ZDDSC_EXPORT DDS_ReturnCode_t DDS_EntityNameQosPolicy_copy(
+    DDS_EntityNameQosPolicy* self, const DDS_EntityNameQosPolicy* source);
 /* Null when there is none. Borrowed until the policy changes. */
 ZDDSC_EXPORT const DDS_Property_t* DDS_PropertyQosPolicyHelper_lookup_property(
     const DDS_PropertyQosPolicy* policy, const char* name);
@@ -210,6 +223,7 @@ typedef struct DDS_DataWriterQos {
     DDS_DataWriterProtocolQosPolicy protocol;
     DDS_PropertyQosPolicy property;
     DDS_EntityNameQosPolicy publication_name;
+    DDS_ServiceQosPolicy service;
 } DDS_DataWriterQos;
 
 typedef struct DDS_DataReaderQos {

@@ -2,7 +2,9 @@
 #ifndef ZDDSC_H
 #define ZDDSC_H
 
+#include "zddsc/async_wait_set.h"
 #include "zddsc/basic_types.h"
+#include "zddsc/builtin_topics.h"
 #include "zddsc/conditions.h"
 #include "zddsc/entities.h"
 #include "zddsc/logger.h"

@@ -232,8 +232,66 @@ TEST_F(Reading, AnIsolatedReaderMatchesNobody) {
     EXPECT_EQ(engine.matches(), 0);
     const DDS_GUID_t guid = guidOfReader();
     EXPECT_FALSE(DDS_GUID_equals(&guid, &DDS_GUID_UNKNOWN));
-    EXPECT_EQ(DDS_DataReader_assert_remote_writer_queue(reader, &guid, nullptr), DDS_RETCODE_UNSUPPORTED);
-    EXPECT_TRUE(log.has("NOT_SUPPORTED", "remote writer queue of the reader of topic 'Topic'"));
+}
+
+TEST_F(Reading, AnIsolatedReaderGetsWhatIsPutIntoIt) {
+    ReaderQos qos;
+    ASSERT_EQ(
+        DDS_PropertyQosPolicyHelper_add_property(&qos.property, "dds.data_reader.is_isolated", "true", 0),
+        DDS_RETCODE_OK);
+    makeReader(qos);
+    const DDS_GUID_t guid{{1, 2, 3}};
+    const TestSample sample{7, const_cast<char*>("by hand")};
+    EXPECT_EQ(DDS_DataReader_add_sample_to_remote_writer_queue_untypedI(reader, &sample, &guid, nullptr),
+        DDS_RETCODE_PRECONDITION_NOT_MET);
+    ASSERT_EQ(DDS_DataReader_assert_remote_writer_queue(reader, &guid, nullptr), DDS_RETCODE_OK);
+    DDS_SubscriptionMatchedStatus status;
+    DDS_DataReader_get_subscription_matched_status(reader, &status);
+    EXPECT_EQ(status.current_count, 1);
+    ASSERT_EQ(DDS_DataReader_add_sample_to_remote_writer_queue_untypedI(reader, &sample, &guid, nullptr),
+        DDS_RETCODE_OK);
+    {
+        Loan loan(reader, true);
+        ASSERT_EQ(loan.numbers(), std::vector<int>{7});
+        EXPECT_STREQ(loan.samples[0].text, "by hand");
+        EXPECT_TRUE(loan.info(0).valid_data);
+        EXPECT_EQ(loan.info(0).publication_sequence_number.low, 1U);
+    }
+    ASSERT_EQ(DDS_DataReader_add_unregister_to_remote_writer_queue_untypedI(reader, &guid, nullptr, &guid),
+        DDS_RETCODE_OK);
+    {
+        Loan loan(reader, true);
+        ASSERT_EQ(loan.samples.length(), 1);
+        EXPECT_FALSE(loan.info(0).valid_data);
+        EXPECT_EQ(loan.info(0).instance_state, DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE);
+    }
+    ASSERT_EQ(DDS_DataReader_add_dispose_to_remote_writer_queue_untypedI(reader, &guid, nullptr, &guid),
+        DDS_RETCODE_OK);
+    {
+        Loan loan(reader, true);
+        ASSERT_EQ(loan.samples.length(), 1);
+        EXPECT_FALSE(loan.info(0).valid_data);
+        EXPECT_EQ(loan.info(0).instance_state, DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE);
+    }
+    EXPECT_EQ(DDS_DataReader_delete_remote_writer_queue(reader, &guid), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DataReader_delete_remote_writer_queue(reader, &guid), DDS_RETCODE_PRECONDITION_NOT_MET);
+    DDS_DataReader_get_subscription_matched_status(reader, &status);
+    EXPECT_EQ(status.current_count, 0);
+}
+
+TEST_F(Reading, SamplesByHandHaveTheBoundsOfTheCache) {
+    ReaderQos qos;
+    qos.resource_limits.max_samples = 2;
+    makeReader(qos);
+    const DDS_GUID_t guid{{1, 2, 3}};
+    ASSERT_EQ(DDS_DataReader_assert_remote_writer_queue(reader, &guid, nullptr), DDS_RETCODE_OK);
+    const TestSample sample{7, const_cast<char*>("by hand")};
+    for (int i = 0; i < 2; ++i)
+        ASSERT_EQ(DDS_DataReader_add_sample_to_remote_writer_queue_untypedI(reader, &sample, &guid, nullptr),
+            DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DataReader_add_sample_to_remote_writer_queue_untypedI(reader, &sample, &guid, nullptr),
+        DDS_RETCODE_OUT_OF_RESOURCES);
+    EXPECT_EQ(readerCounters().dropped_cache_full, 1U);
 }
 
 TEST_F(Reading, SubscriptionMatchesAreCounted) {

@@ -1,0 +1,229 @@
+// Query conditions, and samples that are put into a reader by hand.
+#include "middleware/conditions/QueryExpression.hpp"
+#include "middleware/entities/ServiceRequestType.hpp"
+#include "tests/unit/middleware/ServiceRequestFixture.hpp"
+#include "zddsc/builtin_topics.h"
+
+namespace requests {
+namespace {
+
+const char* defectOf(const std::string& expression) {
+    zdds::KeyFilter filter;
+    return zdds::conditions::parseQuery(zdds::serviceRequestTypePlugin(), expression.c_str(), &filter);
+}
+
+TEST(QueryExpression, IntegersAndOctetsOfTheKeyAreCompared) {
+    EXPECT_EQ(defectOf("service_id = 4"), nullptr);
+    EXPECT_EQ(defectOf("service_id=-2147483648"), nullptr);
+    EXPECT_EQ(defectOf("  service_id\t=\n2147483647  "), nullptr);
+    EXPECT_EQ(defectOf("instance_id.value = &hex(00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0e 0f)"), nullptr);
+    EXPECT_EQ(defectOf("instance_id.value=&hex(000102030405060708090A0B0C0D0E0F)"), nullptr);
+}
+
+TEST(QueryExpression, AnythingElseIsAnError) {
+    for (const char* expression :
+        {"", " ", "=", "service_id", "service_id =", "service_id = ", "service_id = x",
+            "service_id = 2147483648", "service_id = -2147483649", "service_id = 99999999999999999999999",
+            "service_id = 4 AND service_id = 5", "service_id > 4", "service_id == 4", "service_id = 4.5",
+            "service_id = %0", "service_id = - 4x", "request_body = 4", "instance_id = 4",
+            "instance_id.value = 4", "instance_id.value = &hex()", "instance_id.value = &hex(00)",
+            "instance_id.value = &hex(00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F",
+            "instance_id.value = &hex(00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10)",
+            "instance_id.value = &hex(0g 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F)",
+            "instance_id.value = &hex(00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F) x"})
+        EXPECT_NE(defectOf(expression), nullptr) << expression;
+    EXPECT_NE(defectOf("service_id = " + std::string(2000, ' ') + "4"), nullptr) << "too long";
+    zdds::KeyFilter filter;
+    EXPECT_NE(zdds::conditions::parseQuery(test_type::plugin, "number = 4", &filter), nullptr)
+        << "a type without a key";
+}
+
+class Queries : public testing::Test {
+protected:
+    ~Queries() override {
+        peer.end();
+        zdds::engine::setInstance(nullptr);
+        EXPECT_EQ(loopback.liveObjects(), 0);
+    }
+    DDS_ReturnCode_t put(
+        const DDS_GUID_t& from, const Request& request, DDS_WriteParams_t* params = nullptr) const {
+        return DDS_DataReader_add_sample_to_remote_writer_queue_untypedI(
+            peer.reader, &request, &from, params);
+    }
+    DDS_QueryCondition* query(const std::string& expression) const {
+        return DDS_DataReader_create_querycondition(peer.reader, DDS_NOT_READ_SAMPLE_STATE,
+            DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, expression.c_str(), nullptr);
+    }
+    std::vector<std::string> take(DDS_QueryCondition* condition) const {
+        DDS_ServiceRequestSeq samples{};
+        DDS_SampleInfoSeq infos{};
+        std::vector<std::string> names;
+        DDS_ServiceRequestDataReader* typed = DDS_ServiceRequestDataReader_narrow(peer.reader);
+        if (DDS_ServiceRequestDataReader_take_w_condition(
+                typed, &samples, &infos, DDS_LENGTH_UNLIMITED, condition) != DDS_RETCODE_OK)
+            return names;
+        for (DDS_Long i = 0; i < DDS_ServiceRequestSeq_get_length(&samples); ++i) {
+            const DDS_ServiceRequest& one = *DDS_ServiceRequestSeq_get_reference(&samples, i);
+            const auto* name = reinterpret_cast<const char*>(one.instance_id.value);
+            names.push_back(std::to_string(one.service_id) + std::string(name, strnlen(name, 16)));
+        }
+        EXPECT_EQ(DDS_ServiceRequestDataReader_return_loan(typed, &samples, &infos), DDS_RETCODE_OK);
+        return names;
+    }
+
+    zdds::engine::LoopbackEngine loopback;
+    // Before the participant, which is made with it.
+    struct Chosen {
+        explicit Chosen(zdds::engine::LoopbackEngine& engine) { zdds::engine::setInstance(&engine); }
+    } chosen{loopback};
+    LogCapture log;
+    Peer peer;
+    const DDS_GUID_t writer = guidOf("a writer by hand");
+};
+
+using Names = std::vector<std::string>;
+
+TEST_F(Queries, AConditionSelectsByTheIntegerOfTheKey) {
+    ASSERT_EQ(DDS_DataReader_assert_remote_writer_queue(peer.reader, &writer, nullptr), DDS_RETCODE_OK);
+    DDS_QueryCondition* commands = query("service_id = 4");
+    ASSERT_NE(commands, nullptr);
+    ASSERT_EQ(put(writer, Request(reply, "a")), DDS_RETCODE_OK);
+    EXPECT_FALSE(DDS_Condition_get_trigger_value(DDS_QueryCondition_as_condition(commands)));
+    ASSERT_EQ(put(writer, Request(command, "b")), DDS_RETCODE_OK);
+    ASSERT_EQ(put(writer, Request(command, "c")), DDS_RETCODE_OK);
+    EXPECT_TRUE(DDS_Condition_get_trigger_value(DDS_QueryCondition_as_condition(commands)));
+    EXPECT_EQ(take(commands), (Names{"4b", "4c"}));
+    EXPECT_FALSE(DDS_Condition_get_trigger_value(DDS_QueryCondition_as_condition(commands)));
+    EXPECT_EQ(peer.take().size(), 1U) << "the other is still there";
+    EXPECT_EQ(DDS_DataReader_delete_readcondition(peer.reader, commands), DDS_RETCODE_OK);
+}
+
+TEST_F(Queries, AConditionSelectsByTheOctetsOfTheKey) {
+    ASSERT_EQ(DDS_DataReader_assert_remote_writer_queue(peer.reader, &writer, nullptr), DDS_RETCODE_OK);
+    DDS_QueryCondition* one =
+        query("instance_id.value = &hex(61 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00)");
+    ASSERT_NE(one, nullptr);
+    for (const char* name : {"b", "a", "c"}) {
+        ASSERT_EQ(put(writer, Request(command, name)), DDS_RETCODE_OK);
+        ASSERT_EQ(put(writer, Request(reply, name)), DDS_RETCODE_OK);
+    }
+    EXPECT_EQ(take(one), (Names{"4a", "5a"}));
+    EXPECT_EQ(DDS_DataReader_delete_readcondition(peer.reader, one), DDS_RETCODE_OK);
+}
+
+TEST_F(Queries, AConditionSelectsWhatComesFromTheNetwork) {
+    Peer sender;
+    DDS_QueryCondition* replies = query("service_id = 5");
+    DDS_WaitSet* waitSet = DDS_WaitSet_new();
+    DDS_WaitSet_attach_condition(waitSet, DDS_QueryCondition_as_condition(replies));
+    ASSERT_EQ(sender.send(peer, Request(command, "a")), DDS_RETCODE_OK);
+    ASSERT_EQ(sender.send(peer, Request(reply, "b")), DDS_RETCODE_OK);
+    DDS_ConditionSeq active{};
+    EXPECT_EQ(DDS_WaitSet_wait(waitSet, &active, &generous), DDS_RETCODE_OK);
+    DDS_ConditionSeq_finalize(&active);
+    EXPECT_EQ(take(replies), Names{"5b"});
+    DDS_WaitSet_delete(waitSet);
+    EXPECT_EQ(DDS_DataReader_delete_readcondition(peer.reader, replies), DDS_RETCODE_OK);
+}
+
+TEST_F(Queries, WhatIsNoQueryIsRefusedWithAReason) {
+    EXPECT_EQ(query("service_id > 4"), nullptr);
+    EXPECT_TRUE(log.has("BAD_PARAMETER_FAILURE",
+        "query 'service_id > 4' of topic 'DCPSServiceRequest': the only operator is ="));
+    DDS_StringSeq parameters{};
+    DDS_StringSeq_ensure_length(&parameters, 1, 1);
+    EXPECT_EQ(DDS_DataReader_create_querycondition(
+                  peer.reader, 2, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, "service_id = 4", &parameters),
+        nullptr);
+    DDS_StringSeq_finalize(&parameters);
+}
+
+TEST_F(Queries, ASampleByHandNeedsAQueueAndCarriesWhatItIsGiven) {
+    const Request request(command, "a", "body");
+    EXPECT_EQ(put(writer, request), DDS_RETCODE_PRECONDITION_NOT_MET);
+    ASSERT_EQ(DDS_DataReader_assert_remote_writer_queue(peer.reader, &writer, nullptr), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DataReader_assert_remote_writer_queue(peer.reader, &writer, nullptr), DDS_RETCODE_OK);
+    DDS_WriteParams_t params = DDS_WRITEPARAMS_DEFAULT;
+    params.source_guid = params.related_source_guid = guidOf("source");
+    params.source_timestamp = {1234, 5678U};
+    params.identity = {1, 7U};
+    ASSERT_EQ(put(writer, request, &params), DDS_RETCODE_OK);
+    ASSERT_EQ(put(writer, request), DDS_RETCODE_OK);
+    const std::vector<Taken> taken = peer.take();
+    ASSERT_EQ(taken.size(), 2U);
+    EXPECT_EQ(taken[0].body, "body");
+    const DDS_SampleInfo& info = taken[0].info;
+    EXPECT_TRUE(DDS_GUID_equals(&info.source_guid, &params.source_guid));
+    EXPECT_TRUE(DDS_GUID_equals(&info.related_source_guid, &params.related_source_guid));
+    EXPECT_EQ(info.source_timestamp.sec, 1234);
+    EXPECT_EQ(info.source_timestamp.nanosec, 5678U);
+    EXPECT_EQ(info.publication_sequence_number.high, 1);
+    EXPECT_EQ(info.publication_sequence_number.low, 7U);
+    DDS_GUID_t publication;
+    DDS_GUID_from_instance_handle(&publication, &info.publication_handle);
+    EXPECT_TRUE(DDS_GUID_equals(&publication, &writer));
+    EXPECT_EQ(taken[1].info.publication_sequence_number.low, 8U) << "without a number it counts on";
+    EXPECT_TRUE(DDS_GUID_equals(&taken[1].info.source_guid, &DDS_GUID_UNKNOWN));
+    DDS_WriteParams_t back = DDS_WRITEPARAMS_DEFAULT;
+    ASSERT_EQ(DDS_WriteParams_from_sample_info(&back, &info), DDS_RETCODE_OK);
+    EXPECT_EQ(back.identity.low, 7U);
+    EXPECT_EQ(back.source_timestamp.sec, 1234);
+    EXPECT_EQ(DDS_DataReader_delete_remote_writer_queue(peer.reader, &writer), DDS_RETCODE_OK);
+    EXPECT_EQ(
+        DDS_DataReader_delete_remote_writer_queue(peer.reader, &writer), DDS_RETCODE_PRECONDITION_NOT_MET);
+}
+
+TEST_F(Queries, MatchedWritersAndTheirParticipantsAreKnownAndRemembered) {
+    const DDS_GUID_t other = guidOf("nobody");
+    DDS_InstanceHandle_t handle, nobody;
+    DDS_InstanceHandle_from_guid(&handle, &writer);
+    DDS_InstanceHandle_from_guid(&nobody, &other);
+    ASSERT_EQ(DDS_DataReader_assert_remote_writer_queue(peer.reader, &writer, nullptr), DDS_RETCODE_OK);
+    DDS_PublicationBuiltinTopicData publication = DDS_PUBLICATION_BUILTIN_TOPIC_DATA_DEFAULT;
+    ASSERT_EQ(
+        DDS_DataReader_get_matched_publication_data(peer.reader, &publication, &handle), DDS_RETCODE_OK);
+    EXPECT_STREQ(publication.topic_name, "DCPSServiceRequest");
+    ORXOsapiRtpsGuid words;
+    DDS_GUID_t guid;
+    DDS_BuiltinTopicKey_to_mig_rtps_guidI(&publication.key, &words);
+    DDS_GUID_copy_from_pres_guid(&guid, &words);
+    EXPECT_TRUE(DDS_GUID_equals(&guid, &writer));
+    DDS_PublicationBuiltinTopicData_finalize(&publication);
+    DDS_DataReader_delete_remote_writer_queue(peer.reader, &writer);
+    DDS_ParticipantBuiltinTopicData participant = DDS_PARTICIPANT_BUILTIN_TOPIC_DATA_DEFAULT;
+    ASSERT_EQ(DDS_DataReader_get_matched_publication_participant_data(peer.reader, &participant, &handle),
+        DDS_RETCODE_OK)
+        << "of samples that are still to be read";
+    EXPECT_EQ(participant.key.value[3], 0x000001C1U);
+    DDS_InstanceHandle_t participantHandle;
+    DDS_Entity_instance_handle_to_participant_instance_handle(&participantHandle, &handle);
+    DDS_BuiltinTopicKey_to_mig_rtps_guidI(&participant.key, &words);
+    DDS_GUID_copy_from_pres_guid(&guid, &words);
+    DDS_InstanceHandle_from_guid(&handle, &guid);
+    EXPECT_TRUE(DDS_InstanceHandle_equals(&participantHandle, &handle));
+    EXPECT_EQ(DDS_DataReader_get_matched_publication_participant_data(peer.reader, &participant, &nobody),
+        DDS_RETCODE_PRECONDITION_NOT_MET);
+    EXPECT_EQ(DDS_DataReader_get_matched_publication_data(peer.reader, &publication, &DDS_HANDLE_NIL),
+        DDS_RETCODE_PRECONDITION_NOT_MET);
+}
+
+TEST_F(Queries, ExhaustedMemoryLosesTheSampleByHandAlone) {
+    bool isDone = false;
+    for (long n = 1; !isDone && n < 100; ++n) {
+        FailingHeap heap(n);
+        const bool isAsserted =
+            DDS_DataReader_assert_remote_writer_queue(peer.reader, &writer, nullptr) == DDS_RETCODE_OK;
+        if (isAsserted) {
+            const DDS_ServiceRequest empty = DDS_SERVICE_REQUEST_DEFAULT;
+            isDone = DDS_DataReader_add_sample_to_remote_writer_queue_untypedI(
+                         peer.reader, &empty, &writer, nullptr) == DDS_RETCODE_OK;
+        }
+        isDone = isDone && !heap.hasFailed();
+        peer.take();
+        DDS_DataReader_delete_remote_writer_queue(peer.reader, &writer);
+    }
+    EXPECT_TRUE(isDone);
+}
+
+} // namespace
+} // namespace requests
