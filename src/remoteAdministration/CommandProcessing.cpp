@@ -18,8 +18,12 @@ struct Operation {
     ORX_MonitoringCommandDispatcher_ProcessCommandFunction process;
 };
 constexpr Operation operations[] = {
-    {orx::operation::set_logging_forwarding_level, nullptr, nullptr},
-    {orx::operation::set_logging_collection_level, nullptr, nullptr},
+    {orx::operation::set_logging_forwarding_level,
+        ORX_MonitoringCommandDispatcher_getResourcesToSetLoggingForwardingLevel,
+        ORX_MonitoringCommandDispatcher_processSetLoggingForwardingLevel},
+    {orx::operation::set_logging_collection_level,
+        ORX_MonitoringCommandDispatcher_getResourcesToSetLoggingCollectionLevel,
+        ORX_MonitoringCommandDispatcher_processSetLoggingCollectionLevel},
     {orx::operation::request_resource_registry,
         ORX_MonitoringCommandDispatcher_getResourcesToRequestResourceRegistry,
         ORX_MonitoringCommandDispatcher_processRequestResourceRegistry},
