@@ -44,7 +44,9 @@ void (*setCategories)(uint32_t) = nullptr;
 uint32_t monitoringDomain = 0;
 // Set once and for all by the program's first use of the domain.
 std::atomic<bool> isShared{false};
-[[gnu::tls_model("initial-exec")]] thread_local bool isThreadOfMonitoring = false; // never allocated late
+// Of the general model: with one variable of the fixed one, all thread storage of this library would come out
+// of the few hundred bytes that a program has to spare for libraries that are loaded late.
+thread_local bool isThreadOfMonitoring = false;
 
 void onVerbosity(void*, ZDDS_Config_LogFacility facility, ZDDS_Config_LogVerbosity verbosity) {
     if (facility == ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE)

@@ -65,8 +65,8 @@ ORXOsapiSemaphore* findHeldMutex(ORX_MonitoringLockKind kind, DDS_UnsignedLong i
 }
 
 [[gnu::cold]] int notGiven(ORX_MonitoringLockKind kind, DDS_UnsignedLong index) {
-    return ZDDS_FAIL(1, FAILED_TO_UNLOCK, "monitoring lock of kind %d with index %u", static_cast<int>(kind),
-        index);
+    return ZDDS_FAIL(
+        1, FAILED_TO_UNLOCK, "monitoring lock of kind %d with index %u", static_cast<int>(kind), index);
 }
 
 } // namespace

@@ -29,7 +29,8 @@ void deleteValue(const DDS_TypeDescriptor& type, void* value);
 
 // What the distribution form of a group is made of.
 struct ValueForm {
-    std::uint32_t plainSize; // bytes that are the value, as for mapPlain; 0 for a text and for what owns memory
+    std::uint32_t
+        plainSize; // bytes that are the value, as for mapPlain; 0 for a text and for what owns memory
     const DDS_TypeDescriptor* type; // of what mapValue copies; null for a plain value and for a text
 };
 // Of the event groups of a class, in the order of its group table. Empty for an unknown class.

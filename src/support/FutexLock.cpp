@@ -49,8 +49,7 @@ void nap(std::atomic<std::uint32_t>& word, std::uint32_t value, long nanoseconds
         ++end.tv_sec;
     }
     end = earlier(end, deadline);
-    syscall(
-        SYS_futex, &word, FUTEX_WAIT_BITSET_PRIVATE, value, &end, nullptr, FUTEX_BITSET_MATCH_ANY);
+    syscall(SYS_futex, &word, FUTEX_WAIT_BITSET_PRIVATE, value, &end, nullptr, FUTEX_BITSET_MATCH_ANY);
 }
 
 } // namespace

@@ -72,13 +72,21 @@ private:
     // The thread sanitizer sees the order that the word makes; that this is a lock, whose order among others
     // it checks, it has to be told.
 #ifdef ZDDS_THREAD_SANITIZER
-    void beforeTake(bool isForEver) { __tsan_mutex_pre_lock(this, kindOf(isForEver)); }
+    void beforeTake(bool isForEver) {
+        __tsan_mutex_pre_lock(this, kindOf(isForEver));
+    }
     void afterTake(bool taken, bool isForEver) {
         __tsan_mutex_post_lock(this, kindOf(isForEver) | (taken ? 0U : __tsan_mutex_try_lock_failed), 0);
     }
-    void beforeGive() { __tsan_mutex_pre_unlock(this, 0); }
-    void afterGive() { __tsan_mutex_post_unlock(this, 0); }
-    static unsigned kindOf(bool isForEver) { return isForEver ? 0U : __tsan_mutex_try_lock; }
+    void beforeGive() {
+        __tsan_mutex_pre_unlock(this, 0);
+    }
+    void afterGive() {
+        __tsan_mutex_post_unlock(this, 0);
+    }
+    static unsigned kindOf(bool isForEver) {
+        return isForEver ? 0U : __tsan_mutex_try_lock;
+    }
 #else
     void beforeTake(bool) {}
     void afterTake(bool, bool) {}

@@ -13,8 +13,9 @@ struct HeldMutex {
     const char* name;
 };
 
-// Ranked mutexes that the thread holds. What does not fit is not checked.
-constexpr std::size_t capacity = 64;
+// Ranked mutexes that the thread holds. What does not fit is not checked. Few, since a library that is loaded
+// late has little thread storage to spare.
+constexpr std::size_t capacity = 16;
 thread_local HeldMutex held[capacity];
 thread_local std::size_t heldCount = 0;
 

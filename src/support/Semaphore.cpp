@@ -86,8 +86,7 @@ ORXOsapiSemaphoreStatus own(ORXOsapiSemaphore& self, const void* me) {
     return ok;
 }
 
-[[gnu::noinline]] ORXOsapiSemaphoreStatus takeBusyMutex(
-    ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
+[[gnu::noinline]] ORXOsapiSemaphoreStatus takeBusyMutex(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
     if (!(zdds::isForEver(timeout) ? self.lock.take(nullptr) : takeWithin(self.lock, *timeout)))
         return timedOut;
     return own(self, currentThread());

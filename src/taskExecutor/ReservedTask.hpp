@@ -1,8 +1,8 @@
 // The quick way of a post: node and payload in one buffer, and no call but for the arena and the list.
 //
 // For payloads whose size is known beforehand. It does what reserving a payload and posting it do, in one
-// step each. Threads: under the mutex of the queue, from the reservation to the post. Ownership: the buffer is
-// the caller's until it is linked, and goes back with REDAInlineMemBuffer_release; afterwards it is the
+// step each. Threads: under the mutex of the queue, from the reservation to the post. Ownership: the buffer
+// is the caller's until it is linked, and goes back with REDAInlineMemBuffer_release; afterwards it is the
 // queue's, which frees node and payload at once when the payload's delete function has run. Errors: false or
 // null, without a line of log.
 #ifndef ORX_RESERVED_TASK_HPP
