@@ -158,18 +158,49 @@ bool startThread() {
     return isStarted;
 }
 
-// At the program's end, on the thread that ends it. In a child that was forked nothing of the agent runs.
-void quiesce() {
-    if (getpid() != startedIn)
+// What the monitoring could not publish, by its cause.
+void tellLosses() {
+    DDS_DataWriterCountersI counters;
+    DDS_DataWriter_get_total_countersI(&counters);
+    const struct {
+        const char* cause;
+        DDS_UnsignedLongLong count;
+    } losses[] = {{"queue full", counters.dropped_queue_full},
+        {"refused by the engine", counters.dropped_engine}, {"not encodable", counters.dropped_encoding},
+        {"no memory", counters.dropped_no_memory}, {"time-out", counters.dropped_timeout},
+        {"no destination in time", counters.dropped_deadline}};
+    char text[512] = "";
+    size_t length = 0;
+    for (const auto& loss : losses) {
+        if (loss.count != 0 && length < sizeof text)
+            length += static_cast<size_t>(std::snprintf(text + length, sizeof text - length, "%s%s %llu",
+                length != 0 ? ", " : "", loss.cause, static_cast<unsigned long long>(loss.count)));
+    }
+    if (length == 0)
         return;
+    AGENT_WARNING(FAILURE, "samples of the monitoring were dropped: %s; published: %llu", text,
+        static_cast<unsigned long long>(counters.written));
+}
+
+// Waits for what is under way to be published.
+void settle() {
     const int64_t deadline = Deadline::now() + endBoundNs;
     theSampler().pause(deadline);
     if (!theRegistry().waitUntilIdle(deadline))
         return;
-    const int64_t published = lastWorkNs.load(std::memory_order_relaxed) + publicationNs;
+    const int64_t lastWork = lastWorkNs.load(std::memory_order_relaxed);
+    const int64_t published = (lastWork > lastCollectionNs() ? lastWork : lastCollectionNs()) + publicationNs;
     const int64_t left = (published < deadline ? published : deadline) - Deadline::now();
     if (left > 0)
         usleep(static_cast<useconds_t>(left / 1000));
+}
+
+// At the program's end, on the thread that ends it. In a child that was forked nothing of the agent runs.
+void quiesce() {
+    if (getpid() != startedIn)
+        return;
+    settle();
+    tellLosses();
 }
 
 bool applySettings(int32_t& domain) {

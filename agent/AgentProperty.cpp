@@ -152,6 +152,8 @@ void applyCollection() {
             logger, facility, ZDDS_Config_LogVerbosity_from_syslog_verbosity(verbosity), 0);
 }
 
+constexpr ORX_UINT32 repeatedLinesPerSecond = 3;
+
 // The libraries tell at status level what they did not do for every metric that a platform lacks: that is for
 // debugging.
 void setVerbosity(Verbosity verbosity) {
@@ -169,6 +171,8 @@ void setVerbosity(Verbosity verbosity) {
     ORX_MonitoringLog_setBitmaps(~0U, mask);
     DDSLog_setDependencyInstrumentationMask(mask);
     ORXLog_setStderrEnabled(verbosity != Verbosity::silent);
+    // A reader that stalls makes every sample fail: the program's stderr is not flooded with that.
+    ORXLog_setStderrRepetitionLimit(verbosity >= Verbosity::debug ? 0 : repeatedLinesPerSecond);
 }
 
 } // namespace orx::agent

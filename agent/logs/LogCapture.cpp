@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "dds/ddsrt/log.h"
+#include "src/support/Sync.hpp"
 #include "zddscore/thread.h"
 
 namespace orx::agent {
@@ -48,6 +49,14 @@ std::atomic<bool> isShared{false};
 // of the few hundred bytes that a program has to spare for libraries that are loaded late.
 thread_local bool isThreadOfMonitoring = false;
 
+// Relaxed: a moment more or less does no harm.
+std::atomic<int64_t> lastCollection{0};
+
+void hand(ZDDS_Config_LogFacility facility, const LogOrigin& origin, const char* text) {
+    ZDDS_Config_Logger_log(logger, facility, origin.level, 0, origin.category, text);
+    lastCollection.store(zdds::Deadline::now(), std::memory_order_relaxed);
+}
+
 void onVerbosity(void*, ZDDS_Config_LogFacility facility, ZDDS_Config_LogVerbosity verbosity) {
     if (facility == ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE)
         setCategories(categoriesOf(verbosity));
@@ -65,13 +74,11 @@ void onEngineLine(uint32_t category, const char* text, size_t size) {
     const size_t length = size < sizeof line ? size : sizeof line - 1;
     std::memcpy(line, text, length);
     line[length] = '\0';
-    ZDDS_Config_Logger_log(
-        logger, ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE, origin.level, 0, origin.category, line);
+    hand(ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE, origin, line);
 }
 
 void onUserLine(int priority, const char* text) {
-    const LogOrigin origin = originOfUserLine(priority);
-    ZDDS_Config_Logger_log(logger, ZDDS_CONFIG_LOG_FACILITY_USER, origin.level, 0, origin.category, text);
+    hand(ZDDS_CONFIG_LOG_FACILITY_USER, originOfUserLine(priority), text);
 }
 
 bool isMonitoringDomainShared() {
@@ -128,6 +135,10 @@ void fillLogCapture(OrxLogCapture& capture, int32_t domain) {
 void noteDomainOfProgram(uint32_t domain) {
     if (domain == monitoringDomain)
         isShared.store(true, std::memory_order_relaxed);
+}
+
+int64_t lastCollectionNs() {
+    return lastCollection.load(std::memory_order_relaxed);
 }
 
 void markThreadOfMonitoring() {

@@ -21,6 +21,8 @@ bool startLogCapture(void (*setCollectedCategories)(uint32_t categories));
 void fillLogCapture(OrxLogCapture& capture, int32_t monitoringDomain);
 // The program is about to use this domain.
 void noteDomainOfProgram(uint32_t domain);
+// When a message was last handed to the logger, on the monotonic clock; 0: never.
+int64_t lastCollectionNs();
 // The calling thread is one of the monitoring.
 void markThreadOfMonitoring();
 

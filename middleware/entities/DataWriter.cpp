@@ -182,23 +182,34 @@ DDS_ReturnCode_t DDS_DataWriter_get_matched_subscriptions(
     return self->matched.copyHandles(*handles);
 }
 
+constinit DDS_DataWriterImpl::Counters DDS_DataWriterImpl::Counters::ofAllWriters{};
+
+void DDS_DataWriterImpl::Counters::copyTo(DDS_DataWriterCountersI& counters) const {
+    constexpr auto relaxed = std::memory_order_relaxed;
+    counters = DDS_DataWriterCountersI{};
+    counters.written = written.load(relaxed);
+    counters.written_bytes = writtenBytes.load(relaxed);
+    counters.dropped_queue_full = droppedQueueFull.load(relaxed);
+    counters.dropped_engine = droppedEngine.load(relaxed);
+    counters.dropped_encoding = droppedEncoding.load(relaxed);
+    counters.dropped_no_memory = droppedNoMemory.load(relaxed);
+    counters.dropped_timeout = droppedTimeout.load(relaxed);
+    counters.dropped_deadline = droppedDeadline.load(relaxed);
+}
+
 void DDS_DataWriter_get_countersI(const DDS_DataWriter* self, DDS_DataWriterCountersI* counters) {
     ZDDS_REQUIRE(self != nullptr);
     ZDDS_REQUIRE(counters != nullptr);
-    constexpr auto relaxed = std::memory_order_relaxed;
-    *counters = DDS_DataWriterCountersI{};
-    counters->written = self->counters.written.load(relaxed);
-    counters->written_bytes = self->counters.writtenBytes.load(relaxed);
-    counters->dropped_queue_full = self->counters.droppedQueueFull.load(relaxed);
-    counters->dropped_engine = self->counters.droppedEngine.load(relaxed);
-    counters->dropped_encoding = self->counters.droppedEncoding.load(relaxed);
-    counters->dropped_no_memory = self->counters.droppedNoMemory.load(relaxed);
-    counters->dropped_timeout = self->counters.droppedTimeout.load(relaxed);
-    counters->dropped_deadline = self->counters.droppedDeadline.load(relaxed);
+    self->counters.copyTo(*counters);
     counters->queued = self->directed != nullptr ? self->directed->queued() : self->queue.queued();
     counters->queued_peak =
         self->directed != nullptr ? self->directed->queuedPeak() : self->queue.queuedPeak();
     counters->queued_bytes = self->directed != nullptr ? 0 : self->queue.queuedBytes();
+}
+
+void DDS_DataWriter_get_total_countersI(DDS_DataWriterCountersI* counters) {
+    ZDDS_REQUIRE(counters != nullptr);
+    DDS_DataWriterImpl::Counters::ofAllWriters.copyTo(*counters);
 }
 
 DDS_ReturnCode_t DDS_DataWriter_get_qos(DDS_DataWriter* self, DDS_DataWriterQos* qos) {

@@ -39,6 +39,15 @@ struct DDS_DataWriterImpl : DDS_EntityImpl {
 
     // Relaxed: counters that nothing is ordered by.
     struct Counters {
+        using Counter = std::atomic<uint64_t>;
+        // Here and in the sum over all writers.
+        void count(Counter Counters::*which, uint64_t amount = 1) {
+            (this->*which).fetch_add(amount, std::memory_order_relaxed);
+            (ofAllWriters.*which).fetch_add(amount, std::memory_order_relaxed);
+        }
+        void copyTo(DDS_DataWriterCountersI& counters) const;
+        static Counters ofAllWriters;
+
         std::atomic<uint64_t> written{0};
         std::atomic<uint64_t> writtenBytes{0};
         std::atomic<uint64_t> droppedQueueFull{0};

@@ -179,7 +179,7 @@ void DirectedWriter::settleFirst(Destination& to, bool isLost) {
 void DirectedWriter::dropOverdue(Destination& to) {
     const int64_t now = Deadline::now();
     while (to.first != nullptr && to.first->expiresNs <= now) {
-        writer_.counters.droppedDeadline.fetch_add(1, relaxed);
+        writer_.counters.count(&DDS_DataWriterImpl::Counters::droppedDeadline);
         settleFirst(to, true);
     }
 }
@@ -226,7 +226,7 @@ DDS_ReturnCode_t DirectedWriter::send(const DDS_GUID_t& reader, Sample* sample) 
     const bool fits = to != nullptr && to->samples < limits_.samples &&
                       to->bytes + sample->size <= limits_.bytes && bytes_ + sample->size <= limits_.allBytes;
     if (!fits) {
-        writer_.counters.droppedQueueFull.fetch_add(1, relaxed);
+        writer_.counters.count(&DDS_DataWriterImpl::Counters::droppedQueueFull);
         return DDS_RETCODE_OUT_OF_RESOURCES;
     }
     undo.dismiss();

@@ -26,14 +26,14 @@ DirectedWriter::Sample* encode(DDS_DataWriterImpl& writer, const DDS_ServiceRequ
     size_t size = PRESTypePlugin_interpretedGetSerializedSampleSize(plugin, writer.representation, value);
     auto* encoded = DirectedWriter::Sample::create(size, kind, sourceTimeNs);
     if (encoded == nullptr) {
-        writer.counters.droppedNoMemory.fetch_add(1, std::memory_order_relaxed);
+        writer.counters.count(&DDS_DataWriterImpl::Counters::droppedNoMemory);
         *result = DDS_RETCODE_OUT_OF_RESOURCES;
         return ZDDS_FAIL(nullptr, FAILED_TO_ALLOCATE, "service request of %zu bytes", size);
     }
     if (size == 0 || !PRESTypePlugin_interpretedSerialize(plugin, reinterpret_cast<char*>(encoded->bytes()),
                          &size, writer.representation, value)) {
         DirectedWriter::Sample::destroy(encoded);
-        writer.counters.droppedEncoding.fetch_add(1, std::memory_order_relaxed);
+        writer.counters.count(&DDS_DataWriterImpl::Counters::droppedEncoding);
         *result = DDS_RETCODE_BAD_PARAMETER;
         return ZDDS_FAIL(nullptr, FAILED_TO_SERIALIZE, "service request");
     }

@@ -13,18 +13,18 @@ namespace {
 constexpr auto relaxed = std::memory_order_relaxed;
 }
 
+using Counters = DDS_DataWriterImpl::Counters;
+
 void countWritten(DDS_DataWriterImpl& writer, size_t bytes) {
-    writer.counters.written.fetch_add(1, relaxed);
-    writer.counters.writtenBytes.fetch_add(bytes, relaxed);
+    writer.counters.count(&Counters::written);
+    writer.counters.count(&Counters::writtenBytes, bytes);
 }
 
 void countRefused(DDS_DataWriterImpl& writer, engine::Status status) {
-    DDS_DataWriterImpl::Counters& counters = writer.counters;
-    counters.refused.fetch_add(1, relaxed);
-    std::atomic<uint64_t>& cause = status == engine::Status::timeout          ? counters.droppedTimeout
-                                   : status == engine::Status::outOfResources ? counters.droppedNoMemory
-                                                                              : counters.droppedEngine;
-    cause.fetch_add(1, relaxed);
+    writer.counters.count(&Counters::refused);
+    writer.counters.count(status == engine::Status::timeout          ? &Counters::droppedTimeout
+                          : status == engine::Status::outOfResources ? &Counters::droppedNoMemory
+                                                                     : &Counters::droppedEngine);
 }
 
 namespace {
@@ -57,7 +57,7 @@ DDS_ReturnCode_t toReturnCode(engine::Status status) {
 
 // Counts the sample that found no room. A flood of drops is one line of the log, as is its end.
 DDS_ReturnCode_t dropFull(DDS_DataWriterImpl& writer) {
-    writer.counters.droppedQueueFull.fetch_add(1, relaxed);
+    writer.counters.count(&Counters::droppedQueueFull);
     if (!writer.isFull.exchange(true, relaxed))
         ZDDS_LOG_WARNING(
             FAILED_TO_ADD, "sample of topic '%s' to the full queue of its writer", writer.topic->name);
@@ -65,7 +65,7 @@ DDS_ReturnCode_t dropFull(DDS_DataWriterImpl& writer) {
 }
 
 DDS_ReturnCode_t dropUnencodable(DDS_DataWriterImpl& writer) {
-    writer.counters.droppedEncoding.fetch_add(1, relaxed);
+    writer.counters.count(&Counters::droppedEncoding);
     return ZDDS_FAIL(
         DDS_RETCODE_BAD_PARAMETER, FAILED_TO_SERIALIZE, "sample of topic '%s'", writer.topic->name);
 }

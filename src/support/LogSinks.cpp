@@ -194,6 +194,10 @@ void ORXLog_setStderrEnabled(int enabled) {
     stderrEnabled.store(enabled != 0, std::memory_order_relaxed);
 }
 
+void ORXLog_setStderrRepetitionLimit(ORX_UINT32 linesPerSecond) {
+    zdds::stderrWriterSetRepetitionLimit(linesPerSecond);
+}
+
 ORX_UINT64 ORXLog_getLostLineCount(void) {
     return zdds::stderrWriterLostLines();
 }

@@ -12,6 +12,7 @@
 
 #include "src/support/Futex.hpp"
 #include "src/support/MonotonicTime.hpp"
+#include "src/support/RepetitionGate.hpp"
 #include "zddscore/text.h"
 
 namespace {
@@ -42,6 +43,7 @@ struct Queue {
 };
 
 constinit Queue queue{};
+constinit zdds::RepetitionGate gate{};
 
 // The turn is kept as the distance from its first value, so that zeroed memory is an empty queue.
 std::uint32_t turnOf(std::uint32_t position) {
@@ -130,8 +132,8 @@ void appendModule(LineText& text, std::uint32_t module) {
     }
 }
 
-// time, level, module and template, message, place, thread.
-std::size_t formatLine(const ORXLogLine& line, char* buffer) {
+// time, level, module and template, message, place, thread, lines like it that were held back.
+std::size_t formatLine(const ORXLogLine& line, std::uint64_t held, char* buffer) {
     LineText text(buffer, slotSize);
     constexpr std::int64_t nanoseconds = 1'000'000'000;
     ORXOsapiUtcTime utc{};
@@ -145,6 +147,8 @@ std::size_t formatLine(const ORXLogLine& line, char* buffer) {
     text.appendEscaped(line.message, roomBehindMessage);
     text.append(" (%.100s:%d %.160s) [thread %llu]", line.file, line.line, line.function,
         static_cast<unsigned long long>(line.threadId));
+    if (held != 0)
+        text.append(" [%llu more from here were held back]", static_cast<unsigned long long>(held));
     return text.endLine();
 }
 
@@ -270,19 +274,27 @@ void startAfreshInChild() {
 namespace zdds {
 
 void stderrWriterQueue(const ORXLogLine& line) {
+    constexpr std::int64_t nanoseconds = 1'000'000'000;
+    std::uint64_t held = 0;
+    if (!gate.admit(line.file, line.line, static_cast<std::uint64_t>(line.timeNs / nanoseconds), &held))
+        return;
     std::uint32_t position = 0;
     if (!claim(position)) {
         queue.lost.fetch_add(1, std::memory_order_relaxed);
         return;
     }
     const std::uint32_t slot = position % slotCount;
-    queue.lengths[slot] = static_cast<std::uint32_t>(formatLine(line, queue.texts[slot]));
+    queue.lengths[slot] = static_cast<std::uint32_t>(formatLine(line, held, queue.texts[slot]));
     setTurn(position, position + 1);
     queue.filled.fetch_add(1, std::memory_order_seq_cst);
     if (queue.idle.load(std::memory_order_seq_cst) != 0)
         futexWakeAll(queue.filled);
     if (queue.writer.load(std::memory_order_relaxed) == noWriter)
         startWriter();
+}
+
+void stderrWriterSetRepetitionLimit(std::uint32_t linesPerSecond) {
+    gate.setLimit(linesPerSecond);
 }
 
 std::uint64_t stderrWriterLostLines() {

@@ -13,6 +13,7 @@ namespace zdds {
 
 // Formats the line into a slot of the queue; counts it as lost when there is none.
 void stderrWriterQueue(const ORXLogLine& line);
+void stderrWriterSetRepetitionLimit(std::uint32_t linesPerSecond);
 std::uint64_t stderrWriterLostLines();
 // Waits at most `timeout` (null is for ever) until what is queued now is written.
 bool stderrWriterFlush(const ORXNtpTime* timeout);

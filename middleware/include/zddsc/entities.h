@@ -209,6 +209,9 @@ typedef struct DDS_DataWriterCountersI {
     DDS_UnsignedLong queued_bytes; /* of the encodings in the queue now; 0 for a built-in writer */
 } DDS_DataWriterCountersI;
 ZDDSC_EXPORT void DDS_DataWriter_get_countersI(const DDS_DataWriter* self, DDS_DataWriterCountersI* counters);
+/* The sums over all writers of the process, those that have ended among them; nothing of queues. Takes no
+ * lock. */
+ZDDSC_EXPORT void DDS_DataWriter_get_total_countersI(DDS_DataWriterCountersI* counters);
 /* Waits until the queue of an asynchronous writer is empty, at most maxWait. */
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataWriter_flushI(DDS_DataWriter* self, const DDS_Duration_t* maxWait);
 

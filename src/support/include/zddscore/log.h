@@ -129,6 +129,9 @@ ZDDSCORE_EXPORT int ORXLog_addSink(ORXLogSinkFunction function, void* context);
 ZDDSCORE_EXPORT int ORXLog_removeSink(int id);
 /* Turns the stderr sink on (default) or off. */
 ZDDSCORE_EXPORT void ORXLog_setStderrEnabled(int enabled);
+/* The most lines that one place of the code writes to stderr in a second; 0, the default, for no limit. The
+ * next line from there tells how many were held back. */
+ZDDSCORE_EXPORT void ORXLog_setStderrRepetitionLimit(ORX_UINT32 linesPerSecond);
 /* Lines lost because the stderr queue was full. */
 ZDDSCORE_EXPORT ORX_UINT64 ORXLog_getLostLineCount(void);
 /* Waits until every line queued so far has been written or `timeout` has passed; non-zero on success. */
