@@ -2,41 +2,14 @@
 
 #include <algorithm>
 
+#include "middleware/types/WireRow.hpp"
 #include "middleware/types/Xcdr.hpp"
 
 namespace zdds::types {
 namespace {
 
-constexpr uint32_t mostInSegment = 32768;  // bytes
 constexpr uint32_t mostUnrolled = 64;      // instructions of an array that is laid out element by element
 constexpr uint32_t mostPartOfTheRow = 256; // instructions of a structure that becomes part of another's row
-
-bool isCopy(Code code) {
-    return code >= Code::copy1 && code <= Code::copyMany;
-}
-bool isCheck(Code code) {
-    return code >= Code::boolean && code <= Code::literal;
-}
-bool isPiece(Code code) {
-    return code >= Code::copy1 && code <= Code::opening;
-}
-
-Code copyCode(uint32_t size) {
-    switch (size) {
-    case 1:
-        return Code::copy1;
-    case 2:
-        return Code::copy2;
-    case 4:
-        return Code::copy4;
-    case 8:
-        return Code::copy8;
-    case 16:
-        return Code::copy16;
-    default:
-        return Code::copyMany;
-    }
-}
 
 class Builder {
 public:
@@ -49,10 +22,10 @@ public:
         wire.lengthCode = lengthCodeOf(type_);
         if (!compile())
             return false;
-        endSegment();
+        row_.endSegment();
         if (!push({.code = Code::end}))
             return false;
-        wire.program = row_.data();
+        wire.program = row_.begin();
         wire.count = static_cast<uint32_t>(row_.size());
         wire.optionals = optionals_.data();
         wire.optionalCount = static_cast<uint32_t>(optionals_.size());
@@ -85,101 +58,14 @@ private:
 
     uint32_t bound() const { return type_.bound == 0 ? UINT32_MAX - 1 : type_.bound; }
     bool push(const Instruction& instruction) { return row_.push(instruction); }
-    uint32_t size() const { return static_cast<uint32_t>(row_.size()); }
-
-    // ---- Segments ----
-
-    bool hasSegment() const { return segment_ != none; }
-    Instruction& segment() { return row_[segment_]; }
-    void endSegment() {
-        if (hasSegment())
-            segment().b = size() - segment_ - 1;
-        segment_ = none;
-    }
-    bool beginSegment(uint32_t alignment) {
-        segment_ = size();
-        return push({.code = Code::segment, .alignment = static_cast<uint8_t>(alignment)});
-    }
-
-    bool pad(uint32_t alignment) {
-        const auto gap = static_cast<uint32_t>(paddingTo(segment().a, alignment));
-        if (gap == 0)
-            return true;
-        const auto at = static_cast<uint16_t>(segment().a);
-        segment().a += gap;
-        return push({.code = alignment == 4 ? Code::zeros : Code::zero, .wire = at});
-    }
-
-    bool putConstant(uint32_t value) {
-        segment().a += 4;
-        return append({.code = Code::constant, .wire = static_cast<uint16_t>(segment().a - 4), .a = value});
-    }
-
-    // Of constants that follow each other.
-    bool append(const Instruction& constant) {
-        Instruction& last = row_.back();
-        if (constant.code == Code::constant && last.code == Code::constant &&
-            last.wire + 4 == constant.wire) {
-            last.code = Code::constant8;
-            last.b = constant.a;
-        } else if (constant.code == Code::constant && last.code == Code::constant8 &&
-                   last.wire + 8 == constant.wire) {
-            last.code = Code::constant12;
-            last.c = constant.a;
-        } else {
-            return push(constant);
-        }
-        return true;
-    }
-
-    // A copy that continues the one before it, in memory and stream, becomes part of it. Checks in between do
-    // not matter: they come after what they check.
-    bool putCopy(const Instruction& copy) {
-        for (uint32_t i = size() - 1; i > segment_; --i) {
-            Instruction& last = row_[i];
-            if (isCheck(last.code))
-                continue;
-            if (!isCopy(last.code) || last.wire + last.a != copy.wire || last.memory + last.a != copy.memory)
-                break;
-            last.a += copy.a;
-            last.code = copyCode(last.a);
-            return true;
-        }
-        return push(copy);
-    }
-
-    // Appends a value of fixed form that lies at `memory`. The caller has seen to the alignment.
-    bool append(const Wire& inner, uint32_t memory) {
-        if (!pad(inner.fixedAlignment()))
-            return false;
-        const uint32_t start = segment().a;
-        for (const Instruction* i = inner.program + 1; i->code != Code::end; ++i) {
-            Instruction moved = *i;
-            moved.wire = static_cast<uint16_t>(moved.wire + start);
-            moved.memory += memory;
-            if (!(isCopy(moved.code) ? putCopy(moved) : append(moved)))
-                return false;
-        }
-        segment().a += inner.fixedSize();
-        return true;
-    }
-
-    // Appends a value of fixed form to the open segment, or to a new one where the alignment of what is open
-    // does not tell where the value lies.
-    bool appendFixed(const Wire& inner, uint32_t memory) {
-        if (hasSegment() && (inner.fixedAlignment() > segment().alignment ||
-                                segment().a + inner.fixedSize() + 4 > mostInSegment))
-            endSegment();
-        return (hasSegment() || beginSegment(inner.fixedAlignment())) && append(inner, memory);
-    }
 
     // ---- Values ----
 
     bool primitive() {
         const auto size = static_cast<uint32_t>(type_.size);
-        if (!beginSegment(std::min(size, 4U)))
+        if (!row_.beginSegment(std::min(size, 4U)))
             return false;
-        segment().a = size;
+        row_.segment().a = size;
         if (!push({.code = copyCode(size), .a = size}))
             return false;
         if (type_.kind == DDS_TYPE_BOOLEAN)
@@ -224,8 +110,8 @@ private:
         if (isBlock(element) && bytes <= mostInSegment / 2) {
             if (!beginForDelimited(wire.fixedAlignment()))
                 return false;
-            const auto at = static_cast<uint16_t>(segment().a);
-            segment().a += bytes;
+            const auto at = static_cast<uint16_t>(row_.segment().a);
+            row_.segment().a += bytes;
             if (!push({.code = copyCode(bytes), .wire = at, .a = bytes}))
                 return false;
             endDelimitedSegment();
@@ -244,7 +130,7 @@ private:
         if (!beginForDelimited(wire.fixedAlignment()))
             return false;
         for (uint32_t i = 0; i < programs_.count; ++i)
-            if (!append(wire, i * element.shape.size))
+            if (!row_.append(wire, i * element.shape.size))
                 return false;
         endDelimitedSegment();
         return true;
@@ -252,12 +138,12 @@ private:
 
     // A segment for a whole value: it begins with the DHEADER if there is one.
     bool beginForDelimited(uint32_t alignment) {
-        return beginSegment(hasDelimiter(type_) ? 4 : alignment) && (!hasDelimiter(type_) || putConstant(0));
+        return row_.beginSegment(hasDelimiter(type_) ? 4 : alignment) && (!hasDelimiter(type_) || row_.putConstant(0));
     }
     void endDelimitedSegment() {
         if (hasDelimiter(type_))
-            row_[segment_ + 1].a = segment().a - 4;
-        endSegment();
+            row_.setLeadingSize();
+        row_.endSegment();
     }
 
     // What is of no fixed size, behind its DHEADER if it has one.
@@ -269,7 +155,7 @@ private:
                push({.code = Code::close, .slot = slot});
     }
     bool closeSegment() {
-        endSegment();
+        row_.endSegment();
         return true;
     }
 
@@ -301,7 +187,7 @@ private:
             if (!beginForDelimited(type_.memberCount == 0 ? 4 : programs_.nested[0]->wire.fixedAlignment()))
                 return false;
             for (uint32_t i = 0; i < type_.memberCount; ++i)
-                if (!append(programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset)))
+                if (!row_.append(programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset)))
                     return false;
             endDelimitedSegment();
             return true;
@@ -310,9 +196,9 @@ private:
             return inHeader([this] { return putMembers(); });
         // The DHEADER begins the first segment; behind it all alignments are known.
         const auto slot = static_cast<uint16_t>(slots_++);
-        if (!beginSegment(4))
+        if (!row_.beginSegment(4))
             return false;
-        segment().a = 4;
+        row_.segment().a = 4;
         return push({.code = Code::opening, .slot = slot}) && putMembers() && closeSegment() &&
                push({.code = Code::close, .slot = slot});
     }
@@ -321,10 +207,10 @@ private:
         const unsigned slots = slots_;
         for (uint32_t i = 0; i < type_.memberCount; ++i) {
             if (isFixedMember(i)) {
-                if (!appendFixed(programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset)))
+                if (!row_.appendFixed(programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset)))
                     return false;
             } else {
-                endSegment();
+                row_.endSegment();
                 if (!putMember(i, slots))
                     return false;
             }
@@ -348,7 +234,7 @@ private:
     bool putOptional(Code code, const DDS_TypeMember& member, const DDS_TypePrograms& inner, uint32_t entry,
         unsigned slots, Put put) {
         const bool isText = inner.type->kind == DDS_TYPE_STRING;
-        const uint32_t at = size();
+        const uint32_t at = row_.size();
         const auto offset = static_cast<uint32_t>(member.offset);
         if (!push({.code = code,
                 .isText = isText,
@@ -358,10 +244,10 @@ private:
                 .programs = &inner}) ||
             !put(isText ? offset : 0, slots + 1))
             return false;
-        endSegment();
+        row_.endSegment();
         if (!isText && !push({.code = Code::leave, .slot = static_cast<uint16_t>(slots)}))
             return false;
-        row_[at].a = size() - at - 1;
+        row_[at].a = row_.size() - at - 1;
         use(slots + 1);
         return true;
     }
@@ -371,7 +257,7 @@ private:
     // Any value that is no neighbour in a segment. Slots are counted from `slots` on.
     bool putValue(const DDS_TypePrograms& inner, uint32_t memory, unsigned slots) {
         const Wire& wire = inner.wire;
-        endSegment();
+        row_.endSegment();
         if (wire.count > mostPartOfTheRow)
             return push({.code = Code::call, .memory = memory, .programs = &inner});
         const auto optionals = static_cast<uint32_t>(optionals_.size());
@@ -414,7 +300,7 @@ private:
                 if (!putWithHeader(*programs_.nested[i], memberHeaderOf(member),
                         static_cast<uint32_t>(member.offset), slots))
                     return false;
-                endSegment();
+                row_.endSegment();
                 ++i;
             }
             return true;
@@ -424,7 +310,7 @@ private:
     // The optional members from *index on, as a group. The entries lie side by side, so they come before the
     // entries of what is within.
     bool putOptionals(uint32_t* index, unsigned slots) {
-        const uint32_t first = size();
+        const uint32_t first = row_.size();
         auto entry = static_cast<uint32_t>(optionals_.size());
         uint32_t last = *index;
         for (; last < type_.memberCount && isOptional(type_.members[last]); ++last)
@@ -436,7 +322,7 @@ private:
         for (; *index < last; ++*index, ++entry) {
             const DDS_TypeMember& member = type_.members[*index];
             const DDS_TypePrograms& inner = *programs_.nested[*index];
-            optionals_[entry].distance = size() - first;
+            optionals_[entry].distance = row_.size() - first;
             if (isFixedWithHeader(inner.wire)) {
                 if (!putOptionalSegment(member, inner, entry))
                     return false;
@@ -448,7 +334,7 @@ private:
                     }))
                 return false;
         }
-        optionals_[entry].distance = size() - first;
+        optionals_[entry].distance = row_.size() - first;
         return true;
     }
 
@@ -458,20 +344,20 @@ private:
 
     // The pieces of a member of fixed form, header included.
     bool putPiecesWithHeader(const Wire& wire, uint32_t header, uint32_t memory) {
-        return putConstant(header) &&
-               (wire.lengthCode != lengthCodeNextInt || putConstant(wire.fixedSize())) &&
-               append(wire, memory);
+        return row_.putConstant(header) &&
+               (wire.lengthCode != lengthCodeNextInt || row_.putConstant(wire.fixedSize())) &&
+               row_.append(wire, memory);
     }
 
     bool putOptionalSegment(const DDS_TypeMember& member, const DDS_TypePrograms& inner, uint32_t entry) {
-        if (!beginSegment(4) || !putPiecesWithHeader(inner.wire, memberHeaderOf(member), 0))
+        if (!row_.beginSegment(4) || !putPiecesWithHeader(inner.wire, memberHeaderOf(member), 0))
             return false;
-        Instruction& i = segment();
+        Instruction& i = row_.segment();
         i.code = Code::optionalSegment;
         i.memory = static_cast<uint32_t>(member.offset);
         i.c = entry;
         i.programs = &inner;
-        endSegment();
+        row_.endSegment();
         return true;
     }
 
@@ -479,7 +365,7 @@ private:
         const Wire& wire = inner.wire;
         const bool hasSize = wire.lengthCode == lengthCodeNextInt;
         if (isFixedWithHeader(wire))
-            return beginSegment(4) && putPiecesWithHeader(wire, header, memory);
+            return row_.beginSegment(4) && putPiecesWithHeader(wire, header, memory);
         const auto slot = static_cast<uint16_t>(slots);
         use(slots + 1);
         return push({.code = Code::header, .hasSize = hasSize, .slot = slot, .a = header}) &&
@@ -487,13 +373,10 @@ private:
                (!hasSize || push({.code = Code::closeHeader, .slot = slot}));
     }
 
-    static constexpr uint32_t none = UINT32_MAX;
-
     DDS_TypePrograms& programs_;
     const DDS_TypeDescriptor& type_;
-    HeapArray<Instruction>& row_;
+    WireRow row_;
     HeapArray<OptionalMember>& optionals_;
-    uint32_t segment_ = none; // the open one
     unsigned slots_ = 0;
 };
 
