@@ -23,10 +23,11 @@ inline const char* pointerAt(const char* at) {
     std::memcpy(&pointer, at, sizeof pointer);
     return pointer;
 }
-// Null counts as "".
+// Null counts as "". The empty text is a whole block: see textLength.
+alignas(16) inline constexpr char noText[16] = {};
 inline const char* textAt(const char* at) {
     const char* text = pointerAt(at);
-    return text == nullptr ? "" : text;
+    return text == nullptr ? noText : text;
 }
 
 inline const DDS_SequenceBase& sequenceAt(const char* at) {

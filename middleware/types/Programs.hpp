@@ -27,6 +27,7 @@ struct DDS_TypePrograms {
     zdds::types::Arms arms{};
     zdds::types::HeapArray<zdds::types::Op> ops;
     zdds::types::HeapArray<zdds::types::Arm> armList;
+    zdds::types::HeapArray<zdds::types::ArmLabel> armLabels;
     zdds::types::HeapArray<uint8_t> image;
     zdds::types::HeapArray<zdds::types::Instruction> instructions;
     zdds::types::HeapArray<zdds::types::OptionalMember> optionals;

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "zddsc/type_descriptor.h"
 
@@ -30,38 +31,47 @@ enum class OpCode : uint8_t {
 
 struct Arm {
     uint32_t offset; // from the start of the union
-    bool isDefault;
-    uint32_t labelCount;
-    const DDS_LongLong* labels;
     const Shape* shape;
     const DDS_TypePrograms* programs;
+};
+
+struct ArmLabel {
+    DDS_LongLong value;
+    const Arm* arm;
 };
 
 struct Arms {
     uint32_t discriminatorOffset;
     uint32_t count;
+    uint32_t labelCount;
     const DDS_TypeDescriptor* discriminator; // alias resolved
     DDS_LongLong defaultDiscriminator;
     const Arm* list;
+    const ArmLabel* labels;
+    const Arm* fallback; // where no label fits; null for none
 
     // Of the bytes of a discriminator.
-    DDS_LongLong valueOf(const char* bytes) const;
+    DDS_LongLong valueOf(const char* bytes) const {
+        if (discriminator->kind != DDS_TYPE_LONG && discriminator->kind != DDS_TYPE_ENUM)
+            return valueOfOther(bytes);
+        DDS_Long value;
+        std::memcpy(&value, bytes, sizeof value);
+        return value;
+    }
     DDS_LongLong read(const void* unionValue) const {
         return valueOf(static_cast<const char*>(unionValue) + discriminatorOffset);
     }
     void write(void* unionValue, DDS_LongLong discriminator) const;
     // The arm that the discriminator selects; null for none.
     const Arm* select(DDS_LongLong label) const {
-        const Arm* fallback = nullptr;
-        for (const Arm* arm = list; arm != list + count; ++arm) {
-            for (uint32_t i = 0; i < arm->labelCount; ++i)
-                if (arm->labels[i] == label)
-                    return arm;
-            if (arm->isDefault)
-                fallback = arm;
-        }
+        for (const ArmLabel *at = labels, *end = labels + labelCount; at != end; ++at)
+            if (at->value == label)
+                return at->arm;
         return fallback;
     }
+
+private:
+    DDS_LongLong valueOfOther(const char* bytes) const;
 };
 
 struct Op {

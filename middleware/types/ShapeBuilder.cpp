@@ -149,8 +149,7 @@ bool ShapeBuilderBase::pushArm(const DDS_TypeMember& member, const DDS_TypeProgr
     if (shape.image != nullptr && !putImage(member.offset, shape.image, shape.size))
         return false;
     isPlainUnion_ = isPlainUnion_ && shape.isPlain();
-    return programs_.armList.push({static_cast<uint32_t>(member.offset),
-        (member.flags & DDS_MEMBER_FLAG_DEFAULT_ARM) != 0, member.labelCount, member.labels, &shape, &inner});
+    return programs_.armList.push({static_cast<uint32_t>(member.offset), &shape, &inner});
 }
 
 bool ShapeBuilderBase::pushArray(const Shape& inner) {
@@ -181,12 +180,29 @@ bool ShapeBuilderBase::putDefault(const DDS_TypeMember& member) {
     }
 }
 
+bool ShapeBuilderBase::collectLabels() {
+    const Arm* fallback = nullptr;
+    for (uint32_t i = 0; i < type_.memberCount; ++i) {
+        const DDS_TypeMember& member = type_.members[i];
+        const Arm* arm = &programs_.armList[i];
+        for (uint32_t n = 0; n < member.labelCount; ++n)
+            if (!programs_.armLabels.push({member.labels[n], arm}))
+                return false;
+        if ((member.flags & DDS_MEMBER_FLAG_DEFAULT_ARM) != 0)
+            fallback = arm;
+    }
+    programs_.arms = {static_cast<uint32_t>(type_.discriminatorOffset),
+        static_cast<uint32_t>(programs_.armList.size()), static_cast<uint32_t>(programs_.armLabels.size()),
+        resolve(type_.discriminator), type_.defaultDiscriminator, programs_.armList.data(),
+        programs_.armLabels.data(), fallback};
+    return true;
+}
+
 bool ShapeBuilderBase::finish() {
     Shape& shape = programs_.shape;
     if (type_.kind == DDS_TYPE_UNION) {
-        programs_.arms = {static_cast<uint32_t>(type_.discriminatorOffset),
-            static_cast<uint32_t>(programs_.armList.size()), resolve(type_.discriminator),
-            type_.defaultDiscriminator, programs_.armList.data()};
+        if (!collectLabels())
+            return false;
         programs_.arms.write(programs_.image.data(), type_.defaultDiscriminator);
         if (!(isPlainUnion_ ? pushPlain(0, type_.size)
                             : programs_.ops.push({OpCode::arms, 0, 0, 0, {.arms = &programs_.arms}})))
@@ -229,7 +245,7 @@ template <typename T> DDS_LongLong readAs(const char* at) {
 
 } // namespace
 
-DDS_LongLong Arms::valueOf(const char* at) const {
+DDS_LongLong Arms::valueOfOther(const char* at) const {
     switch (discriminator->kind) {
     case DDS_TYPE_BOOLEAN:
         return readAs<DDS_Boolean>(at) != 0;

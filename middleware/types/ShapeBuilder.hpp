@@ -22,6 +22,7 @@ protected:
     bool pushArray(const Shape& inner);
     bool putImage(size_t offset, const void* bytes, size_t size);
     bool putDefault(const DDS_TypeMember& member);
+    bool collectLabels();
     bool finish();
 
     DDS_TypePrograms& programs_;

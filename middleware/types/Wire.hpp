@@ -41,20 +41,25 @@ enum class Code : uint8_t {
     optionalSegment, // an optional member of fixed form, header included: the same; c: see OptionalMember
     block,           // alignment; a: size: plain bytes too many for a segment
     text,            // a: most characters
-    blockSequence,   // alignment; a: most elements; b: size of one: they lie in the stream as in memory
-    textSequence,    // a: most elements; b: most characters of one; of `programs`
-    sequence,        // a: most elements; of `programs`
-    array,           // a: elements; of `programs`
-    discriminated,   // a union of `programs`
-    reference,       // to a value of `programs`
-    call,            // a structure of `programs` that is too long to be part of the row
+    flaggedText,     // the same, optional, behind its boolean
+
+    // hasSize: behind a DHEADER of their own.
+    blockSequence,     // alignment; a: most elements; b: size of one: they lie in the stream as in memory
+    textSequence,      // a: most elements; b: most characters of one; of `programs`
+    sequence,          // a: most elements; of `programs`
+    referenceSequence, // the same of references, each to a value of what `programs` refers to
+    discriminated,     // a union of `programs`; alignment: 4 for a discriminator that is a word within [a, a + b)
+
+    array,     // a: elements; of `programs`
+    reference, // to a value of `programs`
+    call,      // a structure of `programs` that is too long to be part of the row
 
     open,   // a DHEADER; slot
     close,  // its end
     header, // a: EMHEADER; hasSize: and NEXTINT; slot
     closeHeader,
-    flagged, // an optional member behind its boolean; isText, or slot and `programs`; a: instructions to skip
-    optional, // the same in a mutable structure: see OptionalMember; c: its index
+    flagged,  // an optional member behind its boolean; slot and `programs`; a: instructions to skip
+    optional, // the same in a mutable structure, or isText: see OptionalMember; c: its index
     leave     // the end of an optional value; slot
 };
 
@@ -92,6 +97,7 @@ struct Wire {
     uint16_t slots = 0;     // that the row uses
     bool isFixed = false;   // one segment: the row is `segment`, what works in it, `end`
     uint8_t lengthCode = 4; // in a member header: see Xcdr.hpp
+    uint16_t encapsulation = 0; // identifier of a sample of the type
 
     uint32_t fixedSize() const { return program->a; }
     uint32_t fixedAlignment() const { return program->alignment; }

@@ -20,6 +20,7 @@ public:
     bool build() {
         Wire& wire = programs_.wire;
         wire.lengthCode = lengthCodeOf(type_);
+        wire.encapsulation = littleEndianIdentifier(type_, true);
         if (!compile())
             return false;
         row_.endSegment();
@@ -44,11 +45,11 @@ private:
         case DDS_TYPE_STRUCT:
             return type_.extensibility == DDS_TYPE_MUTABLE ? mutableStruct() : plainStruct();
         case DDS_TYPE_UNION:
-            return inHeader([this] { return push({.code = Code::discriminated, .programs = &programs_}); });
+            return discriminated();
         case DDS_TYPE_ARRAY:
             return array();
         case DDS_TYPE_SEQUENCE:
-            return inHeader([this] { return sequence(); });
+            return sequence();
         case DDS_TYPE_ALIAS:
             return push({.code = Code::reference, .programs = &programs_.element()});
         default:
@@ -89,18 +90,30 @@ private:
 
     bool sequence() {
         const DDS_TypePrograms& element = programs_.element();
-        if (element.type->kind == DDS_TYPE_STRING)
-            return push({.code = Code::textSequence,
-                .a = bound(),
-                .b = element.wire.program->a,
-                .programs = &element});
-        if (!isBlock(element))
-            return push({.code = Code::sequence, .a = bound(), .programs = &element});
-        return push({.code = Code::blockSequence,
-            .alignment = static_cast<uint8_t>(element.wire.fixedAlignment()),
-            .a = bound(),
-            .b = element.shape.size,
-            .programs = &element});
+        Instruction i{
+            .code = Code::sequence, .hasSize = hasDelimiter(type_), .a = bound(), .programs = &element};
+        if (element.type->kind == DDS_TYPE_STRING) {
+            i.code = Code::textSequence;
+            i.b = element.wire.program->a;
+        } else if (element.type->kind == DDS_TYPE_ALIAS) {
+            i.code = Code::referenceSequence;
+        } else if (isBlock(element)) {
+            i.code = Code::blockSequence;
+            i.alignment = static_cast<uint8_t>(element.wire.fixedAlignment());
+            i.b = element.shape.size;
+        }
+        return push(i);
+    }
+
+    bool discriminated() {
+        Instruction i{.code = Code::discriminated, .hasSize = hasDelimiter(type_), .programs = &programs_};
+        const Instruction* row = programs_.discriminator->wire.program;
+        if (row[1].code == Code::copy4 && (row->b == 1 || row[2].code == Code::range)) {
+            i.alignment = 4;
+            i.a = row->b == 1 ? 0 : row[2].a;
+            i.b = row->b == 1 ? 0 : row[2].b; // 0: 2^32
+        }
+        return push(i);
     }
 
     bool array() {
@@ -225,6 +238,11 @@ private:
         const auto offset = static_cast<uint32_t>(member.offset);
         if (!isOptional(member))
             return putValue(inner, offset, slots);
+        if (inner.type->kind == DDS_TYPE_STRING)
+            return push({.code = Code::flaggedText,
+                .memory = offset,
+                .a = inner.wire.program->a,
+                .programs = &inner});
         return putOptional(Code::flagged, member, inner, 0, slots,
             [&](uint32_t memory, unsigned free) { return putValue(inner, memory, free); });
     }

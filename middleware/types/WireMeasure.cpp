@@ -1,5 +1,6 @@
 // The size of an encoding, by the same program that writes it.
 #include "middleware/types/MemberAccess.hpp"
+#include "middleware/types/TextLength.hpp"
 #include "middleware/types/WireWriter.hpp"
 #include "middleware/types/Xcdr.hpp"
 
@@ -28,7 +29,7 @@ size_t addSegment(const Instruction& i, const char* value, size_t position) {
 }
 
 size_t addText(const char* text, size_t bound, size_t position) {
-    const size_t length = std::strlen(text);
+    const size_t length = textLength(text);
     return length > bound ? failure : add(position, 4, 4 + length + 1);
 }
 
@@ -36,7 +37,7 @@ size_t addSequence(const Instruction& i, const DDS_SequenceBase& sequence, size_
     const uint32_t length = sequence._length;
     if (length > i.a)
         return failure;
-    position = add(position, 4, 4);
+    position = add(position, 4, i.hasSize ? 8 : 4);
     if (length == 0)
         return position;
     const size_t size = i.programs->shape.size;
@@ -53,8 +54,11 @@ size_t addSequence(const Instruction& i, const DDS_SequenceBase& sequence, size_
     return position;
 }
 
-size_t addUnion(const DDS_TypePrograms& programs, const char* value, size_t position) {
+size_t addUnion(const Instruction& i, const char* value, size_t position) {
+    const DDS_TypePrograms& programs = *i.programs;
     const Arms& arms = programs.arms;
+    if (i.hasSize)
+        position = add(position, 4, 4);
     position = run(programs.discriminator->wire.program, value + arms.discriminatorOffset, position);
     const Arm* arm = arms.select(arms.read(value));
     return arm == nullptr || position == failure
@@ -87,9 +91,15 @@ size_t run(const Instruction* i, const char* value, size_t position) {
         case Code::text:
             position = addText(textAt(from), i->a, position);
             break;
+        case Code::flaggedText:
+            position += 1;
+            if (const char* text = pointerAt(from))
+                position = addText(text, i->a, position);
+            break;
         case Code::blockSequence:
         case Code::textSequence:
         case Code::sequence:
+        case Code::referenceSequence:
             position = addSequence(*i, sequenceAt(from), position);
             break;
         case Code::array:
@@ -98,7 +108,7 @@ size_t run(const Instruction* i, const char* value, size_t position) {
                     run(i->programs->wire.program, from + n * size_t{i->programs->shape.size}, position);
             break;
         case Code::discriminated:
-            position = addUnion(*i->programs, from, position);
+            position = addUnion(*i, from, position);
             break;
         case Code::reference:
             from = pointerAt(from);

@@ -112,7 +112,7 @@ private:
                     if (*pointer != nullptr)
                         removeOptional(*i, pointer);
                     i += i->a;
-                } else if (!i->isText) {
+                } else {
                     if (!enter(*i, pointer, optionals))
                         return nullptr;
                     slots[i->slot] = value;
@@ -130,9 +130,18 @@ private:
                 if (!(from = readText(reinterpret_cast<char**>(to), i->a, from, limit)))
                     return nullptr;
                 break;
+            case Code::flaggedText:
+                if (from == limit || static_cast<unsigned char>(*from) > 1)
+                    return nullptr;
+                if (*from++ == 0)
+                    removeText(reinterpret_cast<char**>(to));
+                else if (!(from = readText(reinterpret_cast<char**>(to), i->a, from, limit)))
+                    return nullptr;
+                break;
             case Code::blockSequence:
             case Code::textSequence:
             case Code::sequence:
+            case Code::referenceSequence:
                 if (!(from = readSequence(*i, *reinterpret_cast<DDS_SequenceBase*>(to), from, limit)))
                     return nullptr;
                 break;
@@ -142,7 +151,7 @@ private:
                         return nullptr;
                 break;
             case Code::discriminated:
-                if (!(from = readUnion(*i->programs, to, from, limit)))
+                if (!(from = readUnion(*i, to, from, limit)))
                     return nullptr;
                 break;
             case Code::reference:
@@ -327,13 +336,15 @@ private:
         return *pointer != nullptr;
     }
 
+    static void removeText(char** text) {
+        Memory::release(*text, false);
+        *text = nullptr;
+    }
     static void removeOptional(const Instruction& i, void** pointer) {
-        if (i.isText) {
-            Memory::release(*pointer, false);
-            *pointer = nullptr;
-        } else {
+        if (i.isText)
+            removeText(reinterpret_cast<char**>(pointer));
+        else
             destroyValue(i.programs->shape, pointer, defaultDeallocation, false);
-        }
     }
 
     [[gnu::always_inline]] const char* readText(
@@ -358,8 +369,22 @@ private:
                                   : run(programs.wire, static_cast<char*>(pointer), from, limit);
     }
 
+    // Past a DHEADER; `limit` becomes the end that it tells.
+    [[gnu::always_inline]] const char* readSize(const char* from, const char*& limit) const {
+        if (!(from = take(from, limit, 4, 4)))
+            return nullptr;
+        const uint32_t size = wordAt(from);
+        from += 4;
+        if (size > static_cast<size_t>(limit - from))
+            return nullptr;
+        limit = from + size;
+        return from;
+    }
+
     const char* readSequence(
         const Instruction& i, DDS_SequenceBase& sequence, const char* from, const char* limit) {
+        if (i.hasSize && !(from = readSize(from, limit)))
+            return nullptr;
         if (!(from = take(from, limit, 4, 4)))
             return nullptr;
         const uint32_t count = wordAt(from);
@@ -391,18 +416,28 @@ private:
                 return nullptr;
             }
         }
+        if (i.hasSize && from != limit) {
+            dropElements(element, sequence, complete);
+            return nullptr;
+        }
         sequence._length = count;
         return from;
     }
 
-    const char* readUnion(
-        const DDS_TypePrograms& programs, char* value, const char* from, const char* limit) {
+    const char* readUnion(const Instruction& i, char* value, const char* from, const char* limit) {
+        if (i.hasSize && !(from = readSize(from, limit)))
+            return nullptr;
+        from = readBranch(i, value, from, limit);
+        return i.hasSize && from != limit ? nullptr : from;
+    }
+
+    const char* readBranch(const Instruction& i, char* value, const char* from, const char* limit) {
+        const DDS_TypePrograms& programs = *i.programs;
         const Arms& arms = programs.arms;
         // Beside the value: its arm before must be known while it changes.
         alignas(8) char scratch[8] = {};
-        const Instruction* row = programs.discriminator->wire.program;
-        if (row->b == 1 && row[1].code == Code::copy4) { // an integer: the usual case
-            if (!(from = take(from, limit, 4, 4)))
+        if (i.alignment == 4) { // a word: the usual case
+            if (!(from = take(from, limit, 4, 4)) || (i.b != 0 && wordAt(from) - i.a >= i.b))
                 return nullptr;
             std::memcpy(scratch, from, 4);
             from += 4;

@@ -4,6 +4,7 @@
 
 #include "middleware/types/ByteCopy.hpp"
 #include "middleware/types/MemberAccess.hpp"
+#include "middleware/types/TextLength.hpp"
 #include "middleware/types/Xcdr.hpp"
 #include "zddscore/heap.h"
 
@@ -11,11 +12,16 @@ namespace zdds::types {
 namespace {
 
 // The place in the buffer is kept in a local variable, as stores of bytes could change anything else for all
-// that the compiler knows. Null stands for failure.
+// that the compiler knows. Null stands for failure. The buffer does not move: what does not fit is written
+// again, into more room.
 class Writer {
 public:
-    explicit Writer(WriteBuffer& out) : out_(out), base_(out.at(0)), end_(out.end()) {}
+    // Alignment counts from `base`.
+    Writer(char* base, char* end) : base_(base), end_(end) {}
 
+    bool lacksRoom() const { return lacksRoom_; }
+
+    // NOLINTNEXTLINE: one loop is the point.
     char* run(const Wire& whole, const char* value, char* to) {
         size_t slotStore[mostSlots]; // positions, or the value around an optional one
         size_t* slots = slotStore;
@@ -30,15 +36,18 @@ public:
                     return to;
                 Frame& top = frame[-1];
                 if (--top.left > 0) {
-                    value = top.next();
+                    if ((value = top.next()) == nullptr)
+                        return nullptr;
                     i = wire->program - 1;
-                } else {
-                    --frame;
-                    wire = top.wire;
-                    i = top.instruction;
-                    value = top.value;
-                    slots -= wire->slots;
+                    break;
                 }
+                --frame;
+                if (top.sizeAt != nullptr)
+                    putSize(top.sizeAt, to);
+                wire = top.wire;
+                slots -= wire->slots;
+                i = top.instruction;
+                value = top.value;
                 break;
             }
             case Code::segment:
@@ -82,6 +91,15 @@ public:
                         return nullptr;
                 }
                 break;
+            case Code::flaggedText:
+                if (!(to = putFlaggedText(to, pointerAt(from), i->a)))
+                    return nullptr;
+                while (i[1].code == Code::flaggedText) {
+                    ++i;
+                    if (!(to = putFlaggedText(to, pointerAt(value + i->memory), i->a)))
+                        return nullptr;
+                }
+                break;
             case Code::blockSequence:
             case Code::textSequence:
                 if (!(to = putRow(*i, sequenceAt(from), to)))
@@ -89,27 +107,59 @@ public:
                 break;
             case Code::sequence: {
                 const DDS_SequenceBase& sequence = sequenceAt(from);
-                if (!(to = putCount(*i, sequence, to)))
+                char* sizeAt;
+                if (!(to = putCount(*i, sequence, to, &sizeAt)))
                     return nullptr;
                 if (sequence._length == 0)
                     break;
-                const size_t size = i->programs->shape.size;
                 *frame = {wire, i, value, static_cast<const char*>(sequence._contiguous_buffer),
-                    sequence._discontiguous_buffer, size, sequence._length};
+                    sequence._discontiguous_buffer, i->programs->shape.size, sequence._length, sizeAt};
                 goto enter;
             }
+            case Code::referenceSequence: {
+                const DDS_SequenceBase& sequence = sequenceAt(from);
+                char* sizeAt;
+                if (!(to = putCount(*i, sequence, to, &sizeAt)))
+                    return nullptr;
+                if (sequence._length == 0)
+                    break;
+                *frame = {wire, i, value, nullptr, sequence._discontiguous_buffer, 0, sequence._length, sizeAt};
+                if (frame->pointers != nullptr)
+                    goto enter; // to the references, one by one
+                frame->pointers = static_cast<void* const*>(sequence._contiguous_buffer);
+                slots += wire->slots;
+                wire = &i->programs->wire.program->programs->wire;
+                i = wire->program - 1;
+                if ((value = (frame++)->next()) == nullptr)
+                    return nullptr;
+                break;
+            }
             case Code::array:
-                *frame = {wire, i, value, from, nullptr, i->programs->shape.size, i->a};
+                *frame = {wire, i, value, from, nullptr, i->programs->shape.size, i->a, nullptr};
                 goto enter;
             case Code::discriminated: {
+                char* sizeAt = nullptr;
+                if (i->hasSize) {
+                    if (!(to = wordRoom(to, 4)))
+                        return nullptr;
+                    sizeAt = to;
+                    to += 4;
+                }
                 const Arms& arms = i->programs->arms;
                 const char* discriminator = from + arms.discriminatorOffset;
-                if (!(to = putSegment(*i->programs->discriminator->wire.program, discriminator, to, slots)))
+                if (!(to = putDiscriminator(*i, discriminator, to, slots)))
                     return nullptr;
                 const Arm* arm = arms.select(arms.valueOf(discriminator));
-                if (arm == nullptr)
+                if (arm == nullptr) {
+                    if (sizeAt != nullptr)
+                        putSize(sizeAt, to);
                     break;
-                *frame = {wire, i, value, nullptr, nullptr, 0, 1};
+                }
+                frame->wire = wire;
+                frame->instruction = i;
+                frame->value = value;
+                frame->left = 1;
+                frame->sizeAt = sizeAt;
                 value = from + arm->offset;
                 slots += wire->slots;
                 wire = &arm->programs->wire;
@@ -120,10 +170,10 @@ public:
             case Code::reference:
                 if (pointerAt(from) == nullptr)
                     return nullptr;
-                *frame = {wire, i, value, pointerAt(from), nullptr, 0, 1};
+                *frame = {wire, i, value, pointerAt(from), nullptr, 0, 1, nullptr};
                 goto enter;
             case Code::call:
-                *frame = {wire, i, value, from, nullptr, 0, 1};
+                *frame = {wire, i, value, from, nullptr, 0, 1, nullptr};
             enter:
                 slots += wire->slots;
                 wire = &i->programs->wire;
@@ -132,40 +182,31 @@ public:
                 break;
 
             case Code::open:
-                if (!(to = room(to, 4, 4)))
+                if (!(to = wordRoom(to, 4)))
                     return nullptr;
-                to += 4;
                 slots[i->slot] = static_cast<size_t>(to - base_);
+                to += 4;
                 break;
             case Code::close:
-            case Code::closeHeader: {
-                const size_t start = slots[i->slot];
-                putWord(base_ + start - 4, static_cast<uint32_t>(static_cast<size_t>(to - base_) - start));
+            case Code::closeHeader:
+                putSize(base_ + slots[i->slot], to);
                 break;
-            }
-            case Code::header:
-                if (!(to = room(to, 4, i->hasSize ? 8 : 4)))
+            case Code::header: {
+                const size_t size = i->hasSize ? 8 : 4;
+                if (!(to = wordRoom(to, size)))
                     return nullptr;
                 putWord(to, i->a);
-                to += i->hasSize ? 8 : 4;
-                slots[i->slot] = static_cast<size_t>(to - base_);
+                to += size;
+                slots[i->slot] = static_cast<size_t>(to - 4 - base_);
                 break;
+            }
             case Code::flagged: {
                 const char* pointer = pointerAt(from);
-                if (!(to = room(to, 1, 1)))
+                if (!(to = putFlag(to, pointer != nullptr)))
                     return nullptr;
-                *to++ = pointer != nullptr;
-                while (pointer == nullptr) {
+                if (pointer == nullptr) {
                     i += i->a;
-                    if (i[1].code != Code::flagged)
-                        break;
-                    ++i;
-                    pointer = pointerAt(value + i->memory);
-                    if (!(to = room(to, 1, 1)))
-                        return nullptr;
-                    *to++ = pointer != nullptr;
-                }
-                if (pointer != nullptr && !i->isText) {
+                } else {
                     slots[i->slot] = reinterpret_cast<size_t>(value);
                     value = pointer;
                 }
@@ -190,6 +231,7 @@ private:
         void* const* pointers; // to the next ones
         size_t size;
         uint32_t left; // values, that at hand included
+        char* sizeAt;  // where the size of all of them goes; null for nowhere
 
         const char* next() {
             if (pointers != nullptr)
@@ -200,9 +242,12 @@ private:
         }
     };
 
+    // The size of what lies behind it.
+    static void putSize(char* at, const char* end) { putWord(at, static_cast<uint32_t>(end - at - 4)); }
+
     [[gnu::always_inline]] char* putSegment(
         const Instruction& i, const char* value, char* to, size_t* slots) {
-        char* segment = room(to, i.alignment, i.a);
+        char* segment = i.alignment == 4 && i.a >= 4 ? wordRoom(to, i.a) : room(to, i.alignment, i.a);
         if (segment == nullptr)
             return nullptr;
         for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
@@ -257,7 +302,7 @@ private:
                 putWord(at, 0);
                 break;
             case Code::opening:
-                slots[piece->slot] = static_cast<size_t>(at + 4 - base_);
+                slots[piece->slot] = static_cast<size_t>(at - base_);
                 break;
             default:
                 __builtin_unreachable();
@@ -266,75 +311,106 @@ private:
         return segment + i.a;
     }
 
-    // Where `size` bytes of that alignment go; what is skipped becomes 0. Only something of at least the
-    // alignment begins behind a gap, so a whole word may be cleared.
-    [[gnu::always_inline]] char* room(char* to, size_t alignment, size_t size) {
+    [[gnu::always_inline]] char* putDiscriminator(
+        const Instruction& i, const char* discriminator, char* to, size_t* slots) {
+        if (i.alignment != 4)
+            return putSegment(*i.programs->discriminator->wire.program, discriminator, to, slots);
+        const uint32_t word = wordAt(discriminator);
+        if ((i.b != 0 && word - i.a >= i.b) || !(to = wordRoom(to, 4)))
+            return nullptr;
+        putWord(to, word);
+        return to + 4;
+    }
+
+    [[gnu::cold]] char* failForRoom() {
+        lacksRoom_ = true;
+        return nullptr;
+    }
+
+    // Where `size` bytes of that alignment go; what is skipped becomes 0.
+    char* room(char* to, size_t alignment, size_t size) {
         const size_t gap = static_cast<size_t>(base_ - to) & (alignment - 1);
-        if (__builtin_expect(static_cast<size_t>(end_ - to) < gap + size, 0)) {
-            to = grow(to, gap + size);
-            if (to == nullptr)
-                return nullptr;
-        }
-        if (gap != 0) {
-            if (alignment == 4)
-                putWord(to, 0);
-            else
-                *to = 0;
-        }
+        if (static_cast<size_t>(end_ - to) < gap + size)
+            return failForRoom();
+        for (size_t n = 0; n < gap; ++n)
+            to[n] = 0;
+        return to + gap;
+    }
+    // The same of alignment 4 for something of at least 4 bytes: so a whole word may be cleared.
+    [[gnu::always_inline]] char* wordRoom(char* to, size_t size) {
+        const size_t gap = static_cast<size_t>(base_ - to) & 3;
+        if (__builtin_expect(static_cast<size_t>(end_ - to) < gap + size, 0))
+            return failForRoom();
+        putWord(to, 0);
         return to + gap;
     }
 
-    [[gnu::noinline]] char* grow(char* to, size_t size) {
-        out_.setCurrent(to);
-        if (!out_.room(size))
-            return nullptr;
-        base_ = out_.at(0);
-        end_ = out_.end();
-        return out_.current();
-    }
-
     [[gnu::always_inline]] char* putText(char* to, const char* text, size_t bound) {
-        const size_t length = std::strlen(text);
-        if (length > bound || !(to = room(to, 4, 4 + length + 1)))
+        const size_t length = textLength(text);
+        if (__builtin_expect(length > bound, 0) || !(to = wordRoom(to, 4 + length + 1)))
             return nullptr;
         putWord(to, static_cast<uint32_t>(length + 1));
         copyBytes(to + 4, text, length + 1);
         return to + 4 + length + 1;
     }
 
-    [[gnu::always_inline]] char* putCount(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
-        if (sequence._length > i.a || !(to = room(to, 4, 4)))
+    [[gnu::always_inline]] char* putFlag(char* to, bool flag) {
+        if (__builtin_expect(to == end_, 0))
+            return failForRoom();
+        *to = flag;
+        return to + 1;
+    }
+    [[gnu::always_inline]] char* putFlaggedText(char* to, const char* text, size_t bound) {
+        to = putFlag(to, text != nullptr);
+        return to == nullptr || text == nullptr ? to : putText(to, text, bound);
+    }
+
+    // Behind the DHEADER, if there is one, at *sizeAt.
+    [[gnu::always_inline]] char* putCount(
+        const Instruction& i, const DDS_SequenceBase& sequence, char* to, char** sizeAt) {
+        const size_t size = i.hasSize ? 8 : 4;
+        if (sequence._length > i.a || !(to = wordRoom(to, size)))
             return nullptr;
-        putWord(to, sequence._length);
-        return to + 4;
+        *sizeAt = i.hasSize ? to : nullptr;
+        to += size;
+        putWord(to - size, 4); // the size of an empty one
+        putWord(to - 4, sequence._length);
+        return to;
     }
 
     // A sequence whose elements need no row: plain ones and texts.
     char* putRow(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
         const uint32_t length = sequence._length;
-        if (!(to = putCount(i, sequence, to)) || length == 0)
+        char* sizeAt;
+        if (!(to = putCount(i, sequence, to, &sizeAt)) || length == 0)
             return to;
-        if (i.code == Code::textSequence) {
-            for (uint32_t n = 0; n < length; ++n)
-                if (!(to = putText(to, textAt(sequenceElement(sequence, n, sizeof(char*))), i.b)))
-                    return nullptr;
-            return to;
-        }
-        const size_t bytes = size_t{length} * i.b;
-        if (!(to = room(to, i.alignment, bytes)))
-            return nullptr;
+        to = i.code == Code::textSequence ? putTexts(i, sequence, to) : putBlocks(i, sequence, to);
+        if (to != nullptr && sizeAt != nullptr)
+            putSize(sizeAt, to);
+        return to;
+    }
+    char* putTexts(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
+        for (uint32_t n = 0; n < sequence._length && to != nullptr; ++n)
+            to = putText(to, textAt(sequenceElement(sequence, n, sizeof(char*))), i.b);
+        return to;
+    }
+    [[gnu::always_inline]] char* putBlocks(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
+        const size_t bytes = size_t{sequence._length} * i.b;
+        // The count before it ends at a multiple of 4, and no alignment is larger.
+        if (static_cast<size_t>(end_ - to) < bytes)
+            return failForRoom();
         if (sequence._contiguous_buffer != nullptr) {
             copyBytes(to, static_cast<const char*>(sequence._contiguous_buffer), bytes);
         } else {
-            for (uint32_t n = 0; n < length; ++n)
+            for (uint32_t n = 0; n < sequence._length; ++n)
                 std::memcpy(to + n * i.b, sequence._discontiguous_buffer[n], i.b);
         }
         return to + bytes;
     }
 
-    WriteBuffer& out_;
-    char* base_;
-    const char* end_;
+    char* const base_;
+    char* const end_;
+    bool lacksRoom_ = false;
 };
 
 } // namespace
@@ -358,9 +434,18 @@ bool WriteBuffer::grow(size_t size) {
 }
 
 bool writeWire(const Wire& wire, const char* value, WriteBuffer& out) {
-    char* to = Writer(out).run(wire, value, out.current());
-    if (to == nullptr)
-        return false;
+    Writer writer(out.at(0), out.end());
+    char* to = writer.run(wire, value, out.current());
+    if (to == nullptr) {
+        // The size is looked for only where it is needed: a buffer that is used again has grown already.
+        size_t end = out.position();
+        if (!writer.lacksRoom() || !out.canGrow() || !measureWire(wire, value, &end) ||
+            !out.room(end - out.position()))
+            return false;
+        to = Writer(out.at(0), out.end()).run(wire, value, out.current());
+        if (to == nullptr)
+            return false;
+    }
     out.setCurrent(to);
     return true;
 }

@@ -21,10 +21,11 @@ public:
           capacity_(capacity) {}
 
     bool room(size_t size) { return static_cast<size_t>(end_ - current_) >= size || grow(size); }
+    bool canGrow() const { return growing_ != nullptr; }
     char* at(size_t position) { return base_ + position; }
     size_t position() const { return static_cast<size_t>(current_ - base_); }
     char* current() { return current_; }
-    const char* end() const { return end_; }
+    char* end() const { return end_; }
     void setCurrent(char* current) { current_ = current; }
     void advance(size_t size) { current_ += size; }
 

@@ -1,0 +1,48 @@
+// strlen for texts that are mostly short: without a call.
+#ifndef ZDDSC_TYPES_TEXT_LENGTH_HPP
+#define ZDDSC_TYPES_TEXT_LENGTH_HPP
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "src/support/Sanitizers.hpp"
+
+#if defined(__SSE2__) && !defined(ZDDS_ADDRESS_SANITIZER) && !defined(ZDDS_THREAD_SANITIZER)
+#define ZDDSC_TEXT_BY_BLOCKS 1
+#include <emmintrin.h>
+#endif
+
+namespace zdds::types {
+
+#ifdef ZDDSC_TEXT_BY_BLOCKS
+// Looks at aligned blocks of 16 bytes, as strlen does: no such block reaches into a page that the text is not
+// on. What lies around the text in its first and last block is read and not used. The sanitizers cannot know
+// that, and get strlen.
+[[gnu::always_inline]] inline size_t textLength(const char* text) {
+    const auto zeros = [](const __m128i* block) {
+        return static_cast<unsigned>(
+            _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_load_si128(block), _mm_setzero_si128())));
+    };
+    const auto address = reinterpret_cast<uintptr_t>(text);
+    const auto* block = reinterpret_cast<const __m128i*>(address & ~uintptr_t{15});
+    unsigned found = zeros(block) >> (address & 15);
+    if (found != 0)
+        return static_cast<size_t>(std::countr_zero(found));
+    for (int i = 0; i < 7; ++i)
+        if ((found = zeros(++block)) != 0)
+            return static_cast<size_t>(reinterpret_cast<const char*>(block) - text) +
+                   static_cast<size_t>(std::countr_zero(found));
+    const auto* rest = reinterpret_cast<const char*>(block + 1); // long enough for the library's wider steps
+    return static_cast<size_t>(rest - text) + std::strlen(rest);
+}
+#else
+inline size_t textLength(const char* text) {
+    return std::strlen(text);
+}
+#endif
+
+} // namespace zdds::types
+
+#endif
