@@ -7,19 +7,32 @@
 
 namespace zdds::types {
 
+inline void copyBlock(char* to, const char* from) {
+    std::memcpy(to, from, 16);
+}
+
 // The two do not overlap.
 [[gnu::always_inline]] inline void copyBytes(char* to, const char* from, size_t size) {
+    // Blocks from both ends, which may overlap in the middle.
     if (size >= 16) {
         if (size > 128) {
             std::memcpy(to, from, size);
             return;
         }
-        // Blocks of 16, the last one overlapping the one before.
-        const char* last = from + size - 16;
-        char* lastTo = to + size - 16;
-        for (; from < last; from += 16, to += 16)
-            std::memcpy(to, from, 16);
-        std::memcpy(lastTo, last, 16);
+        char* toEnd = to + size;
+        const char* end = from + size;
+        if (size > 32) {
+            if (size > 64) {
+                copyBlock(to + 32, from + 32);
+                copyBlock(to + 48, from + 48);
+                copyBlock(toEnd - 64, end - 64);
+                copyBlock(toEnd - 48, end - 48);
+            }
+            copyBlock(to + 16, from + 16);
+            copyBlock(toEnd - 32, end - 32);
+        }
+        copyBlock(to, from);
+        copyBlock(toEnd - 16, end - 16);
     } else if (size >= 8) {
         std::memcpy(to, from, 8);
         std::memcpy(to + size - 8, from + size - 8, 8);

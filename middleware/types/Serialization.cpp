@@ -33,9 +33,8 @@ Encapsulation encapsulationOf(const DDS_TypeDescriptor& type, bool isXcdr2) {
     return {isXcdr2, false, extensibilityOf(type)};
 }
 
-// Writes the header with the count of padding bytes, and what is behind it.
-[[gnu::always_inline]] inline bool writeSample(
-    const DDS_TypePrograms& programs, bool isXcdr2, const char* value, WriteBuffer& out) {
+// By the walker: the header with the count of padding bytes, and what is behind it.
+bool walkSample(const DDS_TypePrograms& programs, bool isXcdr2, const char* value, WriteBuffer& out) {
     size_t size;
     if (!out.room(encapsulationSize))
         return false;
@@ -43,12 +42,8 @@ Encapsulation encapsulationOf(const DDS_TypeDescriptor& type, bool isXcdr2) {
         0, static_cast<char>(littleEndianIdentifier(*programs.type, isXcdr2))};
     std::memcpy(out.current(), header, sizeof header);
     out.advance(sizeof header);
-    if (isXcdr2) {
-        if (!writeWire(programs.wire, value, out))
-            return false;
-    } else if (!writeXcdr(programs, encapsulationOf(*programs.type, false), value, &out, &size)) {
+    if (!writeXcdr(programs, encapsulationOf(*programs.type, isXcdr2), value, &out, &size))
         return false;
-    }
     const size_t padding = paddingTo(out.position(), 4);
     if (!out.room(padding))
         return false;
@@ -56,6 +51,29 @@ Encapsulation encapsulationOf(const DDS_TypeDescriptor& type, bool isXcdr2) {
         out.current()[i] = 0;
     out.advance(padding);
     *out.at(3) = static_cast<char>(padding);
+    return true;
+}
+
+[[gnu::always_inline]] inline bool into(const DDS_TypeDescriptor& type, uint16_t representation,
+    const void* value, char* buffer, size_t* length) {
+    const int chosen = chooseRepresentation(type, representation);
+    const DDS_TypePrograms* programs = chosen < 0 ? nullptr : programsOf(&type);
+    if (programs == nullptr)
+        return false;
+    const auto* at = static_cast<const char*>(value);
+    const bool isXcdr2 = chosen == DDS_XCDR2_DATA_REPRESENTATION;
+    if (isXcdr2 && (reinterpret_cast<uintptr_t>(buffer) & 3) == 0) {
+        bool lacksRoom;
+        const char* end = writeWireSample(programs->wire, at, buffer, buffer + *length, &lacksRoom);
+        if (end == nullptr)
+            return false;
+        *length = static_cast<size_t>(end - buffer);
+        return true;
+    }
+    WriteBuffer out(buffer, *length);
+    if (!walkSample(*programs, isXcdr2, at, out))
+        return false;
+    *length = out.position();
     return true;
 }
 
@@ -75,37 +93,36 @@ size_t serializedSize(const DDS_TypeDescriptor& type, uint16_t representation, c
     return encapsulationSize + size + paddingTo(size, 4);
 }
 
-[[gnu::always_inline]] inline bool serializeGrowing(const DDS_TypeDescriptor& type, uint16_t representation,
-    const void* value, char** buffer, size_t* capacity, size_t* length) {
+bool serialize(const DDS_TypeDescriptor& type, uint16_t representation, const void* value, char** buffer,
+    size_t* capacity, size_t* length) {
     const int chosen = chooseRepresentation(type, representation);
     const DDS_TypePrograms* programs = chosen < 0 ? nullptr : programsOf(&type);
     if (programs == nullptr)
         return false;
+    const auto* at = static_cast<const char*>(value);
     WriteBuffer out(buffer, capacity);
-    if (!writeSample(
-            *programs, chosen == DDS_XCDR2_DATA_REPRESENTATION, static_cast<const char*>(value), out))
-        return false;
-    *length = out.position();
+    if (chosen == DDS_XCDR_DATA_REPRESENTATION) {
+        if (!walkSample(*programs, false, at, out))
+            return false;
+        *length = out.position();
+        return true;
+    }
+    bool lacksRoom;
+    const char* end = writeWireSample(programs->wire, at, out.current(), out.end(), &lacksRoom);
+    if (end == nullptr) {
+        // The size is looked for only where it is needed: a buffer that is used again has grown already.
+        size_t size = encapsulationSize;
+        if (!lacksRoom || !measureWire(programs->wire, at, &size) || !out.room(size + paddingTo(size, 4)) ||
+            !(end = writeWireSample(programs->wire, at, out.current(), out.end(), &lacksRoom)))
+            return false;
+    }
+    *length = static_cast<size_t>(end - out.current());
     return true;
-}
-
-bool serialize(const DDS_TypeDescriptor& type, uint16_t representation, const void* value, char** buffer,
-    size_t* capacity, size_t* length) {
-    return serializeGrowing(type, representation, value, buffer, capacity, length);
 }
 
 bool serializeInto(const DDS_TypeDescriptor& type, uint16_t representation, const void* value, char* buffer,
     size_t* length) {
-    const int chosen = chooseRepresentation(type, representation);
-    const DDS_TypePrograms* programs = chosen < 0 ? nullptr : programsOf(&type);
-    if (programs == nullptr)
-        return false;
-    WriteBuffer out(buffer, *length);
-    if (!writeSample(
-            *programs, chosen == DDS_XCDR2_DATA_REPRESENTATION, static_cast<const char*>(value), out))
-        return false;
-    *length = out.position();
-    return true;
+    return into(type, representation, value, buffer, length);
 }
 
 bool deserialize(const DDS_TypeDescriptor& type, void* value, const char* buffer, size_t length) {
@@ -155,7 +172,7 @@ DDS_Boolean DDS_Type_serialize_to_cdr_buffer_ex(const DDS_TypeDescriptor* type, 
         size = serializedSize(*type, representation, value);
         if (size == 0 || size > UINT32_MAX)
             return DDS_BOOLEAN_FALSE;
-    } else if (!serializeInto(*type, representation, value, buffer, &size)) {
+    } else if (!into(*type, representation, value, buffer, &size)) {
         return DDS_BOOLEAN_FALSE;
     }
     *length = static_cast<DDS_UnsignedLong>(size);
@@ -166,7 +183,7 @@ DDS_Boolean DDS_Type_serialize_to_growing_buffer(const DDS_TypeDescriptor* type,
     size_t* capacity, size_t* length, const void* value, DDS_UnsignedShort representation) {
     if (type == nullptr || buffer == nullptr || capacity == nullptr || length == nullptr || value == nullptr)
         return DDS_BOOLEAN_FALSE;
-    return serializeGrowing(*type, representation, value, buffer, capacity, length);
+    return serialize(*type, representation, value, buffer, capacity, length);
 }
 
 DDS_Boolean DDS_Type_deserialize_from_cdr_buffer(

@@ -50,6 +50,11 @@ struct Arms {
     const ArmLabel* labels;
     const Arm* fallback; // where no label fits; null for none
 
+    static constexpr uint32_t indexSize = 32;
+    bool isIndexed;
+    uint8_t indexShift;
+    uint8_t index[indexSize]; // of `labels`, by those bits; the first one's where no label has them
+
     // Of the bytes of a discriminator.
     DDS_LongLong valueOf(const char* bytes) const {
         if (discriminator->kind != DDS_TYPE_LONG && discriminator->kind != DDS_TYPE_ENUM)
@@ -64,11 +69,18 @@ struct Arms {
     void write(void* unionValue, DDS_LongLong discriminator) const;
     // The arm that the discriminator selects; null for none.
     const Arm* select(DDS_LongLong label) const {
-        for (const ArmLabel *at = labels, *end = labels + labelCount; at != end; ++at)
+        const ArmLabel* at = labels;
+        if (isIndexed) {
+            at += index[static_cast<DDS_UnsignedLongLong>(label) >> indexShift & (indexSize - 1)];
+            return at->value == label ? at->arm : fallback;
+        }
+        for (const ArmLabel* end = at + labelCount; at != end; ++at)
             if (at->value == label)
                 return at->arm;
         return fallback;
     }
+    // Looks for five bits in which all labels differ.
+    void makeIndex();
 
 private:
     DDS_LongLong valueOfOther(const char* bytes) const;

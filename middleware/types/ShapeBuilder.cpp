@@ -1,6 +1,8 @@
 #include "middleware/types/ShapeBuilder.hpp"
 
 #include <algorithm>
+#include <bit>
+#include <iterator>
 
 #include "middleware/log/DdsLog.hpp"
 #include "zddsc/sequence.h"
@@ -194,7 +196,8 @@ bool ShapeBuilderBase::collectLabels() {
     programs_.arms = {static_cast<uint32_t>(type_.discriminatorOffset),
         static_cast<uint32_t>(programs_.armList.size()), static_cast<uint32_t>(programs_.armLabels.size()),
         resolve(type_.discriminator), type_.defaultDiscriminator, programs_.armList.data(),
-        programs_.armLabels.data(), fallback};
+        programs_.armLabels.data(), fallback, false, 0, {}};
+    programs_.arms.makeIndex();
     return true;
 }
 
@@ -265,6 +268,21 @@ DDS_LongLong Arms::valueOfOther(const char* at) const {
         return readAs<DDS_LongLong>(at); // labels above 2^63 appear negative there too
     default:
         return readAs<DDS_Long>(at);
+    }
+}
+
+void Arms::makeIndex() {
+    for (indexShift = 0; labelCount != 0 && labelCount <= indexSize && indexShift < 28; ++indexShift) {
+        uint32_t taken = 0;
+        for (uint32_t i = 0; i < labelCount; ++i) {
+            const auto bits = static_cast<DDS_UnsignedLongLong>(labels[i].value) >> indexShift & (indexSize - 1);
+            taken |= uint32_t{1} << bits;
+            index[bits] = static_cast<uint8_t>(i);
+        }
+        isIndexed = static_cast<uint32_t>(std::popcount(taken)) == labelCount;
+        if (isIndexed)
+            return;
+        std::fill(std::begin(index), std::end(index), uint8_t{0});
     }
 }
 

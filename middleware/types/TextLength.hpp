@@ -37,6 +37,31 @@ namespace zdds::types {
     const auto* rest = reinterpret_cast<const char*>(block + 1); // long enough for the library's wider steps
     return static_cast<size_t>(rest - text) + std::strlen(rest);
 }
+
+// The block in which a text begins, if it begins there with the block and ends within it.
+class TextBlock {
+public:
+    [[gnu::always_inline]] explicit TextBlock(const char* text)
+        : bytes_(_mm_load_si128(
+              reinterpret_cast<const __m128i*>(reinterpret_cast<uintptr_t>(text) & ~uintptr_t{15}))),
+          zeros_(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes_, _mm_setzero_si128())))),
+          isAligned_((reinterpret_cast<uintptr_t>(text) & 15) == 0) {}
+
+    bool isWhole() const { return isAligned_ && zeros_ != 0; }
+    size_t length() const { return static_cast<size_t>(std::countr_zero(zeros_)); }
+    // 16 bytes: the text, and zeros.
+    void copyTo(char* to) const {
+        static constexpr unsigned char keep[32] = {
+            255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255};
+        const auto* mask = reinterpret_cast<const __m128i*>(keep + 16 - length());
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_and_si128(bytes_, _mm_loadu_si128(mask)));
+    }
+
+private:
+    __m128i bytes_;
+    unsigned zeros_;
+    bool isAligned_;
+};
 #else
 inline size_t textLength(const char* text) {
     return std::strlen(text);

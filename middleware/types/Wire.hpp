@@ -48,7 +48,8 @@ enum class Code : uint8_t {
     textSequence,      // a: most elements; b: most characters of one; of `programs`
     sequence,          // a: most elements; of `programs`
     referenceSequence, // the same of references, each to a value of what `programs` refers to
-    discriminated,     // a union of `programs`; alignment: 4 for a discriminator that is a word within [a, a + b)
+    discriminated,     // a union of `programs`; alignment: 4 for a discriminator that is a word within [a, a + b);
+                       // c: not 0 when it is unsigned
 
     array,     // a: elements; of `programs`
     reference, // to a value of `programs`
@@ -59,7 +60,7 @@ enum class Code : uint8_t {
     header, // a: EMHEADER; hasSize: and NEXTINT; slot
     closeHeader,
     flagged,  // an optional member behind its boolean; slot and `programs`; a: instructions to skip
-    optional, // the same in a mutable structure, or isText: see OptionalMember; c: its index
+    optional, // the same in a mutable structure, or isText: see OptionalMember; c: its index. A `header` follows
     leave     // the end of an optional value; slot
 };
 
@@ -102,6 +103,11 @@ struct Wire {
     uint32_t fixedSize() const { return program->a; }
     uint32_t fixedAlignment() const { return program->alignment; }
 };
+
+// Of a discriminator that is a word.
+inline DDS_LongLong wordLabel(const Instruction& discriminated, uint32_t word) {
+    return discriminated.c != 0 ? DDS_LongLong{word} : DDS_LongLong{static_cast<DDS_Long>(word)};
+}
 
 // Does the enumeration have the value?
 inline bool hasLiteral(const DDS_TypeDescriptor& type, DDS_Long value) {

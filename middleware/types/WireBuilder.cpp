@@ -108,10 +108,12 @@ private:
     bool discriminated() {
         Instruction i{.code = Code::discriminated, .hasSize = hasDelimiter(type_), .programs = &programs_};
         const Instruction* row = programs_.discriminator->wire.program;
-        if (row[1].code == Code::copy4 && (row->b == 1 || row[2].code == Code::range)) {
+        const DDS_TypeKind kind = programs_.arms.discriminator->kind;
+        if ((kind == DDS_TYPE_LONG || kind == DDS_TYPE_ULONG || kind == DDS_TYPE_ENUM) && (row->b == 1 || row[2].code == Code::range)) {
             i.alignment = 4;
             i.a = row->b == 1 ? 0 : row[2].a;
             i.b = row->b == 1 ? 0 : row[2].b; // 0: 2^32
+            i.c = kind == DDS_TYPE_ULONG;
         }
         return push(i);
     }

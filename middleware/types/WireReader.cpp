@@ -444,7 +444,8 @@ private:
         } else if (!(from = run(programs.discriminator->wire, scratch, from, limit))) {
             return nullptr;
         }
-        const DDS_LongLong discriminator = arms.valueOf(scratch);
+        const DDS_LongLong discriminator =
+            i.alignment == 4 ? wordLabel(i, wordAt(scratch)) : arms.valueOf(scratch);
         if (!switchArm(arms, value, discriminator, memory_))
             return outOfMemory();
         const Arm* arm = arms.select(discriminator);

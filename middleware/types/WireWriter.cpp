@@ -13,52 +13,97 @@ namespace {
 
 // The place in the buffer is kept in a local variable, as stores of bytes could change anything else for all
 // that the compiler knows. Null stands for failure. The buffer does not move: what does not fit is written
-// again, into more room.
+// again, into more room. Alignment is that of addresses.
 class Writer {
 public:
-    // Alignment counts from `base`.
-    Writer(char* base, char* end) : base_(base), end_(end) {}
+    explicit Writer(char* end) : end_(end) {}
 
     bool lacksRoom() const { return lacksRoom_; }
 
     // NOLINTNEXTLINE: one loop is the point.
     char* run(const Wire& whole, const char* value, char* to) {
-        size_t slotStore[mostSlots]; // positions, or the value around an optional one
-        size_t* slots = slotStore;
-        Frame frames[DDS_TYPE_MAXIMUM_NESTING + 2];
-        Frame* frame = frames; // behind the innermost
-        const Wire* wire = &whole;
-        for (const Instruction* i = wire->program;; ++i) {
-            const char* from = value + i->memory;
+        wire_ = &whole;
+        slots_ = slotStore_;
+        frame_ = frames_;
+        char* segment = nullptr; // that pieces go to
+        for (const Instruction* i = whole.program;; ++i) {
             switch (i->code) {
             case Code::end: {
-                if (frame == frames)
+                if (frame_ == frames_)
                     return to;
-                Frame& top = frame[-1];
+                Frame& top = frame_[-1];
                 if (--top.left > 0) {
                     if ((value = top.next()) == nullptr)
                         return nullptr;
-                    i = wire->program - 1;
+                    i = wire_->program - 1;
                     break;
                 }
-                --frame;
+                --frame_;
                 if (top.sizeAt != nullptr)
                     putSize(top.sizeAt, to);
-                wire = top.wire;
-                slots -= wire->slots;
+                wire_ = top.wire;
+                slots_ -= wire_->slots;
                 i = top.instruction;
                 value = top.value;
                 break;
             }
             case Code::segment:
-                if (!(to = putSegment(*i, value, to, slots)))
+                if (!(segment = segmentRoom(*i, to)))
                     return nullptr;
-                i += i->b;
+                to = segment + i->a;
+                break;
+            case Code::copy1:
+                segment[i->wire] = value[i->memory];
+                break;
+            case Code::copy2:
+                std::memcpy(segment + i->wire, value + i->memory, 2);
+                break;
+            case Code::copy4:
+                std::memcpy(segment + i->wire, value + i->memory, 4);
+                break;
+            case Code::copy8:
+                std::memcpy(segment + i->wire, value + i->memory, 8);
+                break;
+            case Code::copy16:
+                std::memcpy(segment + i->wire, value + i->memory, 16);
+                break;
+            case Code::copyMany:
+                copyBytes(segment + i->wire, value + i->memory, i->a);
+                break;
+            case Code::boolean:
+                segment[i->wire] = value[i->memory] != 0;
+                break;
+            case Code::range:
+                if (wordAt(value + i->memory) - i->a >= i->b)
+                    return nullptr;
+                break;
+            case Code::literal:
+                if (!hasLiteral(*i->programs->type, static_cast<DDS_Long>(wordAt(value + i->memory))))
+                    return nullptr;
+                break;
+            case Code::constant:
+                putWord(segment + i->wire, i->a);
+                break;
+            case Code::constant8:
+                std::memcpy(segment + i->wire, &i->a, 8);
+                break;
+            case Code::constant12:
+                std::memcpy(segment + i->wire, &i->a, 8);
+                putWord(segment + i->wire + 8, i->c);
+                break;
+            case Code::zero:
+                segment[i->wire] = 0;
+                break;
+            case Code::zeros:
+                putWord(segment + i->wire, 0);
+                break;
+            case Code::opening:
+                slots_[i->slot].sizeAt = segment + i->wire;
                 break;
             case Code::optionalSegment:
             case Code::optional: {
                 // Most members of a sample are absent.
-                const OptionalMember* member = wire->optionals + i->c;
+                const OptionalMember* member = wire_->optionals + i->c;
                 i -= member->distance;
                 const char* pointer = nullptr;
                 while (member->memory != noMember && (pointer = pointerAt(value + member->memory)) == nullptr)
@@ -67,75 +112,78 @@ public:
                 if (pointer == nullptr) {
                     --i; // the next one is what comes behind the group
                 } else if (i->code == Code::optionalSegment) {
-                    if (!(to = putSegment(*i, pointer, to, slots)))
+                    if (!(segment = segmentRoom(*i, to)) || !putPieces(*i, pointer, segment))
                         return nullptr;
+                    to = segment + i->a;
                     i += i->b;
-                } else if (!i->isText) {
-                    slots[i->slot] = reinterpret_cast<size_t>(value);
-                    value = pointer;
+                } else {
+                    if (!i->isText) {
+                        slots_[i->slot].around = value;
+                        value = pointer;
+                    }
+                    ++i;
+                    goto header;
                 }
                 break;
             }
             case Code::block:
                 if (!(to = room(to, i->alignment, i->a)))
                     return nullptr;
-                std::memcpy(to, from, i->a);
+                std::memcpy(to, value + i->memory, i->a);
                 to += i->a;
                 break;
             case Code::text:
-                if (!(to = putText(to, textAt(from), i->a)))
+            text: // one seldom comes alone
+                if (!(to = putText(to, textAt(value + i->memory), i->a)))
                     return nullptr;
-                while (i[1].code == Code::text) { // one text seldom comes alone
-                    ++i;
-                    if (!(to = putText(to, textAt(value + i->memory), i->a)))
-                        return nullptr;
-                }
-                break;
+                if (i[1].code != Code::text)
+                    break;
+                ++i;
+                goto text;
             case Code::flaggedText:
-                if (!(to = putFlaggedText(to, pointerAt(from), i->a)))
+            flaggedText:
+                if (!(to = putFlaggedText(to, pointerAt(value + i->memory), i->a)))
                     return nullptr;
-                while (i[1].code == Code::flaggedText) {
-                    ++i;
-                    if (!(to = putFlaggedText(to, pointerAt(value + i->memory), i->a)))
-                        return nullptr;
-                }
-                break;
+                if (i[1].code != Code::flaggedText)
+                    break;
+                ++i;
+                goto flaggedText;
             case Code::blockSequence:
             case Code::textSequence:
-                if (!(to = putRow(*i, sequenceAt(from), to)))
+                if (!(to = putRow(*i, sequenceAt(value + i->memory), to)))
                     return nullptr;
                 break;
             case Code::sequence: {
-                const DDS_SequenceBase& sequence = sequenceAt(from);
+                const DDS_SequenceBase& sequence = sequenceAt(value + i->memory);
                 char* sizeAt;
                 if (!(to = putCount(*i, sequence, to, &sizeAt)))
                     return nullptr;
                 if (sequence._length == 0)
                     break;
-                *frame = {wire, i, value, static_cast<const char*>(sequence._contiguous_buffer),
+                *frame_ = {wire_, i, value, static_cast<const char*>(sequence._contiguous_buffer),
                     sequence._discontiguous_buffer, i->programs->shape.size, sequence._length, sizeAt};
                 goto enter;
             }
             case Code::referenceSequence: {
-                const DDS_SequenceBase& sequence = sequenceAt(from);
+                const DDS_SequenceBase& sequence = sequenceAt(value + i->memory);
                 char* sizeAt;
                 if (!(to = putCount(*i, sequence, to, &sizeAt)))
                     return nullptr;
                 if (sequence._length == 0)
                     break;
-                *frame = {wire, i, value, nullptr, sequence._discontiguous_buffer, 0, sequence._length, sizeAt};
-                if (frame->pointers != nullptr)
+                *frame_ = {wire_, i, value, nullptr, sequence._discontiguous_buffer, 0, sequence._length, sizeAt};
+                if (frame_->pointers != nullptr)
                     goto enter; // to the references, one by one
-                frame->pointers = static_cast<void* const*>(sequence._contiguous_buffer);
-                slots += wire->slots;
-                wire = &i->programs->wire.program->programs->wire;
-                i = wire->program - 1;
-                if ((value = (frame++)->next()) == nullptr)
+                frame_->pointers = static_cast<void* const*>(sequence._contiguous_buffer);
+                slots_ += wire_->slots;
+                wire_ = &i->programs->wire.program->programs->wire;
+                i = wire_->program - 1;
+                if ((value = (frame_++)->next()) == nullptr)
                     return nullptr;
                 break;
             }
             case Code::array:
-                *frame = {wire, i, value, from, nullptr, i->programs->shape.size, i->a, nullptr};
+                *frame_ = {wire_, i, value, value + i->memory, nullptr, i->programs->shape.size, i->a, nullptr};
                 goto enter;
             case Code::discriminated: {
                 char* sizeAt = nullptr;
@@ -146,74 +194,76 @@ public:
                     to += 4;
                 }
                 const Arms& arms = i->programs->arms;
-                const char* discriminator = from + arms.discriminatorOffset;
-                if (!(to = putDiscriminator(*i, discriminator, to, slots)))
+                const char* discriminator = value + i->memory + arms.discriminatorOffset;
+                DDS_LongLong label;
+                if (!(to = putDiscriminator(*i, discriminator, to, &label)))
                     return nullptr;
-                const Arm* arm = arms.select(arms.valueOf(discriminator));
+                const Arm* arm = arms.select(label);
                 if (arm == nullptr) {
                     if (sizeAt != nullptr)
                         putSize(sizeAt, to);
                     break;
                 }
-                frame->wire = wire;
-                frame->instruction = i;
-                frame->value = value;
-                frame->left = 1;
-                frame->sizeAt = sizeAt;
-                value = from + arm->offset;
-                slots += wire->slots;
-                wire = &arm->programs->wire;
-                i = wire->program - 1;
-                ++frame;
+                frame_->wire = wire_;
+                frame_->instruction = i;
+                frame_->value = value;
+                frame_->left = 1;
+                frame_->sizeAt = sizeAt;
+                value = value + i->memory + arm->offset;
+                slots_ += wire_->slots;
+                wire_ = &arm->programs->wire;
+                i = wire_->program - 1;
+                ++frame_;
                 break;
             }
             case Code::reference:
-                if (pointerAt(from) == nullptr)
+                if (pointerAt(value + i->memory) == nullptr)
                     return nullptr;
-                *frame = {wire, i, value, pointerAt(from), nullptr, 0, 1, nullptr};
+                *frame_ = {wire_, i, value, pointerAt(value + i->memory), nullptr, 0, 1, nullptr};
                 goto enter;
             case Code::call:
-                *frame = {wire, i, value, from, nullptr, 0, 1, nullptr};
+                *frame_ = {wire_, i, value, value + i->memory, nullptr, 0, 1, nullptr};
             enter:
-                slots += wire->slots;
-                wire = &i->programs->wire;
-                i = wire->program - 1;
-                value = (frame++)->next();
+                slots_ += wire_->slots;
+                wire_ = &i->programs->wire;
+                i = wire_->program - 1;
+                value = (frame_++)->next();
                 break;
 
             case Code::open:
                 if (!(to = wordRoom(to, 4)))
                     return nullptr;
-                slots[i->slot] = static_cast<size_t>(to - base_);
+                slots_[i->slot].sizeAt = to;
                 to += 4;
                 break;
             case Code::close:
             case Code::closeHeader:
-                putSize(base_ + slots[i->slot], to);
+                putSize(slots_[i->slot].sizeAt, to);
                 break;
-            case Code::header: {
+            case Code::header:
+            header: {
                 const size_t size = i->hasSize ? 8 : 4;
                 if (!(to = wordRoom(to, size)))
                     return nullptr;
                 putWord(to, i->a);
                 to += size;
-                slots[i->slot] = static_cast<size_t>(to - 4 - base_);
+                slots_[i->slot].sizeAt = to - 4;
                 break;
             }
             case Code::flagged: {
-                const char* pointer = pointerAt(from);
+                const char* pointer = pointerAt(value + i->memory);
                 if (!(to = putFlag(to, pointer != nullptr)))
                     return nullptr;
                 if (pointer == nullptr) {
                     i += i->a;
                 } else {
-                    slots[i->slot] = reinterpret_cast<size_t>(value);
+                    slots_[i->slot].around = value;
                     value = pointer;
                 }
                 break;
             }
             case Code::leave:
-                value = reinterpret_cast<const char*>(slots[i->slot]);
+                value = slots_[i->slot].around;
                 break;
             default:
                 __builtin_unreachable();
@@ -221,7 +271,24 @@ public:
         }
     }
 
+    // The padding behind the value, and the header before it.
+    char* finish(char* start, char* to, uint16_t identifier) {
+        const size_t padding = gapAt(to, 4);
+        if (static_cast<size_t>(end_ - to) < padding)
+            return failForRoom();
+        for (size_t n = 0; n < padding; ++n)
+            *to++ = 0;
+        // The identifier is big-endian and below 256; the padding is told in the last two bits.
+        putWord(start, static_cast<uint32_t>(identifier << 8 | padding << 24));
+        return to;
+    }
+
 private:
+    union Slot {
+        char* sizeAt;       // of a DHEADER or a NEXTINT
+        const char* around; // the value around an optional one
+    };
+
     // A row that another one interrupted, and the values that the other one is for.
     struct Frame {
         const Wire* wire;
@@ -245,55 +312,25 @@ private:
     // The size of what lies behind it.
     static void putSize(char* at, const char* end) { putWord(at, static_cast<uint32_t>(end - at - 4)); }
 
-    [[gnu::always_inline]] char* putSegment(
-        const Instruction& i, const char* value, char* to, size_t* slots) {
-        char* segment = i.alignment == 4 && i.a >= 4 ? wordRoom(to, i.a) : room(to, i.alignment, i.a);
-        if (segment == nullptr)
-            return nullptr;
+    [[gnu::always_inline]] char* segmentRoom(const Instruction& i, char* to) {
+        return i.alignment == 4 && i.a >= 4 ? wordRoom(to, i.a) : room(to, i.alignment, i.a);
+    }
+
+    // The pieces of a segment that has a value of its own: nothing of variable size is in it.
+    [[gnu::always_inline]] static bool putPieces(const Instruction& i, const char* value, char* segment) {
         for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
             const char* from = value + piece->memory;
             char* at = segment + piece->wire;
-            if (piece->code > Code::opening)
-                __builtin_unreachable();
             switch (piece->code) {
-            case Code::copy1:
-                *at = *from;
-                break;
-            case Code::copy2:
-                std::memcpy(at, from, 2);
-                break;
-            case Code::copy4:
-                std::memcpy(at, from, 4);
-                break;
-            case Code::copy8:
-                std::memcpy(at, from, 8);
-                break;
-            case Code::copy16:
-                std::memcpy(at, from, 16);
-                break;
-            case Code::copyMany:
-                copyBytes(at, from, piece->a);
-                break;
-            case Code::boolean:
-                *at = *from != 0;
-                break;
-            case Code::range:
-                if (wordAt(from) - piece->a >= piece->b)
-                    return nullptr;
-                break;
-            case Code::literal:
-                if (!hasLiteral(*piece->programs->type, static_cast<DDS_Long>(wordAt(from))))
-                    return nullptr;
-                break;
-            case Code::constant:
-                putWord(at, piece->a);
+            case Code::constant12:
+                std::memcpy(at, &piece->a, 8);
+                putWord(at + 8, piece->c);
                 break;
             case Code::constant8:
                 std::memcpy(at, &piece->a, 8);
                 break;
-            case Code::constant12:
-                std::memcpy(at, &piece->a, 8);
-                putWord(at + 8, piece->c);
+            case Code::constant:
+                putWord(at, piece->a);
                 break;
             case Code::zero:
                 *at = 0;
@@ -301,24 +338,39 @@ private:
             case Code::zeros:
                 putWord(at, 0);
                 break;
-            case Code::opening:
-                slots[piece->slot] = static_cast<size_t>(at - base_);
+            case Code::boolean:
+                *at = *from != 0;
                 break;
-            default:
-                __builtin_unreachable();
+            case Code::range:
+                if (wordAt(from) - piece->a >= piece->b)
+                    return false;
+                break;
+            case Code::literal:
+                if (!hasLiteral(*piece->programs->type, static_cast<DDS_Long>(wordAt(from))))
+                    return false;
+                break;
+            default: // a copy
+                copyBytes(at, from, piece->a);
+                break;
             }
         }
-        return segment + i.a;
+        return true;
     }
 
+    // *label: what it selects by.
     [[gnu::always_inline]] char* putDiscriminator(
-        const Instruction& i, const char* discriminator, char* to, size_t* slots) {
-        if (i.alignment != 4)
-            return putSegment(*i.programs->discriminator->wire.program, discriminator, to, slots);
+        const Instruction& i, const char* discriminator, char* to, DDS_LongLong* label) {
+        if (i.alignment != 4) {
+            const Instruction& segment = *i.programs->discriminator->wire.program;
+            *label = i.programs->arms.valueOf(discriminator);
+            to = segmentRoom(segment, to);
+            return to != nullptr && putPieces(segment, discriminator, to) ? to + segment.a : nullptr;
+        }
         const uint32_t word = wordAt(discriminator);
         if ((i.b != 0 && word - i.a >= i.b) || !(to = wordRoom(to, 4)))
             return nullptr;
         putWord(to, word);
+        *label = wordLabel(i, word);
         return to + 4;
     }
 
@@ -327,9 +379,13 @@ private:
         return nullptr;
     }
 
+    static size_t gapAt(const char* at, size_t alignment) {
+        return (0 - reinterpret_cast<uintptr_t>(at)) & (alignment - 1);
+    }
+
     // Where `size` bytes of that alignment go; what is skipped becomes 0.
     char* room(char* to, size_t alignment, size_t size) {
-        const size_t gap = static_cast<size_t>(base_ - to) & (alignment - 1);
+        const size_t gap = gapAt(to, alignment);
         if (static_cast<size_t>(end_ - to) < gap + size)
             return failForRoom();
         for (size_t n = 0; n < gap; ++n)
@@ -338,7 +394,7 @@ private:
     }
     // The same of alignment 4 for something of at least 4 bytes: so a whole word may be cleared.
     [[gnu::always_inline]] char* wordRoom(char* to, size_t size) {
-        const size_t gap = static_cast<size_t>(base_ - to) & 3;
+        const size_t gap = gapAt(to, 4);
         if (__builtin_expect(static_cast<size_t>(end_ - to) < gap + size, 0))
             return failForRoom();
         putWord(to, 0);
@@ -346,6 +402,17 @@ private:
     }
 
     [[gnu::always_inline]] char* putText(char* to, const char* text, size_t bound) {
+#ifdef ZDDSC_TEXT_BY_BLOCKS
+        // Most texts are short, lie on the heap, and are not the end of the sample: then they are one block.
+        const TextBlock block(text);
+        if (block.isWhole() && block.length() <= bound && static_cast<size_t>(end_ - to) >= 3 + 4 + 16) {
+            putWord(to, 0);
+            to += gapAt(to, 4);
+            putWord(to, static_cast<uint32_t>(block.length() + 1));
+            block.copyTo(to + 4);
+            return to + 4 + block.length() + 1;
+        }
+#endif
         const size_t length = textLength(text);
         if (__builtin_expect(length > bound, 0) || !(to = wordRoom(to, 4 + length + 1)))
             return nullptr;
@@ -379,7 +446,7 @@ private:
     }
 
     // A sequence whose elements need no row: plain ones and texts.
-    char* putRow(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
+    [[gnu::always_inline]] char* putRow(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
         const uint32_t length = sequence._length;
         char* sizeAt;
         if (!(to = putCount(i, sequence, to, &sizeAt)) || length == 0)
@@ -389,7 +456,7 @@ private:
             putSize(sizeAt, to);
         return to;
     }
-    char* putTexts(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
+    [[gnu::noinline]] char* putTexts(const Instruction& i, const DDS_SequenceBase& sequence, char* to) {
         for (uint32_t n = 0; n < sequence._length && to != nullptr; ++n)
             to = putText(to, textAt(sequenceElement(sequence, n, sizeof(char*))), i.b);
         return to;
@@ -408,9 +475,14 @@ private:
         return to + bytes;
     }
 
-    char* const base_;
     char* const end_;
     bool lacksRoom_ = false;
+    // Not local to the loop, so that what it needs all the time stays in registers.
+    const Wire* wire_;
+    Slot* slots_;
+    Frame* frame_; // behind the innermost
+    Slot slotStore_[mostSlots];
+    Frame frames_[DDS_TYPE_MAXIMUM_NESTING + 2];
 };
 
 } // namespace
@@ -433,21 +505,16 @@ bool WriteBuffer::grow(size_t size) {
     return true;
 }
 
-bool writeWire(const Wire& wire, const char* value, WriteBuffer& out) {
-    Writer writer(out.at(0), out.end());
-    char* to = writer.run(wire, value, out.current());
-    if (to == nullptr) {
-        // The size is looked for only where it is needed: a buffer that is used again has grown already.
-        size_t end = out.position();
-        if (!writer.lacksRoom() || !out.canGrow() || !measureWire(wire, value, &end) ||
-            !out.room(end - out.position()))
-            return false;
-        to = Writer(out.at(0), out.end()).run(wire, value, out.current());
-        if (to == nullptr)
-            return false;
-    }
-    out.setCurrent(to);
-    return true;
+char* writeWireSample(const Wire& wire, const char* value, char* buffer, char* end, bool* lacksRoom) {
+    Writer writer(end);
+    *lacksRoom = end - buffer < static_cast<ptrdiff_t>(encapsulationSize);
+    if (*lacksRoom)
+        return nullptr;
+    char* to = writer.run(wire, value, buffer + encapsulationSize);
+    if (to != nullptr)
+        to = writer.finish(buffer, to, wire.encapsulation);
+    *lacksRoom = writer.lacksRoom();
+    return to;
 }
 
 } // namespace zdds::types

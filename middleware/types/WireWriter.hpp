@@ -21,12 +21,10 @@ public:
           capacity_(capacity) {}
 
     bool room(size_t size) { return static_cast<size_t>(end_ - current_) >= size || grow(size); }
-    bool canGrow() const { return growing_ != nullptr; }
     char* at(size_t position) { return base_ + position; }
     size_t position() const { return static_cast<size_t>(current_ - base_); }
     char* current() { return current_; }
-    char* end() const { return end_; }
-    void setCurrent(char* current) { current_ = current; }
+    char* end() { return end_; }
     void advance(size_t size) { current_ += size; }
 
 private:
@@ -39,10 +37,10 @@ private:
     size_t* capacity_ = nullptr;
 };
 
-// Alignment counts from the start of the buffer, which is a multiple of 4 away from the start of the
-// encoding.
-bool writeWire(const Wire& wire, const char* value, WriteBuffer& out);
-// Adds the size to *position.
+// A sample with its encapsulation header and padding, from `buffer`, a multiple of 4, to `end`. Where it ends; null on failure,
+// and *lacksRoom tells whether that is all that is wrong so far.
+char* writeWireSample(const Wire& wire, const char* value, char* buffer, char* end, bool* lacksRoom);
+// Adds the size of the value alone to *position, from where its alignment counts.
 bool measureWire(const Wire& wire, const char* value, size_t* position);
 
 } // namespace zdds::types
