@@ -26,6 +26,7 @@ struct DDS_TypePrograms {
     const DDS_TypePrograms* discriminator = nullptr;
     zdds::types::Arms arms{};
     zdds::types::HeapArray<zdds::types::Op> ops;
+    zdds::types::HeapArray<zdds::types::Owned> owned;
     zdds::types::HeapArray<zdds::types::Arm> armList;
     zdds::types::HeapArray<zdds::types::ArmLabel> armLabels;
     zdds::types::HeapArray<uint8_t> image;

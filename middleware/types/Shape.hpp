@@ -98,6 +98,14 @@ struct Op {
     };
 };
 
+// What a value owns, wherever it lies in the value: arms and short arrays are opened.
+struct Owned {
+    OpCode code; // none that is plain, or arms
+    uint32_t offset;
+    uint32_t count; // loop
+    const Shape* shape;
+};
+
 struct Shape {
     uint32_t size = 0;
     uint32_t alignment = 1;
@@ -105,7 +113,11 @@ struct Shape {
     uint32_t opCount = 0;
     const Op* ops = nullptr;
     const uint8_t* image = nullptr; // null: zeros
-    bool hasArms = false;           // a union that is not plain lies in the value itself
+    const Owned* owned = nullptr;
+    uint32_t ownedCount = 0;
+    bool hasArms = false;       // a union that is not plain lies in the value itself
+    bool hasTexts = false;      // strings that are not optional lie in it
+    bool hasReferences = false; // references likewise
 
     bool isPlain() const { return ownerCount == 0; }
     const Op* owners() const { return ops; }

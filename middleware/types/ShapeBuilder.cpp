@@ -9,6 +9,8 @@
 
 namespace zdds::types {
 
+constexpr uint64_t mostOpened = 32; // entries of an array that is opened
+
 bool ShapeBuilderBase::reportUnusable(const char* reason) const {
     return ZDDS_FAIL(false, NOT_SUPPORTED, "type '%s': %s", type_.name == nullptr ? "" : type_.name, reason);
 }
@@ -201,6 +203,52 @@ bool ShapeBuilderBase::collectLabels() {
     return true;
 }
 
+bool ShapeBuilderBase::addOwned(const Shape& inner, size_t offset) {
+    for (const Owned* owned = inner.owned; owned != inner.owned + inner.ownedCount; ++owned) {
+        Owned moved = *owned;
+        moved.offset += static_cast<uint32_t>(offset);
+        if (!programs_.owned.push(moved))
+            return false;
+    }
+    programs_.shape.hasTexts |= inner.hasTexts;
+    programs_.shape.hasReferences |= inner.hasReferences;
+    return true;
+}
+
+bool ShapeBuilderBase::collectOwned(const Op& op) {
+    switch (op.code) {
+    case OpCode::plain:
+        return true;
+    case OpCode::arms:
+        for (const Arm* arm = op.arms->list; arm != op.arms->list + op.arms->count; ++arm)
+            if (!addOwned(*arm->shape, op.offset + arm->offset))
+                return false;
+        return true;
+    case OpCode::loop:
+        if (uint64_t{op.count} * op.shape->ownedCount <= mostOpened) {
+            for (uint32_t i = 0; i < op.count; ++i)
+                if (!addOwned(*op.shape, op.offset + size_t{i} * op.shape->size))
+                    return false;
+            return true;
+        }
+        programs_.shape.hasTexts |= op.shape->hasTexts;
+        programs_.shape.hasReferences |= op.shape->hasReferences;
+        break;
+    case OpCode::string:
+        programs_.shape.hasTexts = true;
+        break;
+    case OpCode::reference:
+        programs_.shape.hasReferences = true;
+        break;
+    case OpCode::optionalString:
+    case OpCode::sequence:
+    case OpCode::optional:
+        break;
+    }
+    const bool isText = op.code == OpCode::string || op.code == OpCode::optionalString;
+    return programs_.owned.push({op.code, op.offset, op.count, isText ? nullptr : op.shape});
+}
+
 bool ShapeBuilderBase::finish() {
     Shape& shape = programs_.shape;
     if (type_.kind == DDS_TYPE_UNION) {
@@ -223,6 +271,11 @@ bool ShapeBuilderBase::finish() {
     shape.ownerCount = static_cast<uint32_t>(owners - programs_.ops.begin());
     shape.opCount = static_cast<uint32_t>(programs_.ops.size());
     shape.ops = programs_.ops.data();
+    for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op)
+        if (!collectOwned(*op))
+            return false;
+    shape.owned = programs_.owned.data();
+    shape.ownedCount = static_cast<uint32_t>(programs_.owned.size());
     for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op)
         shape.hasArms |= op->code == OpCode::arms || (op->code == OpCode::loop && op->shape->hasArms) ||
                          (op->code == OpCode::reference && op->shape->hasArms);

@@ -23,6 +23,8 @@ protected:
     bool putImage(size_t offset, const void* bytes, size_t size);
     bool putDefault(const DDS_TypeMember& member);
     bool collectLabels();
+    bool collectOwned(const Op& op);
+    bool addOwned(const Shape& inner, size_t offset);
     bool finish();
 
     DDS_TypePrograms& programs_;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "middleware/types/ByteCopy.hpp"
 #include "middleware/types/Sequence.hpp"
+#include "middleware/types/TextLength.hpp"
 
 namespace zdds::types {
 namespace {
@@ -34,8 +36,15 @@ void copyImage(const Shape& shape, void* value) {
 }
 
 // The image stands; makes what it does not cover.
+bool needsOwners(const Shape& shape, const DDS_TypeAllocationParams_t& params) {
+    return (shape.hasTexts && params.allocate_memory) || (shape.hasReferences && params.allocate_pointers) ||
+           (params.allocate_optional_members && !shape.isPlain());
+}
+
 bool initializeOwners(
     const Shape& shape, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory) {
+    if (!needsOwners(shape, params))
+        return true;
     for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op) {
         switch (op->code) {
         case OpCode::string: {
@@ -83,7 +92,7 @@ bool initializeOwners(
 
 bool assignText(char** destination, const char* text, size_t length, const Memory& memory) {
     char* old = *destination;
-    if (old != nullptr && strnlen(old, length) == length) {
+    if (old != nullptr && textLength(old) >= length) {
         if (length > 0)
             std::memmove(old, text, length);
         old[length] = '\0';
@@ -92,8 +101,7 @@ bool assignText(char** destination, const char* text, size_t length, const Memor
     auto* copy = static_cast<char*>(memory.allocate(length + 1, 1, "char"));
     if (copy == nullptr)
         return false;
-    if (length > 0)
-        std::memcpy(copy, text, length);
+    copyBytes(copy, text, length);
     copy[length] = '\0';
     Memory::release(old, memory.arena != nullptr);
     *destination = copy;
@@ -131,35 +139,38 @@ bool initializeValue(
 
 void finalizeValue(
     const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params, bool isArena) {
-    for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op) {
-        switch (op->code) {
+    char* base = static_cast<char*>(value);
+    for (const Owned *owned = shape.owned, *end = owned + shape.ownedCount; owned != end; ++owned) {
+        char* at = base + owned->offset;
+        void*& pointer = *reinterpret_cast<void**>(at);
+        switch (owned->code) {
+        case OpCode::string:
         case OpCode::optionalString:
-            if (!params.delete_optional_members)
+            if (pointer == nullptr || (owned->code == OpCode::optionalString && !params.delete_optional_members))
                 break;
-            [[fallthrough]];
-        case OpCode::string: {
-            char*& text = fieldAt<char*>(value, *op);
-            Memory::release(text, isArena);
-            text = nullptr;
+            Memory::release(pointer, isArena);
+            pointer = nullptr;
+            break;
+        case OpCode::sequence: {
+            auto& sequence = *reinterpret_cast<DDS_SequenceBase*>(at);
+            if (sequence._contiguous_buffer != nullptr || sequence._loaned)
+                finalizeSequence(elementOf(*owned->shape), sequence, isArena);
             break;
         }
-        case OpCode::sequence:
-            finalizeSequence(elementOf(*op->shape), sequenceAt(value, *op), isArena);
-            break;
         case OpCode::optional:
+            if (pointer != nullptr && params.delete_optional_members)
+                destroyValue(*owned->shape, &pointer, params, isArena);
+            break;
         case OpCode::reference:
-            if (op->code == OpCode::optional ? params.delete_optional_members : params.delete_pointers)
-                destroyValue(*op->shape, &fieldAt<void*>(value, *op), params, isArena);
+            if (params.delete_pointers)
+                destroyValue(*owned->shape, &pointer, params, isArena);
             break;
         case OpCode::loop:
-            for (uint32_t i = 0; i < op->count; ++i)
-                finalizeValue(*op->shape, &fieldAt<char>(value, *op) + i * op->shape->size, params, isArena);
-            break;
-        case OpCode::arms:
-            for (const Arm* arm = op->arms->list; arm != op->arms->list + op->arms->count; ++arm)
-                finalizeValue(*arm->shape, &fieldAt<char>(value, *op) + arm->offset, params, isArena);
+            for (uint32_t i = 0; i < owned->count; ++i)
+                finalizeValue(*owned->shape, at + i * owned->shape->size, params, isArena);
             break;
         case OpCode::plain:
+        case OpCode::arms:
             break;
         }
     }

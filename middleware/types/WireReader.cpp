@@ -6,6 +6,7 @@
 #include "middleware/types/MemberAccess.hpp"
 #include "middleware/types/Programs.hpp"
 #include "middleware/types/Sequence.hpp"
+#include "middleware/types/TextLength.hpp"
 #include "middleware/types/Values.hpp"
 #include "middleware/types/Xcdr.hpp"
 
@@ -353,10 +354,13 @@ private:
             return nullptr;
         const uint32_t length = wordAt(from);
         from += 4;
+        // The terminator is looked at first, so that the search for an earlier one ends within the bytes.
         if (length > static_cast<size_t>(limit - from) || length == 0 || length - 1 > bound ||
-            std::memchr(from, '\0', length) != from + length - 1)
+            from[length - 1] != '\0' || textLength(from) != length - 1)
             return nullptr;
-        if (!assignText(text, from, length - 1, memory_))
+        if (char* old = *text; old != nullptr && textLength(old) >= length - 1)
+            copyBytes(old, from, length);
+        else if (!assignText(text, from, length - 1, memory_))
             return outOfMemory();
         return from + length;
     }
