@@ -75,8 +75,9 @@ public:
         return compare(
             "Checked decoding into a new sample: ", [this] { check(Peer_decodeIntoNew(peer_), "peer"); },
             [this] {
-                void* sample = DDS_Type_create_data(&type_);
-                read(sample);
+                void* sample = DDS_Type_create_data_from_cdr_buffer(
+                    &type_, bytes_.data(), static_cast<DDS_UnsignedLong>(bytes_.size()));
+                check(sample != nullptr, "not deserialized");
                 DDS_Type_destroy_data(&type_, sample);
             });
     }

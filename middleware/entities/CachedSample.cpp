@@ -71,18 +71,14 @@ void CachedSample::destroy(CachedSample* sample, const DDS_TypePlugin& plugin) {
 bool CachedSample::decode(const DDS_TypePlugin& plugin) {
     if (value != nullptr)
         return true;
-    void* fresh = DDS_TypePlugin_create_sample(&plugin);
-    if (fresh == nullptr)
-        return false;
-    if (!info.valid_data) {
-        key.fill(plugin, fresh);
-    } else if (!PRESTypePlugin_interpretedDeserialize(
-                   &plugin, fresh, reinterpret_cast<const char*>(bytes()), size)) {
-        DDS_TypePlugin_delete_sample(&plugin, fresh);
-        return false;
+    if (info.valid_data) {
+        value = DDS_TypePlugin_create_sample_from_cdr(&plugin, reinterpret_cast<const char*>(bytes()), size);
+        return value != nullptr;
     }
-    value = fresh;
-    return true;
+    value = DDS_TypePlugin_create_sample(&plugin);
+    if (value != nullptr)
+        key.fill(plugin, value);
+    return value != nullptr;
 }
 
 } // namespace zdds

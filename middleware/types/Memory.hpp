@@ -14,12 +14,53 @@
 
 namespace zdds::types {
 
+// The buffers of one new value, in a few blocks of the heap.
+class ValueBatch {
+public:
+    // blockSize: what one of them has for buffers and what each adds.
+    explicit ValueBatch(size_t blockSize) : blockSize_(blockSize) {}
+    ValueBatch(const ValueBatch&) = delete;
+    ValueBatch& operator=(const ValueBatch&) = delete;
+    ~ValueBatch() { ORXOsapiHeap_closeBatch(&batch_); }
+
+    // Null when the buffer should rather stand alone.
+    void* take(size_t size, size_t alignment, size_t* budget) {
+        if (void* buffer = ORXOsapiHeap_takeFromBatch(&batch_, size, alignment))
+            return buffer;
+        if (size > blockSize_ / 2 || (budget != nullptr && blockSize_ > *budget))
+            return nullptr;
+        ORXOsapiHeap_closeBatch(&batch_);
+        if (!ORXOsapiHeap_openBatch(&batch_, blockSize_, "buffers of a value"))
+            return nullptr;
+        if (budget != nullptr)
+            *budget -= blockSize_;
+        return ORXOsapiHeap_takeFromBatch(&batch_, size, alignment);
+    }
+
+private:
+    ORXOsapiHeapBatch batch_{};
+    const size_t blockSize_;
+};
+
+// How buffers go: to the arena that they came from, or to the heap, and there together with others.
+struct Releasing {
+    Releasing(bool fromArena) : isArena(fromArena) {} // NOLINT: by itself it says all
+    explicit Releasing(ORXOsapiHeapFrees& together) : isArena(false), frees(&together) {}
+
+    bool isArena;
+    ORXOsapiHeapFrees* frees = nullptr;
+};
+
 struct Memory {
     REDAInlineMemory** arena = nullptr; // null: the heap
     size_t* budget = nullptr;           // bytes that may still be allocated; null: no limit
+    ValueBatch* batch = nullptr;        // for new buffers of the heap; null: each stands alone
 
     // Not cleared; null on failure.
     void* allocate(size_t size, size_t alignment, const char* typeName) const {
+        if (batch != nullptr)
+            if (void* buffer = batch->take(size, alignment, budget))
+                return buffer;
         if (!take(size))
             return nullptr;
         if (arena != nullptr) {
@@ -34,13 +75,18 @@ struct Memory {
     }
     // Heap only: resizes, and leaves the buffer as it was on failure.
     bool reallocate(void** memory, size_t size, size_t alignment, const char* typeName) const {
+        if (batch != nullptr && *memory == nullptr)
+            if ((*memory = batch->take(size, alignment, budget)) != nullptr)
+                return true;
         return take(size) && ORXOsapiHeap_reallocateMemoryInternal(memory, size, alignment, 0, typeName) != 0;
     }
-    static void release(void* memory, bool isArena) {
+    static void release(void* memory, const Releasing& how) {
         if (memory == nullptr)
             return;
-        if (isArena)
+        if (how.isArena)
             REDAInlineMemBuffer_release(memory);
+        else if (how.frees != nullptr)
+            ORXOsapiHeap_freeTogether(how.frees, memory);
         else
             ORXOsapiHeap_freeMemoryInternal(memory);
     }

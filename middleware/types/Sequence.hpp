@@ -34,9 +34,24 @@ void dropElements(const Element& element, DDS_SequenceBase& sequence, uint32_t m
 bool copySequence(const Element& element, DDS_SequenceBase& destination, const DDS_SequenceBase& source,
     const Memory& memory);
 // Releases what the sequence owns, in the way that it came; a loan on the caller's memory is dropped, unless
-// isArena: then it is taken for a buffer of an arena, elements included. The sequence is empty afterwards and
-// keeps its settings.
-void finalizeSequence(const Element& element, DDS_SequenceBase& sequence, bool isArena);
+// how.isArena: then it is taken for a buffer of an arena, elements included. The sequence is empty afterwards
+// and keeps its settings.
+void finalizeSequence(const Element& element, DDS_SequenceBase& sequence, const Releasing& how);
+
+// Are there any? All 0 stands for the default.
+inline bool isSet(const DDS_TypeAllocationParams_t& params) {
+    return params.allocate_pointers || params.allocate_optional_members || params.allocate_memory;
+}
+uint32_t absoluteMaximum(const DDS_SequenceBase& sequence);
+bool copyElement(const Element& element, void* destination, const void* source, const Memory& memory);
+// Empty and without a buffer; the settings stay.
+void forgetBuffer(DDS_SequenceBase& sequence);
+// A new buffer of an arena, lent to a sequence that has none.
+bool lendFromArena(const Element& element, DDS_SequenceBase& sequence, size_t maximum, const Memory& memory);
+// Resizes a buffer of the heap that the sequence owns, to exactly `maximum` elements. What is new is made by
+// `params`, if given, instead of the sequence's own.
+bool resizeBuffer(const Element& element, DDS_SequenceBase& sequence, size_t maximum, const Memory& memory,
+    const DDS_TypeAllocationParams_t* params = nullptr);
 
 } // namespace zdds::types
 

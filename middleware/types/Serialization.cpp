@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "middleware/types/MaximumSize.hpp"
+#include "middleware/types/Values.hpp"
 #include "middleware/types/WireReader.hpp"
 #include "middleware/types/WireWriter.hpp"
 #include "middleware/types/Xcdr.hpp"
@@ -125,16 +126,20 @@ bool serializeInto(const DDS_TypeDescriptor& type, uint16_t representation, cons
     return into(type, representation, value, buffer, length);
 }
 
-bool deserialize(const DDS_TypeDescriptor& type, void* value, const char* buffer, size_t length) {
-    const DDS_TypePrograms* programs = programsOf(&type);
-    if (programs == nullptr || length < encapsulationSize)
+namespace {
+
+// `value` may be null: then it is made, once the header is looked at.
+bool read(
+    const DDS_TypePrograms& programs, void** value, const char* buffer, size_t length, ValueBatch* batch) {
+    if (length < encapsulationSize)
         return false;
     const auto* header = reinterpret_cast<const unsigned char*>(buffer);
     Encapsulation encapsulation;
     if (!parseEncapsulation(static_cast<uint16_t>(header[0] << 8 | header[1]), &encapsulation))
         return false;
     // The form must be the type's: other bytes mean other things.
-    const uint16_t expected = littleEndianIdentifier(*programs->type, encapsulation.isXcdr2);
+    const uint16_t expected =
+        encapsulation.isXcdr2 ? programs.wire.encapsulation : littleEndianIdentifier(*programs.type, false);
     if ((expected & ~1U) != (header[1] & ~1U))
         return false;
 
@@ -142,16 +147,44 @@ bool deserialize(const DDS_TypeDescriptor& type, void* value, const char* buffer
     const size_t size = length - encapsulationSize;
     const size_t allowed =
         size > SIZE_MAX / 2 / memoryPerByte ? SIZE_MAX / 2 : size * memoryPerByte + memoryPerSample;
+    if (*value == nullptr) {
+        const Memory unbounded{nullptr, nullptr, batch};
+        *value = createValue(programs.shape, defaultAllocation, unbounded);
+        if (*value == nullptr)
+            return false;
+    }
     size_t budget = allowed;
-    const Memory memory{nullptr, &budget};
-    auto* at = static_cast<char*>(value);
+    const Memory memory{nullptr, &budget, batch};
+    auto* at = static_cast<char*>(*value);
     if (encapsulation.isXcdr2 && !encapsulation.isBigEndian) {
-        const ReadResult result = readWire(programs->wire, at, bytes, size, memory);
+        const ReadResult result = readWire(programs.wire, at, bytes, size, memory);
         if (result != ReadResult::other)
             return result == ReadResult::done;
         budget = allowed; // what was allocated is used again
     }
-    return readXcdr(*programs, encapsulation, at, bytes, size, memory);
+    return readXcdr(programs, encapsulation, at, bytes, size, memory);
+}
+
+} // namespace
+
+bool deserialize(const DDS_TypeDescriptor& type, void* value, const char* buffer, size_t length) {
+    const DDS_TypePrograms* programs = programsOf(&type);
+    return programs != nullptr && read(*programs, &value, buffer, length, nullptr);
+}
+
+void* createFrom(const DDS_TypeDescriptor& type, const char* buffer, size_t length) {
+    const DDS_TypePrograms* programs = programsOf(&type);
+    if (programs == nullptr)
+        return nullptr;
+    // Few buffers cost less alone. Most values take some twice their encoding in memory, beside what they are
+    // themselves.
+    constexpr size_t leastEncoded = 512;
+    constexpr size_t mostEncoded = 4096;
+    ValueBatch batch(programs->shape.size + 64 + 2 * std::min(length, mostEncoded));
+    void* value = nullptr;
+    if (!read(*programs, &value, buffer, length, length < leastEncoded ? nullptr : &batch))
+        destroyValue(programs->shape, &value, defaultDeallocation, false);
+    return value;
 }
 
 } // namespace zdds::types
@@ -190,6 +223,11 @@ DDS_Boolean DDS_Type_deserialize_from_cdr_buffer(
     const DDS_TypeDescriptor* type, void* value, const char* buffer, DDS_UnsignedLong length) {
     return type != nullptr && value != nullptr && buffer != nullptr &&
            deserialize(*type, value, buffer, length);
+}
+
+void* DDS_Type_create_data_from_cdr_buffer(
+    const DDS_TypeDescriptor* type, const char* buffer, DDS_UnsignedLong length) {
+    return type == nullptr || buffer == nullptr ? nullptr : createFrom(*type, buffer, length);
 }
 
 DDS_Boolean DDS_Type_deserialize_key(

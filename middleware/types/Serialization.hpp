@@ -21,6 +21,8 @@ bool serialize(const DDS_TypeDescriptor& type, uint16_t representation, const vo
 // Into a buffer of *length bytes; then *length is what was written.
 bool serializeInto(
     const DDS_TypeDescriptor& type, uint16_t representation, const void* value, char* buffer, size_t* length);
+// A new value on the heap; null on failure.
+void* createFrom(const DDS_TypeDescriptor& type, const char* buffer, size_t length);
 bool deserialize(const DDS_TypeDescriptor& type, void* value, const char* buffer, size_t length);
 
 } // namespace zdds::types

@@ -22,11 +22,12 @@ enum class OpCode : uint8_t {
     plain,          // `size` bytes
     string,         // char*, never null in an initialized value; text: the default
     optionalString, // char*, null when absent
-    sequence,       // of elements of `shape`
     optional,       // pointer to a value of `shape`, null when absent
     reference,      // pointer to a value of `shape`
-    loop,           // `count` values of `shape` in place
-    arms            // a union
+    // Those before are pointers.
+    sequence, // of elements of `shape`
+    loop,     // `count` values of `shape` in place
+    arms      // a union
 };
 
 struct Arm {

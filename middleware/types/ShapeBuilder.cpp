@@ -328,7 +328,8 @@ void Arms::makeIndex() {
     for (indexShift = 0; labelCount != 0 && labelCount <= indexSize && indexShift < 28; ++indexShift) {
         uint32_t taken = 0;
         for (uint32_t i = 0; i < labelCount; ++i) {
-            const auto bits = static_cast<DDS_UnsignedLongLong>(labels[i].value) >> indexShift & (indexSize - 1);
+            const auto bits =
+                static_cast<DDS_UnsignedLongLong>(labels[i].value) >> indexShift & (indexSize - 1);
             taken |= uint32_t{1} << bits;
             index[bits] = static_cast<uint8_t>(i);
         }

@@ -17,12 +17,12 @@ DDS_Boolean initialize(const DDS_TypeDescriptor* type, void* value, const DDS_Ty
                                   : resetValue(*shape, value, memory);
 }
 
-DDS_Boolean finalize(
-    const DDS_TypeDescriptor* type, void* value, const DDS_TypeDeallocationParams_t& params, bool isArena) {
+DDS_Boolean finalize(const DDS_TypeDescriptor* type, void* value, const DDS_TypeDeallocationParams_t& params,
+    const Releasing& how) {
     const Shape* shape = type == nullptr || value == nullptr ? nullptr : shapeOf(type);
     if (shape == nullptr)
         return DDS_BOOLEAN_FALSE;
-    finalizeValue(*shape, value, params, isArena);
+    finalizeValue(*shape, value, params, how);
     return DDS_BOOLEAN_TRUE;
 }
 
@@ -145,7 +145,10 @@ void DDS_Type_destroy_data_ex(const DDS_TypeDescriptor* type, void* value, DDS_B
 
 void DDS_Type_destroy_data_w_params(
     const DDS_TypeDescriptor* type, void* value, const DDS_TypeDeallocationParams_t* params) {
-    if (!finalize(type, value, params == nullptr ? defaultDeallocation : *params, false))
+    ORXOsapiHeapFrees frees{};
+    const Releasing together(frees);
+    if (!finalize(type, value, params == nullptr ? defaultDeallocation : *params, together))
         return;
-    Memory::release(value, false);
+    Memory::release(value, together);
+    ORXOsapiHeap_endFrees(&frees);
 }

@@ -10,6 +10,10 @@ void* DDS_TypePlugin_create_sample(const DDS_TypePlugin* self) {
     return self == nullptr ? nullptr : DDS_Type_create_data(self->type);
 }
 
+void* DDS_TypePlugin_create_sample_from_cdr(const DDS_TypePlugin* self, const char* buffer, size_t length) {
+    return self == nullptr || buffer == nullptr ? nullptr : createFrom(*self->type, buffer, length);
+}
+
 void DDS_TypePlugin_delete_sample(const DDS_TypePlugin* self, void* sample) {
     if (self != nullptr)
         DDS_Type_destroy_data(self->type, sample);

@@ -120,11 +120,11 @@ void* createValue(const Shape& shape, const DDS_TypeAllocationParams_t& params, 
 }
 
 void destroyValue(
-    const Shape& shape, void** pointer, const DDS_TypeDeallocationParams_t& params, bool isArena) {
+    const Shape& shape, void** pointer, const DDS_TypeDeallocationParams_t& params, const Releasing& how) {
     if (*pointer == nullptr)
         return;
-    finalizeValue(shape, *pointer, params, isArena);
-    Memory::release(*pointer, isArena);
+    finalizeValue(shape, *pointer, params, how);
+    Memory::release(*pointer, how);
     *pointer = nullptr;
 }
 
@@ -138,36 +138,39 @@ bool initializeValue(
 }
 
 void finalizeValue(
-    const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params, bool isArena) {
+    const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params, const Releasing& how) {
     char* base = static_cast<char*>(value);
     for (const Owned *owned = shape.owned, *end = owned + shape.ownedCount; owned != end; ++owned) {
         char* at = base + owned->offset;
         void*& pointer = *reinterpret_cast<void**>(at);
+        if (pointer == nullptr && owned->code <= OpCode::reference)
+            continue; // most of what a value may own is absent
         switch (owned->code) {
-        case OpCode::string:
         case OpCode::optionalString:
-            if (pointer == nullptr || (owned->code == OpCode::optionalString && !params.delete_optional_members))
+            if (!params.delete_optional_members)
                 break;
-            Memory::release(pointer, isArena);
+            [[fallthrough]];
+        case OpCode::string:
+            Memory::release(pointer, how);
             pointer = nullptr;
             break;
         case OpCode::sequence: {
             auto& sequence = *reinterpret_cast<DDS_SequenceBase*>(at);
             if (sequence._contiguous_buffer != nullptr || sequence._loaned)
-                finalizeSequence(elementOf(*owned->shape), sequence, isArena);
+                finalizeSequence(elementOf(*owned->shape), sequence, how);
             break;
         }
         case OpCode::optional:
-            if (pointer != nullptr && params.delete_optional_members)
-                destroyValue(*owned->shape, &pointer, params, isArena);
+            if (params.delete_optional_members)
+                destroyValue(*owned->shape, &pointer, params, how);
             break;
         case OpCode::reference:
             if (params.delete_pointers)
-                destroyValue(*owned->shape, &pointer, params, isArena);
+                destroyValue(*owned->shape, &pointer, params, how);
             break;
         case OpCode::loop:
             for (uint32_t i = 0; i < owned->count; ++i)
-                finalizeValue(*owned->shape, at + i * owned->shape->size, params, isArena);
+                finalizeValue(*owned->shape, at + i * owned->shape->size, params, how);
             break;
         case OpCode::plain:
         case OpCode::arms:

@@ -23,7 +23,8 @@ inline const DDS_TypeAllocationParams_t& bareAllocation(const Shape& shape) {
 // Raw memory becomes the default value. On failure nothing is left allocated, and the value can be finalized.
 bool initializeValue(
     const Shape& shape, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory);
-void finalizeValue(const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params, bool isArena);
+void finalizeValue(
+    const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params, const Releasing& how);
 void finalizeOptionalMembers(const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params);
 // An initialized value gets its defaults and keeps what memory it has, but for optional members.
 bool resetValue(const Shape& shape, void* value, const Memory& memory);
@@ -37,7 +38,7 @@ bool assignText(char** destination, const char* text, size_t length, const Memor
 void* createValue(const Shape& shape, const DDS_TypeAllocationParams_t& params, const Memory& memory);
 // Finalizes and frees *pointer, and makes it null.
 void destroyValue(
-    const Shape& shape, void** pointer, const DDS_TypeDeallocationParams_t& params, bool isArena);
+    const Shape& shape, void** pointer, const DDS_TypeDeallocationParams_t& params, const Releasing& how);
 // The discriminator changes: the arm selected before goes back to its defaults.
 bool switchArm(const Arms& arms, void* unionValue, DDS_LongLong discriminator, const Memory& memory);
 

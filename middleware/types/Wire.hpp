@@ -48,8 +48,8 @@ enum class Code : uint8_t {
     textSequence,      // a: most elements; b: most characters of one; of `programs`
     sequence,          // a: most elements; of `programs`
     referenceSequence, // the same of references, each to a value of what `programs` refers to
-    discriminated,     // a union of `programs`; alignment: 4 for a discriminator that is a word within [a, a + b);
-                       // c: not 0 when it is unsigned
+    discriminated, // a union of `programs`; alignment: 4 for a discriminator that is a word within [a, a +
+                   // b); c: not 0 when it is unsigned
 
     array,     // a: elements; of `programs`
     reference, // to a value of `programs`
@@ -60,7 +60,8 @@ enum class Code : uint8_t {
     header, // a: EMHEADER; hasSize: and NEXTINT; slot
     closeHeader,
     flagged,  // an optional member behind its boolean; slot and `programs`; a: instructions to skip
-    optional, // the same in a mutable structure, or isText: see OptionalMember; c: its index. A `header` follows
+    optional, // the same in a mutable structure, or isText: see OptionalMember; c: its index. A `header`
+              // follows
     leave     // the end of an optional value; slot
 };
 
@@ -95,9 +96,9 @@ struct Wire {
     const OptionalMember* optionals = nullptr;
     uint32_t count = 0; // of instructions, with the `end`
     uint32_t optionalCount = 0;
-    uint16_t slots = 0;     // that the row uses
-    bool isFixed = false;   // one segment: the row is `segment`, what works in it, `end`
-    uint8_t lengthCode = 4; // in a member header: see Xcdr.hpp
+    uint16_t slots = 0;         // that the row uses
+    bool isFixed = false;       // one segment: the row is `segment`, what works in it, `end`
+    uint8_t lengthCode = 4;     // in a member header: see Xcdr.hpp
     uint16_t encapsulation = 0; // identifier of a sample of the type
 
     uint32_t fixedSize() const { return program->a; }

@@ -109,7 +109,8 @@ private:
         Instruction i{.code = Code::discriminated, .hasSize = hasDelimiter(type_), .programs = &programs_};
         const Instruction* row = programs_.discriminator->wire.program;
         const DDS_TypeKind kind = programs_.arms.discriminator->kind;
-        if ((kind == DDS_TYPE_LONG || kind == DDS_TYPE_ULONG || kind == DDS_TYPE_ENUM) && (row->b == 1 || row[2].code == Code::range)) {
+        if ((kind == DDS_TYPE_LONG || kind == DDS_TYPE_ULONG || kind == DDS_TYPE_ENUM) &&
+            (row->b == 1 || row[2].code == Code::range)) {
             i.alignment = 4;
             i.a = row->b == 1 ? 0 : row[2].a;
             i.b = row->b == 1 ? 0 : row[2].b; // 0: 2^32
@@ -153,7 +154,8 @@ private:
 
     // A segment for a whole value: it begins with the DHEADER if there is one.
     bool beginForDelimited(uint32_t alignment) {
-        return row_.beginSegment(hasDelimiter(type_) ? 4 : alignment) && (!hasDelimiter(type_) || row_.putConstant(0));
+        return row_.beginSegment(hasDelimiter(type_) ? 4 : alignment) &&
+               (!hasDelimiter(type_) || row_.putConstant(0));
     }
     void endDelimitedSegment() {
         if (hasDelimiter(type_))
@@ -222,7 +224,8 @@ private:
         const unsigned slots = slots_;
         for (uint32_t i = 0; i < type_.memberCount; ++i) {
             if (isFixedMember(i)) {
-                if (!row_.appendFixed(programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset)))
+                if (!row_.appendFixed(
+                        programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset)))
                     return false;
             } else {
                 row_.endSegment();

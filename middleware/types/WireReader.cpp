@@ -358,10 +358,14 @@ private:
         if (length > static_cast<size_t>(limit - from) || length == 0 || length - 1 > bound ||
             from[length - 1] != '\0' || textLength(from) != length - 1)
             return nullptr;
-        if (char* old = *text; old != nullptr && textLength(old) >= length - 1)
-            copyBytes(old, from, length);
-        else if (!assignText(text, from, length - 1, memory_))
+        if (*text == nullptr) {
+            *text = static_cast<char*>(memory_.allocate(length, 1, "char"));
+            if (*text == nullptr)
+                return outOfMemory();
+        } else if (textLength(*text) < length - 1 && !assignText(text, from, length - 1, memory_)) {
             return outOfMemory();
+        }
+        copyBytes(*text, from, length);
         return from + length;
     }
 

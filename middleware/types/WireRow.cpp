@@ -93,8 +93,8 @@ bool WireRow::append(const Wire& inner, uint32_t memory) {
 }
 
 bool WireRow::appendFixed(const Wire& inner, uint32_t memory) {
-    if (hasSegment() && (inner.fixedAlignment() > segment().alignment ||
-                            segment().a + inner.fixedSize() + 4 > mostInSegment))
+    if (hasSegment() &&
+        (inner.fixedAlignment() > segment().alignment || segment().a + inner.fixedSize() + 4 > mostInSegment))
         endSegment();
     return (hasSegment() || beginSegment(inner.fixedAlignment())) && append(inner, memory);
 }

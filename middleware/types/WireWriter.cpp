@@ -171,7 +171,8 @@ public:
                     return nullptr;
                 if (sequence._length == 0)
                     break;
-                *frame_ = {wire_, i, value, nullptr, sequence._discontiguous_buffer, 0, sequence._length, sizeAt};
+                *frame_ = {
+                    wire_, i, value, nullptr, sequence._discontiguous_buffer, 0, sequence._length, sizeAt};
                 if (frame_->pointers != nullptr)
                     goto enter; // to the references, one by one
                 frame_->pointers = static_cast<void* const*>(sequence._contiguous_buffer);
@@ -183,7 +184,8 @@ public:
                 break;
             }
             case Code::array:
-                *frame_ = {wire_, i, value, value + i->memory, nullptr, i->programs->shape.size, i->a, nullptr};
+                *frame_ = {
+                    wire_, i, value, value + i->memory, nullptr, i->programs->shape.size, i->a, nullptr};
                 goto enter;
             case Code::discriminated: {
                 char* sizeAt = nullptr;
@@ -241,7 +243,7 @@ public:
                 putSize(slots_[i->slot].sizeAt, to);
                 break;
             case Code::header:
-            header: {
+            header : {
                 const size_t size = i->hasSize ? 8 : 4;
                 if (!(to = wordRoom(to, size)))
                     return nullptr;

@@ -37,8 +37,8 @@ private:
     size_t* capacity_ = nullptr;
 };
 
-// A sample with its encapsulation header and padding, from `buffer`, a multiple of 4, to `end`. Where it ends; null on failure,
-// and *lacksRoom tells whether that is all that is wrong so far.
+// A sample with its encapsulation header and padding, from `buffer`, a multiple of 4, to `end`. Where it
+// ends; null on failure, and *lacksRoom tells whether that is all that is wrong so far.
 char* writeWireSample(const Wire& wire, const char* value, char* buffer, char* end, bool* lacksRoom);
 // Adds the size of the value alone to *position, from where its alignment counts.
 bool measureWire(const Wire& wire, const char* value, size_t* position);

@@ -6,21 +6,13 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "src/support/Sanitizers.hpp"
+#include "src/support/HeapBuffer.hpp"
 
 namespace {
 
-// Stands right before every buffer. It is poisoned under the address sanitizer while the buffer lives,
-// so that an access just below a buffer is seen.
-struct BufferHeader {
-    std::size_t size;                          // bytes that the caller asked for
-    void (*free)(void* context, void* memory); // of the allocator that made the buffer
-    void* context;
-    std::size_t offset; // from what the allocator gave to the buffer
-};
-
-constexpr std::size_t minimumAlignment = alignof(std::max_align_t);
-static_assert(sizeof(BufferHeader) % minimumAlignment == 0);
+using zdds::BufferHeader;
+using zdds::headerOf;
+using zdds::minimumAlignment;
 
 void* allocateFromMalloc(void*, std::size_t size, std::size_t alignment, const char*) {
     if (alignment <= minimumAlignment)
@@ -44,14 +36,9 @@ constinit const AllocatorRecord mallocRecord{{allocateFromMalloc, freeToMalloc, 
 constinit std::atomic<const AllocatorRecord*> newestRecord{&mallocRecord};
 constinit std::atomic<const AllocatorRecord*> currentRecord{&mallocRecord};
 
-constinit std::atomic<std::uint64_t> liveBuffers{0};
+// What is alive is the difference: two atomic additions in the life of a buffer.
 constinit std::atomic<std::uint64_t> allocations{0};
-
-BufferHeader* headerOf(void* buffer) {
-    auto* header = static_cast<BufferHeader*>(buffer) - 1;
-    zdds::unpoison(header, sizeof *header);
-    return header;
-}
+alignas(64) constinit std::atomic<std::uint64_t> frees{0};
 
 void* makeBuffer(std::size_t size, std::size_t alignment, const char* typeName) {
     const std::size_t offset = (sizeof(BufferHeader) + alignment - 1) & ~(alignment - 1);
@@ -65,7 +52,6 @@ void* makeBuffer(std::size_t size, std::size_t alignment, const char* typeName) 
     BufferHeader* header = static_cast<BufferHeader*>(buffer) - 1;
     *header = {size, allocator.free, allocator.context, offset};
     zdds::poison(header, sizeof *header);
-    liveBuffers.fetch_add(1, std::memory_order_relaxed);
     allocations.fetch_add(1, std::memory_order_relaxed);
     return buffer;
 }
@@ -130,7 +116,8 @@ void ORXOsapiHeap_freeMemoryInternal(void* memory) {
     if (memory == nullptr)
         return;
     const BufferHeader header = *headerOf(memory);
-    liveBuffers.fetch_sub(1, std::memory_order_relaxed);
+    if (header.offset != 0) // one of a batch begins at what its block gave; the block alone counts
+        frees.fetch_add(1, std::memory_order_release);
     header.free(header.context, static_cast<std::byte*>(memory) - header.offset);
 }
 
@@ -144,7 +131,10 @@ void ORXOsapiHeap_setAllocator(const ORXOsapiHeapAllocator* allocator) {
 }
 
 ORX_UINT64 ORXOsapiHeap_getLiveBufferCount(void) {
-    return liveBuffers.load(std::memory_order_relaxed);
+    // The frees first: a buffer that comes and goes in between counts as alive, and never as less than
+    // nothing.
+    const std::uint64_t freed = frees.load(std::memory_order_acquire);
+    return allocations.load(std::memory_order_relaxed) - freed;
 }
 
 ORX_UINT64 ORXOsapiHeap_getAllocationCount(void) {

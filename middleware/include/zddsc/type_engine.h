@@ -118,6 +118,10 @@ ZDDSC_EXPORT DDS_Boolean DDS_Type_serialize_to_growing_buffer(const DDS_TypeDesc
 /* See PRESTypePlugin_interpretedDeserialize. */
 ZDDSC_EXPORT DDS_Boolean DDS_Type_deserialize_from_cdr_buffer(
     const DDS_TypeDescriptor* type, void* value, const char* buffer, DDS_UnsignedLong length);
+/* The same into a new value on the heap; null on failure. Its buffers share blocks of the heap, so that it
+ * costs less than a new value that is read into. */
+ZDDSC_EXPORT void* DDS_Type_create_data_from_cdr_buffer(
+    const DDS_TypeDescriptor* type, const char* buffer, DDS_UnsignedLong length);
 /* No type here has a key: gives the defaults. */
 ZDDSC_EXPORT DDS_Boolean DDS_Type_deserialize_key(
     const DDS_TypeDescriptor* type, void* value, const char* buffer, DDS_UnsignedLong length);

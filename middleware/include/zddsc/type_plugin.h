@@ -38,6 +38,9 @@ typedef struct DDS_TypePlugin DDS_TypePlugin;
 
 /* A new value on the heap, initialized; null on failure. */
 ZDDSC_EXPORT void* DDS_TypePlugin_create_sample(const DDS_TypePlugin* self);
+/* The same of received bytes. */
+ZDDSC_EXPORT void* DDS_TypePlugin_create_sample_from_cdr(
+    const DDS_TypePlugin* self, const char* buffer, size_t length);
 ZDDSC_EXPORT void DDS_TypePlugin_delete_sample(const DDS_TypePlugin* self, void* sample);
 ZDDSC_EXPORT DDS_Boolean DDS_TypePlugin_copy_sample(
     const DDS_TypePlugin* self, void* destination, const void* source);

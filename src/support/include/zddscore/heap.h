@@ -36,6 +36,35 @@ ZDDSCORE_EXPORT void ORXOsapiHeap_freeMemoryInternal(void* memory);
 ZDDSCORE_EXPORT int ORXOsapiHeap_allocateArrayInternal(
     void** memory, size_t count, size_t elementSize, const char* typeName);
 
+/* Buffers that are made one after the other, and mostly die together, such as those of one decoded value:
+ * they share one block of the heap, so that each costs little. Each is a buffer like any other, to be resized
+ * and freed alone, on any thread; the block goes back with the last of them. The counters below count the
+ * block. A batch belongs to one thread; a batch of zeros is a closed one. */
+typedef struct ORXOsapiHeapBatch {
+    char* next;
+    char* end;
+    void* block;
+    size_t taken;
+} ORXOsapiHeapBatch;
+
+/* The batch is not open; size is of all buffers, with 48 bytes more for each. 0 on failure: it stays closed.
+ */
+ZDDSCORE_EXPORT int ORXOsapiHeap_openBatch(ORXOsapiHeapBatch* batch, size_t size, const char* typeName);
+/* Not cleared. Null when there is no room left, or the batch is closed. */
+ZDDSCORE_EXPORT void* ORXOsapiHeap_takeFromBatch(ORXOsapiHeapBatch* batch, size_t size, size_t alignment);
+/* No more buffers will be taken. Until then no other thread has got any of them. */
+ZDDSCORE_EXPORT void ORXOsapiHeap_closeBatch(ORXOsapiHeapBatch* batch);
+
+/* Buffers that are freed one after the other: those of one block in one go. Begin with zeros. */
+typedef struct ORXOsapiHeapFrees {
+    void* block;
+    size_t count;
+} ORXOsapiHeapFrees;
+
+/* Any buffer of the heap, of a batch or not. It may live on until the end, but is nobody's any more. */
+ZDDSCORE_EXPORT void ORXOsapiHeap_freeTogether(ORXOsapiHeapFrees* frees, void* memory);
+ZDDSCORE_EXPORT void ORXOsapiHeap_endFrees(ORXOsapiHeapFrees* frees);
+
 /* Where memory comes from. allocate returns null on exhaustion; free takes what allocate gave. */
 typedef struct ORXOsapiHeapAllocator {
     void* (*allocate)(void* context, size_t size, size_t alignment, const char* typeName);
