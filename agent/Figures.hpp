@@ -35,6 +35,15 @@ union EndpointFigures {
     ReaderFigures reader;
 };
 
+// One periodic group, for whoever reads it while the figures go on.
+union PeriodicCopy {
+    DDS_Monitoring_DataWriterCacheStatus writerCache;
+    DDS_Monitoring_DataWriterProtocolStatus writerProtocol;
+    DDS_Monitoring_ReliableWriterCacheChangedStatus reliableCache;
+    DDS_Monitoring_DataReaderCacheStatus readerCache;
+    DDS_Monitoring_DataReaderProtocolStatus readerProtocol;
+};
+
 // Of an endpoint that has just been made.
 void startFigures(WriterFigures& figures);
 void startFigures(ReaderFigures& figures);

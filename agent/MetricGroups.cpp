@@ -54,16 +54,6 @@ void* topicGroup(Observed& observed, DDS_UnsignedLong index) {
     }
 }
 
-// A group of figures is copied for the thread that asks, which reads the copy before it asks for the next.
-union PeriodicCopy {
-    DDS_Monitoring_DataWriterCacheStatus writerCache;
-    DDS_Monitoring_DataWriterProtocolStatus writerProtocol;
-    DDS_Monitoring_ReliableWriterCacheChangedStatus reliableCache;
-    DDS_Monitoring_DataReaderCacheStatus readerCache;
-    DDS_Monitoring_DataReaderProtocolStatus readerProtocol;
-};
-thread_local PeriodicCopy periodicCopy;
-
 // Families of groups of one status: only the last of each has metrics.
 void* periodicWriterGroup(Observed& writer, DDS_UnsignedLong index) {
     Guard guard(writer.figuresMutex);
@@ -72,14 +62,14 @@ void* periodicWriterGroup(Observed& writer, DDS_UnsignedLong index) {
     case 9:
     case 10:
     case 11:
-        return figures.hasCache ? &(periodicCopy.writerCache = figures.cache) : nullptr;
+        return figures.hasCache ? &(writer.periodicCopy.writerCache = figures.cache) : nullptr;
     case 12:
     case 13:
     case 14:
-        return &(periodicCopy.writerProtocol = takeProtocol(figures));
+        return &(writer.periodicCopy.writerProtocol = takeProtocol(figures));
     case 15:
     case 16:
-        return figures.hasCache ? &(periodicCopy.reliableCache = takeReliableCache(figures)) : nullptr;
+        return figures.hasCache ? &(writer.periodicCopy.reliableCache = takeReliableCache(figures)) : nullptr;
     default:
         return nullptr;
     }
@@ -92,11 +82,11 @@ void* periodicReaderGroup(Observed& reader, DDS_UnsignedLong index) {
     case 10:
     case 11:
     case 12:
-        return figures.hasCache ? &(periodicCopy.readerCache = figures.cache) : nullptr;
+        return figures.hasCache ? &(reader.periodicCopy.readerCache = figures.cache) : nullptr;
     case 13:
     case 14:
     case 15:
-        return &(periodicCopy.readerProtocol = takeProtocol(figures));
+        return &(reader.periodicCopy.readerProtocol = takeProtocol(figures));
     default:
         return nullptr;
     }

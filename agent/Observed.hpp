@@ -84,6 +84,9 @@ struct Observed {
     // Of a writer or reader.
     zdds::Mutex figuresMutex;
     EndpointFigures figures;
+    // The one thread that asks for periodic groups: the group that it asked for last. Not in the thread's own
+    // memory, of which a library that is loaded late gets little.
+    PeriodicCopy periodicCopy;
 
     // The sampler's thread, and whoever frees the entity.
     dds_statistics* statistics = nullptr;

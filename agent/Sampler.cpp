@@ -106,10 +106,13 @@ void* Sampler::run(void* self) {
         sampleAll(sampler.registry_);
         sampler.endTurn();
     }
+    Guard guard(sampler.mutex_);
+    sampler.isRunning_ = false;
+    sampler.changed_.wakeAll();
     return nullptr;
 }
 
-// It takes no signals, which are the program's.
+// Detached, since the process may end without stopping it. It takes no signals, which are the program's.
 bool Sampler::start(int64_t intervalNs) {
     sigset_t all;
     sigset_t before;
@@ -118,20 +121,23 @@ bool Sampler::start(int64_t intervalNs) {
     if (const char* problem = orxEngine_checkInnerFigures(); problem != nullptr)
         AGENT_WARNING(FAILED_TO_GET, "figures of writers' and readers' caches: %s", problem);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    isStarted_ = pthread_create(&thread_, nullptr, run, this) == 0;
+    pthread_t thread;
+    isRunning_ = true;
+    const bool isStarted = pthread_create(&thread, nullptr, run, this) == 0;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return isStarted_;
+    if (isStarted)
+        pthread_detach(thread);
+    Guard guard(mutex_);
+    isRunning_ = isRunning_ && isStarted;
+    return isStarted;
 }
 
 void Sampler::stop() {
-    {
-        Guard guard(mutex_);
-        isStopRequested_ = true;
-        changed_.wakeAll();
-    }
-    if (isStarted_)
-        pthread_join(thread_, nullptr);
-    isStarted_ = false;
+    Guard guard(mutex_);
+    isStopRequested_ = true;
+    changed_.wakeAll();
+    while (isRunning_)
+        changed_.wait(mutex_);
 }
 
 bool Sampler::pause(int64_t deadlineNs) {

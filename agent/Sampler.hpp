@@ -20,7 +20,7 @@ public:
 
     // False when there is no thread to be had.
     bool start(int64_t intervalNs);
-    // Returns when the thread is gone.
+    // Returns when the thread does nothing any more.
     void stop();
     // At the process's end: no further look at the engine. False when the look that is under way takes
     // longer.
@@ -37,9 +37,8 @@ private:
     Registry& registry_;
     Mutex mutex_;
     Condition changed_;
-    pthread_t thread_{};
     int64_t intervalNs_ = 0;
-    bool isStarted_ = false;
+    bool isRunning_ = false;
     bool isStopRequested_ = false;
     bool isAtWork_ = false;
 };
