@@ -40,6 +40,11 @@ public:
         checkIsValue(type, value, isRead);
         if (isRead)
             checkReadersAgree(type, value, bytes);
+        void* made = zdds::types::createFrom(*type, bytes.data(), bytes.size());
+        SAMPLE_CHECK((made != nullptr) == isRead);
+        if (made != nullptr)
+            SAMPLE_CHECK(isEqual(type, value.get(), made));
+        DDS_Type_destroy_data(type, made);
     }
 
     std::vector<const DDS_TypeDescriptor*> types;

@@ -103,14 +103,25 @@ PendingSample* refuse(DDS_ReturnCode_t* result, DDS_ReturnCode_t reason) {
 
 // Fills reserved memory with the encoding; *result tells what went wrong when it is null.
 PendingSample* encodeSample(DDS_DataWriterImpl& writer, const void* sample, DDS_ReturnCode_t* result) {
+    // Most samples are small: encoded here in one pass, and copied to the queue. For others the size comes
+    // first, and they are encoded right there.
+    constexpr size_t smallSample = 2048;
+    alignas(8) char bytes[smallSample];
     const DDS_TypePlugin* plugin = writer.topic->plugin;
-    const size_t size =
-        PRESTypePlugin_interpretedGetSerializedSampleSize(plugin, writer.representation, sample);
+    size_t size = sizeof bytes;
+    const bool isEncoded =
+        PRESTypePlugin_interpretedSerialize(plugin, bytes, &size, writer.representation, sample) != 0;
+    if (!isEncoded)
+        size = PRESTypePlugin_interpretedGetSerializedSampleSize(plugin, writer.representation, sample);
     if (size == 0)
         return refuse(result, dropUnencodable(writer));
     PendingSample* pending = writer.queue.reserve(size);
     if (pending == nullptr)
         return refuse(result, dropFull(writer));
+    if (isEncoded) {
+        std::memcpy(pending->bytes(), bytes, size);
+        return pending;
+    }
     size_t length = size;
     if (PRESTypePlugin_interpretedSerialize(
             plugin, pending->bytes(), &length, writer.representation, sample) &&
