@@ -281,7 +281,7 @@ public:
         for (size_t n = 0; n < padding; ++n)
             *to++ = 0;
         // The identifier is big-endian and below 256; the padding is told in the last two bits.
-        putWord(start, static_cast<uint32_t>(identifier << 8 | padding << 24));
+        putWord(start, uint32_t{identifier} << 8 | static_cast<uint32_t>(padding) << 24);
         return to;
     }
 
