@@ -1,37 +1,31 @@
 #include "middleware/entities/Flusher.hpp"
 
-#include "middleware/log/DdsLog.hpp"
-
 namespace zdds {
 namespace {
 
 constexpr unsigned turnLength = 256;        // samples
 constexpr int64_t stallPauseNs = 5'000'000; // when nobody is ready who does not stall
-constexpr int joinTimeoutMs = 20'000;
 
 } // namespace
 
 bool Flusher::start() {
     Guard guard(mutex_);
-    if (thread_ != nullptr)
-        return true;
-    thread_ = ORXOsapiJoinableThread_new("oZddsFlush", ORX_OSAPI_THREAD_PRIORITY_DEFAULT,
-        ORX_OSAPI_THREAD_OPTION_DEFAULT, ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT, nullptr, &Flusher::run, this);
-    return thread_ != nullptr || ZDDS_FAIL(false, FAILED_TO_CREATE, "flusher thread");
+    return thread_.start(
+        "oZddsFlush", "flusher thread",
+        [](void* self) -> void* {
+            static_cast<Flusher*>(self)->work();
+            return nullptr;
+        },
+        this);
 }
 
 bool Flusher::stop() {
-    Guard guard(mutex_);
-    isStopping_ = true;
-    changed_.wakeAll();
-    ORXOsapiJoinableThread* thread = thread_;
-    guard.release();
-    if (thread == nullptr)
-        return true;
-    if (!ORXOsapiJoinableThread_stopAndDelete(thread, joinTimeoutMs))
-        return ZDDS_FAIL(false, FAILED_TO_DELETE, "flusher thread: the engine did not return");
-    thread_ = nullptr;
-    return true;
+    {
+        Guard guard(mutex_);
+        isStopping_ = true;
+        changed_.wakeAll();
+    }
+    return thread_.join("flusher thread");
 }
 
 void Flusher::schedule(FlushTarget& target) {
@@ -60,11 +54,6 @@ void Flusher::remove(FlushTarget& target) {
     }
     while (current_ == &target)
         changed_.wait(mutex_);
-}
-
-void* Flusher::run(void* self) {
-    static_cast<Flusher*>(self)->work();
-    return nullptr;
 }
 
 void Flusher::work() {

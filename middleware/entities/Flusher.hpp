@@ -7,8 +7,8 @@
 #ifndef ZDDSC_ENTITIES_FLUSHER_HPP
 #define ZDDSC_ENTITIES_FLUSHER_HPP
 
+#include "middleware/entities/OwnThread.hpp"
 #include "middleware/entities/Sync.hpp"
-#include "zddscore/thread.h"
 
 namespace zdds {
 
@@ -40,7 +40,6 @@ public:
     void remove(FlushTarget& target);
 
 private:
-    static void* run(void* self);
     void work();
     FlushTarget* popLocked();
     void appendLocked(FlushTarget& target);
@@ -54,7 +53,7 @@ private:
     unsigned readyCount_ = 0;
     unsigned stallsInRow_ = 0;
     bool isStopping_ = false;
-    ORXOsapiJoinableThread* thread_ = nullptr;
+    OwnThread thread_;
 };
 
 } // namespace zdds

@@ -1,12 +1,6 @@
 #include "middleware/entities/ListenerThread.hpp"
 
-#include "middleware/log/DdsLog.hpp"
-
 namespace zdds {
-
-namespace {
-constexpr int joinTimeoutMs = 20'000;
-}
 
 bool ListenerThread::setListener(const DDS_DataReaderListener* listener, DDS_StatusMask mask) {
     Guard guard(mutex_);
@@ -22,12 +16,13 @@ bool ListenerThread::setListener(const DDS_DataReaderListener* listener, DDS_Sta
 }
 
 bool ListenerThread::startLocked() {
-    if (thread_ != nullptr)
-        return true;
-    thread_ = ORXOsapiJoinableThread_new("oZddsListen", ORX_OSAPI_THREAD_PRIORITY_DEFAULT,
-        ORX_OSAPI_THREAD_OPTION_DEFAULT, ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT, nullptr, &ListenerThread::run,
+    return thread_.start(
+        "oZddsListen", "listener thread",
+        [](void* self) -> void* {
+            static_cast<ListenerThread*>(self)->work();
+            return nullptr;
+        },
         this);
-    return thread_ != nullptr || ZDDS_FAIL(false, FAILED_TO_CREATE, "listener thread");
 }
 
 void ListenerThread::notify(DDS_StatusMask statuses) {
@@ -57,22 +52,12 @@ void ListenerThread::resume() {
 }
 
 bool ListenerThread::stop() {
-    Guard guard(mutex_);
-    isStopping_ = true;
-    changed_.wakeAll();
-    ORXOsapiJoinableThread* thread = thread_;
-    guard.release();
-    if (thread == nullptr)
-        return true;
-    if (!ORXOsapiJoinableThread_stopAndDelete(thread, joinTimeoutMs))
-        return ZDDS_FAIL(false, FAILED_TO_DELETE, "listener thread");
-    thread_ = nullptr;
-    return true;
-}
-
-void* ListenerThread::run(void* self) {
-    static_cast<ListenerThread*>(self)->work();
-    return nullptr;
+    {
+        Guard guard(mutex_);
+        isStopping_ = true;
+        changed_.wakeAll();
+    }
+    return thread_.join("listener thread");
 }
 
 void ListenerThread::work() {

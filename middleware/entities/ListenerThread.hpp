@@ -9,9 +9,9 @@
 
 #include <pthread.h>
 
+#include "middleware/entities/OwnThread.hpp"
 #include "middleware/entities/Sync.hpp"
 #include "zddsc/entities.h"
-#include "zddscore/thread.h"
 
 namespace zdds {
 
@@ -32,7 +32,6 @@ public:
     bool stop();
 
 private:
-    static void* run(void* self);
     void work();
     void call(const DDS_DataReaderListener& listener, DDS_StatusMask statuses);
     bool startLocked();
@@ -48,7 +47,7 @@ private:
     bool isStopping_ = false;
     pthread_t self_{}; // the thread, once it runs
     bool hasSelf_ = false;
-    ORXOsapiJoinableThread* thread_ = nullptr;
+    OwnThread thread_;
 };
 
 } // namespace zdds

@@ -10,7 +10,6 @@ namespace {
 constexpr DDS_Long commandService = 4;
 constexpr DDS_Long replyService = 5;
 constexpr DDS_Long samplesAtOnce = 64;
-constexpr int joinTimeoutMs = 20'000;
 
 } // namespace
 
@@ -22,13 +21,14 @@ RequestDelivery& requestDelivery() {
 
 bool RequestDelivery::start() {
     Guard guard(mutex_);
-    if (thread_ != nullptr)
-        return true;
     isStopping_ = false;
-    thread_ = ORXOsapiJoinableThread_new("oZddsRequest", ORX_OSAPI_THREAD_PRIORITY_DEFAULT,
-        ORX_OSAPI_THREAD_OPTION_DEFAULT, ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT, nullptr, &RequestDelivery::run,
+    return thread_.start(
+        "oZddsRequest", "thread of the service requests",
+        [](void* self) -> void* {
+            static_cast<RequestDelivery*>(self)->work();
+            return nullptr;
+        },
         this);
-    return thread_ != nullptr || ZDDS_FAIL(false, FAILED_TO_CREATE, "thread of the service requests");
 }
 
 void RequestDelivery::attach(DDS_DomainParticipantImpl& participant, ORX_MonitoringClass& monitoringClass) {
@@ -45,17 +45,15 @@ void RequestDelivery::attach(DDS_DomainParticipantImpl& participant, ORX_Monitor
 bool RequestDelivery::stop() {
     Guard guard(mutex_);
     DDS_DomainParticipantImpl* participant = participant_;
-    ORXOsapiJoinableThread* thread = thread_;
     isStopping_ = true;
     changed_.wakeAll();
     guard.release();
     // Not under the mutex, which the observer's functions take.
     if (participant != nullptr)
         participant->serviceRequests->observe(nullptr);
-    if (thread != nullptr && !ORXOsapiJoinableThread_stopAndDelete(thread, joinTimeoutMs))
-        return ZDDS_FAIL(false, FAILED_TO_DELETE, "thread of the service requests");
+    if (!thread_.join("thread of the service requests"))
+        return false;
     guard.take();
-    thread_ = nullptr;
     participant_ = nullptr;
     monitoringClass_ = nullptr;
     intake_.clear();
@@ -79,11 +77,6 @@ void RequestDelivery::onSent(const DDS_ServiceRequest& sample) {
     Guard guard(mutex_);
     intake_.answered(sample.instance_id);
     changed_.wakeAll();
-}
-
-void* RequestDelivery::run(void* self) {
-    static_cast<RequestDelivery*>(self)->work();
-    return nullptr;
 }
 
 void RequestDelivery::work() {

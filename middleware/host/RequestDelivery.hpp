@@ -9,9 +9,9 @@
 #ifndef ZDDSC_HOST_REQUEST_DELIVERY_HPP
 #define ZDDSC_HOST_REQUEST_DELIVERY_HPP
 
+#include "middleware/entities/OwnThread.hpp"
 #include "middleware/entities/ServiceRequestChannel.hpp"
 #include "middleware/host/RequestIntake.hpp"
-#include "zddscore/thread.h"
 
 namespace zdds::host {
 
@@ -29,7 +29,6 @@ public:
 private:
     void onArrival() override;
     void onSent(const DDS_ServiceRequest& sample) override;
-    static void* run(void* self);
     void work();
     void takeArrivals();
     void deliver(HeldRequest& request);
@@ -41,7 +40,7 @@ private:
     ORX_MonitoringClass* monitoringClass_ = nullptr;
     bool hasArrivals_ = false;
     bool isStopping_ = false;
-    ORXOsapiJoinableThread* thread_ = nullptr;
+    OwnThread thread_;
 };
 
 // The one of the process; never destroyed, since its thread may run until the process ends.

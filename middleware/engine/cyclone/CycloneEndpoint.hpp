@@ -43,6 +43,37 @@ private:
     TopicInfo::Extensibility extensibility_ = TopicInfo::Extensibility::appendable;
 };
 
+// What a writer and a reader have in common: the topic, the publisher or subscriber, the endpoint itself.
+class CycloneParts {
+public:
+    CycloneParts() = default;
+    ~CycloneParts() { close(); }
+    CycloneParts(const CycloneParts&) = delete;
+    CycloneParts& operator=(const CycloneParts&) = delete;
+
+    // Each takes what was made of the library, a failure's code among it, and says whether to go on.
+    bool openTopic(dds_entity_t participant, const TopicInfo& info) {
+        return topic_.create(participant, info);
+    }
+    bool openGroup(dds_entity_t group, const TopicInfo& info);
+    bool openEndpoint(dds_entity_t entity, ZddsCycloneSide side, const TopicInfo& info);
+    // Returns when neither listener nor delivery runs any more; a reliable writer lingers for what is
+    // unacknowledged, a second at most.
+    void close();
+
+    const CycloneTopic& topic() const { return topic_; }
+    dds_entity_t group() const { return group_; }
+    dds_entity_t entity() const { return record_.entity; }
+    const ZddsCycloneEndpoint& record() const { return record_; }
+    const DDS_GUID_t& guid() const { return guid_; }
+
+private:
+    CycloneTopic topic_;
+    dds_entity_t group_ = 0;
+    ZddsCycloneEndpoint record_{};
+    DDS_GUID_t guid_{};
+};
+
 class CycloneWriter final : public Writer, public HeapObject {
 public:
     explicit CycloneWriter(WriterSink* sink) : matches_(sink) {}
@@ -50,7 +81,7 @@ public:
     bool create(dds_entity_t participant, const TopicInfo& topic, const DDS_DataWriterQos& qos,
         std::span<const char* const> partitions);
 
-    DDS_GUID_t guid() const override { return guid_; }
+    DDS_GUID_t guid() const override { return parts_.guid(); }
     Status write(std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs,
         int64_t* sequenceNumber) override;
     Status waitForAcknowledgments(int64_t timeoutNs) override;
@@ -60,11 +91,7 @@ public:
 private:
     static void onPublicationMatched(dds_entity_t, const dds_publication_matched_status_t status, void* self);
 
-    CycloneTopic topic_;
-    dds_entity_t publisher_ = 0;
-    dds_entity_t writer_ = 0;
-    ZddsCycloneEndpoint endpoint_{};
-    DDS_GUID_t guid_{};
+    CycloneParts parts_;
     bool reliable_ = false;
     MatchTracker<WriterSink> matches_;
     std::mutex writeMutex_; // held while writing, however long: makes the next sequence number known
@@ -77,7 +104,7 @@ public:
     bool create(dds_entity_t participant, const TopicInfo& topic, const DDS_DataReaderQos& qos,
         std::span<const char* const> partitions);
 
-    DDS_GUID_t guid() const override { return guid_; }
+    DDS_GUID_t guid() const override { return parts_.guid(); }
 
 private:
     static void onSubscriptionMatched(
@@ -85,11 +112,7 @@ private:
     static void onSampleLost(dds_entity_t, const dds_sample_lost_status_t status, void* self);
     static void onSample(void* self, const ZddsCycloneSample* sample);
 
-    CycloneTopic topic_;
-    dds_entity_t subscriber_ = 0;
-    dds_entity_t reader_ = 0;
-    ZddsCycloneEndpoint endpoint_{};
-    DDS_GUID_t guid_{};
+    CycloneParts parts_;
     ReaderSink* const sink_;
     MatchTracker<ReaderSink> matches_;
 };

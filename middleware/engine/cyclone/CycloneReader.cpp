@@ -19,28 +19,17 @@ SampleKind kindOf(ZddsCycloneKind kind) {
     return SampleKind::data;
 }
 
-bool failed(dds_entity_t entity, const char* what, const char* topicName) {
-    if (entity > 0)
-        return false;
-    ZDDS_LOG_ERROR(FAILED_TO_CREATE, "%s of topic '%s': %s", what, topicName, dds_strretcode(entity));
-    return true;
-}
-
 } // namespace
 
 CycloneReader::~CycloneReader() {
-    if (reader_ > 0)
-        dds_delete(reader_); // returns when neither listener nor delivery runs any more
-    if (subscriber_ > 0)
-        dds_delete(subscriber_);
+    parts_.close(); // while the matches are there to be told of
 }
 
 bool CycloneReader::create(dds_entity_t participant, const TopicInfo& topic, const DDS_DataReaderQos& qos,
     std::span<const char* const> partitions) {
-    if (!topic_.create(participant, topic))
+    if (!parts_.openTopic(participant, topic))
         return false;
-    subscriber_ = dds_create_subscriber(participant, partitionQos(partitions).get(), nullptr);
-    if (failed(subscriber_, "subscriber", topic.topicName))
+    if (!parts_.openGroup(dds_create_subscriber(participant, partitionQos(partitions).get(), nullptr), topic))
         return false;
     const ListenerPointer listener{dds_create_listener(this)};
     dds_lset_subscription_matched(listener.get(), onSubscriptionMatched);
@@ -50,18 +39,13 @@ bool CycloneReader::create(dds_entity_t participant, const TopicInfo& topic, con
         ZDDS_LOG_ERROR(FAILED_TO_ALLOCATE, "cache of the reader of topic '%s'", topic.topicName);
         return false;
     }
-    reader_ =
-        dds_create_reader_rhc(subscriber_, topic_.entity(), readerQos(qos).get(), listener.get(), cache);
-    if (failed(reader_, "reader", topic.topicName)) {
+    const dds_entity_t reader = dds_create_reader_rhc(
+        parts_.group(), parts_.topic().entity(), readerQos(qos).get(), listener.get(), cache);
+    if (reader <= 0)
         ZddsCyclone_deleteCache(cache);
+    if (!parts_.openEndpoint(reader, ZDDS_CYCLONE_READER, topic))
         return false;
-    }
-    guid_ = guidOf(reader_);
-    if (!ZddsCyclone_findEndpoint(&endpoint_, ZDDS_CYCLONE_READER, reader_, topic_.type(), guid_.value)) {
-        ZDDS_LOG_ERROR(FAILED_TO_FIND, "record of the reader of topic '%s'", topic.topicName);
-        return false;
-    }
-    matches_.attach(endpoint_);
+    matches_.attach(parts_.record());
     return true;
 }
 

@@ -2,8 +2,6 @@
 
 #include <chrono>
 
-#include <chrono>
-
 #include "middleware/engine/cyclone/CycloneQos.hpp"
 #include "middleware/log/DdsLog.hpp"
 
@@ -23,43 +21,26 @@ ZddsCycloneKind kindOf(SampleKind kind) {
     return ZDDS_CYCLONE_DATA;
 }
 
-bool failed(dds_entity_t entity, const char* what, const char* topicName) {
-    if (entity > 0)
-        return false;
-    ZDDS_LOG_ERROR(FAILED_TO_CREATE, "%s of topic '%s': %s", what, topicName, dds_strretcode(entity));
-    return true;
-}
-
 } // namespace
 
 CycloneWriter::~CycloneWriter() {
-    // Returns when no callback runs any more; a reliable writer lingers for what is unacknowledged, a second
-    // at most.
-    if (writer_ > 0)
-        dds_delete(writer_);
-    if (publisher_ > 0)
-        dds_delete(publisher_);
+    parts_.close(); // while the matches are there to be told of
 }
 
 bool CycloneWriter::create(dds_entity_t participant, const TopicInfo& topic, const DDS_DataWriterQos& qos,
     std::span<const char* const> partitions) {
-    if (!topic_.create(participant, topic))
+    if (!parts_.openTopic(participant, topic))
         return false;
     reliable_ = qos.reliability.kind == DDS_RELIABLE_RELIABILITY_QOS;
-    publisher_ = dds_create_publisher(participant, partitionQos(partitions).get(), nullptr);
-    if (failed(publisher_, "publisher", topic.topicName))
+    if (!parts_.openGroup(dds_create_publisher(participant, partitionQos(partitions).get(), nullptr), topic))
         return false;
     const ListenerPointer listener{dds_create_listener(this)};
     dds_lset_publication_matched(listener.get(), onPublicationMatched);
-    writer_ = dds_create_writer(publisher_, topic_.entity(), writerQos(qos).get(), listener.get());
-    if (failed(writer_, "writer", topic.topicName))
+    const dds_entity_t writer =
+        dds_create_writer(parts_.group(), parts_.topic().entity(), writerQos(qos).get(), listener.get());
+    if (!parts_.openEndpoint(writer, ZDDS_CYCLONE_WRITER, topic))
         return false;
-    guid_ = guidOf(writer_);
-    if (!ZddsCyclone_findEndpoint(&endpoint_, ZDDS_CYCLONE_WRITER, writer_, topic_.type(), guid_.value)) {
-        ZDDS_LOG_ERROR(FAILED_TO_FIND, "record of the writer of topic '%s'", topic.topicName);
-        return false;
-    }
-    matches_.attach(endpoint_);
+    matches_.attach(parts_.record());
     return true;
 }
 
@@ -74,13 +55,13 @@ void CycloneWriter::onPublicationMatched(
 
 Status CycloneWriter::write(
     std::span<const uint8_t> bytes, SampleKind kind, int64_t sourceTimeNs, int64_t* sequenceNumber) {
-    if (!topic_.accepts(bytes, kind))
+    if (!parts_.topic().accepts(bytes, kind))
         return Status::badParameter;
     const int64_t time = sourceTimeNs == now ? dds_time() : sourceTimeNs;
     std::lock_guard lock(writeMutex_);
     int64_t number = 0;
-    const int32_t result =
-        ZddsCyclone_write(&endpoint_, topic_.type(), bytes.data(), bytes.size(), kindOf(kind), time, &number);
+    const int32_t result = ZddsCyclone_write(
+        &parts_.record(), parts_.topic().type(), bytes.data(), bytes.size(), kindOf(kind), time, &number);
     if (result == code::ok && sequenceNumber != nullptr)
         *sequenceNumber = number;
     return statusOf(result);
@@ -89,7 +70,7 @@ Status CycloneWriter::write(
 Status CycloneWriter::waitForAcknowledgments(int64_t timeoutNs) {
     if (!reliable_)
         return Status::ok; // nobody acknowledges
-    return statusOf(dds_wait_for_acks(writer_, timeoutNs == infinite ? DDS_INFINITY : timeoutNs));
+    return statusOf(dds_wait_for_acks(parts_.entity(), timeoutNs == infinite ? DDS_INFINITY : timeoutNs));
 }
 
 // The library tells when all of the readers have acknowledged, and is asked about the one in between: other
@@ -100,7 +81,7 @@ Status CycloneWriter::waitForAcknowledgmentOf(
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
     for (;;) {
-        const int64_t acknowledged = ZddsCyclone_acknowledgedBy(&endpoint_, participant.value);
+        const int64_t acknowledged = ZddsCyclone_acknowledgedBy(&parts_.record(), participant.value);
         if (acknowledged < 0)
             return Status::notMatched;
         if (acknowledged >= sequenceNumber)
@@ -109,7 +90,8 @@ Status CycloneWriter::waitForAcknowledgmentOf(
         const int64_t left = timeoutNs == infinite ? longestWait : timeoutNs - passed;
         if (left <= 0)
             return Status::timeout;
-        const dds_return_t waited = dds_wait_for_acks(writer_, left < longestWait ? left : longestWait);
+        const dds_return_t waited =
+            dds_wait_for_acks(parts_.entity(), left < longestWait ? left : longestWait);
         if (waited != code::ok && waited != code::timeout)
             return statusOf(waited);
     }
