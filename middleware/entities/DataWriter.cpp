@@ -184,17 +184,17 @@ DDS_ReturnCode_t DDS_DataWriter_get_matched_subscriptions(
 
 constinit DDS_DataWriterImpl::Counters DDS_DataWriterImpl::Counters::ofAllWriters{};
 
-void DDS_DataWriterImpl::Counters::copyTo(DDS_DataWriterCountersI& counters) const {
+void DDS_DataWriterImpl::Counters::copyTo(DDS_DataWriterCountersI& result) const {
     constexpr auto relaxed = std::memory_order_relaxed;
-    counters = DDS_DataWriterCountersI{};
-    counters.written = written.load(relaxed);
-    counters.written_bytes = writtenBytes.load(relaxed);
-    counters.dropped_queue_full = droppedQueueFull.load(relaxed);
-    counters.dropped_engine = droppedEngine.load(relaxed);
-    counters.dropped_encoding = droppedEncoding.load(relaxed);
-    counters.dropped_no_memory = droppedNoMemory.load(relaxed);
-    counters.dropped_timeout = droppedTimeout.load(relaxed);
-    counters.dropped_deadline = droppedDeadline.load(relaxed);
+    result = DDS_DataWriterCountersI{};
+    result.written = written.load(relaxed);
+    result.written_bytes = writtenBytes.load(relaxed);
+    result.dropped_queue_full = droppedQueueFull.load(relaxed);
+    result.dropped_engine = droppedEngine.load(relaxed);
+    result.dropped_encoding = droppedEncoding.load(relaxed);
+    result.dropped_no_memory = droppedNoMemory.load(relaxed);
+    result.dropped_timeout = droppedTimeout.load(relaxed);
+    result.dropped_deadline = droppedDeadline.load(relaxed);
 }
 
 void DDS_DataWriter_get_countersI(const DDS_DataWriter* self, DDS_DataWriterCountersI* counters) {

@@ -45,7 +45,7 @@ struct DDS_DataWriterImpl : DDS_EntityImpl {
             (this->*which).fetch_add(amount, std::memory_order_relaxed);
             (ofAllWriters.*which).fetch_add(amount, std::memory_order_relaxed);
         }
-        void copyTo(DDS_DataWriterCountersI& counters) const;
+        void copyTo(DDS_DataWriterCountersI& result) const;
         static Counters ofAllWriters;
 
         std::atomic<uint64_t> written{0};
