@@ -323,13 +323,22 @@ static void logInChild(void) {
     syslog(LOG_USER | LOG_ERR, "in the parent");
 }
 
+/* A message for each line of standard input. */
+static void logLines(void) {
+    openParticipant();
+    puts("ready");
+    fflush(stdout);
+    for (int byte = getchar(); byte != EOF; byte = getchar())
+        syslog(LOG_USER | LOG_WARNING, "the tank is almost empty");
+}
+
 int main(int argc, char** argv) {
     static const struct {
         const char* name;
         void (*run)(void);
     } modes[] = {{"everywhere", logEverywhere}, {"less", logLess}, {"monitoring", logForMonitoringDomain},
         {"replace", replaceSinks}, {"syslog", logMessages}, {"handlers", logFromHandlers},
-        {"fork", logInChild}};
+        {"lines", logLines}, {"fork", logInChild}};
     CHECK(argc > 1);
     for (size_t i = 0; i < sizeof modes / sizeof *modes; ++i) {
         if (strcmp(argv[1], modes[i].name) == 0) {
