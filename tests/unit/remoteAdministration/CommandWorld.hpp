@@ -191,7 +191,7 @@ public:
         return commandsInUse() == 0;
     }
     // Everything that was delivered before has been dealt with, replies included.
-    bool settle() { return isIdle() && ask(RequestRegistry({"//*"})).has_value(); }
+    bool settle() { return isIdle() && ask(RequestRegistry({"//*"})).has_value() && isIdle(); }
 
     Library library;
     std::unique_ptr<Sender> sender;

@@ -101,9 +101,14 @@ TEST_F(Dispatcher, TakesADisposeAndDoesNothing) {
     sample.service_id = ORX_MONITORING_COMMAND_SERVICE_ID;
     DDS_SampleInfo info{};
     ASSERT_TRUE(world.settle());
-    const auto allocations = ORXOsapiHeap_getAllocationCount();
-    EXPECT_TRUE(world.deliver(sample, info));
-    EXPECT_EQ(ORXOsapiHeap_getAllocationCount(), allocations);
+    // Other threads may allocate at the same time, but not at every attempt.
+    bool isWithoutAllocation = false;
+    for (int i = 0; i < 1000 && !isWithoutAllocation; ++i) {
+        const auto allocations = ORXOsapiHeap_getAllocationCount();
+        EXPECT_TRUE(world.deliver(sample, info));
+        isWithoutAllocation = ORXOsapiHeap_getAllocationCount() == allocations;
+    }
+    EXPECT_TRUE(isWithoutAllocation);
     EXPECT_EQ(world.commandsInUse(), 0);
 }
 
