@@ -18,7 +18,6 @@ struct StubLibrary {
     static inline std::vector<std::string> commands;
     static inline std::vector<DDS_SampleInfo> infos;
     static inline std::atomic<bool> isTaking{true};
-    static inline std::atomic<bool> isLockHeldByOthers{true}; // what others found while a command came
     static inline std::thread::id thread;
 
     static ORX_MonitoringClass* create(DDS_DomainParticipantFactory*, const ORX_MonitoringProperty_t*) {
