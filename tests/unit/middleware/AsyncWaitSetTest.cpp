@@ -133,7 +133,7 @@ TEST_F(AsyncWaitSet, TellsOfTimeWithoutAnythingToHandle) {
 }
 
 TEST_F(AsyncWaitSet, AHandlerThatDetachesItselfEndsBeforeTheDetachmentIsTold) {
-    std::atomic<bool> isOver{false}, wasOverWhenTold{false};
+    std::atomic<bool> isOver{false};
     Guarded* self = nullptr;
     Guarded guarded([&] {
         EXPECT_EQ(DDS_AsyncWaitSet_detach_condition_with_completion_token(
