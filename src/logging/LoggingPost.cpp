@@ -164,7 +164,11 @@ int ORX_MonitoringLogging_getCategoryFromLogMessage(
     ORX_FAIL_IF(msg->text == ORX_NULL);
     *buffer = '\0';
     bool categoryEmpty = true;
-    if (const char* mark = std::strstr(msg->text, categoryMark)) {
+    // Few texts have the mark's first character, and that is found much faster than a text in a text.
+    const char* mark = std::strchr(msg->text, categoryMark[0]);
+    if (mark != nullptr)
+        mark = std::strstr(mark, categoryMark);
+    if (mark != nullptr) {
         if (!copyMarkedCategory(buffer, bufferSize, mark))
             return 0;
         categoryEmpty = false;
