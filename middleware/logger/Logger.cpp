@@ -14,6 +14,7 @@ namespace {
 
 constexpr ZDDS_Config_LogFacility facilities[] = {ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE,
     ZDDS_CONFIG_LOG_FACILITY_SECURITY_EVENT, ZDDS_CONFIG_LOG_FACILITY_SERVICE, ZDDS_CONFIG_LOG_FACILITY_USER};
+constexpr int middlewarePosition = 0;
 constexpr ZDDS_Config_LogVerbosity defaultVerbosity = ZDDS_CONFIG_SYSLOG_VERBOSITY_WARNING;
 
 // Static: a thread that logs at the end of the process still finds it.
@@ -22,6 +23,15 @@ constinit ZDDS_Config_Logger theLogger{
 constinit std::atomic<ZDDS_Config_Logger*> published{nullptr};
 // Serializes making and finalizing.
 constinit pthread_mutex_t lifeMutex = PTHREAD_MUTEX_INITIALIZER;
+
+// What the logger has raised of the masks of the support layer's log, so that it takes away no more.
+constinit pthread_mutex_t masksMutex = PTHREAD_MUTEX_INITIALIZER;
+struct RaisedMask {
+    ORX_UINT32* mask;
+    ORX_UINT32 raised;
+};
+constinit RaisedMask masks[] = {
+    {&DDSLog_g_instrumentationMask, 0}, {&ORX_MonitoringLog_g_instrumentationMask, 0}};
 
 struct Listener {
     ZDDS_Config_Logger_VerbosityListener function;
@@ -32,16 +42,41 @@ constinit CountedSlot<Listener> listenerSlot;
 [[gnu::constructor]] void watchForks() {
     pthread_atfork(nullptr, nullptr, [] {
         listenerSlot.forgetOtherThreads(insideListener);
-        lifeMutex = PTHREAD_MUTEX_INITIALIZER; // a lost thread may have held it
+        // A lost thread may have held them.
+        lifeMutex = PTHREAD_MUTEX_INITIALIZER;
+        masksMutex = PTHREAD_MUTEX_INITIALIZER;
     });
 }
 
-struct LifeGuard {
-    LifeGuard() { pthread_mutex_lock(&lifeMutex); }
-    ~LifeGuard() { pthread_mutex_unlock(&lifeMutex); }
-    LifeGuard(const LifeGuard&) = delete;
-    LifeGuard& operator=(const LifeGuard&) = delete;
+class Guard {
+public:
+    explicit Guard(pthread_mutex_t& mutex) : mutex_(mutex) { pthread_mutex_lock(&mutex_); }
+    ~Guard() { pthread_mutex_unlock(&mutex_); }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+
+private:
+    pthread_mutex_t& mutex_;
 };
+
+// Lines of level status and debug are not made unless somebody wants them, so the masks follow a collection
+// verbosity that does. Errors and warnings are left to whoever configures the log, as they are for stderr
+// too: what the logger does not collect it drops itself.
+void followWithMasks(const ZDDS_Config_Logger& self) {
+    Guard guard(masksMutex);
+    const ZDDS_Config_LogVerbosity verbosity =
+        self.verbosities[middlewarePosition].load(std::memory_order_relaxed);
+    const ORX_UINT32 wanted =
+        ((verbosity & ZDDS_CONFIG_LOG_LEVEL_INFORMATIONAL) != 0 ? ORX_LOG_BIT_STATUS : 0) |
+        ((verbosity & ZDDS_CONFIG_LOG_LEVEL_DEBUG) != 0 ? ORX_LOG_BIT_DEBUG : 0);
+    for (RaisedMask& one : masks) {
+        std::atomic_ref mask(*one.mask);
+        const ORX_UINT32 given = one.raised & ~wanted;
+        mask.fetch_and(~given, std::memory_order_relaxed);
+        one.raised &= wanted;
+        one.raised |= wanted & ~mask.fetch_or(wanted, std::memory_order_relaxed);
+    }
+}
 
 // Tells the listener until it knows the value that stands: of two threads that change a verbosity at the
 // same time the earlier may be the later one to tell. A listener that changes a verbosity is not entered
@@ -149,7 +184,7 @@ ZDDS_Config_Logger* ZDDS_Config_Logger_get_instance(void) {
     ZDDS_Config_Logger* self = published.load(std::memory_order_acquire);
     if (self != nullptr)
         return self;
-    LifeGuard guard;
+    Guard guard(lifeMutex);
     if (published.load(std::memory_order_relaxed) == nullptr) {
         theLogger.sink = ORXLog_addSink(&onMiddlewareLine, &theLogger);
         published.store(&theLogger, std::memory_order_release);
@@ -162,7 +197,7 @@ DDS_Boolean ZDDS_Config_Logger_is_initialized(void) {
 }
 
 void ZDDS_Config_Logger_finalize_instance(void) {
-    LifeGuard guard;
+    Guard guard(lifeMutex);
     if (published.exchange(nullptr, std::memory_order_acq_rel) == nullptr)
         return;
     if (theLogger.sink != 0)
@@ -170,6 +205,7 @@ void ZDDS_Config_Logger_finalize_instance(void) {
     theLogger.sink = 0;
     for (auto& verbosity : theLogger.verbosities)
         verbosity.store(defaultVerbosity, std::memory_order_relaxed);
+    followWithMasks(theLogger);
     Listener before{};
     bool wasFull = false;
     (void)listenerSlot.exchange(insideListener, nullptr, &before, &wasFull);
@@ -193,6 +229,8 @@ int ZDDS_Config_Logger_set_verbosity_by_facilityI(ZDDS_Config_Logger* self, ZDDS
     const ZDDS_Config_LogVerbosity mask = verbosity & ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG;
     if (self->verbosities[position].exchange(mask, std::memory_order_seq_cst) == mask)
         return 1;
+    if (position == middlewarePosition)
+        followWithMasks(*self);
     tellListener(*self, position);
     if (notify != 0)
         tellLibrary();

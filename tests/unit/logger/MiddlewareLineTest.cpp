@@ -73,4 +73,18 @@ TEST_F(MiddlewareLine, BelowTheCollectionVerbosityIsDropped) {
     EXPECT_EQ(device.messages().size(), 1U);
 }
 
+TEST_F(MiddlewareLine, TheMasksFollowAVerbosityThatWantsMore) {
+    ASSERT_EQ(DDSLog_g_instrumentationMask, 0x7U);
+    ORX_MonitoringLog_setBitmaps(~0U, 0x7 | ORX_LOG_BIT_DEBUG);
+    collect(ZDDS_CONFIG_SYSLOG_VERBOSITY_INFORMATIONAL);
+    EXPECT_EQ(DDSLog_g_instrumentationMask, 0xFU);
+    EXPECT_EQ(ORX_MonitoringLog_g_instrumentationMask, 0x1FU);
+    collect(ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG);
+    EXPECT_EQ(DDSLog_g_instrumentationMask, 0x1FU);
+    collect(ZDDS_CONFIG_SYSLOG_VERBOSITY_SILENT);
+    EXPECT_EQ(DDSLog_g_instrumentationMask, 0x7U) << "errors are for stderr too";
+    EXPECT_EQ(ORX_MonitoringLog_g_instrumentationMask, 0x7U | ORX_LOG_BIT_DEBUG) << "what others set stays";
+    ORX_MonitoringLog_setBitmaps(~0U, 0x7);
+}
+
 } // namespace
