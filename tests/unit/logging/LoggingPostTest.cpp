@@ -276,21 +276,26 @@ TEST_F(LoggingPost, WhileTheLibraryStopsMessagesAreDroppedInSilence) {
 
 TEST_F(LoggingPost, AForkedChildDropsMessages) {
     start();
-    ASSERT_EQ(ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_LOGGING, 0, 1, 1, nullptr),
-        ORX_MONITORING_LOCK_RESULT_OK);
+    std::promise<void> isHeld;
+    std::promise<void> isOver;
+    auto holder = std::async(std::launch::async, [&] { // a thread that the child does not have
+        (void)ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_LOGGING, 0, 1, 1, nullptr);
+        isHeld.set_value();
+        isOver.get_future().get();
+        EXPECT_EQ(ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_LOGGING, 0, 1), 0);
+    });
+    isHeld.get_future().get();
     const pid_t child = fork();
     if (child == 0) {
         alarm(30);
-        std::thread([] { // which does not hold the mutex
-            LoggingWorld::log("x", service);
-            LoggingWorld::log("x", user);
-        })
-            .join();
+        LoggingWorld::log("x", service);
+        LoggingWorld::log("x", user);
         _exit(0);
     }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_LOGGING, 0, 1), 0);
+    isOver.set_value();
+    holder.get();
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
