@@ -147,7 +147,7 @@ TEST(Device, FromInsideASlotThatAnotherThreadEmptiesNothingIsSet) {
     device.onWrite = [&] {
         removing = std::async(std::launch::async, [] { return removeDevice(); });
         // The other one holds the slot as soon as this fails.
-        ZDDS_Config_LoggerDevice unused{nullptr, [](auto*, const auto*) {}, nullptr};
+        static ZDDS_Config_LoggerDevice unused{nullptr, [](auto*, const auto*) {}, nullptr}; // may get in
         while (ADVLOGLogger_setDevice(slot, ZDDS_Config_Logger_createADVLOGLoggerDevice(&unused), 0, 0)) {
         }
     };
