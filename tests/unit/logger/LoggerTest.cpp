@@ -80,7 +80,9 @@ TEST_F(Logger, BadArgumentsFail) {
     EXPECT_FALSE(ZDDS_Config_Logger_log(nullptr, user, warning, 0, nullptr, ""));
     EXPECT_FALSE(log(user, warning, nullptr));
     EXPECT_FALSE(log(static_cast<ZDDS_Config_LogFacility>(2), warning, "x"));
-    EXPECT_FALSE(log(user, std::bit_cast<ZDDS_Config_SyslogLevel>(8), "x"));
+    if (ORX_TESTS_COUNT_MALLOC) { // a sanitizer lets no C++ program have such a value
+        EXPECT_FALSE(log(user, std::bit_cast<ZDDS_Config_SyslogLevel>(8), "x"));
+    }
     EXPECT_FALSE(log(user, warning, "x", std::string(36, 'c').c_str()));
     EXPECT_FALSE(log(user, warning, "x", "a]b"));
     EXPECT_TRUE(log(user, warning, "", std::string(35, 'c').c_str()));
