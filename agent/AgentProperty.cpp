@@ -170,6 +170,9 @@ void setVerbosity(Verbosity verbosity) {
     logMask.store(ownMask, std::memory_order_relaxed);
     ORX_MonitoringLog_setBitmaps(~0U, mask);
     DDSLog_setDependencyInstrumentationMask(mask);
+    // Collecting more raises the masks: that is for the collector of log messages, and not for the program's
+    // stderr.
+    ORXLog_setStderrLevels(mask);
     ORXLog_setStderrEnabled(verbosity != Verbosity::silent);
     // A reader that stalls makes every sample fail: the program's stderr is not flooded with that.
     ORXLog_setStderrRepetitionLimit(verbosity >= Verbosity::debug ? 0 : repeatedLinesPerSecond);

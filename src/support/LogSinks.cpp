@@ -35,6 +35,7 @@ struct SinkSlot {
 constinit SinkSlot slots[sinkCount];
 constinit std::atomic<unsigned> generation{0};
 constinit std::atomic<bool> stderrEnabled{true};
+constinit std::atomic<ORX_UINT32> stderrLevels{~0U};
 
 // Bit i: this thread is inside the sink of slot i.
 thread_local unsigned insideSinks = 0;
@@ -107,8 +108,10 @@ void deliver(ORX_UINT32 level, ORX_UINT32 module, const char* file, int line, co
     const ORXLogLine logLine{level, module, messageTemplate, subject, message, baseName(file), line,
         function != nullptr ? function : "", ORX_INT64{now.tv_sec} * 1'000'000'000 + now.tv_nsec,
         ORXOsapiThread_getCurrentThreadID()};
-    if (stderrEnabled.load(std::memory_order_relaxed))
+    if (stderrEnabled.load(std::memory_order_relaxed) &&
+        (stderrLevels.load(std::memory_order_relaxed) & level) != 0) {
         zdds::stderrWriterQueue(logLine);
+    }
     for (unsigned i = 0; i < sinkCount; ++i)
         callSink(i, logLine);
 }
@@ -192,6 +195,10 @@ int ORXLog_removeSink(int id) {
 
 void ORXLog_setStderrEnabled(int enabled) {
     stderrEnabled.store(enabled != 0, std::memory_order_relaxed);
+}
+
+void ORXLog_setStderrLevels(ORX_UINT32 levels) {
+    stderrLevels.store(levels, std::memory_order_relaxed);
 }
 
 void ORXLog_setStderrRepetitionLimit(ORX_UINT32 linesPerSecond) {

@@ -405,6 +405,21 @@ TEST_F(Log, NothingIsWrittenWhenStderrIsOff) {
     EXPECT_EQ(result.text, "");
 }
 
+TEST_F(Log, StderrShowsTheLevelsThatItIsToShowAndSinksGetAll) {
+    const auto result = runInChild([] {
+        static std::atomic<int> lines{0};
+        ORXLog_addSink([](void*, const ORXLogLine*) { ++lines; }, nullptr);
+        ORXLog_setStderrLevels(ORX_LOG_BIT_ERROR);
+        logError("shown");
+        ORXLogParamString_printWithParams(
+            -1, ORX_LOG_BIT_STATUS, ORX_LOG_MODULE_DDS, __FILE__, __LINE__, "function", "%s", "collected");
+        return ORXLog_flush(&bound) && lines == 2 ? 0 : 1;
+    });
+    EXPECT_TRUE(exitedWith(result, 0));
+    EXPECT_NE(result.text.find("shown"), std::string::npos);
+    EXPECT_EQ(result.text.find("collected"), std::string::npos);
+}
+
 // Puts a pipe that nobody reads, full to the brim, in the place of stderr. Gives the end to read.
 int blockStderr() {
     int ends[2];

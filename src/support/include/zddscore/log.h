@@ -129,6 +129,8 @@ ZDDSCORE_EXPORT int ORXLog_addSink(ORXLogSinkFunction function, void* context);
 ZDDSCORE_EXPORT int ORXLog_removeSink(int id);
 /* Turns the stderr sink on (default) or off. */
 ZDDSCORE_EXPORT void ORXLog_setStderrEnabled(int enabled);
+/* The level bits that stderr shows; all by default. Sinks get every line. */
+ZDDSCORE_EXPORT void ORXLog_setStderrLevels(ORX_UINT32 levels);
 /* The most lines that one place of the code writes to stderr in a second; 0, the default, for no limit. The
  * next line from there tells how many were held back. */
 ZDDSCORE_EXPORT void ORXLog_setStderrRepetitionLimit(ORX_UINT32 linesPerSecond);
