@@ -31,7 +31,12 @@ inline DDS_GUID_t participantOf(const DDS_GUID_t& endpoint) {
 
 template <class Sink> class MatchTracker {
 public:
-    explicit MatchTracker(Sink* sink) : sink_(sink) {} // may be null
+    // Who a matched endpoint is, of the endpoint that was attached.
+    using Find = bool (*)(const ZddsCycloneEndpoint* endpoint, uint64_t handle, uint8_t guid[16]);
+
+    // The sink may be null.
+    explicit MatchTracker(Sink* sink, Find findMatched = ZddsCyclone_findMatched)
+        : sink_(sink), findMatched_(findMatched) {}
     // The library calls no more by then; taking the mutex makes all that was done under it happen before.
     ~MatchTracker() { std::lock_guard lock(mutex_); }
     MatchTracker(const MatchTracker&) = delete;
@@ -46,7 +51,7 @@ public:
         uint64_t handle = 0;
         for (uint64_t from = 0; nextUnknown(from, handle); from = handle + 1) {
             DDS_GUID_t guid;
-            if (!ZddsCyclone_findMatched(&endpoint, handle, guid.value))
+            if (!findMatched_(&endpoint, handle, guid.value))
                 continue;
             std::lock_guard lock(mutex_);
             Match* match = find(handle);
@@ -64,7 +69,7 @@ public:
             endpoint = endpoint_;
         }
         DDS_GUID_t guid{};
-        const bool known = endpoint != nullptr && ZddsCyclone_findMatched(endpoint, handle, guid.value);
+        const bool known = endpoint != nullptr && findMatched_(endpoint, handle, guid.value);
         std::lock_guard lock(mutex_);
         if (find(handle) != nullptr)
             return;
@@ -157,6 +162,7 @@ private:
 
     std::mutex mutex_;
     Sink* const sink_;
+    const Find findMatched_;
     const ZddsCycloneEndpoint* endpoint_ = nullptr; // under mutex_, as all below
     HeapArray<Match> matches_{"struct Match"};      // by handle
     uint64_t past_[pastSize] = {};                  // handles that were unmatched last; 0 is none

@@ -9,7 +9,7 @@ namespace {
 
 std::map<uint64_t, DDS_GUID_t> directory; // what the library answers
 
-bool resolve(void*, uint64_t handle, uint8_t guid[16]) {
+bool resolve(const ZddsCycloneEndpoint*, uint64_t handle, uint8_t guid[16]) {
     const auto found = directory.find(handle);
     if (found == directory.end())
         return false;
@@ -42,7 +42,7 @@ protected:
         return text;
     }
 
-    int endpoint_ = 0;
+    ZddsCycloneEndpoint endpoint_{};
     ReaderRecorder sink_;
     eng::MatchTracker<eng::ReaderSink> tracker_{&sink_, resolve};
 };
@@ -51,7 +51,7 @@ TEST_F(Tracker, MatchWaitsUntilTheEndpointCanBeAsked) {
     know(7);
     tracker_.onMatched(7);
     EXPECT_EQ(told(), "");
-    tracker_.attach(&endpoint_);
+    tracker_.attach(endpoint_);
     EXPECT_EQ(told(), "+7");
 }
 
@@ -59,12 +59,12 @@ TEST_F(Tracker, MatchThatEndsBeforeItCouldBeToldIsNotTold) {
     know(7);
     tracker_.onMatched(7);
     tracker_.onUnmatched(7);
-    tracker_.attach(&endpoint_);
+    tracker_.attach(endpoint_);
     EXPECT_EQ(told(), "");
 }
 
 TEST_F(Tracker, SampleTellsTheMatchThatComesLater) {
-    tracker_.attach(&endpoint_);
+    tracker_.attach(endpoint_);
     EXPECT_EQ(deliver(7), 1);
     EXPECT_EQ(told(), "+7");
     know(7);
@@ -78,13 +78,13 @@ TEST_F(Tracker, SampleTellsTheMatchThatWaits) {
     EXPECT_EQ(deliver(7), 1);
     EXPECT_EQ(told(), "+7");
     know(7);
-    tracker_.attach(&endpoint_);
+    tracker_.attach(endpoint_);
     EXPECT_EQ(told(), "+7");
 }
 
 TEST_F(Tracker, SampleAfterTheEndIsDropped) {
     know(7);
-    tracker_.attach(&endpoint_);
+    tracker_.attach(endpoint_);
     tracker_.onMatched(7);
     tracker_.onUnmatched(7);
     EXPECT_EQ(deliver(7), 0);
@@ -95,7 +95,7 @@ TEST_F(Tracker, SampleAfterTheEndIsDropped) {
 }
 
 TEST_F(Tracker, MatchThatCannotBeResolvedIsToldByItsFirstSample) {
-    tracker_.attach(&endpoint_);
+    tracker_.attach(endpoint_);
     tracker_.onMatched(7);
     EXPECT_EQ(told(), "");
     EXPECT_EQ(deliver(7), 1);
@@ -104,13 +104,13 @@ TEST_F(Tracker, MatchThatCannotBeResolvedIsToldByItsFirstSample) {
 }
 
 TEST_F(Tracker, EndOfTheUnknownIsNotTold) {
-    tracker_.attach(&endpoint_);
+    tracker_.attach(endpoint_);
     tracker_.onUnmatched(7);
     EXPECT_EQ(told(), "");
 }
 
 TEST_F(Tracker, ManyAreKeptApart) {
-    tracker_.attach(&endpoint_);
+    tracker_.attach(endpoint_);
     for (uint64_t handle = 100; handle > 0; --handle) {
         know(handle);
         tracker_.onMatched(handle);
