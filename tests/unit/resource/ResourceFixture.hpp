@@ -12,7 +12,9 @@
 #include <cstring>
 #include <set>
 
+#include "middleware/engine/loopback/LoopbackEngine.hpp"
 #include "src/dataModel/MetricCatalogue.h"
+#include "src/entities/LibraryEntities.h"
 #include "src/eventMetrics/EventTaskExecutor.h"
 #include "src/monitoringClass/MetricSelectionStore.h"
 #include "src/resource/MetricSubscription.h"
@@ -81,12 +83,17 @@ public:
         ORX_MonitoringProperty_t property{};
         ORX_MonitoringProperty_t_initialize(&property);
         property.event.publication_period = {3600, 0};
-        executor = ORX_MonitoringEventTaskExecutor_new(&property.event, "test",
-            reinterpret_cast<DDS_DataWriter*>(this), &ORX_MonitoringGlobals_get_instance()->eventConcurrency,
-            root.base.guid);
+        zdds::engine::setInstance(&engine_);
+        entities_ = ORX_MonitoringLibraryEntities_new(DDS_DomainParticipantFactory_get_instance(), &property);
+        executor = ORX_MonitoringEventTaskExecutor_new(&property.event, "test", entities_->eventWriter,
+            &ORX_MonitoringGlobals_get_instance()->eventConcurrency, root.base.guid);
         ORX_MonitoringProperty_t_finalize_ex(&property, DDS_BOOLEAN_FALSE);
     }
-    ~PostedEvents() { ORX_MonitoringEventTaskExecutor_delete(executor); }
+    ~PostedEvents() {
+        ORX_MonitoringEventTaskExecutor_delete(executor);
+        ORX_MonitoringLibraryEntities_delete(entities_, DDS_DomainParticipantFactory_get_instance());
+        zdds::engine::setInstance(nullptr);
+    }
     PostedEvents(const PostedEvents&) = delete;
     PostedEvents& operator=(const PostedEvents&) = delete;
 
@@ -108,6 +115,10 @@ public:
     }
 
     ORX_MonitoringEventTaskExecutor* executor;
+
+private:
+    zdds::engine::LoopbackEngine engine_;
+    ORX_MonitoringLibraryEntities* entities_;
 };
 
 class ResourceFixture : public testing::Test {
