@@ -37,8 +37,9 @@ private:
     static std::string textOf(const zdds::KeyFilter& filter) {
         char piece[32];
         if (filter.offset == 0) {
-            const auto value = static_cast<uint32_t>(filter.octets[0]) << 24 | filter.octets[1] << 16 |
-                               filter.octets[2] << 8 | filter.octets[3];
+            uint32_t value = 0;
+            for (int i = 0; i < 4; ++i)
+                value = value << 8 | filter.octets[i];
             std::snprintf(piece, sizeof piece, "service_id = %d", static_cast<int>(value));
             return piece;
         }

@@ -1,4 +1,7 @@
 // The service-request channel between participants of this process.
+#include <chrono>
+#include <thread>
+
 #include "tests/contract/ContractFixture.hpp"
 #include "tests/unit/middleware/ServiceRequestFixture.hpp"
 
@@ -101,6 +104,11 @@ TEST_P(ServiceRequests, ManySamplesToOneDestinationStayInOrder) {
     const std::vector<Taken> taken = receiver.takeSome(count);
     for (int i = 0; i < count; ++i)
         ASSERT_EQ(taken[static_cast<size_t>(i)].body, std::to_string(i));
+    // The receiver may have the last sample before the sender has counted it.
+    EXPECT_EQ(sender.waitForAcknowledgments(), DDS_RETCODE_OK);
+    for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+         sender.writerCounters().written < count && std::chrono::steady_clock::now() < end;)
+        std::this_thread::yield();
     EXPECT_EQ(sender.writerCounters().written, static_cast<DDS_UnsignedLongLong>(count));
 }
 
