@@ -45,9 +45,10 @@ void (*setCategories)(uint32_t) = nullptr;
 uint32_t monitoringDomain = 0;
 // Set once and for all by the program's first use of the domain.
 std::atomic<bool> isShared{false};
-// Of the general model: with one variable of the fixed one, all thread storage of this library would come out
-// of the few hundred bytes that a program has to spare for libraries that are loaded late.
-thread_local bool isThreadOfMonitoring = false;
+// Of the fixed model, so that no first use on a thread of the program allocates: the few bytes of this
+// library's thread storage fit into what a program has to spare for libraries that are loaded late. Keep them
+// few.
+[[gnu::tls_model("initial-exec")]] thread_local bool isThreadOfMonitoring = false;
 
 // Relaxed: a moment more or less does no harm.
 std::atomic<int64_t> lastCollection{0};
