@@ -52,7 +52,7 @@ function(orx_add_test name)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES
     LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT}
-    ENVIRONMENT "ASAN_OPTIONS=detect_stack_use_after_return=1;TSAN_OPTIONS=halt_on_error=1:suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1")
+    ENVIRONMENT "ASAN_OPTIONS=detect_stack_use_after_return=1;TSAN_OPTIONS=halt_on_error=1:suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:use_poisoned=1;UBSAN_OPTIONS=print_stacktrace=1")
 endfunction()
 
 # orx_add_fuzzer(NAME SOURCES... [LIBS ...]): one libFuzzer program, called <folder>_fuzz; its corpus is the folder's
