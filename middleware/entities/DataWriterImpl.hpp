@@ -69,7 +69,8 @@ struct DDS_DataWriterImpl : DDS_EntityImpl {
     Target target{*this};
     Sink sink{*this};
     Counters counters;
-    std::atomic<bool> isFull{false};    // the last write found the queue full: the log tells each change once
+    std::atomic<bool> isFull{false};    // the last write found the queue full
+    std::atomic<int64_t> fullTold{0};   // the second in which the log told so last
     mutable zdds::Mutex instancesMutex; // guards the one below
     zdds::InstanceTable instances;      // of a keyed topic: those registered or written and not unregistered
     mutable zdds::Mutex statusMutex;    // guards the two below

@@ -55,10 +55,14 @@ DDS_ReturnCode_t toReturnCode(engine::Status status) {
     return DDS_RETCODE_ERROR;
 }
 
-// Counts the sample that found no room. A flood of drops is one line of the log, as is its end.
+// Counts the sample that found no room. A flood of drops is one line of the log; behind a slow reader the
+// queue is full and has room in turn, and then a line in a second is enough.
 DDS_ReturnCode_t dropFull(DDS_DataWriterImpl& writer) {
     writer.counters.count(&Counters::droppedQueueFull);
-    if (!writer.isFull.exchange(true, relaxed))
+    if (writer.isFull.exchange(true, relaxed))
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    const int64_t second = systemTimeNs() / 1'000'000'000;
+    if (writer.fullTold.exchange(second, relaxed) != second)
         ZDDS_LOG_WARNING(
             FAILED_TO_ADD, "sample of topic '%s' to the full queue of its writer", writer.topic->name);
     return DDS_RETCODE_OUT_OF_RESOURCES;
