@@ -46,6 +46,9 @@ inline bool isEnabled(ORX_UINT32 level, ORX_UINT32 submoduleBit) {
     return (levels & level) != 0 && (modules & submoduleBit) != 0;
 }
 
+// False when the place has had its lines of this second: see ORX_FLOOD_WARNING.
+bool isFirstOfFlood(const char* file, int line);
+
 // Reports a failed precondition with the text of the test, and records it. Out of line, so that a test that
 // holds costs no registers.
 [[gnu::cold, gnu::noinline]] inline Failure preconditionFailed(
@@ -76,6 +79,17 @@ inline bool isEnabled(ORX_UINT32 level, ORX_UINT32 submoduleBit) {
 #define ORX_ERROR(TEMPLATE, ...) ORX_REPORT_(ORX_LOG_BIT_ERROR, TEMPLATE, __VA_ARGS__)
 #define ORX_WARNING(TEMPLATE, ...) ORX_REPORT_(ORX_LOG_BIT_WARNING, TEMPLATE, __VA_ARGS__)
 #define ORX_STATUS(TEMPLATE, ...) ORX_REPORT_(ORX_LOG_BIT_STATUS, TEMPLATE, __VA_ARGS__)
+
+// For what can fail once for each sample or task: a few lines of each place in a second, and the others are
+// dropped. A line is a message to collect, too, and a reader that stalls would cost memory and time for each
+// sample that it does not take; the writers count what they drop.
+#define ORX_FLOOD_REPORT_(level, TEMPLATE, ...)                                                              \
+    (::orx::log::isEnabled((level), orxLogSubmodule) && ::orx::log::isFirstOfFlood(__FILE__, __LINE__)       \
+            ? static_cast<void>(ORX_REPORT_((level), TEMPLATE, __VA_ARGS__))                                 \
+            : static_cast<void>(0),                                                                          \
+        ::orx::log::failed())
+#define ORX_FLOOD_ERROR(TEMPLATE, ...) ORX_FLOOD_REPORT_(ORX_LOG_BIT_ERROR, TEMPLATE, __VA_ARGS__)
+#define ORX_FLOOD_WARNING(TEMPLATE, ...) ORX_FLOOD_REPORT_(ORX_LOG_BIT_WARNING, TEMPLATE, __VA_ARGS__)
 
 // A failed precondition with a text of its own.
 #define ORX_PRECONDITION_FAILED(text)                                                                        \

@@ -25,5 +25,7 @@ inline bool isWorkerEnabled(const REDAWorker* worker) {
     (::orx::log::isWorkerEnabled(worker) ? ORX_ERROR(TEMPLATE, __VA_ARGS__) : ::orx::log::failed())
 #define ORX_WORKER_WARNING(worker, TEMPLATE, ...)                                                            \
     (::orx::log::isWorkerEnabled(worker) ? ORX_WARNING(TEMPLATE, __VA_ARGS__) : ::orx::log::failed())
+#define ORX_WORKER_FLOOD_WARNING(worker, TEMPLATE, ...)                                                      \
+    (::orx::log::isWorkerEnabled(worker) ? ORX_FLOOD_WARNING(TEMPLATE, __VA_ARGS__) : ::orx::log::failed())
 
 #endif

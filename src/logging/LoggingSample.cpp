@@ -46,7 +46,7 @@ int ORX_MonitoringLogging_onTaskAvailable(
     }
     if (DDS_Monitoring_LogReferenceSeq_get_length(&self.update) >= self.properties.max_logs_per_update &&
         !ORX_MonitoringLogging_sendUpdateSample(&self))
-        return ORX_ERROR(FAILED_TO_SEND, "Logging update sample\n");
+        return ORX_FLOOD_ERROR(FAILED_TO_SEND, "Logging update sample\n");
     const DDS_Long length = DDS_Monitoring_LogReferenceSeq_get_length(&self.update) + 1;
     if (!DDS_Monitoring_LogReferenceSeq_set_length(&self.update, length))
         return ORX_ERROR(FAILED_TO_SET, "Sequence length to %u\n", static_cast<unsigned>(length));
@@ -77,7 +77,7 @@ int ORX_MonitoringLogging_sendUpdateSample(ORX_MonitoringLogging* self) {
     self->sample->info.is_snapshot = DDS_BOOLEAN_FALSE;
     ++self->sample->info.epoch;
     if (!write(*self))
-        return ORX_ERROR(FAILED_TO_SEND, "Logging update sample\n");
+        return ORX_FLOOD_ERROR(FAILED_TO_SEND, "Logging update sample\n");
     if (self->properties.max_historical_logs > 0)
         keepForSnapshot(*self);
     clearUpdate(*self);

@@ -106,7 +106,7 @@ void write(Collector& self, const Resource& resource, const REDAWorker* worker) 
     std::memcpy(self.sample->resource_guid, resource.base.guid, sizeof self.sample->resource_guid);
     if (DDS_Monitoring_PeriodicDataWriter_write(DDS_Monitoring_PeriodicDataWriter_narrow(self.writer),
             self.sample, &DDS_HANDLE_NIL) != DDS_RETCODE_OK)
-        (void)ORX_WORKER_WARNING(worker, FAILED_TO_SEND, "Periodic sample\n");
+        (void)ORX_WORKER_FLOOD_WARNING(worker, FAILED_TO_SEND, "Periodic sample\n");
 }
 
 // The resource is pinned. Its subscriptions are whole once it was seen not to be paused, and the pin keeps

@@ -14,6 +14,9 @@ namespace zdds {
 
 class RepetitionGate {
 public:
+    constexpr RepetitionGate() = default;
+    explicit constexpr RepetitionGate(std::uint32_t limit) : limit_(limit) {}
+
     // Lines per place and second; 0 for no limit.
     void setLimit(std::uint32_t limit) { limit_.store(limit, std::memory_order_relaxed); }
 
@@ -50,8 +53,8 @@ private:
     }
     static_assert(placeCount == std::size_t{1} << (64 - 57));
 
-    std::atomic<std::uint32_t> limit_;
-    Place places_[placeCount];
+    std::atomic<std::uint32_t> limit_{0};
+    Place places_[placeCount]{};
 };
 
 } // namespace zdds

@@ -46,7 +46,7 @@ bool claim(const Task& task) {
 
 void runTask(ORX_MonitoringTaskExecutor& self, const Queue& queue, const Task& task) {
     if (claim(task) && !self.listener.onTaskAvailable(self.listener.userData, &task)) {
-        ORX_WARNING(FAILED_TO_PROCESS,
+        ORX_FLOOD_WARNING(FAILED_TO_PROCESS,
             "A task of the concurrencyIndex %u could not be processed and it will be dropped\n",
             queue.concurrencyIndex);
     }

@@ -71,4 +71,15 @@ TEST_F(LibraryLog, TheVerbosityIsOneForAllSubmodulesAndLayers) {
     EXPECT_EQ(log.lines().size(), 1U);
 }
 
+TEST_F(LibraryLog, AFloodFromOnePlaceIsAFewLines) {
+    for (int i = 0; i < 10'000; ++i)
+        EXPECT_FALSE(ORX_FLOOD_WARNING(FAILED_TO_SEND, "sample %d", i));
+    EXPECT_TRUE(log.has("sample 0", "FAILED_TO_SEND"));
+    EXPECT_GE(log.lines().size(), 10U);
+    EXPECT_LT(log.lines().size(), 1000U);
+    const size_t before = log.lines().size();
+    EXPECT_FALSE(ORX_FLOOD_ERROR(FAILED_TO_SEND, "another place"));
+    EXPECT_EQ(log.lines().size(), before + 1);
+}
+
 } // namespace
