@@ -1,5 +1,7 @@
 #include "src/eventMetrics/EventPost.hpp"
 
+#include <atomic>
+
 #include "src/eventMetrics/MetricLock.hpp"
 
 namespace {
@@ -30,6 +32,9 @@ bool createAndPost(
     const bool result = post(self.taskExecutor, &posted, concurrencyIndex, task, deleteTaskPayload);
     if (!posted)
         (void)ORX_MonitoringEventTask_delete(task);
+    else if (event.kind == ORX_MONITORING_EVENT_TASK_KIND_RESOURCE_SNAPSHOT ||
+             event.kind == ORX_MONITORING_EVENT_TASK_KIND_METRIC_SNAPSHOT)
+        std::atomic_ref(self.snapshotPace.snapshotsPosted).fetch_add(1, std::memory_order_relaxed);
     return result;
 }
 

@@ -51,7 +51,7 @@ bool sendSample(Executor& self) {
     const DDS_ReturnCode_t result = DDS_Monitoring_EventDataWriter_write(
         DDS_Monitoring_EventDataWriter_narrow(self.writer), self.sample, &DDS_HANDLE_NIL);
     if (result != DDS_RETCODE_OK) {
-        ORX_WARNING(FAILED_TO_SEND, "Event sample with epoch_resource (%llu) and epoch_metric (%llu)\n",
+        ORX_FLOOD_WARNING(FAILED_TO_SEND, "Event sample with epoch_resource (%llu) and epoch_metric (%llu)\n",
             static_cast<unsigned long long>(self.sample->info.epoch_resource),
             static_cast<unsigned long long>(self.sample->info.epoch_metric));
     }
@@ -98,6 +98,8 @@ int ORX_MonitoringEventTaskExecutor_onTaskAvailable(
     ORX_FAIL_IF(task == ORX_NULL);
     auto& self = *static_cast<Executor*>(userData);
     const auto& event = *static_cast<const Event*>(task->payload);
+    if (!isSnapshot(event.kind))
+        ++self.snapshotPace.changesRun;
     const ORX_Monitoring_MetricGroupInfo* groups =
         ORX_Monitoring_getMetricGroupInfo(event.resourceClassIdForMetricGroupInfo);
     if (groups == nullptr) {
@@ -105,13 +107,13 @@ int ORX_MonitoringEventTaskExecutor_onTaskAvailable(
             FAILED_TO_GET, "Metric group info of classId %u", event.resourceClassIdForMetricGroupInfo);
     }
     if (mustSendCachedBefore(self, event) && !sendSample(self))
-        ORX_WARNING(FAILED_TO_SEND, "Cached sample\n");
+        ORX_FLOOD_WARNING(FAILED_TO_SEND, "Cached sample\n");
     setIntoSample(self, event, groups);
     if (!isSnapshot(event.kind))
         return 1;
     orx::event::waitForRoom(self);
     if (!sendSample(self))
-        return ORX_WARNING(FAILED_TO_SEND, "Snapshot sample\n");
+        return ORX_FLOOD_WARNING(FAILED_TO_SEND, "Snapshot sample\n");
     return 1;
 }
 

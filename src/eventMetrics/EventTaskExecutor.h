@@ -29,7 +29,14 @@ struct ORX_MonitoringEventSnapshotPace {
     ORX_INT64 allowanceNs; /* to wait in all, until the queue has been empty again */
     ORX_INT64 patienceNs;  /* to wait while nothing leaves the queue */
     ORX_INT64 leftNs;      /* of the allowance; the worker's */
-    ORX_UINT32 waits;      /* atomic; for debuggers and tests */
+    /* The worker's: waited in all since something last left the queue, and what had left it then. */
+    ORX_INT64 idleNs;
+    DDS_UnsignedLongLong gone;
+    ORX_UINT32 waits; /* atomic; for debuggers and tests */
+    /* Changes of the tree and of metrics that may gather in the event queues while the worker waits. */
+    ORX_INT64 gatheredLimit;
+    ORX_INT64 changesRun;       /* that the worker has come to, ever; its own */
+    ORX_UINT64 snapshotsPosted; /* atomic */
 };
 typedef struct ORX_MonitoringEventSnapshotPace ORX_MonitoringEventSnapshotPace;
 

@@ -32,6 +32,16 @@ bool hasRoom(const Pace& pace, const DDS_DataWriterCountersI& counters) {
     return counters.queued < pace.queuedSamplesLimit && counters.queued_bytes < pace.queuedBytesLimit;
 }
 
+// Changes that wait in the event queues; about, as others post meanwhile.
+ORX_INT64 gatheredChanges(ORX_MonitoringEventTaskExecutor& self) {
+    ORX_UINT64 posted = 0;
+    ORX_MonitoringTaskExecutor& executor = *self.taskExecutor;
+    for (ORX_UINT32 i = 0; i < executor.property.concurrencyLevel; ++i)
+        posted += std::atomic_ref(executor.queues[i].postedTasks).load(std::memory_order_relaxed);
+    posted -= std::atomic_ref(self.snapshotPace.snapshotsPosted).load(std::memory_order_relaxed);
+    return static_cast<ORX_INT64>(posted) - self.snapshotPace.changesRun;
+}
+
 // Samples that have left the queue one way or the other.
 DDS_UnsignedLongLong goneFrom(const DDS_DataWriterCountersI& counters) {
     return counters.written + counters.dropped_engine + counters.dropped_no_memory;
@@ -49,6 +59,7 @@ bool orx::event::initializePace(Pace& pace, DDS_DataWriter& writer) {
     const bool isKnown = DDS_DataWriterQos_initialize(&qos) == DDS_RETCODE_OK &&
                          DDS_DataWriter_get_qos(&writer, &qos) == DDS_RETCODE_OK;
     pace.queuedSamplesLimit = qos.publish_mode.max_queued_samples / 2;
+    pace.gatheredLimit = pace.queuedSamplesLimit;
     pace.queuedBytesLimit = qos.publish_mode.max_queued_bytes / 2;
     (void)DDS_DataWriterQos_finalize(&qos);
     if (!isKnown)
@@ -65,18 +76,20 @@ void orx::event::waitForRoom(ORX_MonitoringEventTaskExecutor& self) {
     if (counters.queued == 0)
         pace.leftNs = pace.allowanceNs;
     ORX_INT64 now = monotonicNs();
-    ORX_INT64 lastProgress = now;
-    while (!hasRoom(pace, counters) && pace.leftNs > 0 && isRunning(self)) {
-        const DDS_UnsignedLongLong gone = goneFrom(counters);
+    while (!hasRoom(pace, counters) && pace.leftNs > 0 && isRunning(self) &&
+           gatheredChanges(self) < pace.gatheredLimit) {
         std::atomic_ref(pace.waits).fetch_add(1, std::memory_order_release);
         (void)DDS_DataWriter_flushI(self.writer, &look);
         counters = countersOf(self);
         const ORX_INT64 before = now;
         now = monotonicNs();
         pace.leftNs -= now - before;
-        if (goneFrom(counters) != gone)
-            lastProgress = now;
-        else if (now - lastProgress >= pace.patienceNs)
+        pace.idleNs += now - before;
+        if (goneFrom(counters) != pace.gone) {
+            pace.gone = goneFrom(counters);
+            pace.idleNs = 0;
+        } else if (pace.idleNs >= pace.patienceNs) {
             pace.leftNs = 0;
+        }
     }
 }

@@ -7,8 +7,9 @@
 // the queue has been empty again. Past either, snapshots are written at once, and the queue drops and counts
 // what it has no room for. A stop of the worker ends a wait too.
 //
-// What changes while the worker waits gathers in the arenas of the event queues: as much as is pushed in that
-// time. Nobody but the worker waits, and it holds no lock.
+// What changes while the worker waits gathers in the arenas of the event queues. So there is no wait either
+// while more changes have gathered than the other half of the writer's queue has room for: that would be
+// memory for what is dropped in the end. Nobody but the worker waits, and it holds no lock.
 #ifndef ORX_SNAPSHOT_PACE_HPP
 #define ORX_SNAPSHOT_PACE_HPP
 

@@ -74,6 +74,8 @@ struct ORX_MonitoringTaskExecutorTaskQueue {
     struct ORX_MonitoringTaskExecutorForeignTask* inboxHead;
     struct ORX_MonitoringTaskExecutorForeignTask* inboxTail;
     struct ORXOsapiSemaphore* inboxMutex; /* owned; rank 4: a leaf, nothing is waited for under it */
+    /* Tasks that this queue owns, ever posted. Changed under `mutex`, read by anybody: atomic. */
+    ORX_UINT64 postedTasks;
     /* The worker's own. */
     ORX_UINT32 processedTasks; /* nodes visited and not yet walked by the collector */
     struct ORX_MonitoringTaskExecutorTask* lastProcessedTask; /* cursor; null at first and once collected */

@@ -59,6 +59,8 @@ inline bool linkTask(Queue& queue, Task& task) {
     if (!inboxIsEmpty(queue) && !moveFullInboxToList(queue)) [[unlikely]]
         return false;
     REDAInlineList_addNodeToBackEA(&queue.tasks, &task.node);
+    std::atomic_ref posted(queue.postedTasks);
+    posted.store(posted.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     return true;
 }
 

@@ -154,6 +154,24 @@ TEST_F(StalledReaderTest, CostsTheWorkerNoMoreThanItsAllowance) {
     expectTheWorkerGoesOn();
 }
 
+TEST_F(StalledReaderTest, IsNotWaitedForWhileChangesGather) {
+    setPace(hour, hour);
+    LogCapture log;
+    world.executor->snapshotPace.gatheredLimit = 100;
+    world.engine.stall(readerGuid);
+    post();
+    ASSERT_TRUE(waits());
+    ASSERT_LT(processed(), snapshots);
+    DDS_Monitoring_InconsistentTopicStatus status{1, 0};
+    // Again and again, as snapshots of the other queue may come behind what was pushed so far.
+    const auto isProcessed = [&] { return !world.push(topic, 3, &status) || processed() >= snapshots; };
+    EXPECT_TRUE(comesTrue(isProcessed)) << processed();
+    EXPECT_GE(processed(), snapshots);
+    EXPECT_GT(counters().dropped_queue_full, 0U);
+    EXPECT_LE(log.lines().size(), 2000U) << "each drop has a line";
+    EXPECT_GT(world.executor->snapshotPace.leftNs, 0);
+}
+
 TEST_F(StalledReaderTest, DoesNotHoldUpTheStop) {
     LogCapture log;
     setPace(hour, hour);
