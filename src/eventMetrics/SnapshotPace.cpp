@@ -59,7 +59,7 @@ bool orx::event::initializePace(Pace& pace, DDS_DataWriter& writer) {
     const bool isKnown = DDS_DataWriterQos_initialize(&qos) == DDS_RETCODE_OK &&
                          DDS_DataWriter_get_qos(&writer, &qos) == DDS_RETCODE_OK;
     pace.queuedSamplesLimit = qos.publish_mode.max_queued_samples / 2;
-    pace.gatheredLimit = pace.queuedSamplesLimit;
+    pace.gatheredLimit = pace.queuedSamplesLimit / 4;
     pace.queuedBytesLimit = qos.publish_mode.max_queued_bytes / 2;
     (void)DDS_DataWriterQos_finalize(&qos);
     if (!isKnown)

@@ -8,8 +8,9 @@
 // what it has no room for. A stop of the worker ends a wait too.
 //
 // What changes while the worker waits gathers in the arenas of the event queues. So there is no wait either
-// while more changes have gathered than the other half of the writer's queue has room for: that would be
-// memory for what is dropped in the end. Nobody but the worker waits, and it holds no lock.
+// while as many changes have gathered as fill a quarter of the other half of the writer's queue: as tasks
+// they take several times the memory that they take as samples. Nobody but the worker waits, and it holds no
+// lock.
 #ifndef ORX_SNAPSHOT_PACE_HPP
 #define ORX_SNAPSHOT_PACE_HPP
 
