@@ -13,6 +13,7 @@
 //   category
 // It takes the locks that the real one takes, in the same order.
 #include <pthread.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -339,10 +340,14 @@ DDS_Boolean pushMetric(
     return DDS_BOOLEAN_TRUE;
 }
 
+// One call of the system and no lock: a handler of a signal may log.
 void writeMessage(
     ZDDS_Config_LogFacility facility, ZDDS_Config_SyslogLevel level, const char* category, const char* text) {
-    write("log " + std::to_string(facility) + " " + std::to_string(level) + " " +
-          (category != nullptr ? category : "-") + " " + text);
+    char line[8192];
+    const int length = std::snprintf(line, sizeof line, "log %d %d %s %s\n", static_cast<int>(facility),
+        static_cast<int>(level), category != nullptr ? category : "-", text);
+    if (::write(fileno(record), line, static_cast<size_t>(length)) != length)
+        std::abort();
 }
 
 DDS_Boolean postLogMessage(ORX_MonitoringClass*, const char* text, ZDDS_Config_SyslogLevel level,
