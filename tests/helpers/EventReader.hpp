@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "orxmonitoring2d/dds_entities_distribution_support.h"
-#include "src/entities/EntitiesHelper.h"
+#include "tests/helpers/TopicReader.hpp"
 #include "tests/helpers/Wait.hpp"
 
 struct DeleteEvent {
@@ -19,47 +19,18 @@ struct DeleteEvent {
 using EventSample = std::unique_ptr<DDS_Monitoring_Event, DeleteEvent>;
 using EventSamples = std::vector<EventSample>;
 
-class EventReader {
+class EventReader : public TopicReader {
 public:
-    explicit EventReader(DDS_DomainId_t domain) {
-        auto* factory = DDS_DomainParticipantFactory_get_instance();
-        DDS_DomainParticipantQos participantQos{};
-        DDS_DomainParticipantQos_initialize(&participantQos);
-        DDS_DomainParticipantFactory_get_participant_qos_from_profile(
-            factory, &participantQos, DDS_BUILTIN_QOS_LIB, DDS_PROFILE_GENERIC_MONITORING2);
-        participant_ =
-            DDS_DomainParticipantFactory_create_participant(factory, domain, &participantQos, nullptr, 0);
-        DDS_DomainParticipantQos_finalize(&participantQos);
-        DDS_SubscriberQos subscriberQos{};
-        DDS_SubscriberQos_initialize(&subscriberQos);
-        DDS_DataReaderQos readerQos{};
-        DDS_DataReaderQos_initialize(&readerQos);
-        MonitoringEntitiesHelper_getMonitoringReaderQos(
-            &readerQos, factory, nullptr, ORX_MONITORING_EVENT_TOPIC_NAME);
-        readerQos.resource_limits.max_samples = DDS_LENGTH_UNLIMITED;
-        MonitoringEntitiesHelper_assertSubscriberEntities(&subscriber_, &topic_, &reader_, nullptr,
-            participant_, &subscriberQos, &readerQos, ORX_MONITORING_EVENT_TOPIC_NAME,
-            ORX_MONITORING_EVENT_TYPE_NAME);
-        DDS_DataReaderQos_finalize(&readerQos);
-        DDS_SubscriberQos_finalize(&subscriberQos);
-    }
-    ~EventReader() {
-        MonitoringEntitiesHelper_deleteSubscriberEntities(subscriber_, topic_, participant_);
-        DDS_DomainParticipantFactory_delete_participant(
-            DDS_DomainParticipantFactory_get_instance(), participant_);
-    }
-    EventReader(const EventReader&) = delete;
-    EventReader& operator=(const EventReader&) = delete;
-
-    DDS_DataReader* reader() { return reader_; }
+    explicit EventReader(DDS_DomainId_t domain)
+        : TopicReader(domain, ORX_MONITORING_EVENT_TOPIC_NAME, ORX_MONITORING_EVENT_TYPE_NAME) {}
 
     // What is in the reader now.
     EventSamples takeNow() {
         EventSamples taken;
-        auto* reader = DDS_Monitoring_EventDataReader_narrow(reader_);
+        auto* narrowed = DDS_Monitoring_EventDataReader_narrow(reader());
         DDS_Monitoring_EventSeq samples{};
         DDS_SampleInfoSeq infos{};
-        if (DDS_Monitoring_EventDataReader_take(reader, &samples, &infos, DDS_LENGTH_UNLIMITED,
+        if (DDS_Monitoring_EventDataReader_take(narrowed, &samples, &infos, DDS_LENGTH_UNLIMITED,
                 DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE) != DDS_RETCODE_OK) {
             return taken;
         }
@@ -70,7 +41,7 @@ public:
             DDS_Monitoring_EventPluginSupport_copy_data(
                 taken.back().get(), DDS_Monitoring_EventSeq_get_reference(&samples, i));
         }
-        DDS_Monitoring_EventDataReader_return_loan(reader, &samples, &infos);
+        DDS_Monitoring_EventDataReader_return_loan(narrowed, &samples, &infos);
         return taken;
     }
     // Adds to `all` until it has `count` samples; false when the bound has passed.
@@ -89,12 +60,6 @@ public:
             std::this_thread::yield();
         }
     }
-
-private:
-    DDS_DomainParticipant* participant_ = nullptr;
-    DDS_Subscriber* subscriber_ = nullptr;
-    DDS_Topic* topic_ = nullptr;
-    DDS_DataReader* reader_ = nullptr;
 };
 
 #endif

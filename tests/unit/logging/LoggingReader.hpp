@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "orxmonitoring2d/dds_logging_support.h"
-#include "src/entities/EntitiesHelper.h"
+#include "tests/helpers/TopicReader.hpp"
 #include "tests/helpers/Wait.hpp"
 
 struct LogMessageValue {
@@ -56,52 +56,24 @@ struct LoggingSampleValue {
     }
 };
 
-class LoggingReader {
+class LoggingReader : public TopicReader {
 public:
-    explicit LoggingReader(DDS_DomainId_t domain) {
-        auto* factory = DDS_DomainParticipantFactory_get_instance();
-        DDS_DomainParticipantQos participantQos{};
-        DDS_DomainParticipantQos_initialize(&participantQos);
-        DDS_DomainParticipantFactory_get_participant_qos_from_profile(
-            factory, &participantQos, DDS_BUILTIN_QOS_LIB, DDS_PROFILE_GENERIC_MONITORING2);
-        participant_ =
-            DDS_DomainParticipantFactory_create_participant(factory, domain, &participantQos, nullptr, 0);
-        DDS_DomainParticipantQos_finalize(&participantQos);
-        DDS_SubscriberQos subscriberQos{};
-        DDS_SubscriberQos_initialize(&subscriberQos);
-        DDS_DataReaderQos readerQos{};
-        DDS_DataReaderQos_initialize(&readerQos);
-        MonitoringEntitiesHelper_getMonitoringReaderQos(
-            &readerQos, factory, nullptr, ORX_MONITORING_LOGGING_TOPIC_NAME);
-        readerQos.resource_limits.max_samples = DDS_LENGTH_UNLIMITED;
-        readerQos.history.kind = DDS_KEEP_ALL_HISTORY_QOS;
-        MonitoringEntitiesHelper_assertSubscriberEntities(&subscriber_, &topic_, &reader_, nullptr,
-            participant_, &subscriberQos, &readerQos, ORX_MONITORING_LOGGING_TOPIC_NAME,
-            ORX_MONITORING_LOGGING_TYPE_NAME);
-        DDS_DataReaderQos_finalize(&readerQos);
-        DDS_SubscriberQos_finalize(&subscriberQos);
-    }
-    ~LoggingReader() {
-        MonitoringEntitiesHelper_deleteSubscriberEntities(subscriber_, topic_, participant_);
-        DDS_DomainParticipantFactory_delete_participant(
-            DDS_DomainParticipantFactory_get_instance(), participant_);
-    }
-    LoggingReader(const LoggingReader&) = delete;
-    LoggingReader& operator=(const LoggingReader&) = delete;
+    explicit LoggingReader(DDS_DomainId_t domain)
+        : TopicReader(domain, ORX_MONITORING_LOGGING_TOPIC_NAME, ORX_MONITORING_LOGGING_TYPE_NAME) {}
 
     std::vector<LoggingSampleValue> takeNow() {
         std::vector<LoggingSampleValue> taken;
-        auto* reader = DDS_Monitoring_LoggingDataReader_narrow(reader_);
+        auto* narrowed = DDS_Monitoring_LoggingDataReader_narrow(reader());
         DDS_Monitoring_LoggingSeq samples{};
         DDS_SampleInfoSeq infos{};
-        if (DDS_Monitoring_LoggingDataReader_take(reader, &samples, &infos, DDS_LENGTH_UNLIMITED,
+        if (DDS_Monitoring_LoggingDataReader_take(narrowed, &samples, &infos, DDS_LENGTH_UNLIMITED,
                 DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE) != DDS_RETCODE_OK)
             return taken;
         for (DDS_Long i = 0; i < DDS_Monitoring_LoggingSeq_get_length(&samples); ++i) {
             if (DDS_SampleInfoSeq_get_reference(&infos, i)->valid_data)
                 taken.push_back(valueOf(*DDS_Monitoring_LoggingSeq_get_reference(&samples, i)));
         }
-        DDS_Monitoring_LoggingDataReader_return_loan(reader, &samples, &infos);
+        DDS_Monitoring_LoggingDataReader_return_loan(narrowed, &samples, &infos);
         return taken;
     }
     // Adds to `all` until it has `count` messages in updates; false when the bound has passed.
@@ -130,11 +102,6 @@ private:
             value.messages.emplace_back(*DDS_Monitoring_LoggingMessageSeq_get_reference(sample.snapshot, i));
         return value;
     }
-
-    DDS_DomainParticipant* participant_ = nullptr;
-    DDS_Subscriber* subscriber_ = nullptr;
-    DDS_Topic* topic_ = nullptr;
-    DDS_DataReader* reader_ = nullptr;
 };
 
 #endif
