@@ -39,9 +39,11 @@ FLOORS = [
     ("src/remoteAdministration/", 10),
     ("src/monitoringClass/", 11),
     ("src/monitoringForwarder/", 11),
+    ("reading/", 11),
     ("agent/", 12),
     ("tail/", 12),
     ("send/", 12),
+    ("collector/", 12),
 ]
 # Public headers are included by their installed names.
 PUBLIC = [
@@ -62,7 +64,7 @@ def floor_of(path):
 
 
 def sources():
-    for top in ("src", "middleware", "agent", "tail", "send"):
+    for top in ("src", "middleware", "agent", "tail", "send", "reading", "collector"):
         for folder, _, names in os.walk(os.path.join(ROOT, top)):
             for name in sorted(names):
                 if name.endswith((".c", ".h", ".cpp", ".hpp")):
