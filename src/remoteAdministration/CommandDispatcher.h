@@ -14,6 +14,7 @@
 #include <atomic>
 
 #include "orxmonitoring2d/orx_remote_administration.h"
+#include "src/remoteAdministration/ServiceIds.h"
 #include "src/resource/MonitoringResource.h"
 #include "zddsc/monitoring.h"
 #include "zddscore/event_generator.h"
@@ -21,10 +22,6 @@
 #include "zddscore/inline_list.h"
 
 ZDDS_BEGIN_C
-
-/* service_id of the channel's samples. */
-#define ORX_MONITORING_COMMAND_SERVICE_ID 4
-#define ORX_MONITORING_REPLY_SERVICE_ID 5
 
 struct ORX_MonitoringCommandDispatcher;
 
