@@ -37,6 +37,7 @@ struct CachedSample {
     InstanceKey key;    // of a keyed topic
     void* value;        // decoded, or null
     DDS_SampleInfo info;
+    uint64_t arrival; // its number among all that entered the cache
     uint32_t size;
     uint32_t pins;
     bool isLinked;

@@ -1,6 +1,7 @@
 // Life of a reader: creation, enabling, statuses, listener, deletion. Reading is in Read.cpp.
 #include "middleware/entities/DataReaderImpl.hpp"
 
+#include <algorithm>
 #include <cstring>
 
 #include "middleware/log/DdsLog.hpp"
@@ -46,10 +47,66 @@ void DDS_DataReaderImpl::Sink::count(const zdds::engine::RemoteEndpoint& writer,
     const bool isListed = !isMatch || reader.matched.add(writer);
     zdds::countMatch(reader.matchedStatus, &DDS_SubscriptionMatchedStatus::last_publication_handle,
         writer.endpoint, isMatch);
+    if (!isMatch)
+        reader.news.addUnmatch(writer.endpoint);
+    const bool isTold = !isMatch || reader.news.addMatch(writer.endpoint, reader.cache.arrivals());
     guard.release();
+    if (!isTold)
+        ZDDS_LOG_WARNING(FAILED_TO_ADD, "matched writer of topic '%s' for the listener", reader.topic->name);
     if (!isListed)
         ZDDS_LOG_WARNING(FAILED_TO_ADD, "matched writer of topic '%s' to the list", reader.topic->name);
     raise(DDS_SUBSCRIPTION_MATCHED_STATUS);
+}
+
+// What came before the listener is told to it too: nothing that is still to be read is missed.
+bool DDS_DataReaderImpl::setListener(const DDS_DataReaderListener* newListener, DDS_StatusMask mask) {
+    {
+        zdds::Guard guard(statusMutex);
+        news.close();
+    }
+    if (!listener.setListener(newListener, mask)) // there was none before, or it would have a thread
+        return false;
+    if (newListener == nullptr)
+        return true;
+    DDS_StatusMask changes = statusCondition.statusChanges;
+    if ((mask & DDS_SUBSCRIPTION_MATCHED_STATUS) != 0) {
+        zdds::Guard guard(statusMutex);
+        const bool isNew = matchedStatus.total_count_change != 0 || matchedStatus.current_count_change != 0;
+        const size_t count = isNew ? matched.count() : 0;
+        news.open(matchedStatus.total_count - static_cast<DDS_Long>(count),
+            matchedStatus.current_count - static_cast<DDS_Long>(count));
+        for (size_t i = 0; i < count; ++i)
+            (void)news.addMatch(matched[i].endpoint, 0);
+        changes |= DDS_SUBSCRIPTION_MATCHED_STATUS;
+    }
+    listener.notify(changes);
+    return true;
+}
+
+DDS_DataReaderImpl::News DDS_DataReaderImpl::nextNews() const {
+    zdds::Guard guard(statusMutex);
+    if (news.isEmpty())
+        return News::none;
+    return news.isMatchNext() ? News::match : News::unmatch;
+}
+
+bool DDS_DataReaderImpl::takeNews(DDS_SubscriptionMatchedStatus* status, bool* hidesSamples) {
+    zdds::Guard guard(statusMutex);
+    uint64_t arrivals = 0;
+    if (!news.take(status, &arrivals))
+        return false;
+    *hidesSamples = status->current_count_change > 0 && cache.arrivals() != arrivals;
+    statusCondition.clear(DDS_SUBSCRIPTION_MATCHED_STATUS);
+    (void)zdds::takeStatus(matchedStatus);
+    return true;
+}
+
+// The count first: a sample within it came behind the match of its writer, which is then among the news, or
+// told.
+uint64_t DDS_DataReaderImpl::lastArrivalForListener() const {
+    const uint64_t arrivals = cache.arrivals();
+    zdds::Guard guard(statusMutex);
+    return std::min(arrivals, news.arrivalsBeforeNextMatch());
 }
 
 namespace zdds {
@@ -98,7 +155,7 @@ DDS_ReturnCode_t enableReader(DDS_DataReaderImpl& reader) {
 // The listener goes first, so that it is not called for a reader that is half gone; then the engine's reader,
 // after which nobody notifies any more; then the thread.
 bool destroyReader(DDS_DataReaderImpl& reader) {
-    reader.listener.setListener(nullptr, DDS_STATUS_MASK_NONE);
+    reader.setListener(nullptr, DDS_STATUS_MASK_NONE);
     delete reader.engineReader;
     reader.engineReader = nullptr;
     if (!reader.listener.stop())
@@ -120,7 +177,7 @@ DDS_DataReader* DDS_Subscriber_create_datareader(DDS_Subscriber* self, DDS_Topic
     DDS_DataReaderImpl* reader = zdds::createReader(*self, *topic, qos);
     if (reader == nullptr)
         return nullptr;
-    if (listener != nullptr && !reader->listener.setListener(listener, mask)) {
+    if (listener != nullptr && !reader->setListener(listener, mask)) {
         zdds::destroyReader(*reader);
         return nullptr;
     }
@@ -203,17 +260,12 @@ const DDS_TypePlugin* DDS_DataReader_get_type_pluginI(const DDS_DataReader* self
     return self->topic->plugin;
 }
 
-// What came before the listener is told to it too: nothing that is still to be read is missed.
 DDS_ReturnCode_t DDS_DataReader_set_listener(
     DDS_DataReader* self, const DDS_DataReaderListener* listener, DDS_StatusMask mask) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     if (!self->isOfThisProcess())
         return DDS_RETCODE_ILLEGAL_OPERATION;
-    if (!self->listener.setListener(listener, mask))
-        return DDS_RETCODE_OUT_OF_RESOURCES;
-    if (listener != nullptr)
-        self->listener.notify(self->statusCondition.statusChanges);
-    return DDS_RETCODE_OK;
+    return self->setListener(listener, mask) ? DDS_RETCODE_OK : DDS_RETCODE_OUT_OF_RESOURCES;
 }
 
 DDS_ReturnCode_t DDS_DataReader_get_subscription_matched_status(

@@ -4,6 +4,7 @@
 #define ZDDSC_ENTITIES_DATA_READER_IMPL_HPP
 
 #include "middleware/entities/ListenerThread.hpp"
+#include "middleware/entities/MatchNews.hpp"
 #include "middleware/entities/MatchedEndpoints.hpp"
 #include "middleware/entities/ParticipantImpl.hpp"
 #include "middleware/entities/ReadConditionList.hpp"
@@ -17,6 +18,16 @@ struct DDS_DataReaderImpl : DDS_EntityImpl {
 
     // No loans and no conditions: it may be deleted.
     bool isUnused() const { return loans.isEmpty() && readConditions.isEmpty(); }
+
+    // Null removes; the listener then hears of the writers that matched since somebody looked at the status.
+    bool setListener(const DDS_DataReaderListener* newListener, DDS_StatusMask mask);
+    // For the listener's thread: what it is to tell next, and what of the samples it may read (their number
+    // of arrival is at most this).
+    enum class News { none, match, unmatch };
+    News nextNews() const;
+    // hidesSamples: samples came behind the match, which may have been held back for it.
+    bool takeNews(DDS_SubscriptionMatchedStatus* status, bool* hidesSamples);
+    uint64_t lastArrivalForListener() const;
 
     // What the engine tells. Its threads only store, wake and return.
     struct Sink final : zdds::engine::ReaderSink {
@@ -39,9 +50,10 @@ struct DDS_DataReaderImpl : DDS_EntityImpl {
     Sink sink{*this};
     zdds::ReadConditionList readConditions;
     zdds::RemoteWriterQueues remoteWriters; // those that are asserted by hand
-    mutable zdds::Mutex statusMutex;        // guards the two below
+    mutable zdds::Mutex statusMutex;        // guards what is below
     DDS_SubscriptionMatchedStatus matchedStatus{};
     zdds::MatchedEndpoints matched;
+    zdds::MatchNews news; // open while a listener wants to hear of matches
 };
 
 namespace zdds {

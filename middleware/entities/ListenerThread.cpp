@@ -1,4 +1,4 @@
-#include "middleware/entities/ListenerThread.hpp"
+#include "middleware/entities/DataReaderImpl.hpp"
 
 namespace zdds {
 
@@ -65,30 +65,49 @@ void ListenerThread::work() {
     self_ = pthread_self();
     hasSelf_ = true;
     while (!isStopping_) {
-        if (pending_ == 0 || isPaused_) {
+        const DDS_StatusMask status = isPaused_ ? DDS_STATUS_MASK_NONE : chooseLocked();
+        if (status == DDS_STATUS_MASK_NONE) {
             changed_.wait(mutex_);
             continue;
         }
         const DDS_DataReaderListener listener = listener_;
-        const DDS_StatusMask statuses = pending_;
-        pending_ = 0;
         isCalling_ = true;
         guard.release();
-        call(listener, statuses);
+        if (status == DDS_SUBSCRIPTION_MATCHED_STATUS)
+            tellMatch(listener);
+        else if (listener.on_data_available != nullptr)
+            listener.on_data_available(listener.listener_data, &reader_);
         guard.take();
         isCalling_ = false;
         changed_.wakeAll();
     }
 }
 
-void ListenerThread::call(const DDS_DataReaderListener& listener, DDS_StatusMask statuses) {
-    if ((statuses & DDS_SUBSCRIPTION_MATCHED_STATUS) != 0 && listener.on_subscription_matched != nullptr) {
-        DDS_SubscriptionMatchedStatus status;
-        if (DDS_DataReader_get_subscription_matched_status(&reader_, &status) == DDS_RETCODE_OK)
-            listener.on_subscription_matched(listener.listener_data, &reader_, &status);
+// The status to call for now, one at a time. A writer's end waits until the data before it was offered.
+DDS_StatusMask ListenerThread::chooseLocked() {
+    if ((pending_ & DDS_SUBSCRIPTION_MATCHED_STATUS) != 0) {
+        using News = DDS_DataReaderImpl::News;
+        const News next = reader_.nextNews();
+        const bool isDataFirst = next == News::unmatch && (pending_ & DDS_DATA_AVAILABLE_STATUS) != 0;
+        if (next != News::none && !isDataFirst)
+            return DDS_SUBSCRIPTION_MATCHED_STATUS;
+        if (next == News::none)
+            pending_ &= ~DDS_SUBSCRIPTION_MATCHED_STATUS;
     }
-    if ((statuses & DDS_DATA_AVAILABLE_STATUS) != 0 && listener.on_data_available != nullptr)
-        listener.on_data_available(listener.listener_data, &reader_);
+    const DDS_StatusMask data = pending_ & DDS_DATA_AVAILABLE_STATUS;
+    pending_ &= ~data;
+    return data;
+}
+
+void ListenerThread::tellMatch(const DDS_DataReaderListener& listener) {
+    DDS_SubscriptionMatchedStatus status;
+    bool hidesSamples = false;
+    if (!reader_.takeNews(&status, &hidesSamples))
+        return;
+    if (listener.on_subscription_matched != nullptr)
+        listener.on_subscription_matched(listener.listener_data, &reader_, &status);
+    if (hidesSamples)
+        notify(DDS_DATA_AVAILABLE_STATUS);
 }
 
 } // namespace zdds

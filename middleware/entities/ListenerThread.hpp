@@ -1,8 +1,9 @@
 // The thread that calls a reader's listener.
 //
 // It begins with the reader's first listener and ends with the reader, so that a slow listener holds up
-// nobody but itself. Callbacks of one reader come one at a time, a match before the data of its writer;
-// several events of one kind that happen while a callback runs become one call. Threads: notify by any thread
+// nobody but itself. Callbacks of one reader come one at a time: each match and each unmatch has its own, a
+// match before the data of its writer and an unmatch after it; samples that arrive while a callback runs
+// become one call. Threads: notify by any thread
 // (engine threads among them), the rest by owners of the reader.
 #ifndef ZDDSC_ENTITIES_LISTENER_THREAD_HPP
 #define ZDDSC_ENTITIES_LISTENER_THREAD_HPP
@@ -33,7 +34,8 @@ public:
 
 private:
     void work();
-    void call(const DDS_DataReaderListener& listener, DDS_StatusMask statuses);
+    DDS_StatusMask chooseLocked();
+    void tellMatch(const DDS_DataReaderListener& listener);
     bool startLocked();
 
     DDS_DataReaderImpl& reader_;

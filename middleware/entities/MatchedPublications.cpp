@@ -11,7 +11,7 @@ DDS_ReturnCode_t findWriter(
     const DDS_DataReaderImpl& reader, const DDS_InstanceHandle_t& handle, DDS_GUID_t* writer) {
     DDS_InstanceHandle_to_guid(&handle, writer);
     zdds::Guard guard(reader.statusMutex);
-    if (!DDS_InstanceHandle_is_nil(&handle) && reader.matched.knows(*writer))
+    if (!DDS_InstanceHandle_is_nil(&handle) && (reader.matched.knows(*writer) || reader.news.knows(*writer)))
         return DDS_RETCODE_OK;
     guard.release();
     return ZDDS_FAIL(

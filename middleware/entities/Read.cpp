@@ -24,8 +24,12 @@ DDS_Long limitOf(const DDS_SequenceBase& samples, DDS_Long maxSamples) {
 }
 
 // Samples that cannot be decoded are skipped: with nothing left of a batch the next one is looked at.
-DDS_ReturnCode_t collectInto(DDS_DataReaderImpl& reader, const SampleSelection& selection, DDS_Long limit,
+// The listener, on its thread, does not yet see samples of a writer that it has not heard of.
+DDS_ReturnCode_t collectInto(DDS_DataReaderImpl& reader, const SampleSelection& wanted, DDS_Long limit,
     bool take, SampleLoan** result) {
+    SampleSelection selection = wanted;
+    if (reader.listener.isCallingThread())
+        selection.lastArrival = reader.lastArrivalForListener();
     for (;;) {
         const DDS_Long room = reader.cache.count(selection, limit);
         if (room == 0)

@@ -174,6 +174,8 @@ void ReaderCache::link(CachedSample& sample, Instance& instance) {
     (last_ != nullptr ? last_->next : first_) = &sample;
     last_ = &sample;
     sample.isLinked = true;
+    sample.arrival = arrivals_.load(std::memory_order_relaxed) + 1;
+    arrivals_.store(sample.arrival, std::memory_order_release);
     ++instance.samples;
     ++counters_.cached;
     bytes_ += sample.size;
@@ -214,9 +216,9 @@ bool ReaderCache::selects(
     const Instance& instance = *sample.instance;
     const DDS_SampleStateMask sampleState = sample.isRead ? DDS_READ_SAMPLE_STATE : DDS_NOT_READ_SAMPLE_STATE;
     const DDS_ViewStateMask viewState = instance.isNew ? DDS_NEW_VIEW_STATE : DDS_NOT_NEW_VIEW_STATE;
-    return (only == nullptr || only == &instance) && (selection.sampleStates & sampleState) != 0 &&
-           (selection.viewStates & viewState) != 0 && (selection.instanceStates & instance.state) != 0 &&
-           selection.key.accepts(sample.key);
+    return sample.arrival <= selection.lastArrival && (only == nullptr || only == &instance) &&
+           (selection.sampleStates & sampleState) != 0 && (selection.viewStates & viewState) != 0 &&
+           (selection.instanceStates & instance.state) != 0 && selection.key.accepts(sample.key);
 }
 
 // Without a key the nil handle is the one instance.

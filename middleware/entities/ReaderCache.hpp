@@ -7,6 +7,7 @@
 #ifndef ZDDSC_ENTITIES_READER_CACHE_HPP
 #define ZDDSC_ENTITIES_READER_CACHE_HPP
 
+#include <atomic>
 #include <cstring>
 
 #include "middleware/entities/InstanceTable.hpp"
@@ -38,6 +39,7 @@ struct SampleSelection {
     enum class Scope { all, instance, nextInstance } scope = Scope::all;
     DDS_InstanceHandle_t instance{};
     KeyFilter key;
+    uint64_t lastArrival = UINT64_MAX; // and none that came later
 };
 
 class ReaderCache {
@@ -80,6 +82,9 @@ public:
     void release(CachedSample& sample);
 
     DDS_DataReaderCountersI counters() const;
+    // Samples that have ever entered the cache. Who sees a count sees what happened before its last sample
+    // came.
+    uint64_t arrivals() const { return arrivals_.load(std::memory_order_acquire); }
     // Whether there is an instance of that handle; without a key it is the nil handle.
     bool knows(const DDS_InstanceHandle_t& handle);
     bool findKey(const DDS_InstanceHandle_t& handle, InstanceKey* key);
@@ -106,6 +111,7 @@ private:
     InstanceTable instances_;
     CachedSample* first_ = nullptr;
     CachedSample* last_ = nullptr;
+    std::atomic<uint64_t> arrivals_ = 0; // written under the mutex
     size_t bytes_ = 0;
     size_t maxBytes_ = safetyBoundBytes;
     size_t maxSampleBytes_ = safetyBoundBytes;

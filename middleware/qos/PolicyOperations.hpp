@@ -87,6 +87,9 @@ ZDDS_EQUAL_(DDS_WireProtocolQosPolicy, !l.vendor_specific_entity == !r.vendor_sp
 ZDDS_EQUAL_(DDS_DataWriterProtocolQosPolicy,
     !l.vendor_specific_entity == !r.vendor_specific_entity &&
         l.rtps_reliable_writer.max_heartbeat_retries == r.rtps_reliable_writer.max_heartbeat_retries)
+ZDDS_EQUAL_(DDS_DomainParticipantResourceLimitsQosPolicy,
+    l.reader_property_list_max_length == r.reader_property_list_max_length &&
+        l.reader_property_string_max_length == r.reader_property_string_max_length)
 ZDDS_EQUAL_(DDS_DiscoveryConfigQosPolicy, l.enabled_builtin_channels == r.enabled_builtin_channels)
 #undef ZDDS_EQUAL_
 

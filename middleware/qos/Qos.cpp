@@ -20,8 +20,8 @@ constexpr DDS_RtpsReliableWriterProtocol_t defaultWriterProtocol{10};
 
 template <class Q>
 auto policies(Q& q) requires std::is_same_v<std::remove_const_t<Q>, DDS_DomainParticipantQos> {
-    return std::tie(q.user_data, q.entity_factory, q.discovery, q.discovery_config, q.protocol, q.property,
-        q.participant_name);
+    return std::tie(q.user_data, q.entity_factory, q.discovery, q.discovery_config, q.resource_limits,
+        q.protocol, q.property, q.participant_name);
 }
 template <class Q> auto policies(Q& q) requires std::is_same_v<std::remove_const_t<Q>, DDS_PublisherQos> {
     return std::tie(q.partition, q.entity_factory, q.protocol, q.publisher_name);

@@ -3,10 +3,11 @@
  * Ownership: a factory or parent owns what it created; X_delete_Y frees it. Every entity begins with its
  * DDS_Entity, so a pointer to it is a pointer to its entity; the as_entity functions say so.
  * Threads: every function may be called from any thread, unless it says otherwise. Listener callbacks come
- * from a thread of the reader's own, one at a time, a match before its data; a callback may call anything but
- * the deletion of its own entity, and no callback holds up another reader. Samples of asynchronous writers
- * leave on one thread of their participant. In a forked child entities of the parent answer
- * DDS_RETCODE_ILLEGAL_OPERATION. Errors: null or a DDS_ReturnCode_t; a line of the log tells why. */
+ * from a thread of the reader's own, one at a time. Each match and each unmatch is told by itself, as a
+ * change of 1 or -1, a match before the data of its writer and an unmatch after it. A callback may call
+ * anything but the deletion of its own entity, and no callback holds up another reader. Samples of
+ * asynchronous writers leave on one thread of their participant. In a forked child entities of the parent
+ * answer DDS_RETCODE_ILLEGAL_OPERATION. Errors: null or a DDS_ReturnCode_t; a line of the log tells why. */
 #ifndef ZDDSC_ENTITIES_H
 #define ZDDSC_ENTITIES_H
 

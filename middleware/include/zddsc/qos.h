@@ -172,11 +172,19 @@ typedef struct DDS_DiscoveryQosPolicy {
  * still for a moment, looks like its end. */
 #define DDS_PARTICIPANT_LEASE_PROPERTYI "dds.participant.lease_duration_sec"
 
+/* What a participant keeps of the properties of remote readers: pairs, and characters of all of them. The
+ * engine here bounds both by itself; the figures are kept and compared only. */
+typedef struct DDS_DomainParticipantResourceLimitsQosPolicy {
+    DDS_Long reader_property_list_max_length;
+    DDS_Long reader_property_string_max_length;
+} DDS_DomainParticipantResourceLimitsQosPolicy;
+
 typedef struct DDS_DomainParticipantQos {
     DDS_UserDataQosPolicy user_data;
     DDS_EntityFactoryQosPolicy entity_factory;
     DDS_DiscoveryQosPolicy discovery;
     DDS_DiscoveryConfigQosPolicy discovery_config;
+    DDS_DomainParticipantResourceLimitsQosPolicy resource_limits;
     DDS_EntityProtocolQosPolicy protocol;
     DDS_PropertyQosPolicy property;
     DDS_EntityNameQosPolicy participant_name;

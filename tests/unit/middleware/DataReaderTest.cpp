@@ -383,6 +383,44 @@ TEST_F(Listening, AListenerThatComesLateHearsWhatIsThere) {
     EXPECT_EQ(heard.events, (std::vector<std::string>{"matched", "1"}));
 }
 
+// While a callback keeps the listener busy, a writer comes, writes and goes, and another comes and writes.
+TEST_F(Listening, EachMatchIsToldByItselfBetweenTheDataOfItsWriter) {
+    makeWriter(WriterQos());
+    makeReader(ReaderQos(), &heard.listener, bothStatuses);
+    ASSERT_EQ(write(1), DDS_RETCODE_OK);
+    ASSERT_TRUE(heard.waitFor(2));
+    heard.block(true);
+    ASSERT_EQ(write(2), DDS_RETCODE_OK);
+    ASSERT_TRUE(heard.waitFor(3));
+    DDS_DataWriter* const first = writer;
+    const WriterQos qos;
+    const auto writeAnew = [&](int number) {
+        writer =
+            DDS_Publisher_create_datawriter(publisher, DDS_DataWriter_get_topic(writer), &qos, nullptr, 0);
+        ASSERT_NE(writer, nullptr);
+        ASSERT_EQ(write(number), DDS_RETCODE_OK);
+    };
+    writeAnew(3);
+    ASSERT_EQ(DDS_Publisher_delete_datawriter(publisher, writer), DDS_RETCODE_OK);
+    writer = first;
+    writeAnew(4);
+    heard.block(false);
+    ASSERT_TRUE(heard.waitFor(8));
+    EXPECT_EQ(heard.events,
+        (std::vector<std::string>{"matched", "1", "2", "matched", "3", "unmatched", "matched", "4"}));
+}
+
+TEST_F(Listening, ARemovedListenerLeavesNoNewsBehind) {
+    makeWriter(WriterQos());
+    makeReader(ReaderQos(), &heard.listener, bothStatuses);
+    ASSERT_TRUE(heard.waitFor(1));
+    ASSERT_EQ(DDS_DataReader_set_listener(reader, nullptr, 0), DDS_RETCODE_OK);
+    ASSERT_EQ(DDS_DataReader_set_listener(reader, &second.listener, bothStatuses), DDS_RETCODE_OK);
+    ASSERT_EQ(write(1), DDS_RETCODE_OK);
+    ASSERT_TRUE(second.waitFor(1));
+    EXPECT_EQ(second.events, std::vector<std::string>{"1"}); // the match was told already
+}
+
 TEST_F(Listening, RemovingAListenerWaitsForItsCallback) {
     makeWriter(WriterQos());
     makeReader(ReaderQos(), &heard.listener, DDS_DATA_AVAILABLE_STATUS);
