@@ -104,8 +104,11 @@ std::string logHead(const Change& change) {
            "  " + escaped(valueOf(change, "category"));
 }
 
+// The loggers of middleware and services put the level's word in front, which the head tells already.
 std::string logText(const Change& change) {
-    return escaped(valueOf(change, "message"));
+    const std::string& text = valueOf(change, "message");
+    const std::string word = valueOf(change, "severity") + " ";
+    return escaped(text.starts_with(word) ? text.substr(word.size()) : text);
 }
 
 } // namespace tail

@@ -117,7 +117,8 @@ struct Message {
 
 void deliverToDevices(const Message& message) {
     TextBuffer buffer;
-    deliver({.text = composeText(buffer, message.category, message.text),
+    composeText(buffer, message.level, message.category, message.text);
+    deliver({.text = buffer.bytes,
         .level = ZDDS_Config_LogLevel_from_syslog_level(message.level),
         .is_security_message = DDS_BOOLEAN_FALSE,
         .message_id = message.id,
@@ -142,7 +143,7 @@ void postToLibrary(const Message& message) {
         return;
     const DDS_UnsignedLong index = loggingIndexOfThisThread();
     TextBuffer buffer;
-    const char* text = composeText(buffer, nullptr, message.text);
+    const char* text = boundText(buffer, message.text);
     const DDS_Duration_t timestamp = now();
     Inside inside(insideLibrary);
     if (ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_LOGGING, index, 1, 1, nullptr) !=

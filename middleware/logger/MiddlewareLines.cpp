@@ -1,10 +1,8 @@
 // The middleware's own lines, as messages of the facility middleware.
 //
 // A precondition and an error are of level ERROR, a warning WARNING, a status INFORMATIONAL, the rest DEBUG.
-// The text is the line's, without the line break that many subjects end in; the message's id is the number of
-// the module. Nothing here waits or allocates: the line is formatted already.
-#include <cstring>
-
+// The text is the level's word and the line's text, without the line break that many subjects end in; the
+// message's id is the number of the module. Nothing here waits or allocates: the line is formatted already.
 #include "middleware/logger/Text.hpp"
 #include "zddscore/log.h"
 
@@ -31,11 +29,11 @@ DDS_Duration_t timeOf(const ORXLogLine& line) {
 }
 
 // The message without the line breaks at its end.
-const char* textOf(TextBuffer& buffer, const ORXLogLine& line) {
-    std::size_t length = boundedLength(line.message, maximumTextLength);
-    while (length > 0 && line.message[length - 1] == '\n')
+const char* textOf(TextBuffer& buffer, ZDDS_Config_LogLevel level, const ORXLogLine& line) {
+    std::size_t length =
+        composeText(buffer, ZDDS_Config_SyslogLevel_from_log_level(level), nullptr, line.message);
+    while (buffer.bytes[length - 1] == '\n') // the level's word stands in front
         --length;
-    std::memcpy(buffer.bytes, line.message, length);
     buffer.bytes[length] = '\0';
     return buffer.bytes;
 }
@@ -52,7 +50,7 @@ void onMiddlewareLine(void* context, const ORXLogLine* line) {
     if ((verbosity & level) == 0)
         return;
     TextBuffer buffer;
-    deliver({.text = textOf(buffer, *line),
+    deliver({.text = textOf(buffer, level, *line),
         .level = level,
         .is_security_message = DDS_BOOLEAN_FALSE,
         .message_id = line->module,

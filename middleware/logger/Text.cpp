@@ -1,6 +1,7 @@
 #include "middleware/logger/Text.hpp"
 
 #include <cstring>
+#include <string_view>
 
 namespace zdds::logger {
 namespace {
@@ -9,9 +10,13 @@ bool isContinuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-char* append(char* end, const char* text, std::size_t length) {
-    std::memcpy(end, text, length);
-    return end + length;
+// By syslog level.
+constexpr std::string_view levelWords[] = {
+    "EMERGENCY ", "ALERT ", "CRITICAL ", "ERROR ", "WARNING ", "NOTICE ", "INFORMATIONAL ", "DEBUG "};
+
+char* append(char* end, std::string_view text) {
+    std::memcpy(end, text.data(), text.size());
+    return end + text.size();
 }
 
 } // namespace
@@ -33,18 +38,24 @@ std::size_t boundedLength(const char* text, std::size_t maximum) {
     return length;
 }
 
-const char* composeText(TextBuffer& buffer, const char* category, const char* text) {
-    const std::size_t length = boundedLength(text, maximumTextLength);
-    if (category == nullptr && text[length] == '\0')
-        return text;
-    char* end = buffer.bytes;
+std::size_t composeText(
+    TextBuffer& buffer, ZDDS_Config_SyslogLevel level, const char* category, const char* text) {
+    char* end = append(buffer.bytes, levelWords[level]);
     if (category != nullptr) {
-        end = append(end, "[|LC:", 5);
-        end = append(end, category, std::strlen(category));
-        end = append(end, "]", 1);
+        end = append(end, "[|LC:");
+        end = append(end, category);
+        end = append(end, "]");
     }
-    end = append(end, text, length);
+    end = append(end, {text, boundedLength(text, maximumTextLength)});
     *end = '\0';
+    return static_cast<std::size_t>(end - buffer.bytes);
+}
+
+const char* boundText(TextBuffer& buffer, const char* text) {
+    const std::size_t length = boundedLength(text, maximumTextLength);
+    if (text[length] == '\0')
+        return text;
+    *append(buffer.bytes, {text, length}) = '\0';
     return buffer.bytes;
 }
 

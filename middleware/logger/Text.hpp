@@ -10,15 +10,20 @@ namespace zdds::logger {
 
 // Not cleared: a message costs what it is long, not what it might be.
 struct TextBuffer {
-    char bytes[sizeof "[|LC:]" + maximumCategoryLength + maximumTextLength];
+    char bytes[sizeof "INFORMATIONAL [|LC:]" + maximumCategoryLength + maximumTextLength];
 };
 
 // At most 35 bytes, none of which would end the activity context early.
 bool isCategory(const char* category);
 
-// The text as a device gets it: the category, unless it is null, in an activity context in front, and a text
-// that is too long cut at a character. Either `text` itself or the buffer.
-const char* composeText(TextBuffer& buffer, const char* category, const char* text);
+// The text as a device gets it, into the buffer: the level's word, the category, unless it is null, in an
+// activity context, and the text, cut at a character when it is too long: "ERROR [|LC:Discovery]text". Its
+// length.
+std::size_t composeText(
+    TextBuffer& buffer, ZDDS_Config_SyslogLevel level, const char* category, const char* text);
+
+// A text that goes to no device: `text` itself, or what fits of it in the buffer.
+const char* boundText(TextBuffer& buffer, const char* text);
 
 // Length of `text`, at most `maximum`, without the part of a UTF-8 character at the end that a cut would
 // leave.

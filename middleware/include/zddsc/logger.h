@@ -72,7 +72,8 @@ ZDDSC_EXPORT ORX_UINT32 ORXSyslog_getInstrumentBitFromSyslogLevel(ZDDS_Config_Sy
 
 /* A message as a device receives it. Texts live until write returns. */
 struct ZDDS_Config_LogMessage {
-    const char* text; /* may open with an activity context: "[..|LC:Discovery]" names its category */
+    const char* text; /* the level's word, perhaps an activity context, which names the category, and the
+                       * text: "ERROR [..|LC:Discovery]nobody answers", "ERROR nobody answers" */
     ZDDS_Config_LogLevel level;
     DDS_Boolean is_security_message;
     DDS_UnsignedLong message_id;

@@ -53,20 +53,21 @@ TEST(EngineLog, TheProgramsSinksAndFilesGetWhatTheyGetWithoutTheAgent) {
 TEST(EngineLog, LinesBecomeMessagesByTheVerbosity) {
     const Record warnings;
     EXPECT_EQ(run(underAgent(program("everywhere")), verbosity(warnings, 31)).exitCode, 0);
-    EXPECT_EQ(countOf(warnings, "log 23 3 - own sink quiet error"), 1u);
-    EXPECT_EQ(countOf(warnings, "log 23 4 - own sink quiet warning"), 1u);
-    EXPECT_EQ(countOf(warnings, "log 23 4 - two sinks tracing warning"), 1u) << "once, however many sinks";
-    EXPECT_EQ(countOf(warnings, "log 23 4 - no sink in two"), 1u);
+    EXPECT_EQ(countOf(warnings, "log 23 3 - ERROR own sink quiet error"), 1u);
+    EXPECT_EQ(countOf(warnings, "log 23 4 - WARNING own sink quiet warning"), 1u);
+    EXPECT_EQ(countOf(warnings, "log 23 4 - WARNING two sinks tracing warning"), 1u)
+        << "once, however many sinks";
+    EXPECT_EQ(countOf(warnings, "log 23 4 - WARNING no sink in two"), 1u);
     EXPECT_TRUE(warnings.lines("log 23 6").empty());
     EXPECT_TRUE(warnings.lines("log 23 7").empty());
-    EXPECT_EQ(countOf(warnings, "log 23 3 - before, own sink error"), 0u) << "there was no agent then";
+    EXPECT_EQ(countOf(warnings, "log 23 3 - ERROR before, own sink error"), 0u) << "there was no agent then";
     const Record everything;
     EXPECT_EQ(run(underAgent(program("everywhere")), verbosity(everything, 255)).exitCode, 0);
-    EXPECT_EQ(countOf(everything, "log 23 6 - two sinks, errors alone quiet info"), 1u)
+    EXPECT_EQ(countOf(everything, "log 23 6 - INFORMATIONAL two sinks, errors alone quiet info"), 1u)
         << "the verbosity widens the engine's mask";
-    EXPECT_EQ(countOf(everything, "log 23 7 - [|LC:discovery]no sink tracing discovery"), 1u)
+    EXPECT_EQ(countOf(everything, "log 23 7 - DEBUG [|LC:discovery]no sink tracing discovery"), 1u)
         << join(everything.lines("log 23 7"));
-    EXPECT_EQ(countOf(everything, "log 23 7 - [|LC:config]two sinks to stderr config"), 1u);
+    EXPECT_EQ(countOf(everything, "log 23 7 - DEBUG [|LC:config]two sinks to stderr config"), 1u);
 }
 
 TEST(EngineLog, WhatTheAgentWantsAloneReachesTheAgentAlone) {
@@ -77,8 +78,8 @@ TEST(EngineLog, WhatTheAgentWantsAloneReachesTheAgentAlone) {
     EXPECT_EQ(linesWith(outcome.output, {"log: "}).size(), 1u) << outcome.output;
     EXPECT_EQ(linesWith(outcome.output, {"wanted error"}).size(), 1u);
     EXPECT_TRUE(linesWith(outcome.errors, {"warning"}).empty()) << outcome.errors;
-    for (const char* line : {"log 23 3 - wanted error", "log 23 4 - wanted warning", "log 23 6 - wanted info",
-             "log 23 4 - wanted again warning"})
+    for (const char* line : {"log 23 3 - ERROR wanted error", "log 23 4 - WARNING wanted warning",
+             "log 23 6 - INFORMATIONAL wanted info", "log 23 4 - WARNING wanted again warning"})
         EXPECT_EQ(countOf(record, line), 1u) << line;
 }
 
@@ -125,7 +126,7 @@ TEST(Syslog, HandlersMayLogToo) {
     const Record record;
     const Outcome outcome = run(underAgent(program("handlers")), verbosity(record, 31));
     EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
-    EXPECT_EQ(record.lines("log 23 3 - line ").size(), 2000u);
+    EXPECT_EQ(record.lines("log 23 3 - ERROR line ").size(), 2000u);
 }
 
 TEST(Syslog, AChildOfAForkLogsWithoutTheAgent) {

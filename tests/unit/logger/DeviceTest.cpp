@@ -31,8 +31,8 @@ TEST(Device, EverySlotHearsAMessage) {
     RecordingDevice first(0);
     RecordingDevice last(7);
     EXPECT_TRUE(logService("hello"));
-    EXPECT_EQ(first.texts(), std::vector<std::string>{"hello"});
-    EXPECT_EQ(last.texts(), std::vector<std::string>{"hello"});
+    EXPECT_EQ(first.texts(), std::vector<std::string>{"ERROR hello"});
+    EXPECT_EQ(last.texts(), std::vector<std::string>{"ERROR hello"});
 }
 
 TEST(Device, IsClosedWhenItLeavesItsSlot) {
@@ -79,8 +79,9 @@ TEST(Device, IsNotEnteredTwiceByOneThread) {
     RecordingDevice other(4);
     device.onWrite = [] { EXPECT_TRUE(logService("inner")); };
     EXPECT_TRUE(logService("outer"));
-    EXPECT_EQ(device.texts(), std::vector<std::string>{"outer"});
-    EXPECT_EQ(other.texts(), std::vector<std::string>{"outer"}) << "what a device logs makes no message";
+    EXPECT_EQ(device.texts(), std::vector<std::string>{"ERROR outer"});
+    EXPECT_EQ(other.texts(), std::vector<std::string>{"ERROR outer"})
+        << "what a device logs makes no message";
 }
 
 TEST(Device, WhatItLogsStillReachesTheLog) {
@@ -103,7 +104,7 @@ TEST(Device, AnotherThreadEntersWhileOneIsInside) {
             std::async(std::launch::async, [] { logService("second"); }).get();
     };
     logService("first");
-    EXPECT_EQ(device.texts(), (std::vector<std::string>{"first", "second"}));
+    EXPECT_EQ(device.texts(), (std::vector<std::string>{"ERROR first", "ERROR second"}));
 }
 
 TEST(Device, IsTakenOutOnlyWhenNobodyIsInside) {
@@ -134,7 +135,7 @@ TEST(Device, MayTakeItselfOut) {
     device.onWrite = [&] { EXPECT_TRUE(removeDevice()); };
     logService("only");
     logService("none");
-    EXPECT_EQ(device.texts(), std::vector<std::string>{"only"});
+    EXPECT_EQ(device.texts(), std::vector<std::string>{"ERROR only"});
     EXPECT_EQ(device.closes, 1);
     device.isSet = false;
 }

@@ -58,16 +58,25 @@ TEST_F(Logger, VerbositiesStartAtWarningAndAreOneForEachFacility) {
         ZDDS_Config_Logger_get_verbosity_by_facility(logger, static_cast<ZDDS_Config_LogFacility>(5)), 0U);
 }
 
-TEST_F(Logger, AMessageReachesTheDevicesAsItIs) {
+TEST_F(Logger, AMessageReachesTheDevicesWithItsLevelsWordInFront) {
     RecordingDevice device;
     EXPECT_TRUE(log(service, warning, "text"));
     ASSERT_EQ(device.messages().size(), 1U);
     const auto message = device.messages()[0];
-    EXPECT_EQ(message.text, "text");
+    EXPECT_EQ(message.text, "WARNING text");
     EXPECT_EQ(message.level, ZDDS_CONFIG_LOG_LEVEL_WARNING);
     EXPECT_EQ(message.id, 7U);
     EXPECT_EQ(message.facility, service);
     EXPECT_FALSE(message.isSecurity);
+}
+
+TEST_F(Logger, EveryLevelHasItsWord) {
+    RecordingDevice device;
+    set(service, ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG);
+    for (int level = ZDDS_CONFIG_SYSLOG_LEVEL_EMERGENCY; level <= ZDDS_CONFIG_SYSLOG_LEVEL_DEBUG; ++level)
+        log(service, static_cast<ZDDS_Config_SyslogLevel>(level), "");
+    EXPECT_EQ(device.texts(), (std::vector<std::string>{"EMERGENCY ", "ALERT ", "CRITICAL ", "ERROR ",
+                                  "WARNING ", "NOTICE ", "INFORMATIONAL ", "DEBUG "}));
 }
 
 TEST_F(Logger, WhatNobodyCollectsIsNoError) {
@@ -92,7 +101,7 @@ TEST_F(Logger, ACategoryStandsInAnActivityContextInFront) {
     RecordingDevice device;
     EXPECT_TRUE(log(middleware, warning, "text", "Discovery"));
     EXPECT_TRUE(log(middleware, warning, "text", ""));
-    EXPECT_EQ(device.texts(), (std::vector<std::string>{"[|LC:Discovery]text", "text"}));
+    EXPECT_EQ(device.texts(), (std::vector<std::string>{"WARNING [|LC:Discovery]text", "WARNING text"}));
 }
 
 TEST_F(Logger, ALongTextIsCutAtACharacter) {
@@ -107,8 +116,9 @@ TEST_F(Logger, ALongTextIsCutAtACharacter) {
             .c_str(),
         "C");
     log(service, warning, std::string(4100, '\x80').c_str());
-    EXPECT_EQ(device.texts(), (std::vector<std::string>{most, most, most.substr(1),
-                                  "[|LC:C]" + most.substr(2), std::string(4000, '\x80')}));
+    const std::string word = "WARNING ";
+    EXPECT_EQ(device.texts(), (std::vector<std::string>{word + most, word + most, word + most.substr(1),
+                                  word + "[|LC:C]" + most.substr(2), word + std::string(4000, '\x80')}));
 }
 
 TEST_F(Logger, UserAndSecurityMessagesReachNoDevice) {
@@ -175,7 +185,8 @@ TEST_F(Logger, TheListenerMayLogAndChangeAVerbosity) {
         nullptr);
     set(user, ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG, 0);
     EXPECT_EQ(ZDDS_Config_Logger_get_verbosity_by_facility(logger, user), 15U);
-    EXPECT_EQ(device.texts(), (std::vector<std::string>{"told", "told"})) << "once for each value";
+    EXPECT_EQ(device.texts(), (std::vector<std::string>{"WARNING told", "WARNING told"}))
+        << "once for each value";
 }
 
 TEST_F(Logger, TheListenerEndsUpWithTheValueThatStands) {
@@ -256,6 +267,11 @@ TEST_F(LoggerAndLibrary, UserAndSecurityMessagesArePostedWithTheIndexOfTheirThre
     EXPECT_EQ(StubLibrary::posts, (std::vector<std::string>{"1 4 7 - hello", "10 1 7 Access intruder"}));
     const auto index = static_cast<DDS_UnsignedLong>(ORXOsapiThread_getCurrentThreadID() % 4);
     EXPECT_EQ(StubLibrary::indexes, (std::vector<DDS_UnsignedLong>{index, index}));
+}
+
+TEST_F(LoggerAndLibrary, ALongTextIsCutForALibraryToo) {
+    log(user, warning, std::string(4001, 'a').c_str());
+    EXPECT_EQ(StubLibrary::posts, std::vector<std::string>{"1 4 7 - " + std::string(4000, 'a')});
 }
 
 TEST_F(LoggerAndLibrary, APostHoldsTheLoggingMutexOfItsIndex) {

@@ -31,7 +31,7 @@ TEST_F(MiddlewareLine, ReachesTheDevicesWithItsTextTimeAndModule) {
     print(ORX_LOG_BIT_ERROR, ORX_LOG_MODULE_MONITORING, "a thing\n");
     ASSERT_EQ(device.messages().size(), 1U);
     const auto message = device.messages()[0];
-    EXPECT_EQ(message.text, "failed to create: a thing") << "without the line break";
+    EXPECT_EQ(message.text, "ERROR failed to create: a thing") << "without the line break";
     EXPECT_EQ(message.level, ZDDS_CONFIG_LOG_LEVEL_ERROR);
     EXPECT_EQ(message.facility, ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE);
     EXPECT_EQ(message.id, ORX_LOG_MODULE_MONITORING);
@@ -52,6 +52,15 @@ TEST_F(MiddlewareLine, LevelsAreMapped) {
     EXPECT_EQ(messages[2].level, ZDDS_CONFIG_LOG_LEVEL_WARNING);
     EXPECT_EQ(messages[3].level, ZDDS_CONFIG_LOG_LEVEL_INFORMATIONAL);
     EXPECT_EQ(messages[4].level, ZDDS_CONFIG_LOG_LEVEL_DEBUG);
+    EXPECT_EQ(device.texts(), (std::vector<std::string>{"ERROR failed to create: x",
+                                  "ERROR failed to create: x", "WARNING failed to create: x",
+                                  "INFORMATIONAL failed to create: x", "DEBUG failed to create: x"}));
+}
+
+TEST_F(MiddlewareLine, OfNothingButLineBreaksHasTheWordAlone) {
+    ORXLogParamString_printWithParams(
+        -1, ORX_LOG_BIT_ERROR, ORX_LOG_MODULE_DDS, __FILE__, __LINE__, __func__, "%s", "\n\n");
+    EXPECT_EQ(device.texts(), std::vector<std::string>{"ERROR "});
 }
 
 TEST_F(MiddlewareLine, OnlyOfTheMiddlewaresModules) {

@@ -43,13 +43,13 @@ TEST_F(LoggingPost, AMessageOfEachFacilityIsPublished) {
     EXPECT_TRUE(LoggingWorld::log("of security", security));
     const auto messages = published();
     ASSERT_EQ(messages.size(), 4U) << log.text();
-    EXPECT_EQ(messages[0].message, "of a service");
+    EXPECT_EQ(messages[0].message, "ERROR of a service");
     EXPECT_EQ(messages[0].facility, 22);
     EXPECT_EQ(messages[0].severity, DDS_Monitoring_LoggingLevel_ERROR_LEVEL);
     EXPECT_EQ(messages[0].msgid, "7");
     EXPECT_EQ(messages[0].category(), "N/A");
     EXPECT_GT(messages[0].seconds, 1'600'000'000);
-    EXPECT_EQ(messages[1].message, "[|LC:Discovery]of the middleware");
+    EXPECT_EQ(messages[1].message, "ERROR [|LC:Discovery]of the middleware");
     EXPECT_EQ(messages[1].category(), "Discovery");
     EXPECT_EQ(messages[1].facility, 23);
     EXPECT_EQ(messages[2].message, "of a user");
@@ -158,7 +158,7 @@ TEST_F(LoggingPost, ALineOfTheMiddlewareBecomesAMessage) {
         __func__, &ORX_LOG_FAILED_TO_CREATE_TEMPLATE, "%s", "a thing\n");
     const auto messages = published();
     ASSERT_EQ(messages.size(), 1U);
-    EXPECT_EQ(messages[0].message, "failed to create: a thing");
+    EXPECT_EQ(messages[0].message, "WARNING failed to create: a thing");
     EXPECT_EQ(messages[0].severity, DDS_Monitoring_LoggingLevel_WARNING_LEVEL);
     EXPECT_EQ(messages[0].facility, 23);
 }

@@ -51,8 +51,9 @@ TEST_F(LoggingThreads, EveryMessageArrivesOnceAndInItsThreadsOrder) {
     std::array<int, threadCount> next{};
     std::map<int, std::set<uint64_t>> numbers;
     for (const auto& message : messages) {
-        const int thread = std::stoi(message.message);
-        EXPECT_EQ(std::stoi(message.message.substr(2)), next.at(static_cast<size_t>(thread))++);
+        const std::string text = message.facility == 22 ? message.message.substr(6) : message.message;
+        const int thread = std::stoi(text); // behind the word of the level
+        EXPECT_EQ(std::stoi(text.substr(2)), next.at(static_cast<size_t>(thread))++);
         EXPECT_TRUE(numbers[message.facility].insert(message.sn).second) << "a number is given once";
     }
     EXPECT_EQ(*numbers[22].rbegin(), threadCount * messageCount / 2 - 1U);
@@ -117,7 +118,7 @@ TEST_F(LoggingThreads, WhatTheWorkerLogsIsNotCollected) {
     messages.clear();
     ASSERT_TRUE(world.reader->takeMessages(messages, 1));
     EXPECT_EQ(messages.size(), 1U);
-    EXPECT_EQ(messages[0].message, "last") << "and nothing of facility middleware before it";
+    EXPECT_EQ(messages[0].message, "ERROR last") << "and nothing of facility middleware before it";
 }
 
 // Other workers are collected, and what follows from that ends by itself: one line, one message.
@@ -132,8 +133,8 @@ TEST_F(LoggingThreads, WhatAnotherWorkerLogsIsOneMessage) {
     LoggingWorld::log("after", service);
     ASSERT_TRUE(world.reader->takeMessages(messages, 2));
     EXPECT_EQ(messages.size(), 2U);
-    EXPECT_EQ(messages[0].message, "worker");
-    EXPECT_EQ(messages[1].message, "after");
+    EXPECT_EQ(messages[0].message, "ERROR worker");
+    EXPECT_EQ(messages[1].message, "ERROR after");
 }
 
 // ---- No deadlock ----
