@@ -8,16 +8,12 @@
 #include <utility>
 #include <vector>
 
+#include "reading/Leaves.hpp"
 #include "tail/ResourceTree.hpp"
 
 namespace tail {
 
-// A leaf of a value: its member path, and its text, quoted in JSON or not.
-struct Leaf {
-    std::string path;
-    std::string text;
-    bool isText = false; // strings, octets and enumerators; else a number or boolean
-};
+using reading::Leaf;
 
 enum class ChangeKind {
     created,    // a resource came to be

@@ -2,65 +2,58 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 
-#include "src/dataModel/MetricCatalogue.h"
-#include "tail/Leaves.hpp"
+#include "orxmonitoring2d/metric_catalogue.h"
+#include "reading/Samples.hpp"
 #include "tail/LogMessage.hpp"
 
 namespace tail {
+
+using reading::guidOf;
 
 namespace {
 
 constexpr std::size_t maximalApplications = 10'000; // event writers remembered
 constexpr std::size_t maximalWaiting = 10'000;      // changes of one application, and applications
 
-Guid guidOf(const DDS_Monitoring_GUID_t& octets) {
-    Guid guid;
-    std::memcpy(guid.data(), octets, guid.size());
-    return guid;
-}
-
-Guid guidOf(const DDS_InstanceHandle_t& handle) {
-    Guid guid;
-    std::memcpy(guid.data(), handle.keyHash, guid.size());
-    return guid;
-}
-
-std::int64_t timeOf(const DDS_SampleInfo& info) {
-    return info.source_timestamp.sec * 1'000'000'000 + info.source_timestamp.nanosec;
-}
-
-std::vector<std::uint32_t> metricIdsOf(const DDS_UnsignedLongSeq& sequence) {
-    std::vector<std::uint32_t> ids;
-    for (DDS_Long i = 0; i < DDS_UnsignedLongSeq_get_length(&sequence); ++i) {
-        ids.push_back(DDS_UnsignedLongSeq_get(&sequence, i));
-    }
-    return ids;
-}
-
-// The member that the discriminator of a union selects, null when it selects none.
-const DDS_TypeMember* selectedArm(const DDS_TypeDescriptor& type, const void* value) {
-    DDS_Long discriminator;
-    std::memcpy(
-        &discriminator, static_cast<const char*>(value) + type.discriminatorOffset, sizeof discriminator);
-    for (DDS_UnsignedLong i = 0; i < type.memberCount; ++i) {
-        const DDS_TypeMember& arm = type.members[i];
-        const auto isSelected = [&](DDS_LongLong label) {
-            return static_cast<DDS_Long>(label) == discriminator;
-        };
-        if (std::any_of(arm.labels, arm.labels + arm.labelCount, isSelected))
-            return &arm;
-    }
-    return nullptr;
-}
-
 } // namespace
+
+// Tells each of what a sample says as a change, of the state that what was told before it has made.
+class Interpreter::Visitor : public reading::EventVisitor {
+public:
+    Visitor(Interpreter& interpreter, const DDS_Monitoring_Event& sample, const DDS_SampleInfo& info)
+        : interpreter_(interpreter), sample_(sample), info_(info) {}
+
+    void registry(std::span<const reading::Described> resources) override {
+        interpreter_.resourceRegistry(resources, prepared());
+    }
+    void created(const reading::Described& resource) override {
+        interpreter_.resourceCreated(resource, prepared());
+    }
+    void deleted(const Guid& resource) override { interpreter_.resourceDeleted(resource, prepared()); }
+    void selected(const Guid& resource, const DDS_UnsignedLongSeq& metricIds) override {
+        interpreter_.resourceSelected(resource, reading::metricIdsOf(metricIds), prepared());
+    }
+    void group(const reading::Group& group) override { interpreter_.group(group, prepared()); }
+
+private:
+    Change prepared() const {
+        Change change = interpreter_.changeOf(
+            "event", info_, guidOf(sample_.info.root_resource_guid), guidOf(sample_.resource_guid));
+        change.snapshot = sample_.info.is_snapshot != 0;
+        change.epochs = {sample_.info.epoch_resource, sample_.info.epoch_metric};
+        return change;
+    }
+
+    Interpreter& interpreter_;
+    const DDS_Monitoring_Event& sample_;
+    const DDS_SampleInfo& info_;
+};
 
 Change Interpreter::changeOf(
     const char* topic, const DDS_SampleInfo& info, const Guid& application, const Guid& resource) const {
     Change change;
-    change.timeNs = timeOf(info);
+    change.timeNs = reading::sourceTimeOf(info);
     change.topic = topic;
     change.applicationGuid = application;
     change.application = tree_.applicationName(application);
@@ -81,21 +74,8 @@ void Interpreter::event(const DDS_Monitoring_Event& sample, const DDS_SampleInfo
     }
     count("event", info, sample.info.is_snapshot != 0);
     countEpochs(sample, application);
-    // The registry first: it tells the names that the rest of the changes are shown under.
-    const bool isApplication = sample.value._d == static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
-    const auto prepared = [&] {
-        Change change = changeOf("event", info, application, guidOf(sample.resource_guid));
-        change.snapshot = sample.info.is_snapshot != 0;
-        change.epochs = {sample.info.epoch_resource, sample.info.epoch_metric};
-        return change;
-    };
-    if (isApplication && sample.value._u.application.resource_registry != nullptr) {
-        resourceRegistry(*sample.value._u.application.resource_registry, prepared());
-    }
-    if (isApplication && sample.value._u.application.resource_update != nullptr) {
-        resourceUpdate(*sample.value._u.application.resource_update, prepared());
-    }
-    groups(*DDS_Monitoring_EventUnion_get_typecode(), &sample.value, prepared());
+    Visitor visitor(*this, sample, info);
+    reading::visit(sample, visitor);
 }
 
 void Interpreter::periodic(const DDS_Monitoring_Periodic& sample, const DDS_SampleInfo& info) {
@@ -105,7 +85,8 @@ void Interpreter::periodic(const DDS_Monitoring_Periodic& sample, const DDS_Samp
         return;
     const Resource* known = tree_.find(guid);
     const Change change = changeOf("periodic", info, known != nullptr ? known->application : noGuid, guid);
-    groups(*DDS_Monitoring_PeriodicUnion_get_typecode(), &sample.value, change);
+    for (const reading::Group& each : reading::groupsOf(sample))
+        group(each, change);
 }
 
 // A periodic sample says nothing of its resource but the GUID. Where the tree is on its way, or has lost the
@@ -177,58 +158,43 @@ void Interpreter::countEpochs(const DDS_Monitoring_Event& sample, const Guid& ap
     statistics_.eventEpochs(application, sample.info.epoch_resource, sample.info.epoch_metric, moved);
 }
 
-void Interpreter::resourceUpdate(const DDS_Monitoring_ResourceUpdate& update, Change change) {
-    switch (update._d) {
-    case DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_CREATION_KIND: {
-        const auto& creation = update._u.new_resource;
-        Resource resource{guidOf(creation.guid), guidOf(creation.owner_resource_guid), change.applicationGuid,
-            creation.class_id, creation.name != nullptr ? creation.name : "",
-            metricIdsOf(creation.metric_ids)};
-        const Guid guid = resource.guid;
-        if (tree_.put(std::move(resource)) == ResourceTree::Outcome::added)
-            reportCreated(*tree_.find(guid), change);
-        return;
-    }
-    case DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_DELETION_KIND: {
-        const Guid guid = guidOf(update._u.delete_resource.guid);
-        const std::string path = tree_.path(guid);
-        if (tree_.find(guid) == nullptr) {
-            change.kind = ChangeKind::deleted;
-            change.guid = guid;
-            change.path.clear();
-            return tell(change);
-        }
-        // Paths are made before the removal takes the ancestors away: the tree removes the deepest first.
-        tree_.remove(guid, [&](const Resource& gone) { reportDeleted(gone, change); });
-        return;
-    }
-    case DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_CHANGE_KIND: {
-        const auto& changed = update._u.change_resource;
-        const Guid guid = guidOf(changed.guid);
-        auto ids = metricIdsOf(changed.metric_ids);
-        change.kind = ChangeKind::selection;
-        change.guid = guid;
-        change.path = tree_.find(guid) != nullptr ? tree_.path(guid) : "";
-        change.classId = tree_.find(guid) != nullptr ? tree_.find(guid)->classId : 0;
-        change.values.push_back({"metrics", std::to_string(ids.size()), false});
-        tree_.setMetricIds(guid, std::move(ids));
-        return tell(change);
-    }
-    default:
-        return;
-    }
+Resource Interpreter::resourceOf(const reading::Described& described, const Guid& application) {
+    return {described.guid, described.owner, application, described.classId, described.name,
+        reading::metricIdsOf(*described.metricIds)};
 }
 
-void Interpreter::resourceRegistry(const DDS_Monitoring_ResourceRegistry& registry, const Change& change) {
-    std::vector<Resource> resources;
-    const DDS_Long count = DDS_Monitoring_ResourceReferenceSeq_get_length(&registry.resources);
-    for (DDS_Long i = 0; i < count; ++i) {
-        const DDS_Monitoring_Resource* item = DDS_Monitoring_ResourceReferenceSeq_get(&registry.resources, i);
-        if (item == nullptr)
-            continue;
-        resources.push_back({guidOf(item->guid), guidOf(item->owner_guid), change.applicationGuid,
-            item->class_id, item->name != nullptr ? item->name : "", metricIdsOf(item->metric_ids)});
+void Interpreter::resourceCreated(const reading::Described& resource, const Change& change) {
+    if (tree_.put(resourceOf(resource, change.applicationGuid)) == ResourceTree::Outcome::added)
+        reportCreated(*tree_.find(resource.guid), change);
+}
+
+void Interpreter::resourceDeleted(const Guid& guid, Change change) {
+    if (tree_.find(guid) == nullptr) {
+        change.kind = ChangeKind::deleted;
+        change.guid = guid;
+        change.path.clear();
+        return tell(std::move(change));
     }
+    // Paths are made before the removal takes the ancestors away: the tree removes the deepest first.
+    tree_.remove(guid, [&](const Resource& gone) { reportDeleted(gone, change); });
+}
+
+void Interpreter::resourceSelected(const Guid& guid, std::vector<std::uint32_t> metricIds, Change change) {
+    const Resource* known = tree_.find(guid);
+    change.kind = ChangeKind::selection;
+    change.guid = guid;
+    change.path = known != nullptr ? tree_.path(guid) : "";
+    change.classId = known != nullptr ? known->classId : 0;
+    change.values.push_back({"metrics", std::to_string(metricIds.size()), false});
+    tree_.setMetricIds(guid, std::move(metricIds));
+    tell(std::move(change));
+}
+
+void Interpreter::resourceRegistry(std::span<const reading::Described> described, const Change& change) {
+    std::vector<Resource> resources;
+    resources.reserve(described.size());
+    for (const reading::Described& each : described)
+        resources.push_back(resourceOf(each, change.applicationGuid));
     tree_.replaceApplication(
         change.applicationGuid, std::move(resources),
         [&](const Resource& gone) { reportDeleted(gone, change); },
@@ -257,36 +223,14 @@ void Interpreter::reportDeleted(const Resource& resource, Change change) {
     tell(change);
 }
 
-void Interpreter::groups(const DDS_TypeDescriptor& unionType, const void* unionValue, const Change& change) {
-    const DDS_TypeDescriptor& type = resolved(unionType);
-    const DDS_TypeMember* arm = selectedArm(type, unionValue);
-    if (arm == nullptr)
-        return;
-    const DDS_TypeDescriptor& branch = resolved(*arm->type);
-    const char* base = static_cast<const char*>(unionValue) + arm->offset;
-    for (DDS_UnsignedLong i = 0; i < branch.memberCount; ++i) {
-        const DDS_TypeMember& member = branch.members[i];
-        const std::string_view name = member.name;
-        // These two are told as creations, deletions and selections.
-        if (name == "resource_update" || name == "resource_registry")
-            continue;
-        if ((member.flags & DDS_MEMBER_FLAG_OPTIONAL) == 0)
-            continue; // the dummy of a class without periodic groups
-        const void* value = nullptr;
-        std::memcpy(&value, base + member.offset, sizeof value);
-        if (value == nullptr)
-            continue;
-        Change group = change;
-        group.group = member.name;
-        // An optional string lies behind its member itself, anything else behind the pointer.
-        const bool isText = resolved(*member.type).kind == DDS_TYPE_STRING;
-        appendLeaves(*member.type, isText ? base + member.offset : value, "", group.values);
-        const bool isPeriodic = group.topic == "periodic";
-        if (isPeriodic && !allPeriodic_)
-            keepChanged(group);
-        if (isPeriodic ? !group.values.empty() : !wasShown(group))
-            tell(std::move(group));
-    }
+void Interpreter::group(const reading::Group& group, Change change) {
+    change.group = group.name;
+    reading::appendLeaves(*group.type, group.value, "", change.values);
+    const bool isPeriodic = change.topic == "periodic";
+    if (isPeriodic && !allPeriodic_)
+        keepChanged(change);
+    if (isPeriodic ? !change.values.empty() : !wasShown(change))
+        tell(std::move(change));
 }
 
 void Interpreter::writerLeft(const Guid& writer, std::int64_t timeNs) {

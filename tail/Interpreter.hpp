@@ -13,8 +13,10 @@
 #include <array>
 #include <functional>
 #include <map>
+#include <span>
 
 #include "orxmonitoring2d/data_model.h"
+#include "reading/Samples.hpp"
 #include "tail/Change.hpp"
 #include "tail/ResourceTree.hpp"
 #include "tail/Statistics.hpp"
@@ -51,11 +53,16 @@ public:
     const Statistics& statistics() const { return statistics_; }
 
 private:
+    class Visitor;
+
     Change changeOf(
         const char* topic, const DDS_SampleInfo& info, const Guid& application, const Guid& resource) const;
-    void resourceUpdate(const DDS_Monitoring_ResourceUpdate& update, Change change);
-    void resourceRegistry(const DDS_Monitoring_ResourceRegistry& registry, const Change& change);
-    void groups(const DDS_TypeDescriptor& unionType, const void* unionValue, const Change& change);
+    static Resource resourceOf(const reading::Described& described, const Guid& application);
+    void resourceCreated(const reading::Described& resource, const Change& change);
+    void resourceDeleted(const Guid& guid, Change change);
+    void resourceSelected(const Guid& guid, std::vector<std::uint32_t> metricIds, Change change);
+    void resourceRegistry(std::span<const reading::Described> described, const Change& change);
+    void group(const reading::Group& group, Change change);
     void reportCreated(const Resource& resource, Change change);
     void reportDeleted(const Resource& resource, Change change);
 

@@ -1,7 +1,6 @@
 #include "tail/ResourceTree.hpp"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 #include "src/utils/PathTokenizer.h"
@@ -149,84 +148,6 @@ void ResourceTree::walk(const std::function<void(const Resource&, std::size_t)>&
 
 const char* classIdentifier(std::uint32_t classId) {
     return ORX_Monitoring_resourceClassIdToIdentifierStr(classId);
-}
-
-std::string guidText(const Guid& guid) {
-    std::string text = "GUID(";
-    for (std::size_t i = 0; i < guid.size(); ++i) {
-        char octet[4];
-        std::snprintf(octet, sizeof octet, "%02X", guid[i]);
-        if (i != 0 && i % 4 == 0)
-            text += '.';
-        text += octet;
-    }
-    return text + ")";
-}
-
-namespace {
-
-// Length of the well-formed UTF-8 sequence at the position, 0 when there is none (RFC 3629, table of section
-// 4).
-std::size_t utf8Length(const std::string& text, std::size_t at) {
-    const auto octet = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char first = octet(at);
-    std::size_t length = 0;
-    unsigned char low = 0x80;
-    unsigned char high = 0xBF;
-    if (first < 0x80)
-        return 1;
-    if (first >= 0xC2 && first <= 0xDF)
-        length = 2;
-    else if (first >= 0xE0 && first <= 0xEF) {
-        length = 3;
-        if (first == 0xE0)
-            low = 0xA0;
-        if (first == 0xED)
-            high = 0x9F;
-    } else if (first >= 0xF0 && first <= 0xF4) {
-        length = 4;
-        if (first == 0xF0)
-            low = 0x90;
-        if (first == 0xF4)
-            high = 0x8F;
-    } else {
-        return 0;
-    }
-    if (at + length > text.size() || octet(at + 1) < low || octet(at + 1) > high)
-        return 0;
-    for (std::size_t i = at + 2; i < at + length; ++i) {
-        if (octet(i) < 0x80 || octet(i) > 0xBF)
-            return 0;
-    }
-    return length;
-}
-
-} // namespace
-
-std::string escaped(const std::string& text) {
-    std::string result;
-    result.reserve(text.size());
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t length = utf8Length(text, at);
-        const auto octet = static_cast<unsigned char>(text[at]);
-        // C1 controls are two octets in UTF-8: 0xC2 0x80 to 0xC2 0x9F.
-        const bool control =
-            octet < 0x20 || octet == 0x7F ||
-            (length == 2 && octet == 0xC2 && static_cast<unsigned char>(text[at + 1]) < 0xA0);
-        if (length == 0 || control) {
-            for (std::size_t i = 0; i < std::max<std::size_t>(length, 1); ++i, ++at) {
-                char quoted[5];
-                std::snprintf(quoted, sizeof quoted, "\\x%02X", static_cast<unsigned char>(text[at]));
-                result += quoted;
-            }
-            continue;
-        }
-        if (octet == '\\')
-            result += '\\';
-        result.append(text, at, length);
-        at += length;
-    }
-    return result;
 }
 
 } // namespace tail

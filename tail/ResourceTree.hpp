@@ -6,7 +6,6 @@
 #ifndef TAIL_RESOURCE_TREE_HPP
 #define TAIL_RESOURCE_TREE_HPP
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -15,10 +14,15 @@
 #include <string>
 #include <vector>
 
+#include "reading/Guid.hpp"
+#include "reading/Text.hpp"
+
 namespace tail {
 
-using Guid = std::array<std::uint8_t, 16>;
-constexpr Guid noGuid{};
+using reading::escaped;
+using reading::Guid;
+using reading::guidText;
+using reading::noGuid;
 
 struct Resource {
     Guid guid{};
@@ -64,12 +68,8 @@ private:
     std::uint64_t refused_ = 0;
 };
 
-// "GUID(1A2B3C4D.5E6F7A8B.9C0D1E2F.3A4B5C6D)", the form that path expressions take.
-std::string guidText(const Guid& guid);
 // Plural class name of paths ("data_writers"), "unknown" for an id of no class.
 const char* classIdentifier(std::uint32_t classId);
-// Text from remote for a terminal: control characters and invalid UTF-8 become \xHH, backslashes are doubled.
-std::string escaped(const std::string& text);
 
 } // namespace tail
 

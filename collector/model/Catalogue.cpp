@@ -9,6 +9,7 @@
 #include "orxmonitoring2d/data_model.h"
 #include "orxmonitoring2d/metric_catalogue.h"
 #include "orxmonitoring2d/path_tokenizer.h"
+#include "reading/Leaves.hpp"
 #include "src/dataModel/MetricTable.hpp"
 #include "zddsc/type_descriptor.h"
 
@@ -16,6 +17,7 @@ namespace collector {
 
 namespace {
 
+using reading::resolved;
 namespace tables = orx::dataModel::metrics;
 
 struct ClassRow {
@@ -48,13 +50,6 @@ std::span<const tables::Row> rowsOf(ResourceClass resourceClass) {
     default:
         return {};
     }
-}
-
-const DDS_TypeDescriptor& resolved(const DDS_TypeDescriptor& type) {
-    const DDS_TypeDescriptor* at = &type;
-    while (at->kind == DDS_TYPE_ALIAS)
-        at = at->element;
-    return *at;
 }
 
 // The structure of a class in one of the two unions.

@@ -1,4 +1,4 @@
-#include "tail/Leaves.hpp"
+#include "reading/Leaves.hpp"
 
 #include <array>
 #include <charconv>
@@ -6,7 +6,7 @@
 
 #include "zddsc/sequence.h"
 
-namespace tail {
+namespace reading {
 
 namespace {
 
@@ -195,4 +195,4 @@ void appendLeaves(const DDS_TypeDescriptor& type, const void* value, const std::
     Walk(leaves, limit).value(type, value, path);
 }
 
-} // namespace tail
+} // namespace reading
