@@ -10,6 +10,7 @@
 #define ORX_MONITORING_APPLICATION_REGISTRY_H
 
 #include "orxmonitoring2d/dds_entities_distribution.h"
+#include "src/entities/ForwarderEntities.h"
 #include "src/resource/ApplicationResource.h"
 #include "src/utils/OpaqueResource.h"
 #include "src/utils/ReentrantMutex.h"
@@ -59,6 +60,16 @@ void ORX_MonitoringForwarderApplicationRegistry_forgetPendingRequest(
 int ORX_MonitoringForwarderApplicationRegistry_deleteParticipant(
     ORX_MonitoringForwarderApplicationRegistry* self,
     ORX_MonitoringForwarderMonitoringParticipant* participant);
+/* The participant's event writer has gone: its applications go, the last one first, and each is told to the
+ * reader of the event topic by a deletion with that writer's handle; then the participant goes, asked or not.
+ * One that is not known is fine. After a deletion that could not be told no other is told; all the
+ * applications go in any case, since nobody would take them away later, and the result is 0. */
+int ORX_MonitoringForwarderApplicationRegistry_removeParticipant(
+    ORX_MonitoringForwarderApplicationRegistry* self, ORX_MonitoringForwarderEntities* entities,
+    const DDS_GUID_t* participantGuid);
+/* Makes the prepared sample the deletion of the application. Use it with the mutex held. */
+int ORX_MonitoringApplicationRegistry_populateSample(ORX_MonitoringForwarderApplicationRegistry* self,
+    const ORX_MonitoringForwarderApplicationResource* application);
 
 /* Applies an event of the class application with valid data, that a writer of the participant sent:
  * applications of a resource registry are added, a logging configuration is kept, a deletion removes. */
