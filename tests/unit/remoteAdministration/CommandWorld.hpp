@@ -6,9 +6,12 @@
 #include <cstring>
 #include <thread>
 
+#include "middleware/entities/DataReaderImpl.hpp"
 #include "src/entities/LibraryEntities.h"
 #include "src/remoteAdministration/CommandDispatcher.h"
+#include "tests/contract/ContractFixture.hpp"
 #include "tests/helpers/LogCapture.hpp"
+#include "tests/helpers/TestDomain.hpp"
 #include "tests/helpers/Wait.hpp"
 #include "tests/unit/monitoringClass/Library.hpp"
 #include "tests/unit/remoteAdministration/Commands.hpp"
@@ -49,6 +52,12 @@ public:
         return handleOf(participant_, DDS_SERVICE_REQUEST_WRITER_OBJECT_IDI);
     }
     DDS_DataWriter* writer() { return writer_; }
+    // The reader of replies, as the engine knows it.
+    DDS_GUID_t engineReader() const {
+        return DDS_Subscriber_lookup_datareader(
+            DDS_DomainParticipant_get_builtin_subscriber(participant_), DDS_SERVICE_REQUEST_TOPIC_NAME)
+            ->engineReader->guid();
+    }
     DDS_DomainParticipant* participant() { return participant_; }
 
     // A participant's endpoint by its object id.
@@ -118,14 +127,21 @@ private:
 
 class CommandWorld {
 public:
-    CommandWorld() {
+    enum class EngineKind { loopback, cyclone };
+
+    explicit CommandWorld(EngineKind engine = EngineKind::loopback) {
+        if (engine == EngineKind::cyclone) {
+            contract::useLoopbackDevice();
+            zdds::engine::setInstance(nullptr);
+            library.property.domain_id = testDomain();
+        }
         library.property.command_dispatcher.reply_timeout = {30, 0};
         library.property.command_dispatcher.destruction_timeout = {30, 0};
     }
     bool start() {
         if (!library.start())
             return false;
-        sender = std::make_unique<Sender>(Library::domain);
+        sender = std::make_unique<Sender>(library.property.domain_id);
         return true;
     }
     bool stop() {
@@ -170,6 +186,21 @@ public:
     DDS_GUID_t deliver(const Command& command) {
         const DDS_GUID_t uuid = newUuid();
         EXPECT_TRUE(deliver(command.bytes(), uuid));
+        return uuid;
+    }
+    // By way of the channel.
+    DDS_GUID_t send(const Command& command) {
+        const DDS_InstanceHandle_t to =
+            Sender::handleOf(library.impl().entities->participant, DDS_SERVICE_REQUEST_READER_OBJECT_IDI);
+        const auto body = command.bytes();
+        DDS_ServiceRequest sample{};
+        sample.service_id = ORX_MONITORING_COMMAND_SERVICE_ID;
+        sample.instance_id = newUuid();
+        DDS_OctetSeq_from_array(&sample.request_body, body.data(), static_cast<DDS_Long>(body.size()));
+        EXPECT_EQ(DDS_DataWriter_write_untyped_generalI(sender->writer(), &to, nullptr, &sample, nullptr),
+            DDS_RETCODE_OK);
+        const DDS_GUID_t uuid = sample.instance_id;
+        DDS_ServiceRequest_finalize(&sample);
         return uuid;
     }
     // Delivers, and waits for the reply.

@@ -1,11 +1,8 @@
-// The dispatcher: what it accepts, how it answers, and how it stops at every point of a command.
-#include <functional>
-
+// The dispatcher: what it accepts, how it answers, and its birth.
 #include "src/monitoringClass/ResourceOperations.h"
-#include "src/remoteAdministration/CommandExecution.h"
 #include "src/remoteAdministration/CommandReply.h"
 #include "src/resource/ResourcePin.h"
-#include "tests/unit/remoteAdministration/CommandWorld.hpp"
+#include "tests/unit/remoteAdministration/DispatcherFixture.hpp"
 #include "zddscore/thread.h"
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
@@ -15,73 +12,7 @@ namespace {
 constexpr int success = DDS_MONITORING_COMMAND_NO_ERROR;
 constexpr int failure = DDS_MONITORING_COMMAND_INTERNAL_ERROR;
 
-using Return = ORX_MonitoringCommandDispatcherReturnValue;
-using EventData = ORX_MonitoringCommandDispatcherEventData;
-
-// What a made-up command does when it is selected and when it is processed.
-struct Script {
-    std::function<Return(ORX_MonitoringResourcePtrSeq*, DDS_Monitoring_MonitoringService_Reply*)> select;
-    std::function<Return(ORX_MonitoringResourcePtrSeq*, DDS_Monitoring_MonitoringService_Reply*)> process;
-};
-Script script;
-
-Return selectByScript(ORX_MonitoringCommandDispatcher*, ORX_MonitoringResourcePtrSeq* resources,
-    DDS_Monitoring_MonitoringService_Reply* reply, DDS_Monitoring_MonitoringService_Request*) {
-    reply->data._d = operation::request_resource_registry;
-    return script.select ? script.select(resources, reply) : ORX_MONITORING_COMMAND_DISPATCHER_RETURN_OK;
-}
-Return processByScript(ORX_MonitoringCommandDispatcher*, DDS_Monitoring_MonitoringService_Reply* reply,
-    ORX_MonitoringResourcePtrSeq* resources, DDS_Monitoring_MonitoringService_Request*) {
-    return script.process ? script.process(resources, reply) : ORX_MONITORING_COMMAND_DISPATCHER_RETURN_OK;
-}
-
-class Dispatcher : public testing::Test {
-protected:
-    void SetUp() override { script = {}; }
-    void TearDown() override {
-        ORX_MonitoringLog_setBitmaps(~0U, 0x7);
-        script = {};
-    }
-
-    // Hands a command to the thread whose two functions are the script's.
-    DDS_GUID_t deliverScript(DDS_Long hash = operation::request_resource_registry) {
-        auto& dispatcher = world.dispatcher();
-        const DDS_Entity* participant =
-            DDS_DomainParticipant_as_entity(world.library.impl().entities->participant);
-        DDS_Entity_lock(participant);
-        auto* data =
-            static_cast<EventData*>(REDAFastBufferPool_getBufferWithSize(dispatcher.eventDataPool, -1));
-        std::memset(data, 0, sizeof *data);
-        REDAInlineListNode_init(&data->node);
-        DDS_Monitoring_MonitoringService_Request_initialize(&data->command);
-        data->command.data._d = hash;
-        data->commandDispatcher = &dispatcher;
-        data->commandUuid = CommandWorld::newUuid();
-        data->remoteReaderHandle =
-            Sender::handleOf(world.sender->participant(), DDS_SERVICE_REQUEST_READER_OBJECT_IDI);
-        data->getMatchingResources = selectByScript;
-        data->processCommand = processByScript;
-        const DDS_GUID_t uuid = data->commandUuid;
-        EXPECT_TRUE(ORX_MonitoringCommandDispatcher_postEvent(&dispatcher, data));
-        REDAInlineList_addNodeToBackEA(&dispatcher.pendingCommandList, &data->node);
-        DDS_Entity_unlock(participant);
-        return uuid;
-    }
-    // Stops the dispatcher while its thread is at the gate, and opens the gate once it is told to stop.
-    void stopAt(Gate& gate) {
-        ASSERT_TRUE(gate.isReached());
-        std::thread stopper{
-            [&] { EXPECT_TRUE(world.library.table->prefinalizeFunction(world.library.table)); }};
-        while (ORX_MonitoringCommandDispatcher_isRunning(&world.dispatcher()))
-            std::this_thread::yield();
-        gate.open();
-        stopper.join();
-    }
-    int pending() { return REDAInlineList_getSize(&world.dispatcher().pendingCommandList); }
-
-    LogCapture log;
-    CommandWorld world;
-};
+class Dispatcher : public testing::Test, protected DispatcherFixture {};
 
 // ---- What is accepted ----
 
@@ -322,147 +253,6 @@ TEST_F(Dispatcher, UnlockingStopsAtNothingAndLockingUndoesItself) {
     EXPECT_EQ(participant->lockCounter, 0U);
     EXPECT_EQ(topic->lockCounter, 0U);
     ORX_MonitoringResourcePtrSeq_finalize(&resources);
-}
-
-// ---- The stop, at every point of a command ----
-
-TEST_F(Dispatcher, AStopLeavesWhatWasNotBegunOnTheList) {
-    ASSERT_TRUE(world.start());
-    Gate gate;
-    script.select = [&](auto...) {
-        EXPECT_TRUE(gate.pass());
-        return ORX_MONITORING_COMMAND_DISPATCHER_RETURN_OK;
-    };
-    const DDS_GUID_t running = deliverScript();
-    const DDS_GUID_t waiting = world.deliver(RequestRegistry({"//*"}));
-    stopAt(gate);
-    EXPECT_EQ(pending(), 1);
-    EXPECT_EQ(world.sender->replies(running), 0U);
-    EXPECT_EQ(world.sender->replies(waiting), 0U);
-    EXPECT_TRUE(world.stop());
-}
-
-TEST_F(Dispatcher, AnEventThatRunsAfterTheStopLeavesItsDataOnTheList) {
-    ASSERT_TRUE(world.start());
-    const DDS_Entity* participant =
-        DDS_DomainParticipant_as_entity(world.library.impl().entities->participant);
-    // The thread cannot take the command off the list before the dispatcher was stopped.
-    DDS_Entity_lock(participant);
-    ORX_MonitoringCommandDispatcher_setState(
-        &world.dispatcher(), ORX_MONITORING_COMMAND_DISPATCHER_STATUS_STOPPED);
-    DDS_ServiceRequest sample{};
-    sample.service_id = ORX_MONITORING_COMMAND_SERVICE_ID;
-    sample.instance_id = CommandWorld::newUuid();
-    const auto bytes = RequestRegistry({"//*"}).bytes();
-    DDS_OctetSeq_from_array(&sample.request_body, bytes.data(), static_cast<DDS_Long>(bytes.size()));
-    DDS_SampleInfo info{};
-    info.valid_data = DDS_BOOLEAN_TRUE;
-    EXPECT_TRUE(ORX_MonitoringCommandDispatcher_dispatchCommand(&world.dispatcher(), &sample, &info));
-    DDS_ServiceRequest_finalize(&sample);
-    DDS_Entity_unlock(participant);
-    ASSERT_TRUE(world.library.table->prefinalizeFunction(world.library.table));
-    EXPECT_EQ(pending(), 1);
-    const auto buffers = ORXOsapiHeap_getLiveBufferCount();
-    EXPECT_TRUE(world.stop());
-    EXPECT_LT(ORXOsapiHeap_getLiveBufferCount(), buffers);
-}
-
-TEST_F(Dispatcher, AStopEndsTheWaitForTheLibraryAtTheNextAttempt) {
-    world.library.property.command_dispatcher.lock_timeout = {0, 20'000'000};
-    ASSERT_TRUE(world.start());
-    for (const bool isServed : {true, false}) {
-        if (!isServed) {
-            ASSERT_TRUE(world.stop());
-            world.sender.reset();
-            ASSERT_TRUE(world.start());
-        }
-        ORX_MonitoringLog_setBitmaps(~0U, 0xF);
-        log.clear();
-        Library::lockLibrary();
-        const DDS_GUID_t uuid =
-            isServed ? world.deliver(RequestRegistry({"//*"})) : world.deliver(Command(operation::subscribe));
-        const auto end = std::chrono::steady_clock::now() + waitBound;
-        const auto hasBegun = [&] {
-            const auto lines = log.lines();
-            return std::any_of(lines.begin(), lines.end(), [](const LogCapture::Line& line) {
-                return line.subject.starts_with("Monitoring Command with hash ");
-            });
-        };
-        while (!hasBegun() && std::chrono::steady_clock::now() < end)
-            std::this_thread::yield();
-        ASSERT_TRUE(hasBegun()) << log.text();
-        EXPECT_TRUE(world.library.table->prefinalizeFunction(world.library.table)) << log.text();
-        EXPECT_EQ(pending(), 1);
-        EXPECT_EQ(world.sender->replies(uuid), 0U);
-        Library::unlockLibrary();
-    }
-    EXPECT_TRUE(world.stop());
-}
-
-TEST_F(Dispatcher, AStopDuringSelectionSendsNothingWhateverItFinds) {
-    for (const Return result : {ORX_MONITORING_COMMAND_DISPATCHER_RETURN_OK,
-             ORX_MONITORING_COMMAND_DISPATCHER_RETURN_NO_RESOURCE_FOUND,
-             ORX_MONITORING_COMMAND_DISPATCHER_RETURN_ERROR_WITH_REPLY,
-             ORX_MONITORING_COMMAND_DISPATCHER_RETURN_ERROR}) {
-        ASSERT_TRUE(world.start());
-        Gate gate;
-        bool isProcessed = false;
-        script.select = [&](auto...) {
-            EXPECT_TRUE(gate.pass());
-            return result;
-        };
-        script.process = [&](auto...) {
-            isProcessed = true;
-            return ORX_MONITORING_COMMAND_DISPATCHER_RETURN_OK;
-        };
-        const DDS_GUID_t uuid = deliverScript();
-        stopAt(gate);
-        EXPECT_FALSE(isProcessed);
-        EXPECT_EQ(pending(), 0);
-        EXPECT_EQ(world.sender->replies(uuid), 0U);
-        EXPECT_TRUE(world.stop());
-        world.sender.reset();
-    }
-}
-
-TEST_F(Dispatcher, AStopDuringProcessingSendsNothing) {
-    ASSERT_TRUE(world.start());
-    Gate gate;
-    script.process = [&](auto...) {
-        EXPECT_TRUE(gate.pass());
-        return ORX_MONITORING_COMMAND_DISPATCHER_RETURN_OK;
-    };
-    const DDS_GUID_t uuid = deliverScript();
-    stopAt(gate);
-    EXPECT_EQ(world.sender->replies(uuid), 0U);
-    const auto lines = log.lines();
-    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const LogCapture::Line& line) {
-        return line.identifier == "FAILED_TO_PROCESS" &&
-               line.subject.starts_with("Monitoring Command reply for command with hash: '") &&
-               line.subject.ends_with("). The dispatcher was disabled");
-    })) << log.text();
-    EXPECT_TRUE(world.stop());
-}
-
-TEST_F(Dispatcher, AThreadThatDoesNotEndInTimeFailsTheStop) {
-    world.library.property.command_dispatcher.destruction_timeout = {0, 1'000'000};
-    ASSERT_TRUE(world.start());
-    Gate gate;
-    script.process = [&](auto...) {
-        EXPECT_TRUE(gate.pass());
-        return ORX_MONITORING_COMMAND_DISPATCHER_RETURN_OK;
-    };
-    (void)deliverScript();
-    ASSERT_TRUE(gate.isReached());
-    EXPECT_FALSE(world.library.table->prefinalizeFunction(world.library.table));
-    EXPECT_TRUE(log.has("Taking failure after timeout (0s 1000000ns).", "FAILED_TO_LOCK")) << log.text();
-    EXPECT_TRUE(log.has("Monitoring Command Dispatcher pre-finalization.", "FAILED_TO_FINALIZE"));
-    gate.open();
-    const auto end = std::chrono::steady_clock::now() + waitBound;
-    while (!world.stop() && std::chrono::steady_clock::now() < end)
-        std::this_thread::yield();
-    EXPECT_FALSE(ORX_MonitoringHost_is_enabled());
-    EXPECT_TRUE(world.stop());
 }
 
 // ---- Birth ----
