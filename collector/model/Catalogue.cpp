@@ -133,7 +133,8 @@ void addMetric(ClassTable& table, const tables::Row& row, const ORX_Monitoring_M
     MetricGroup& own = table.groups[*group];
     const auto place = placeOf(*branch.members[member].type, row.leaf, 0);
     const auto kind = place ? valueKindOf(place->kind) : std::nullopt;
-    if (!kind || *group + 1 != table.groups.size() || metric >= MetricSet::capacity)
+    if (!kind || *group + 1 != table.groups.size() || metric >= MetricSet::capacity ||
+        *group >= maximalGroups)
         doesNotFit();
     table.metrics.push_back({info.name, info.metricId, *kind, static_cast<std::uint8_t>(*group),
         static_cast<std::uint8_t>(own.metricCount)});

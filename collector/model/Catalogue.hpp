@@ -78,6 +78,10 @@ public:
             words_[word] |= other.words_[word];
         return *this;
     }
+    void remove(const MetricSet& other) {
+        for (std::size_t word = 0; word < words_.size(); ++word)
+            words_[word] &= ~other.words_[word];
+    }
     bool operator==(const MetricSet&) const = default;
 
 private:
@@ -97,6 +101,8 @@ struct Metric {
     std::uint8_t group = 0;   // into the groups of the class
     std::uint8_t inGroup = 0; // its place among the metrics of the group
 };
+
+constexpr std::size_t maximalGroups = 16; // of one class
 
 // A group with metrics of the catalogue: an optional member of the class's event or periodic structure.
 struct MetricGroup {

@@ -222,7 +222,9 @@ public:
     void take(Snapshot& snapshot) const;
 
 private:
+    friend class Feed;
     struct State;
+    template <typename Step> void run(const DDS_SampleInfo& info, Step step);
     std::unique_ptr<State> state_;
 };
 
