@@ -28,7 +28,7 @@ public:
     using Clock = std::chrono::steady_clock;
     struct Limits {
         std::size_t events = 2'000;
-        std::size_t bytes = 1U << 20U;
+        std::size_t bytes = 2U << 20U;
     };
     EventStream() : EventStream(Limits()) {}
     explicit EventStream(Limits limits) : limits_(limits) {}

@@ -1,0 +1,86 @@
+#include "collector/api/Names.hpp"
+
+#include <array>
+#include <charconv>
+
+namespace collector::api {
+
+namespace {
+
+constexpr std::array<const char*, 8> severities{
+    "emergency", "alert", "critical", "error", "warning", "notice", "informational", "debug"};
+struct Facility {
+    std::uint8_t number;
+    const char* name;
+};
+constexpr std::array<Facility, 4> facilities{
+    {{1, "user"}, {10, "security"}, {22, "service"}, {23, "middleware"}}};
+
+template <typename Number> std::optional<Number> numberOf(std::string_view text, std::uint32_t most) {
+    std::uint32_t number = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (read.ec != std::errc() || read.ptr != text.data() + text.size() || number > most)
+        return std::nullopt;
+    return static_cast<Number>(number);
+}
+
+} // namespace
+
+Json facilityJson(std::uint8_t facility) {
+    for (const Facility& each : facilities) {
+        if (each.number == facility)
+            return each.name;
+    }
+    return facility;
+}
+
+std::string facilityText(std::uint8_t facility) {
+    const Json json = facilityJson(facility);
+    return json.is_string() ? json.get<std::string>() : std::to_string(facility);
+}
+
+std::optional<std::uint8_t> facilityOf(std::string_view text) {
+    for (const Facility& each : facilities) {
+        if (each.name == text)
+            return each.number;
+    }
+    return numberOf<std::uint8_t>(text, 255);
+}
+
+Json severityJson(std::uint32_t severity) {
+    return severity < severities.size() ? Json(severities[severity]) : Json(severity);
+}
+
+std::optional<std::uint32_t> severityOf(std::string_view text) {
+    for (std::uint32_t i = 0; i < severities.size(); ++i) {
+        if (severities[i] == text)
+            return i;
+    }
+    return numberOf<std::uint32_t>(text, severities.size() - 1);
+}
+
+Json verbosityJson(std::uint32_t verbosity) {
+    if (verbosity == 0)
+        return "silent";
+    for (std::uint32_t i = 0; i < severities.size(); ++i) {
+        if (verbosity == (2U << i) - 1)
+            return severities[i];
+    }
+    return verbosity;
+}
+
+std::optional<std::uint32_t> verbosityOf(std::string_view name) {
+    if (name == "silent")
+        return 0;
+    for (std::uint32_t i = 0; i < severities.size(); ++i) {
+        if (severities[i] == name)
+            return (2U << i) - 1;
+    }
+    return std::nullopt;
+}
+
+bool isVerbosity(std::uint64_t number) {
+    return number <= 255 && (number & (number + 1)) == 0;
+}
+
+} // namespace collector::api
