@@ -187,6 +187,12 @@ bool enable(DDS_DataReader* reader, const char* what) {
 
 } // namespace
 
+void ORX_MonitoringForwarderProperty_t_finalize(ORX_MonitoringForwarderProperty_t* self) {
+    ORX_LEAVE_IF(self == ORX_NULL);
+    constexpr ORX_MonitoringForwarderProperty_t initial = ORX_MONITORING_FORWARDER_PROPERTY_DEFAULT;
+    *self = initial;
+}
+
 ORX_MonitoringForwarderEntities* ORX_MonitoringForwarderEntities_new(DDS_DomainParticipantFactory* factory,
     DDS_DomainParticipant* participant, const ORX_MonitoringForwarderProperty_t* property) {
     ORX_FAIL_IF(factory == ORX_NULL);
