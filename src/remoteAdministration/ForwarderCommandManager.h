@@ -47,6 +47,7 @@ struct ORX_MonitoringForwarderCommandManager {
     ORXNtpTime lastWalk;     /* over the time-outs; the manager's thread's */
     DDS_UnsignedLong inside; /* atomic: threads in a call that uses what finalize takes away */
     int clockIsMonotonic;
+    DDS_UnsignedLong leftOver; /* ends of replies that the reader may hold; the manager's thread's */
 };
 typedef struct ORX_MonitoringForwarderCommandManager ORX_MonitoringForwarderCommandManager;
 
@@ -69,7 +70,7 @@ int ORX_MonitoringForwarderCommandManager_delete(ORX_MonitoringForwarderCommandM
 /* ---- Handlers ---- */
 
 /* One from the pool with every field reset; sequences and the request keep their memory from earlier use.
- * Null when memory is out. */
+ * Null when memory is out, or the manager ends. */
 ORX_MonitoringForwarderCommandHandler* ORX_MonitoringForwarderCommandManager_getCommandHandler(
     ORX_MonitoringForwarderCommandManager* self);
 /* Back into the pool, cleaned up. One whose condition is attached is refused, and stays out. */
