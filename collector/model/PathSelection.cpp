@@ -52,6 +52,25 @@ struct ResourceSequence {
     ~ResourceSequence() { (void)ORX_MonitoringOpaqueResourceSeq_finalize(&value); }
 };
 
+// What the tokenizer would take, found out before it logs an error: these texts come from anybody.
+bool isWellFormed(std::string_view text) {
+    if (text.size() > ORX_MONITORING_RESOURCE_PATH_MAX_LENGTH || text.find('\0') != std::string_view::npos ||
+        text.find("///") != std::string_view::npos)
+        return false;
+    std::size_t tokens = 0;
+    for (bool isSection = false;; isSection = true) {
+        const std::size_t end = text.find("//");
+        const std::string_view part = text.substr(0, end);
+        std::size_t components = 0;
+        for (std::size_t i = 0; i < part.size(); ++i)
+            components += part[i] != '/' && (i == 0 || part[i - 1] == '/') ? 1 : 0;
+        tokens += components + (isSection ? 1 + components % 2 : 0);
+        if (end == std::string_view::npos)
+            return tokens <= ORX_MONITORING_RESOURCE_PATH_MAX_TOKENS;
+        text.remove_prefix(end + 2);
+    }
+}
+
 } // namespace
 
 TreeCopy::TreeCopy(const Tree& tree) {
@@ -86,12 +105,9 @@ void TreeCopy::add(const Resource& resource, std::uint32_t parent, std::uint32_t
 }
 
 std::optional<std::vector<Guid>> TreeCopy::select(std::string_view expression) const {
+    if (!isWellFormed(expression))
+        return std::nullopt;
     const std::string text(expression);
-    if (text.size() != std::strlen(text.c_str()))
-        return std::nullopt;
-    ORX_MonitoringResourceTokenizer tokenizer;
-    if (ORX_MonitoringResourceTokenizer_setExpression(&tokenizer, text.c_str()) == 0)
-        return std::nullopt;
     ResourceSequence roots;
     for (const std::uint32_t root : roots_) {
         if (ORX_Monitoring_addOpaqueResourceToSequence(&roots.value, Access::opaque(&nodes_[root])) == 0)
