@@ -1,6 +1,12 @@
 // A lock for whoever pushes from an application's thread: free, it costs one atomic operation to take and a
 // plain store to give.
 //
+// Nobody waits for long beside a thread that takes it again and again. A thread that is woken needs some 50
+// us to run, and by then such a thread has taken the lock many times. So who has waited longer than its
+// patience asks for the lock, and the next giver hands it to one of those who asked: nobody else gets it in
+// between. They are counted. A giver takes one off the count and then stores `handed`; who asked and gives up
+// takes one off too, and where none is left, the lock is on its way to it.
+//
 // A plain store is half of what an exchange costs on the usual processors, which makes them wait until all
 // stores before it are done. It leaves one gap. Who gives looks first whether anybody waits, and then stores;
 // who comes to wait in between is not seen, and nobody wakes him. So nobody sleeps without an end: the first
@@ -33,6 +39,9 @@ public:
     static constexpr bool isTriedFirst = true;
 #endif
 
+    // How long others may get the lock before one who waits.
+    static constexpr long patienceNs = 50'000;
+
     bool tryTake() {
         beforeTake(false);
         const bool taken = takeFree();
@@ -50,24 +59,31 @@ public:
     // By whoever took it.
     void give() {
         beforeGive();
-        const bool isWanted = waiters_.load(std::memory_order_relaxed) != 0;
-        word_.store(notHeld, std::memory_order_release);
-        if (isWanted) [[unlikely]]
-            wakeOne(&word_);
+        if (waiters_.load(std::memory_order_relaxed) == 0) [[likely]]
+            word_.store(notHeld, std::memory_order_release);
+        else
+            giveToWaiter();
         afterGive();
     }
 
 private:
     static constexpr std::uint32_t notHeld = 0;
     static constexpr std::uint32_t held = 1;
+    static constexpr std::uint32_t handed = 2; // not held, and only for one who asked
 
-    bool takeFree() {
-        std::uint32_t expected = notHeld;
+    bool takeAs(std::uint32_t expected) {
         return word_.compare_exchange_strong(
             expected, held, std::memory_order_acquire, std::memory_order_relaxed);
     }
+    bool takeFree() {
+        return takeAs(notHeld);
+    }
     [[gnu::cold]] bool waitAndTake(const timespec* deadline);
-    static void wakeOne(std::atomic<std::uint32_t>* word);
+    bool spinAndTake();
+    bool napAndTake(const timespec* deadline);
+    bool askAndTake(const timespec* deadline);
+    bool takeOneOffAsking();
+    [[gnu::cold]] void giveToWaiter();
 
     // The thread sanitizer sees the order that the word makes; that this is a lock, whose order among others
     // it checks, it has to be told.
@@ -95,7 +111,8 @@ private:
 #endif
 
     std::atomic<std::uint32_t> word_{notHeld};
-    std::atomic<std::uint32_t> waiters_{0}; // threads that have spun in vain
+    std::atomic<std::uint32_t> waiters_{0}; // threads that have spun in vain, those who ask included
+    std::atomic<std::uint32_t> asking_{0};  // who asked, less the one to whom the lock is handed
 };
 
 } // namespace zdds

@@ -1,8 +1,13 @@
 #include "zddscore/semaphore.h"
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <chrono>
+#include <fstream>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -20,6 +25,7 @@ const ORXNtpTime zero = ORX_NTP_TIME_ZERO;
 const ORXNtpTime infinite = ORX_NTP_TIME_INFINITE;
 const ORXNtpTime fiftyMilliseconds{0, ORXNtpTime_fractionFromMilliseconds(50)};
 const ORXNtpTime tenSeconds{10, 0};
+const ORXNtpTime tenMinutes{600, 0};
 
 struct Semaphore {
     explicit Semaphore(ORXOsapiSemaphoreKind kind) : handle(ORXOsapiSemaphore_new(kind, nullptr)) {}
@@ -162,6 +168,92 @@ TEST(Mutex, WhoeverSleepsGetsItsTurn) {
     for (auto& thread : threads)
         thread.join();
     EXPECT_EQ(counter, 4 * rounds);
+}
+
+void spinFor(std::chrono::microseconds time) {
+    const auto end = std::chrono::steady_clock::now() + time;
+    while (std::chrono::steady_clock::now() < end)
+        ;
+}
+
+// How often a thread of this process has gone to sleep.
+long sleepsOf(pid_t thread) {
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+    const std::string wanted = "voluntary_ctxt_switches:";
+    for (std::string word; status >> word;) {
+        long count = 0;
+        if (word == wanted && status >> count)
+            return count;
+    }
+    return -1;
+}
+
+// Who was waiting is woken by the giving, and needs a thousand times as long to run as the giver needs to
+// take it again.
+TEST(Mutex, WhoHasWaitedGetsItAheadOfTheGiver) {
+    Mutex mutex;
+    Counting go, mayGive, hasGiven;
+    constexpr int rounds = 10;
+    std::atomic<pid_t> id{0};
+    std::thread other([&] {
+        id = static_cast<pid_t>(syscall(SYS_gettid));
+        for (int i = 0; i < rounds; ++i) {
+            ASSERT_EQ(go.take(&tenMinutes), ok);
+            ASSERT_EQ(mutex.take(&tenMinutes), ok);
+            ASSERT_EQ(mayGive.take(&tenMinutes), ok);
+            ASSERT_EQ(mutex.give(), ok);
+            hasGiven.give();
+        }
+    });
+    while (id == 0)
+        std::this_thread::yield();
+    for (int i = 0; i < rounds; ++i) {
+        ASSERT_EQ(mutex.take(&tenMinutes), ok);
+        go.give();
+        // It comes, sleeps, loses its patience, and sleeps some times more.
+        for (const long before = sleepsOf(id); sleepsOf(id) < before + 6;)
+            std::this_thread::yield();
+        ASSERT_EQ(mutex.give(), ok);
+        if (mutex.take(&zero) == ok) {
+            ADD_FAILURE() << "overtaken in round " << i;
+            ASSERT_EQ(mutex.give(), ok);
+        }
+        mayGive.give();
+        ASSERT_EQ(hasGiven.take(&tenMinutes), ok);
+    }
+    other.join();
+}
+
+// Threads that give up at just about the time at which it is handed to them: whoever it is handed to takes
+// it, and it is not lost.
+TEST(Mutex, IsNotLostToAThreadThatGivesUpAsItIsHandedOver) {
+    Mutex mutex;
+    constexpr int rounds = 400;
+    int counter = 0; // under the mutex
+    std::atomic<int> taken{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < rounds; ++i) {
+                const ORXNtpTime timeout{0, static_cast<ORX_UINT32>(40 + 17 * (i % 12) + t) * 4295U}; // us
+                const auto status = i % 5 == 0 ? mutex.take() : mutex.take(&timeout);
+                if (status != ok) {
+                    ASSERT_EQ(status, timedOut);
+                    continue;
+                }
+                ++counter;
+                ++taken;
+                spinFor(std::chrono::microseconds(20 * (i % 8)));
+                ASSERT_EQ(mutex.give(), ok);
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(counter, taken);
+    EXPECT_GE(taken, 4 * rounds / 5);
+    ASSERT_EQ(mutex.take(&zero), ok) << "nobody holds it";
+    ASSERT_EQ(mutex.give(), ok);
 }
 
 // A thread that gives it touches nothing of it once another can have taken it.
