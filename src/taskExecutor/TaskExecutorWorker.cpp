@@ -12,6 +12,9 @@ constexpr ORX_UINT32 orxLogSubmodule = orx::log::submodule::taskExecutor;
 using namespace orx::taskExecutor;
 
 constexpr ORXNtpTime collectionTimeout{0, 0x7FFF9400U}; // 500 ms
+// So many tasks are walked while the mutex is held once: a producer that waits for it waits for some
+// microseconds, however many tasks there are.
+constexpr unsigned collectionStep = 64;
 
 bool isRunning(ORX_MonitoringTaskExecutor& self) {
     // Relaxed: the semaphore that finalize gives afterwards orders everything else.
@@ -110,45 +113,71 @@ void deletePayload(const Queue& queue, const Task& task) {
     }
 }
 
-void collectTask(ORX_MonitoringTaskExecutor& self, Queue& queue, Task& task) {
+// False when the node stays in the list.
+bool collectTask(ORX_MonitoringTaskExecutor& self, Queue& queue, Task& task) {
     if (task.state != nullptr && task.state->state == ORX_MONITORING_TASK_EXECUTOR_TASK_STATE_NO_PROCESSED) {
-        (void)ORX_PRECONDITION_FAILED("\"current->state != ((void *)0) && *current->state == "
-                                      "ORX_MONITORING_TASK_EXECUTOR_TASK_STATE_NO_PROCESSED\"\n");
-        return;
+        return ORX_PRECONDITION_FAILED("\"current->state != ((void *)0) && *current->state == "
+                                       "ORX_MONITORING_TASK_EXECUTOR_TASK_STATE_NO_PROCESSED\"\n");
     }
     const bool isOwner = task.payloadMemoryManagerIndex == queue.concurrencyIndex;
     if (isOwner && !isRemovableByOwner(self, queue, task))
-        return;
+        return false;
     REDAInlineList_removeNodeEA(&queue.tasks, &task.node);
     if (!isOwner) { // its memory goes with the shared word
         --task.state->foreignNodes;
-        return;
+        return true;
     }
     deletePayload(queue, task);
     if (!REDAInlineMemBuffer_release(&task)) {
         ORX_WARNING(FAILED_TO_DELETE, "Task of queue with index %u\n", queue.concurrencyIndex);
     }
+    return true;
 }
 
-void collect(ORX_MonitoringTaskExecutor& self, Queue& queue) {
-    if (REDAInlineList_getFirst(&queue.tasks) == nullptr)
-        return;
-    if (self.forceGarbageCollection && self.lastIndexForcingCollection == queue.concurrencyIndex) {
-        self.forceGarbageCollection = 0; // it has gone all the way round
+// One walk from the first node to the cursor, in steps. Between two steps the mutex is free and tasks may be
+// added; only this thread removes any, so that the place of the walk stays good.
+class Collection {
+public:
+    Collection(ORX_MonitoringTaskExecutor& self, Queue& queue) : self_{self}, queue_{queue} {}
+
+    // Under the mutex. False when there is nothing to walk.
+    bool begin() {
+        if (REDAInlineList_getFirst(&queue_.tasks) == nullptr)
+            return false;
+        if (self_.forceGarbageCollection && self_.lastIndexForcingCollection == queue_.concurrencyIndex) {
+            self_.forceGarbageCollection = 0; // it has gone all the way round
+        }
+        // Tasks may have come since the queue was visited, while the cursor stands nowhere: they are not
+        // processed yet.
+        return queue_.lastProcessedTask != nullptr;
     }
-    // Tasks may have come since the queue was visited, while the cursor stands nowhere: they are not
-    // processed yet.
-    if (queue.lastProcessedTask == nullptr)
-        return;
-    REDAInlineListNode* const end = REDAInlineListNode_getNext(&queue.lastProcessedTask->node);
-    for (REDAInlineListNode* node = REDAInlineList_getFirst(&queue.tasks); node != end;) {
-        REDAInlineListNode* next = REDAInlineListNode_getNext(node);
-        --queue.processedTasks;
-        collectTask(self, queue, *asTask(node));
-        node = next;
+    // Under the mutex. False when the walk has come to its end.
+    bool step() {
+        for (unsigned i = 0; i < collectionStep; ++i) {
+            REDAInlineListNode* node = lastKept_ != nullptr ? REDAInlineListNode_getNext(lastKept_)
+                                                            : REDAInlineList_getFirst(&queue_.tasks);
+            const bool isEnd = asTask(node) == queue_.lastProcessedTask;
+            --queue_.processedTasks;
+            if (!collectTask(self_, queue_, *asTask(node))) {
+                lastKept_ = node;
+                ++keptCount_;
+            }
+            if (isEnd) {
+                queue_.lastProcessedTask = nullptr;
+                return false;
+            }
+        }
+        return true;
     }
-    queue.lastProcessedTask = nullptr;
-}
+    // The rest is left to the next collection, which walks what was kept again.
+    void interrupt() { queue_.processedTasks += keptCount_; }
+
+private:
+    ORX_MonitoringTaskExecutor& self_;
+    Queue& queue_;
+    REDAInlineListNode* lastKept_ = nullptr;
+    ORX_UINT32 keptCount_ = 0;
+};
 
 // False when a collection failed for good.
 bool visitQueues(ORX_MonitoringTaskExecutor& self) {
@@ -170,14 +199,20 @@ int ORX_MonitoringTaskExecutor_deleteTasksFromQueue(
     ORX_FAIL_IF(self == ORX_NULL);
     ORX_FAIL_IF(concurrencyIndex >= self->property.concurrencyLevel);
     Queue& queue = self->queues[concurrencyIndex];
-    const auto status = ORXOsapiSemaphore_take(queue.mutex, &collectionTimeout);
-    if (status == ORX_OSAPI_SEMAPHORE_STATUS_TIMEOUT)
-        return 1;
-    if (status != ORX_OSAPI_SEMAPHORE_STATUS_OK)
-        return ORX_ERROR(FAILED_TO_LOCK, "Taking queue mutex\n");
-    collect(*self, queue);
-    if (ORXOsapiSemaphore_give(queue.mutex) != ORX_OSAPI_SEMAPHORE_STATUS_OK) {
-        return ORX_ERROR(FAILED_TO_UNLOCK, "Giving queue mutex\n");
+    Collection collection{*self, queue};
+    bool isBegun = false;
+    for (bool goesOn = true; goesOn; isBegun = true) {
+        const auto status = ORXOsapiSemaphore_take(queue.mutex, &collectionTimeout);
+        if (status != ORX_OSAPI_SEMAPHORE_STATUS_OK) {
+            collection.interrupt();
+            return status == ORX_OSAPI_SEMAPHORE_STATUS_TIMEOUT
+                       ? 1
+                       : ORX_ERROR(FAILED_TO_LOCK, "Taking queue mutex\n");
+        }
+        goesOn = (isBegun || collection.begin()) && collection.step();
+        if (ORXOsapiSemaphore_give(queue.mutex) != ORX_OSAPI_SEMAPHORE_STATUS_OK) {
+            return ORX_ERROR(FAILED_TO_UNLOCK, "Giving queue mutex\n");
+        }
     }
     return 1;
 }

@@ -121,6 +121,8 @@ public:
     Counter ran; // and done with
     Counter batches;
     bool postedFlag = false; // of the last post; single-threaded tests only
+    // On the worker, under the mutex of the queue; set before the first post.
+    std::function<void(int id)> onFreed;
 
     Payload* newPayload(ORX_UINT32 index, int id) {
         auto** arena = ORX_MonitoringTaskExecutor_getMemoryManager(self, index);
@@ -129,6 +131,8 @@ public:
     }
     static int deletePayload(void* memory) {
         auto* payload = static_cast<Payload*>(memory);
+        if (payload->owner->onFreed)
+            payload->owner->onFreed(payload->id);
         {
             std::lock_guard lock{payload->owner->recordMutex_};
             ++payload->owner->freed_[payload->id];

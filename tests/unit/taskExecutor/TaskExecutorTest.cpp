@@ -163,6 +163,80 @@ TEST(TaskExecutor, AQueueWithABusyMutexKeepsItsTasks) {
     second.open();
 }
 
+// Tasks whose freeing takes long until somebody who wants the mutex has got it. One for all queues comes
+// first: it stays in the queue after the first walk.
+class LongCollection {
+public:
+    static constexpr int count = 5000;
+
+    LongCollection() {
+        executor.onFreed = [this](int) {
+            isFreeing.add();
+            const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(400);
+            while (!hasGotMutex && std::chrono::steady_clock::now() < end)
+                ;
+        };
+        Gate gate;
+        EXPECT_TRUE(executor.park(gate, count));
+        EXPECT_TRUE(executor.postAll(0, count + 1));
+        for (int id = 0; id < count; ++id)
+            EXPECT_TRUE(executor.post(0, id));
+        gate.open();
+        EXPECT_TRUE(isFreeing.reaches(2)); // the first was the parked one
+    }
+    int freedTasks() const {
+        int freed = 0;
+        for (int id = 0; id < count; ++id)
+            freed += executor.freedTimes(id);
+        return freed;
+    }
+    bool postAndWait(int id) {
+        const bool isPosted = executor.post(0, id);
+        return isPosted && executor.ran.reaches(count + 2 + ++laterPosts_);
+    }
+    // Posts until two collections have come by.
+    void expectAllFreedOnce() {
+        for (int id = count + 10; id < count + 13; ++id)
+            ASSERT_TRUE(postAndWait(id));
+        Gate gate;
+        ASSERT_TRUE(executor.park(gate, count + 20));
+        for (int id = 0; id < count + 2; ++id)
+            ASSERT_EQ(executor.freedTimes(id), 1) << id;
+        EXPECT_LE(executor.self->queues[0].processedTasks, static_cast<ORX_UINT32>(executor.queueSize(0)));
+        gate.open();
+    }
+
+    Executor executor{{.level = 1, .gcThreshold = 1}};
+    Counter isFreeing;
+    std::atomic<bool> hasGotMutex{false};
+
+private:
+    uint64_t laterPosts_ = 0;
+};
+
+TEST(TaskExecutor, ALongCollectionLetsAProducerIn) {
+    LongCollection collection;
+    (void)ORXOsapiSemaphore_take(collection.executor.mutex(0), nullptr);
+    collection.hasGotMutex = true;
+    EXPECT_LT(collection.freedTasks(), LongCollection::count);
+    (void)ORXOsapiSemaphore_give(collection.executor.mutex(0));
+    collection.expectAllFreedOnce();
+}
+
+TEST(TaskExecutor, ACollectionWhoseMutexStaysBusyHalfwayIsEndedByALaterOne) {
+    LongCollection collection;
+    Executor& executor = collection.executor;
+    (void)ORXOsapiSemaphore_take(executor.mutex(0), nullptr);
+    collection.hasGotMutex = true;
+    const int freed = collection.freedTasks();
+    EXPECT_LT(freed, LongCollection::count);
+    // The worker comes to the next task once it has given the collection up.
+    ASSERT_TRUE(collection.postAndWait(LongCollection::count + 2));
+    EXPECT_EQ(collection.freedTasks(), freed);
+    (void)ORXOsapiSemaphore_give(executor.mutex(0));
+    collection.expectAllFreedOnce();
+}
+
 TEST(TaskExecutor, BelowTheThresholdNothingIsCollected) {
     Executor executor{{.level = 1, .gcThreshold = 4}};
     for (int id = 0; id < 3; ++id) {
