@@ -13,6 +13,7 @@ struct Event {
     DDS_UnsignedLong classId; // the class whose group table applies
     const void* applicationMetricGroup;
     ORX_MonitoringEventTaskKind kind;
+    void* treeGroup = nullptr; // from newTreeGroup, in place of the application's form
 };
 
 // To one queue. Takes the metric mutex unless the caller holds it.
@@ -25,6 +26,16 @@ bool reportFailedPost(
 // is false the event may nevertheless have been posted.
 bool postTaskAllQueues(
     ORX_MonitoringEventTaskExecutor& self, const Event& event, ORX_UINT32 concurrencyIndex);
+
+// The tree in distribution form, in memory of its own, from the registry's sample. Null, with a line of log,
+// on failure. A post that does not get it into a queue frees it, the worker once its sample is written, or
+// the executor's end.
+void* newTreeGroup(ORX_MonitoringEventTaskExecutor& self, const void* registrySample);
+bool initializeTreeMemory(
+    ORX_MonitoringEventTaskExecutor& self, const ORX_MonitoringEventProperty_t& eventProperty);
+// The worker has gone. Takes any prefix of the above.
+void finalizeTreeMemory(ORX_MonitoringEventTaskExecutor& self);
+void deleteTreeGroup(ORX_MonitoringEventTaskExecutor& self, void* treeGroup);
 
 } // namespace orx::event
 

@@ -1,9 +1,11 @@
 #include "src/eventMetrics/EventSample.hpp"
 
 #include <cstring>
+#include <utility>
 
 #include "orxmonitoring2d/dds_entities_distribution_support.h"
 #include "src/dataModel/MetricCatalogue.h"
+#include "src/eventMetrics/EventPost.hpp"
 #include "src/eventMetrics/SnapshotPace.hpp"
 #include "src/log/Log.hpp"
 
@@ -97,7 +99,7 @@ int ORX_MonitoringEventTaskExecutor_onTaskAvailable(
     ORX_FAIL_IF(userData == ORX_NULL);
     ORX_FAIL_IF(task == ORX_NULL);
     auto& self = *static_cast<Executor*>(userData);
-    const auto& event = *static_cast<const Event*>(task->payload);
+    auto& event = *static_cast<Event*>(task->payload);
     if (!isSnapshot(event.kind))
         ++self.snapshotPace.changesRun;
     const ORX_Monitoring_MetricGroupInfo* groups =
@@ -112,7 +114,11 @@ int ORX_MonitoringEventTaskExecutor_onTaskAvailable(
     if (!isSnapshot(event.kind))
         return 1;
     orx::event::waitForRoom(self);
-    if (!sendSample(self))
+    const bool isSent = sendSample(self);
+    // Here and not in a collection, which holds up whoever pushes.
+    if (event.kind == ORX_MONITORING_EVENT_TASK_KIND_RESOURCE_SNAPSHOT)
+        orx::event::deleteTreeGroup(self, std::exchange(event.distributionMetricGroupMemory, nullptr));
+    if (!isSent)
         return ORX_FLOOD_WARNING(FAILED_TO_SEND, "Snapshot sample\n");
     return 1;
 }

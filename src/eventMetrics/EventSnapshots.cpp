@@ -34,11 +34,15 @@ bool postTree(Executor& self, Registry& registry) {
     if (!ORX_MonitoringResourceRegistry_refreshSampleSequence(&registry)) {
         return ORX_ERROR(FAILED_TO_UPDATE, "resource registry\n");
     }
+    void* tree = newTreeGroup(self, &registry.base);
+    if (tree == nullptr)
+        return false;
     const Event event{.resourceGuid = self.sample->info.root_resource_guid,
         .metricGroupIndex = ORX_MONITORING_APPLICATION_RESOURCE_REGISTRY_GROUP,
         .classId = ORX_MONITORING_APPLICATION_CLASS_ID,
-        .applicationMetricGroup = &registry.base,
-        .kind = ORX_MONITORING_EVENT_TASK_KIND_RESOURCE_SNAPSHOT};
+        .applicationMetricGroup = nullptr,
+        .kind = ORX_MONITORING_EVENT_TASK_KIND_RESOURCE_SNAPSHOT,
+        .treeGroup = tree};
     return postTaskAllQueues(self, event, 0);
 }
 

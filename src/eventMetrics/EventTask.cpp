@@ -137,6 +137,25 @@ ORX_MonitoringEventTask* ORX_MonitoringEventTask_new(struct REDAInlineMemory** m
     ORX_FAIL_IF(!isSnapshot &&
                 metricGroupIndex >=
                     ORX_Monitoring_getResourceInfo(resourceClassIdForMetricGroupInfo)->eventMetricGroupCount);
+    Task* self = ORX_MonitoringEventTask_newAround(memoryManager, concurrencyIndex, resourceGuid,
+        metricGroupIndex, resourceClassIdForMetricGroupInfo, nullptr, kind);
+    if (self == nullptr)
+        return nullptr;
+    const Arena arena{memoryManager, concurrencyIndex};
+    self->distributionMetricGroupMemory =
+        isSnapshot ? mapSnapshot(arena, groups, *static_cast<const MetricSeq*>(applicationMetricGroup))
+                   : mapGroup(arena, groups, metricGroupIndex, applicationMetricGroup);
+    if (self->distributionMetricGroupMemory == nullptr) {
+        (void)REDAInlineMemBuffer_release(self);
+        return nullptr;
+    }
+    return self;
+}
+
+ORX_MonitoringEventTask* ORX_MonitoringEventTask_newAround(struct REDAInlineMemory** memoryManager,
+    ORX_UINT32 concurrencyIndex, const DDS_Octet resourceGuid[16], ORX_UINT32 metricGroupIndex,
+    DDS_UnsignedLong resourceClassIdForMetricGroupInfo, void* distributionMetricGroup,
+    ORX_MonitoringEventTaskKind kind) {
     const Arena arena{memoryManager, concurrencyIndex};
     void* buffer = arena.reserve(sizeof(Task), "struct ORX_MonitoringEventTask");
     if (buffer == nullptr)
@@ -146,13 +165,7 @@ ORX_MonitoringEventTask* ORX_MonitoringEventTask_new(struct REDAInlineMemory** m
     self->metricGroupIndex = metricGroupIndex;
     self->resourceClassIdForMetricGroupInfo = resourceClassIdForMetricGroupInfo;
     self->kind = kind;
-    self->distributionMetricGroupMemory =
-        isSnapshot ? mapSnapshot(arena, groups, *static_cast<const MetricSeq*>(applicationMetricGroup))
-                   : mapGroup(arena, groups, metricGroupIndex, applicationMetricGroup);
-    if (self->distributionMetricGroupMemory == nullptr) {
-        (void)REDAInlineMemBuffer_release(self);
-        return nullptr;
-    }
+    self->distributionMetricGroupMemory = distributionMetricGroup;
     return self;
 }
 
@@ -165,7 +178,9 @@ int ORX_MonitoringEventTask_delete(ORX_MonitoringEventTask* self) {
             FAILED_TO_GET, "Metric group info of classId %u", self->resourceClassIdForMetricGroupInfo);
     }
     int result = 1;
-    if (self->kind == ORX_MONITORING_EVENT_TASK_KIND_METRIC_SNAPSHOT) {
+    if (self->distributionMetricGroupMemory == nullptr) {
+        // Freed before.
+    } else if (self->kind == ORX_MONITORING_EVENT_TASK_KIND_METRIC_SNAPSHOT) {
         result = deleteSnapshot(static_cast<MetricSeq*>(self->distributionMetricGroupMemory), groups);
     } else {
         groups[self->metricGroupIndex].deleteDistMetricGroupFunction(self->distributionMetricGroupMemory);

@@ -1,7 +1,8 @@
 /* The payload of an event task: what happened to which resource, with a private copy of the data.
  *
  * Threads: made on the caller's thread and freed on the worker's, both under the metric mutex of the queue
- * that owns it; read by the worker alone in between. Ownership: all of it lies in that queue's arena. */
+ * that owns it; read by the worker alone in between. Ownership: all of it lies in that queue's arena, but for
+ * the group of a tree snapshot (EventPost.hpp). */
 #ifndef ORX_EVENT_TASK_H
 #define ORX_EVENT_TASK_H
 
@@ -35,7 +36,9 @@ struct ORX_MonitoringEventTask {
     ORX_UINT32 metricGroupIndex;
     DDS_UnsignedLong resourceClassIdForMetricGroupInfo; /* the class whose group table applies */
     ORX_MonitoringEventTaskKind kind;
-    void* distributionMetricGroupMemory; /* for kind 6 an ORX_MonitoringEventTaskExecutorSnapshotMetricSeq */
+    /* For kind 6 an ORX_MonitoringEventTaskExecutorSnapshotMetricSeq. Null once it is freed ahead of the
+     * task. */
+    void* distributionMetricGroupMemory;
 };
 typedef struct ORX_MonitoringEventTask ORX_MonitoringEventTask;
 
@@ -50,6 +53,12 @@ ORX_MonitoringEventTaskExecutorSnapshotMetric* ORX_MonitoringEventTaskExecutorSn
 ORX_MonitoringEventTask* ORX_MonitoringEventTask_new(struct REDAInlineMemory** memoryManager,
     ORX_UINT32 concurrencyIndex, const DDS_Octet resourceGuid[16], ORX_UINT32 metricGroupIndex,
     DDS_UnsignedLong resourceClassIdForMetricGroupInfo, const void* applicationMetricGroup,
+    ORX_MonitoringEventTaskKind kind);
+/* The same around a group that is in distribution form already, and whose memory is not the queue's: the
+ * caller frees it, and sets the pointer to null before the task is deleted. */
+ORX_MonitoringEventTask* ORX_MonitoringEventTask_newAround(struct REDAInlineMemory** memoryManager,
+    ORX_UINT32 concurrencyIndex, const DDS_Octet resourceGuid[16], ORX_UINT32 metricGroupIndex,
+    DDS_UnsignedLong resourceClassIdForMetricGroupInfo, void* distributionMetricGroup,
     ORX_MonitoringEventTaskKind kind);
 /* Returns everything to the arena. Non-zero on success. */
 int ORX_MonitoringEventTask_delete(ORX_MonitoringEventTask* self);

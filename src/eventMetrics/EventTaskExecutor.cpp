@@ -54,6 +54,8 @@ bool initialize(Executor& self, const ORX_MonitoringEventProperty_t& eventProper
         self.sample->info.root_resource_guid, rootResourceGuid, sizeof self.sample->info.root_resource_guid);
     if (!initializePace(self.snapshotPace, *writer))
         return false;
+    if (!initializeTreeMemory(self, eventProperty))
+        return false;
     if (!orx::dataModel::prepareEventValues())
         return ORX_ERROR(FAILED_TO_INITIALIZE, "types of the event metric groups\n");
     return startTaskExecutor(self, eventProperty, threadName, concurrencyModel);
@@ -67,6 +69,7 @@ bool finalize(Executor& self) {
         ORX_MonitoringTaskExecutor_delete(self.taskExecutor);
         self.taskExecutor = nullptr;
     }
+    finalizeTreeMemory(self);
     self.writer = nullptr;
     if (self.sample != nullptr) {
         // What is cached pointed into an arena that is gone.

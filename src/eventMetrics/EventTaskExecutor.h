@@ -47,6 +47,11 @@ struct ORX_MonitoringEventTaskExecutor {
     struct DDS_Monitoring_Event* sample;
     ORX_MonitoringEventTaskKind previousEventKind; /* of what is cached in `sample`; NONE if nothing is */
     ORX_MonitoringEventSnapshotPace snapshotPace;
+    /* Owned. The groups of tree snapshots lie here and not in a queue's arena: they grow with the tree, and
+     * whoever pushes would wait for their making and freeing. */
+    struct REDAInlineMemory* treeMemory;
+    struct ORXOsapiSemaphore*
+        treeMutex; /* guards treeMemory; rank 4, and no program's thread ever takes it */
 };
 typedef struct ORX_MonitoringEventTaskExecutor ORX_MonitoringEventTaskExecutor;
 

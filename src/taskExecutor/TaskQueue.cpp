@@ -66,6 +66,19 @@ bool orx::taskExecutor::wakeWorker(ORX_MonitoringTaskExecutor& self) {
     return true;
 }
 
+REDAInlineMemoryProperty orx::taskExecutor::arenaProperty(REDAInlineMemorySize initialSize) {
+    return {
+        .initial = initialSize,
+        .maximal = maximalArenaSize,
+        .increment = arenaIncrementPercent,
+        .forceContiguousMemory = 0,
+        .initializeBuffersToZero = 0,
+        .lowerLevelAllocator = REDAInlineMemoryLowerLevelAllocator_mallocAllocate,
+        .lowerLevelFree = REDAInlineMemoryLowerLevelAllocator_mallocFree,
+        .lowerLevelAllocatorData = nullptr,
+    };
+}
+
 bool orx::taskExecutor::initializeQueue(
     Queue& queue, const ORX_MonitoringTaskExecutorProperty_t& property, ORX_UINT32 index) {
     ORX_FAIL_IF(property.mutexPool == ORX_NULL);
@@ -76,16 +89,7 @@ bool orx::taskExecutor::initializeQueue(
     queue.mutex = property.mutexPool[index];
     queue.concurrencyIndex = index;
     REDAInlineList_init(&queue.tasks);
-    const REDAInlineMemoryProperty arena{
-        .initial = property.initialMemoryManagerSize,
-        .maximal = maximalArenaSize,
-        .increment = arenaIncrementPercent,
-        .forceContiguousMemory = 0,
-        .initializeBuffersToZero = 0,
-        .lowerLevelAllocator = REDAInlineMemoryLowerLevelAllocator_mallocAllocate,
-        .lowerLevelFree = REDAInlineMemoryLowerLevelAllocator_mallocFree,
-        .lowerLevelAllocatorData = nullptr,
-    };
+    const REDAInlineMemoryProperty arena = arenaProperty(property.initialMemoryManagerSize);
     queue.memoryManager = REDAInlineMemory_new(&arena);
     if (queue.memoryManager == nullptr)
         return ORX_ERROR(FAILED_TO_CREATE, "Memory manager with index %u\n", index);

@@ -29,6 +29,8 @@ struct Batch {
     ForeignTask* inbox = nullptr;
 };
 
+// Of an arena that grows by half of itself.
+REDAInlineMemoryProperty arenaProperty(REDAInlineMemorySize initialSize);
 bool initializeQueue(Queue& queue, const ORX_MonitoringTaskExecutorProperty_t& property, ORX_UINT32 index);
 // Takes any prefix of the above, and memory of zeros.
 void finalizeQueue(Queue& queue);
