@@ -92,13 +92,9 @@ bool LogRing::add(LogMessage message) {
     return true;
 }
 
-void LogRing::applicationGone(const reading::Guid& application) {
+void LogRing::forgetOthers(const std::set<reading::Guid>& applications) {
     const std::lock_guard lock(mutex_);
-    const auto first = numbers_.lower_bound({application, 0});
-    auto last = first;
-    while (last != numbers_.end() && last->first.first == application)
-        ++last;
-    numbers_.erase(first, last);
+    std::erase_if(numbers_, [&](const auto& each) { return !applications.contains(each.first.first); });
 }
 
 std::vector<const LogMessage*> LogRing::select(const LogFilter& filter, std::size_t limit) const {

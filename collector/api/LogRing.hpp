@@ -15,6 +15,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -65,8 +66,8 @@ public:
 
     // False for a message of a snapshot that was told before.
     bool add(LogMessage message);
-    // Its numbers begin anew when it comes back.
-    void applicationGone(const reading::Guid& application);
+    // The numbers of applications that are not among these are forgotten.
+    void forgetOthers(const std::set<reading::Guid>& applications);
 
     // The newest that pass, the oldest of them first.
     std::vector<LogMessage> newest(const LogFilter& filter, std::size_t limit) const;

@@ -103,4 +103,8 @@ ListenSocket listenOn(const Address& address, std::string& error) {
     return listening;
 }
 
+void closeListener(int socket) {
+    close(socket);
+}
+
 } // namespace collector::http

@@ -21,6 +21,7 @@ struct ListenSocket {
     bool isLoopback = false;
 };
 ListenSocket listenOn(const Address& address, std::string& error);
+void closeListener(int socket);
 
 } // namespace collector::http
 

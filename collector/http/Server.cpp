@@ -92,12 +92,20 @@ MHD_Response* streamResponse(const std::shared_ptr<EventStream>& stream, MHD_Con
     return response;
 }
 
-MHD_Response* bodyResponse(std::string body) {
-    auto owned = std::make_unique<std::string>(std::move(body));
-    // Sent from where it is; the length is asked first, as the order of arguments is free.
-    const std::size_t size = owned->size();
+// A body that is being sent, and the sum of all of them.
+struct Body {
+    std::string text;
+    std::shared_ptr<std::atomic<std::size_t>> unsent;
+    ~Body() { unsent->fetch_sub(text.size(), std::memory_order_relaxed); }
+};
+
+MHD_Response* bodyResponse(std::string body, const std::shared_ptr<std::atomic<std::size_t>>& unsent) {
+    unsent->fetch_add(body.size(), std::memory_order_relaxed);
+    std::unique_ptr<Body> owned(new Body{std::move(body), unsent});
+    // Sent from where it is.
     MHD_Response* const response = MHD_create_response_from_buffer_with_free_callback_cls(
-        size, owned->data(), [](void* text) { delete static_cast<std::string*>(text); }, owned.get());
+        owned->text.size(), owned->text.data(), [](void* self) { delete static_cast<Body*>(self); },
+        owned.get());
     if (response != nullptr)
         static_cast<void>(owned.release());
     return response;
@@ -117,6 +125,7 @@ struct Server::Daemon {
     Workers quick;
     Workers slow;
     std::array<std::atomic<std::uint64_t>, 6> byClass{};
+    const std::shared_ptr<std::atomic<std::size_t>> unsent = std::make_shared<std::atomic<std::size_t>>(0);
 
     std::mutex mutex;
     std::condition_variable changed;
@@ -155,6 +164,12 @@ bool isTooLong(const Request& request, std::size_t limit) {
     std::uint64_t length = 0;
     const auto read = std::from_chars(text.data(), text.data() + text.size(), length);
     return !text.empty() && (read.ec != std::errc() || length > limit);
+}
+
+Response overloadedResponse() {
+    Response response = error(503, "overloaded", "too much is being sent to slow clients");
+    response.set("Retry-After", "5");
+    return response;
 }
 
 Response tooLargeResponse(std::size_t limit) {
@@ -222,9 +237,13 @@ void Server::Daemon::dispatch(Exchange& exchange, MHD_Connection* connection) {
 
 MHD_Result Server::Daemon::queue(Exchange& exchange, MHD_Connection* connection, Response response) {
     const bool isStream = response.stream != nullptr;
+    // Clients that take their answers slowly hold so much and no more.
+    if (const std::size_t waiting = unsent->load(std::memory_order_relaxed);
+        waiting != 0 && waiting + response.body.size() > options.unsentBytes)
+        response = overloadedResponse();
     OwnedResponse owned;
-    owned.response =
-        isStream ? streamResponse(response.stream, connection) : bodyResponse(std::move(response.body));
+    owned.response = isStream ? streamResponse(response.stream, connection)
+                              : bodyResponse(std::move(response.body), unsent);
     if (owned.response == nullptr)
         return MHD_NO;
     if (!response.contentType.empty())

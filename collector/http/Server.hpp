@@ -23,6 +23,7 @@ struct ServerOptions {
     std::size_t slots = 8;   // of the slow lane, which refuses
     // Of each connection: the request line and the headers fit in it, and an answer of too large ones too.
     std::size_t headerMemory = 32 * 1024;
+    std::size_t unsentBytes = 256U << 20U;        // of all answers that are being sent
     std::chrono::seconds silence{30};             // a client that neither sends nor takes
     std::chrono::milliseconds watchPeriod{250};   // how often connections are looked at
     std::chrono::milliseconds patienceAtEnd{700}; // for answers that are under way

@@ -333,6 +333,28 @@ TEST_F(HttpServer, AnAnswerThatIsNotReadIsCutOff) {
     EXPECT_TRUE(eventually([&] { return server_->counters().connections == 0; }));
 }
 
+TEST_F(HttpServer, SlowClientsHoldABoundedSum) {
+    ServerOptions options;
+    options.unsentBytes = 50'000'000;
+    start(options);
+    std::vector<std::unique_ptr<HttpClient>> clients; // of 20 MB each, which nobody reads
+    for (int i = 0; i < 4; ++i) {
+        clients.push_back(std::make_unique<HttpClient>(port_));
+        clients.back()->get("/large");
+        ASSERT_TRUE(eventually([&] { return server_->counters().requests > static_cast<std::uint64_t>(i); }));
+    }
+    EXPECT_EQ(server_->counters().byClass[2], 2U);
+    EXPECT_EQ(server_->counters().byClass[5], 2U);
+    const HttpAnswer refused = clients[3]->answer();
+    EXPECT_EQ(refused.status, 503);
+    EXPECT_EQ(nlohmann::json::parse(refused.body)["error"]["code"], "overloaded");
+    EXPECT_EQ(clients[0]->answer().body.size(), 20'000'000U);
+    ASSERT_TRUE(eventually([&] {
+        clients[3]->get("/large");
+        return clients[3]->answer().status == 200;
+    }));
+}
+
 TEST_F(HttpServer, StopsWithStreamsAndCommandsOpen) {
     start();
     HttpClient streaming(port_), waiting(port_), idle(port_), half(port_);

@@ -1,0 +1,273 @@
+#include "collector/run/Forwarding.hpp"
+
+#include <chrono>
+#include <cmath>
+#include <set>
+#include <thread>
+
+#include "orxmonitoring2d/orx_remote_administration_support.h"
+#include "reading/Guid.hpp"
+#include "zddsc/qos.h"
+
+namespace collector::run {
+
+namespace {
+
+struct ParticipantQos {
+    DDS_DomainParticipantQos value{};
+    ParticipantQos() { DDS_DomainParticipantQos_initialize(&value); }
+    ~ParticipantQos() { DDS_DomainParticipantQos_finalize(&value); }
+    ParticipantQos(const ParticipantQos&) = delete;
+    ParticipantQos& operator=(const ParticipantQos&) = delete;
+};
+
+// A schema value that is finalized with its scope.
+template <typename Value, auto initialize, auto finalize> struct Scoped {
+    Value value{};
+    Scoped() { initialize(&value); }
+    ~Scoped() { finalize(&value); }
+    Scoped(const Scoped&) = delete;
+    Scoped& operator=(const Scoped&) = delete;
+};
+using Exception = Scoped<DDS_Monitoring_MonitoringCommandError,
+    DDS_Monitoring_MonitoringCommandError_initialize, DDS_Monitoring_MonitoringCommandError_finalize>;
+template <typename Sequence, auto finalize> struct ScopedSequence {
+    Sequence value{};
+    ScopedSequence() = default;
+    ~ScopedSequence() { finalize(&value); }
+    ScopedSequence(const ScopedSequence&) = delete;
+    ScopedSequence& operator=(const ScopedSequence&) = delete;
+};
+using MetricSelectors =
+    ScopedSequence<DDS_Monitoring_MetricSelectorSequence, DDS_Monitoring_MetricSelectorSeq_finalize>;
+using LoggingGroups =
+    ScopedSequence<DDS_Monitoring_LoggingGroupSequence, DDS_Monitoring_LoggingGroupSeq_finalize>;
+using Expressions = ScopedSequence<DDS_StringSeq, DDS_StringSeq_finalize>;
+using Matches = ScopedSequence<ORX_MonitoringForwarderApplicationResourcePtrSeq,
+    ORX_MonitoringForwarderApplicationResourcePtrSeq_finalize>;
+
+bool fill(char*& text, const std::string& value) {
+    return DDS_String_replace(&text, value.c_str()) != nullptr;
+}
+
+// Makes the sequence as long as the values, and fills each element.
+template <auto ensureLength, auto getReference, typename Sequence, typename Values, typename FillOne>
+bool fillEach(Sequence& sequence, const Values& values, FillOne fillOne) {
+    const auto count = static_cast<DDS_Long>(values.size());
+    if (!ensureLength(&sequence, count, count))
+        return false;
+    DDS_Long i = 0;
+    for (const auto& value : values) {
+        if (!fillOne(*getReference(&sequence, i++), value))
+            return false;
+    }
+    return true;
+}
+
+bool fill(DDS_StringSeq& sequence, const std::vector<std::string>& values) {
+    return fillEach<DDS_StringSeq_ensure_length, DDS_StringSeq_get_reference>(
+        sequence, values, [](char*& element, const std::string& value) { return fill(element, value); });
+}
+
+bool fill(
+    DDS_Monitoring_MetricSelectorSequence& sequence, const std::vector<api::MetricSelector>& selectors) {
+    return fillEach<DDS_Monitoring_MetricSelectorSeq_ensure_length,
+        DDS_Monitoring_MetricSelectorSeq_get_reference>(
+        sequence, selectors, [](DDS_Monitoring_MetricSelector& element, const api::MetricSelector& selector) {
+            return fill(element.resource_selector, selector.resources) &&
+                   fill(element.subscribe_metric_selector, selector.subscribe) &&
+                   fill(element.unsubscribe_metric_selector, selector.unsubscribe);
+        });
+}
+
+bool fill(
+    DDS_Monitoring_LoggingSettingSeq& sequence, const std::vector<api::LoggingGroup::Setting>& settings) {
+    return fillEach<DDS_Monitoring_LoggingSettingSeq_ensure_length,
+        DDS_Monitoring_LoggingSettingSeq_get_reference>(sequence, settings,
+        [](DDS_Monitoring_LoggingSetting& element, const api::LoggingGroup::Setting& setting) {
+            element.facility = setting.facility;
+            element.verbosity = static_cast<DDS_Monitoring_SyslogVerbosity>(setting.verbosity);
+            return true;
+        });
+}
+
+bool fill(DDS_Monitoring_LoggingGroupSequence& sequence, const std::vector<api::LoggingGroup>& groups) {
+    return fillEach<DDS_Monitoring_LoggingGroupSeq_ensure_length,
+        DDS_Monitoring_LoggingGroupSeq_get_reference>(
+        sequence, groups, [](DDS_Monitoring_LoggingGroup& element, const api::LoggingGroup& group) {
+            return fill(element.application_selector, group.applications) &&
+                   fill(element.logging_settings, group.settings);
+        });
+}
+
+template <typename Argument, typename Values, typename Call>
+bool call(const Values& values, Call operation, ORX_MonitoringForwarder* forwarder,
+    DDS_Monitoring_MonitoringCommandError* exception) {
+    Argument argument;
+    if (!fill(argument.value, values))
+        return false;
+    operation(forwarder, exception, &argument.value);
+    return true;
+}
+
+bool sendTo(ORX_MonitoringForwarder* forwarder, const api::Command& command,
+    DDS_Monitoring_MonitoringCommandError* exception) {
+    switch (command.kind) {
+    case api::CommandKind::setMetricSubscriptionState:
+        return call<MetricSelectors>(
+            command.metrics, ORX_MonitoringForwarder_set_metric_subscription_state, forwarder, exception);
+    case api::CommandKind::updateMetricSubscriptionState:
+        return call<MetricSelectors>(
+            command.metrics, ORX_MonitoringForwarder_update_metric_subscription_state, forwarder, exception);
+    case api::CommandKind::setLoggingCollectionLevel:
+        return call<LoggingGroups>(
+            command.groups, ORX_MonitoringForwarder_set_logging_collection_level, forwarder, exception);
+    case api::CommandKind::setLoggingForwardingLevel:
+        return call<LoggingGroups>(
+            command.groups, ORX_MonitoringForwarder_set_logging_forwarding_level, forwarder, exception);
+    case api::CommandKind::requestResourceRegistry:
+        return call<Expressions>(
+            command.applications, ORX_MonitoringForwarder_request_resource_registry, forwarder, exception);
+    }
+    return false;
+}
+
+std::vector<std::string> selectorsOf(const api::Command& command) {
+    std::vector<std::string> selectors = command.applications;
+    for (const auto& each : command.metrics)
+        selectors.push_back(each.resources);
+    for (const auto& each : command.groups)
+        selectors.push_back(each.applications);
+    return selectors;
+}
+
+// "/applications/app//data_writers/*" concerns "/applications/app": what stands before a deeper part. Of an
+// expression that begins in any depth, all applications.
+std::string applicationPart(const std::string& selector) {
+    constexpr std::string_view root = "/applications/";
+    if (!selector.starts_with(root))
+        return selector.starts_with("//") ? "/applications" : selector;
+    std::size_t depth = 0;
+    for (std::size_t i = root.size(); i < selector.size(); ++i) {
+        if (selector[i] == '(' || selector[i] == '[')
+            ++depth;
+        else if ((selector[i] == ')' || selector[i] == ']') && depth > 0)
+            --depth;
+        else if (selector[i] == '/' && depth == 0)
+            return selector.substr(0, i);
+    }
+    return selector;
+}
+
+} // namespace
+
+bool Forwarding::open(const Options& options, std::string& error) {
+    DDS_DomainParticipantFactory* const factory = DDS_DomainParticipantFactory_get_instance();
+    ParticipantQos qos;
+    if (factory == nullptr ||
+        DDS_DomainParticipantFactory_get_participant_qos_from_profile(
+            factory, &qos.value, DDS_BUILTIN_QOS_LIB, DDS_PROFILE_GENERIC_MONITORING2) != DDS_RETCODE_OK) {
+        error = "the built-in profile is missing";
+        return false;
+    }
+    if (!options.peers.empty() && !fill(qos.value.discovery.initial_peers, options.peers)) {
+        error = "out of memory";
+        return false;
+    }
+    ORX_MonitoringForwarderProperty_t property = ORX_MONITORING_FORWARDER_PROPERTY_DEFAULT;
+    property.domain_id = options.domain;
+    property.participant_qos = &qos.value;
+    const double whole = std::floor(options.commandTimeout);
+    property.command_manager_timeout.sec = static_cast<DDS_Long>(whole);
+    property.command_manager_timeout.nanosec =
+        static_cast<DDS_UnsignedLong>((options.commandTimeout - whole) * 1e9);
+    forwarder_ = ORX_MonitoringForwarder_new(factory, &property);
+    if (forwarder_ == nullptr) {
+        error = "cannot join domain " + std::to_string(options.domain);
+        return false;
+    }
+    isClosing_ = false;
+    return true;
+}
+
+bool Forwarding::enter() {
+    const std::lock_guard lock(mutex_);
+    if (isClosing_)
+        return false;
+    ++inside_;
+    return true;
+}
+
+void Forwarding::leave() {
+    const std::lock_guard lock(mutex_);
+    --inside_;
+}
+
+void Forwarding::close() {
+    if (forwarder_ == nullptr)
+        return;
+    bool isAnyoneInside = false;
+    {
+        const std::lock_guard lock(mutex_);
+        isClosing_ = true;
+        isAnyoneInside = inside_ != 0;
+    }
+    // Whoever has just entered reaches the forwarder, which then ends the command and waits for its caller.
+    if (isAnyoneInside)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    ORX_MonitoringForwarder_delete(forwarder_);
+    forwarder_ = nullptr;
+}
+
+Intake::Readers Forwarding::readers() const {
+    const ORX_MonitoringForwarderEntities& entities = *forwarder_->entities;
+    return {entities.event_reader, entities.periodic_reader, entities.logging_reader};
+}
+
+std::size_t Forwarding::destinationsOf(const api::Command& command) {
+    std::set<const void*> applications;
+    if (!ORX_MonitoringForwarder_lock_application_registry(forwarder_))
+        return 0;
+    for (const std::string& selector : selectorsOf(command)) {
+        Matches matches;
+        if (!ORX_MonitoringForwarder_find_matching_applications(
+                forwarder_, &matches.value, applicationPart(selector).c_str()))
+            continue;
+        for (DDS_Long i = 0; i < ORX_MonitoringForwarderApplicationResourcePtrSeq_get_length(&matches.value);
+             ++i)
+            applications.insert(ORX_MonitoringForwarderApplicationResourcePtrSeq_get(&matches.value, i));
+    }
+    ORX_MonitoringForwarder_unlock_application_registry(forwarder_);
+    return applications.size();
+}
+
+api::CommandResult Forwarding::send(const api::Command& command) {
+    api::CommandResult result;
+    Exception exception;
+    if (!enter()) {
+        result.errorMessage = "the collector ends";
+        return result;
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    result.destinations = destinationsOf(command);
+    if (sendTo(forwarder_, command, &exception.value)) {
+        result.retCode = static_cast<int>(exception.value.ret_code);
+        if (exception.value.error_message != nullptr)
+            result.errorMessage = exception.value.error_message;
+    } else {
+        result.errorMessage = "out of memory";
+    }
+    leave();
+    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    return result;
+}
+
+void Forwarding::requestRegistries(const std::vector<reading::Guid>& applications) {
+    api::Command command;
+    command.kind = api::CommandKind::requestResourceRegistry;
+    for (const reading::Guid& each : applications)
+        command.applications.push_back("/applications/" + reading::guidText(each));
+    static_cast<void>(send(command));
+}
+
+} // namespace collector::run

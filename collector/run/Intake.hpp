@@ -1,0 +1,65 @@
+// Takes the samples of the three topics from their readers and feeds model and log messages, on a thread of
+// its own.
+//
+// Ownership: readers, model and log intake outlive it. Loans and conditions are given back by stop, before
+// the readers go. Threads: start and stop by the owner, counters by any.
+#ifndef COLLECTOR_RUN_INTAKE_HPP
+#define COLLECTOR_RUN_INTAKE_HPP
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <thread>
+
+#include "collector/model/Model.hpp"
+#include "collector/run/LogIntake.hpp"
+#include "zddsc/conditions.h"
+#include "zddsc/entities.h"
+
+namespace collector::run {
+
+class Intake {
+public:
+    struct Readers {
+        DDS_DataReader* event = nullptr;
+        DDS_DataReader* periodic = nullptr;
+        DDS_DataReader* logging = nullptr;
+    };
+    Intake(Model& model, LogIntake& logs) : model_(model), logs_(logs) {}
+    ~Intake() { stop(); }
+    Intake(const Intake&) = delete;
+    Intake& operator=(const Intake&) = delete;
+
+    bool start(const Readers& readers, std::string& error);
+    void stop();
+
+    struct TopicLosses {
+        const char* topic;
+        std::uint64_t notCached; // came faster than they were taken
+        std::uint64_t failed;    // were taken, but not taken over, for lack of memory
+    };
+    std::array<TopicLosses, 3> losses() const;
+
+private:
+    bool attach(DDS_DataReader* reader, DDS_ReadCondition*& condition);
+    void run();
+    void takeEvents();
+    void takePeriodics();
+    void takeLogs();
+    void detach();
+
+    Model& model_;
+    LogIntake& logs_;
+    Readers readers_;
+    DDS_WaitSet* waitSet_ = nullptr;
+    DDS_GuardCondition* stopped_ = nullptr;
+    std::array<DDS_ReadCondition*, 3> conditions_{};
+    std::atomic<bool> isStopped_{false};
+    std::array<std::atomic<std::uint64_t>, 3> failed_{};
+    std::thread thread_;
+};
+
+} // namespace collector::run
+
+#endif
