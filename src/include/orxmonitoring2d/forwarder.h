@@ -103,9 +103,11 @@ ORX_SCHEMA_EXPORT DDS_Boolean ORX_MonitoringForwarder_lock_application_registry(
     ORX_MonitoringForwarder* self);
 ORX_SCHEMA_EXPORT DDS_Boolean ORX_MonitoringForwarder_unlock_application_registry(
     ORX_MonitoringForwarder* self);
-/* Fills an initialized sequence with the applications that a path expression addresses, such as
- * "/applications" for all, "/applications/app1", or "//[<GUID>]". An application is known by its fully
- * qualified name, or by its GUID. Lock the registry before the call, for as long as the pointers are used. */
+/* Fills an initialized sequence with the applications that a path expression addresses. Behind
+ * "/applications/" stands a star for all of them, or a GUID in the form that DDS_Monitoring_GUID_toStr
+ * writes. To the expression an application is a lone node whose name is the fully qualified one, so that a
+ * bare application name finds nothing here. Lock the registry before the call, for as long as the pointers
+ * are used. */
 ORX_SCHEMA_EXPORT DDS_Boolean ORX_MonitoringForwarder_find_matching_applications(
     ORX_MonitoringForwarder* self, ORX_MonitoringForwarderApplicationResourcePtrSeq* app_seq,
     const char* resource_name_expr);
