@@ -6,6 +6,7 @@
 #ifndef COLLECTOR_OWN_METRICS_HPP
 #define COLLECTOR_OWN_METRICS_HPP
 
+#include <cstddef>
 #include <functional>
 #include <initializer_list>
 #include <string>
@@ -48,6 +49,8 @@ private:
 void addModelMetrics(OwnMetrics& own, const Model& model);
 // Memory, processor time and start of this process.
 void addProcessMetrics(OwnMetrics& own);
+// Resident memory of this process; 0 when the system does not tell.
+std::size_t residentBytes();
 
 } // namespace collector
 
