@@ -65,6 +65,9 @@ int32_t ZddsCyclone_write(const struct ZddsCycloneEndpoint* writer, const struct
     }
     *sequenceNumber = sample->sequenceNumber = lastSequenceNumber(writer->record) + 1;
     const int32_t result = dds_forwardcdr(writer->entity, data); /* takes the reference in any case */
+    /* A program that batches its writes does so for all writers of its process, and a batch that is not full
+     * would wait for its next sample. */
+    dds_write_flush(writer->entity);
     ZddsCyclone_unpin(&pin);
     return result;
 }

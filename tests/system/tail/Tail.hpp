@@ -24,6 +24,12 @@ public:
         const auto lines = linesWith(output(), parts);
         return lines.empty() ? "" : lines.front();
     }
+    // Reads on until the condition holds.
+    template <class Condition> void awaitUntil(Condition condition, double bound = 2 * patience) {
+        for (int i = 0; i < bound * 10 && !condition(); ++i)
+            (void)waitForLine({"no such line"}, 0.1);
+        EXPECT_TRUE(condition()) << output() << errors();
+    }
 
 private:
     static Command command(const std::string& domain, Command options) {
@@ -49,8 +55,8 @@ public:
 class Application : public Process {
 public:
     Application(const std::string& monitoring, const std::string& domain, const std::string& name,
-        const Command& options = {})
-        : Process(line(monitoring, domain, name, options), loopbackOnly()) {}
+        const Command& options = {}, const Environment& environment = loopbackOnly())
+        : Process(line(monitoring, domain, name, options), environment) {}
 
     void command(const std::string& text) {
         say(text);

@@ -303,6 +303,26 @@ TEST(Tail, TellsALateComerTheTreeAndTheMetricsOnceAsASnapshot) {
     EXPECT_EQ(linesWith(late.output(), {"/?"}).size(), 0u) << late.output();
 }
 
+// A program that has the engine hold samples back until it flushes them, by its configuration or by
+// dds_write_set_batch, does so for all writers of the process: what of the monitoring did not fill a packet
+// came with the next change, whenever that was.
+TEST(Tail, ShowsEveryChangeOfAProgramThatBatchesItsWrites) {
+    Environment batching = loopbackOnly();
+    batching["CYCLONEDDS_URI"] += "<Internal><WriteBatch>true</WriteBatch></Internal>";
+    Tail tail(testDomainText(1));
+    Application program(testDomainText(1), testDomainText(2), "first", {}, batching);
+    for (const std::string name : {"alpha", "beta", "gamma"}) {
+        const std::string path = "/domain_participants/" + name;
+        program.command("participant " + name);
+        tail.await({path + "/", "/data_writers/Square_", "registered_type_name"});
+        tail.await({path + "/", "/data_readers/Square_", "registered_type_name"});
+        program.command("delete " + name);
+        tail.await({path + "  deleted"});
+        tail.await({path + "/", "/data_writers/Square_", "  deleted"});
+        tail.await({path + "/", "/data_readers/Square_", "  deleted"});
+    }
+}
+
 TEST(Tail, ShowsTheMemoryOfAMonitoredProgram) {
     Tail tail(testDomainText(2));
     Application program(testDomainText(2), testDomainText(3), "measured",
