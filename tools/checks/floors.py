@@ -44,6 +44,7 @@ FLOORS = [
     ("tail/", 12),
     ("send/", 12),
     ("collector/", 12),
+    ("ctl/", 12),
 ]
 # Public headers are included by their installed names.
 PUBLIC = [
@@ -64,7 +65,7 @@ def floor_of(path):
 
 
 def sources():
-    for top in ("src", "middleware", "agent", "tail", "send", "reading", "collector"):
+    for top in ("src", "middleware", "agent", "tail", "send", "reading", "collector", "ctl"):
         for folder, _, names in os.walk(os.path.join(ROOT, top)):
             for name in sorted(names):
                 if name.endswith((".c", ".h", ".cpp", ".hpp")):
