@@ -72,11 +72,15 @@ void ResourceTree::replaceApplication(const Guid& application, std::vector<Resou
     }
     for (const Guid& guid : gone)
         remove(guid, onRemoved);
+    // Who is told of one may ask for the path of any other.
+    std::vector<Guid> added;
     for (Resource& resource : resources) {
         const Guid guid = resource.guid;
         if (put(std::move(resource)) == Outcome::added)
-            onAdded(resources_.at(guid));
+            added.push_back(guid);
     }
+    for (const Guid& guid : added)
+        onAdded(resources_.at(guid));
 }
 
 void ResourceTree::setMetricIds(const Guid& guid, std::vector<std::uint32_t> metricIds) {

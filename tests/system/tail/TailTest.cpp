@@ -294,8 +294,11 @@ TEST(Tail, TellsALateComerTheTreeAndTheMetricsOnceAsASnapshot) {
     for (const char* kind : {"created", "status_publication_matched_1", "topic_name", "hostname"}) {
         std::map<std::string, int> told;
         for (const std::string& line :
-            linesWith(late.output(), {std::string("  ") + kind + "  ", "[snapshot "}))
-            ++told[line.substr(line.find("/applications/"), line.find(kind) - line.find("/applications/"))];
+            linesWith(late.output(), {std::string("  ") + kind + "  ", "[snapshot "})) {
+            const size_t path = line.find("/applications/");
+            ASSERT_NE(path, std::string::npos) << line << "\nin\n" << late.output();
+            ++told[line.substr(path, line.find(kind) - path)];
+        }
         EXPECT_FALSE(told.empty()) << kind;
         for (const auto& [path, count] : told)
             EXPECT_EQ(count, 1) << path << " " << kind;

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <initializer_list>
 
 #include "src/dataModel/MetricCatalogue.h"
 
@@ -199,6 +201,66 @@ TEST_F(Patient, ChangesWaitForTheNameOfTheirApplication) {
     EXPECT_EQ(changes[0].path, "/applications/app");
     EXPECT_EQ(changes[1].path, "/applications/app/domain_participants/p");
     EXPECT_EQ(changes[1].application, "app");
+}
+
+struct Named {
+    unsigned char number;
+    unsigned char owner;
+    DDS_UnsignedLong classId;
+    const char* name;
+};
+
+// The registry of the application 1, as its snapshot tells it.
+void tellRegistry(tail::Interpreter& interpreter, std::initializer_list<Named> resources) {
+    Event event;
+    event->value._d = static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
+    setGuid(event->info.root_resource_guid, 1);
+    setGuid(event->resource_guid, 1);
+    event->info.is_snapshot = DDS_BOOLEAN_TRUE;
+    auto* registry = DDS_Monitoring_ResourceRegistryPluginSupport_create_data();
+    ASSERT_NE(registry, nullptr);
+    event->value._u.application.resource_registry = registry;
+    auto& references = registry->resources;
+    ASSERT_TRUE(DDS_Monitoring_ResourceReferenceSeq_set_length(
+        &references, static_cast<DDS_Long>(resources.size())));
+    DDS_Long index = 0;
+    for (const Named& each : resources) {
+        auto*& resource = *DDS_Monitoring_ResourceReferenceSeq_get_reference(&references, index++);
+        if (resource == nullptr)
+            resource = DDS_Monitoring_ResourcePluginSupport_create_data();
+        setGuid(resource->guid, each.number);
+        if (each.owner != 0)
+            setGuid(resource->owner_guid, each.owner);
+        resource->class_id = static_cast<DDS_Monitoring_ResourceClassId>(each.classId);
+        ASSERT_NE(DDS_String_replace(&resource->name, each.name), nullptr);
+    }
+    interpreter.event(*event, infoOf(7));
+}
+
+void tellTopicName(tail::Interpreter& interpreter, unsigned char topic) {
+    Event event;
+    setGuid(event->info.root_resource_guid, 1);
+    setGuid(event->resource_guid, topic);
+    event->info.is_snapshot = DDS_BOOLEAN_TRUE;
+    event->value._d = static_cast<DDS_Long>(ORX_MONITORING_TOPIC_CLASS_ID);
+    ASSERT_NE(DDS_String_replace(&event->value._u.topic.topic_name, "square"), nullptr);
+    interpreter.event(*event, infoOf(7));
+}
+
+// Who joins in the middle of a snapshot meant for another gets values before the registry.
+TEST_F(Patient, WhatWaitedForARegistryIsToldWithThePathsThatItNames) {
+    interpreter.tick(1000);
+    tellTopicName(interpreter, 3);
+    EXPECT_TRUE(changes.empty());
+    tellRegistry(interpreter,
+        {{1, 0, ORX_MONITORING_APPLICATION_CLASS_ID, "app"}, {2, 1, ORX_MONITORING_PARTICIPANT_CLASS_ID, "p"},
+            {3, 2, ORX_MONITORING_TOPIC_CLASS_ID, "t"}});
+    ASSERT_EQ(changes.size(), 4U);
+    for (const Change& change : changes)
+        EXPECT_TRUE(change.path.starts_with("/applications/app")) << change.path;
+    EXPECT_EQ(std::count_if(changes.begin(), changes.end(),
+                  [](const Change& change) { return change.group == "topic_name"; }),
+        1);
 }
 
 TEST_F(Patient, ChangesDoNotWaitForEver) {
