@@ -12,6 +12,7 @@
 #include "orxmonitoring2d/dds_entities_distribution_support.h"
 #include "orxmonitoring2d/dds_logging_support.h"
 #include "orxmonitoring2d/forwarder.h"
+#include "orxmonitoring2d/path_tokenizer.h"
 #include "src/entities/LibraryEntities.h"
 #include "src/monitoringForwarder/MonitoringForwarder.h"
 #include "tests/helpers/LogCapture.hpp"
