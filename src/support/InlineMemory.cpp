@@ -1,8 +1,10 @@
 // A block is a ring: `head` is the oldest buffer that is not released, `tail` is where the next one
 // goes. Buffers tile the ring, each behind its header, so that the head can step over what has been
-// released, whatever the order; every buffer is stepped over once. A block whose last buffer is
-// released starts afresh, and goes to the list of free blocks unless it is the current one. The most
-// recently freed block is used first, as it is the one that is still in the caches.
+// released, whatever the order; every buffer is stepped over once, and not too many at a time: an old
+// buffer may have kept the head behind thousands that have been released since, and whoever releases
+// it holds a lock that others wait for. A block whose last buffer is released starts afresh, and goes to the
+// list of free blocks unless it is the current one. The most recently freed block is used first, as it is the
+// one that is still in the caches.
 //
 //   wrapped == false:  [ free | head ... tail | free ]
 //   wrapped == true:   [ ... tail | free | head ... end | unused ]
@@ -202,12 +204,31 @@ BufferHeader* takeFromNewBlock(REDAInlineMemory& arena, std::size_t span, std::s
     return takeFrom(*block, span, alignment);
 }
 
-// The last resort at the bound: what has become free at the front of a block that is still in use.
+// More than one reservation adds, so that the head catches up.
+constexpr std::size_t stepsOfRelease = 64;
+
+// Steps the head over released buffers, over so many at most; at least one buffer of the block lives.
+void advanceHead(Block& block, std::size_t most) {
+    for (std::size_t i = 0; i < most; ++i) {
+        if (block.wrapped && block.head == block.end) {
+            block.head = 0;
+            block.wrapped = false;
+        }
+        const BufferHeader* header = block.headerAt(block.head);
+        if (header->mark == block.mark)
+            return;
+        block.head += header->span;
+    }
+}
+
+// The last resort at the bound: what has become free at the front of a block that is still in use, where the
+// head has not come to it yet too.
 // That block becomes the current one.
 BufferHeader* takeFromAnyBlock(REDAInlineMemory& arena, std::size_t span, std::size_t alignment) {
     for (Block* block = arena.blocks; block != nullptr; block = block->next) {
         if (block->live == 0)
             continue; // the current block or a free one: tried before
+        advanceHead(*block, std::numeric_limits<std::size_t>::max());
         BufferHeader* header = takeFrom(*block, span, alignment);
         if (header == nullptr)
             continue;
@@ -233,20 +254,6 @@ void startAfresh(Block& block) {
     block.tail = 0;
     block.end = 0;
     block.wrapped = false;
-}
-
-// Steps the head over released buffers; at least one buffer of the block lives.
-void advanceHead(Block& block) {
-    for (;;) {
-        if (block.wrapped && block.head == block.end) {
-            block.head = 0;
-            block.wrapped = false;
-        }
-        const BufferHeader* header = block.headerAt(block.head);
-        if (header->mark == block.mark)
-            return;
-        block.head += header->span;
-    }
 }
 
 bool isUsable(const REDAInlineMemoryProperty& property) {
@@ -359,7 +366,7 @@ int REDAInlineMemBuffer_release(void* buffer) {
         if (arena.current != &block)
             pushFree(arena, block);
     } else {
-        advanceHead(block);
+        advanceHead(block, stepsOfRelease);
     }
     return ORX_TRUE;
 }

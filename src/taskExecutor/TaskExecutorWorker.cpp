@@ -14,7 +14,7 @@ using namespace orx::taskExecutor;
 constexpr ORXNtpTime collectionTimeout{0, 0x7FFF9400U}; // 500 ms
 // So many tasks are walked while the mutex is held once: a producer that waits for it waits for some
 // microseconds, however many tasks there are.
-constexpr unsigned collectionStep = 64;
+constexpr unsigned collectionStep = 16;
 
 bool isRunning(ORX_MonitoringTaskExecutor& self) {
     // Relaxed: the semaphore that finalize gives afterwards orders everything else.

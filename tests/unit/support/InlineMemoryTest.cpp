@@ -226,6 +226,52 @@ TEST(InlineMemory, ContiguousArenaHasOneBlockAndGoesRound) {
     EXPECT_EQ(infoOf(arena.manager).blocks, 1U);
 }
 
+// The oldest goes last, and a release steps over some of those behind it only.
+TEST(InlineMemory, WhatAnOldBufferKeptIsFoundAtTheBound) {
+    LowerLevel level;
+    REDAInlineMemoryProperty property = propertyOf(level, 64 * 1024);
+    property.forceContiguousMemory = 1;
+    Arena arena(property);
+    void* oldest = arena.reserve(16);
+    std::vector<void*> others;
+    while (void* buffer = arena.reserve(16))
+        others.push_back(buffer);
+    void* youngest = others.back();
+    others.pop_back();
+    ASSERT_GT(others.size(), 1000U);
+    for (void* buffer : others)
+        ASSERT_TRUE(REDAInlineMemBuffer_release(buffer));
+    ASSERT_TRUE(REDAInlineMemBuffer_release(oldest));
+    void* large = arena.reserve(60 * 1024);
+    EXPECT_NE(large, nullptr);
+    EXPECT_TRUE(REDAInlineMemBuffer_release(large));
+    EXPECT_TRUE(REDAInlineMemBuffer_release(youngest));
+    EXPECT_EQ(infoOf(arena.manager).liveBuffers, 0U);
+}
+
+TEST(InlineMemory, WhatAnOldBufferKeptIsUsedAgainByAQueue) {
+    LowerLevel level;
+    Arena arena(propertyOf(level, 64 * 1024));
+    std::deque<void*> queue{arena.reserve(16)};
+    for (int round = 0; round < 20; ++round) {
+        // It grows behind one old buffer, which goes last; one young one stays.
+        for (int i = 0; i < 1900; ++i)
+            queue.push_back(arena.reserve(16));
+        for (std::size_t i = 1; i + 1 < queue.size(); ++i)
+            ASSERT_TRUE(REDAInlineMemBuffer_release(queue[i]));
+        ASSERT_TRUE(REDAInlineMemBuffer_release(queue.front()));
+        queue = {queue.back()};
+        // A short queue meanwhile: the head catches up.
+        for (int i = 0; i < 100; ++i) {
+            queue.push_back(arena.reserve(16));
+            ASSERT_TRUE(REDAInlineMemBuffer_release(queue.front()));
+            queue.pop_front();
+        }
+    }
+    EXPECT_LE(infoOf(arena.manager).blocks, 3U);
+    EXPECT_EQ(infoOf(arena.manager).liveBuffers, 1U);
+}
+
 TEST(InlineMemory, BufferLargerThanEveryBlockGetsABlock) {
     LowerLevel level;
     Arena arena(propertyOf(level, 128));
