@@ -46,7 +46,7 @@ std::string row(const ApplicationView& application) {
     const std::string guid = reading::guidDigits(application.guid);
     const auto seconds =
         static_cast<std::uint64_t>(std::max(0.0, std::round(application.lastSampleSecondsAgo)));
-    return "<tr><td><a href=\"/api/v1/resources?path=//%5BGUID(" + guid + ")%5D//*\">" +
+    return "<tr><td><a href=\"/api/v1/resources?path=/applications/GUID(" + guid + ")//*\">" +
            escapedHtml(application.name) + "</a></td>" + cell(application.host.value_or("")) +
            cell(application.processId ? std::to_string(*application.processId) : "") +
            number(application.resources) + number(application.series) + number(seconds) + cell(guid) +
