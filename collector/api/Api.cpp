@@ -162,6 +162,8 @@ http::Response Api::applications() const {
 http::Response Api::resources(const http::Request& request) const {
     const Parameters parameters(request, {"path", "metrics", "limit", "after"});
     const std::string* const path = parameters.text("path");
+    if (path != nullptr && !path->starts_with("/"))
+        throw BadRequest("the parameter \"path\" is a path expression, which begins with a slash");
     const bool withMetrics = parameters.flag("metrics");
     const std::size_t limit = parameters.number("limit", mostResources, 1, mostResources);
     Guid after = reading::noGuid;

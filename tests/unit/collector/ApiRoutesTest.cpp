@@ -1,6 +1,7 @@
 // Every endpoint through the service, over a model with one application.
 #include <gtest/gtest.h>
 
+#include "orxmonitoring2d/metric_catalogue.h"
 #include "tests/unit/collector/ApiFixture.hpp"
 
 using namespace collector;
@@ -72,10 +73,24 @@ TEST_F(ApiRoutes, ApplicationsByName) {
 
 TEST_F(ApiRoutes, WhatAnApplicationTellsOfItself) {
     app.createSmallTree();
-    app.send(fullEvent(ResourceClass::application, 3), 0);
+    auto event = Event(DDS_Monitoring_EventPluginSupport_create_data());
+    event->value._d = static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
+    event->value._u.application.hostname = DDS_String_dup("robot7");
+    auto* config = DDS_Monitoring_LoggingConfigPluginSupport_create_data();
+    DDS_Monitoring_LoggingSettingSeq_ensure_length(&config->logging_forwarding, 2, 2);
+    auto* setting = DDS_Monitoring_LoggingSettingSeq_get_reference(&config->logging_forwarding, 0);
+    setting->facility = 23;
+    setting->verbosity = DDS_Monitoring_SyslogVerbosity_SYSLOG_VERBOSITY_WARNING;
+    setting = DDS_Monitoring_LoggingSettingSeq_get_reference(&config->logging_forwarding, 1);
+    setting->facility = 17;
+    setting->verbosity = DDS_Monitoring_SyslogVerbosity_SYSLOG_VERBOSITY_SILENT;
+    event->value._u.application.logging = config;
+    app.send(std::move(event), 0);
     const json one = get("/api/v1/applications")["applications"][0];
-    EXPECT_TRUE(one["host"].is_string());
-    EXPECT_TRUE(one["process_id"].is_number());
+    EXPECT_EQ(one["host"], "robot7");
+    EXPECT_EQ(one["process_id"], nullptr);
+    EXPECT_EQ(one["logging"]["forwarding"], json::parse(R"({"middleware": "warning", "17": "silent"})"));
+    EXPECT_EQ(one["logging"]["collection"], json::object());
 }
 
 TEST_F(ApiRoutes, ResourcesAreATree) {
@@ -126,8 +141,8 @@ TEST_F(ApiRoutes, ResourcesInPages) {
 }
 
 TEST_F(ApiRoutes, WhatCannotBeReadIsRefused) {
-    for (const char* target : {"/api/v1/resources?path=data_writers",
-             "/api/v1/resources?path=", "/api/v1/resources?limit=0", "/api/v1/resources?limit=10001",
+    for (const char* target : {"/api/v1/resources?path=data_writers", "/api/v1/resources?path=",
+             "/api/v1/resources?path=///", "/api/v1/resources?limit=0", "/api/v1/resources?limit=10001",
              "/api/v1/resources?limit=x", "/api/v1/resources?metrics=yes", "/api/v1/resources?after=1",
              "/api/v1/resources?more=1", "/api/v1/resources?limit=1&limit=2", "/api/v1/status?x=1",
              "/api/v1/applications?x=1", "/api/v1/resources/nothing", "/api/v1/logs?severity=loud",
