@@ -23,7 +23,7 @@ const DDS_TypeMember* armOf(const DDS_TypeDescriptor& unionType, std::uint32_t c
 // Writes a number of its own into every leaf of a value that is a number.
 class Numbering {
 public:
-    explicit Numbering(std::uint32_t seed) : next_(seed) {}
+    Numbering(std::uint32_t seed, bool isNegative) : next_(seed), sign_(isNegative ? -1 : 1) {}
 
     void value(const DDS_TypeDescriptor& declared, void* place) {
         const DDS_TypeDescriptor& type = reading::resolved(declared);
@@ -35,11 +35,11 @@ public:
         case DDS_TYPE_OCTET:
             return put(place, static_cast<DDS_Octet>(next() % 100));
         case DDS_TYPE_LONG:
-            return put(place, -static_cast<DDS_Long>(next()));
+            return put(place, static_cast<DDS_Long>(sign_ * next()));
         case DDS_TYPE_ULONG:
             return put(place, static_cast<DDS_UnsignedLong>(next()));
         case DDS_TYPE_LONGLONG:
-            return put(place, -static_cast<DDS_LongLong>(next()) - (DDS_LongLong{1} << 40));
+            return put(place, static_cast<DDS_LongLong>(sign_ * (next() + (std::int64_t{1} << 40))));
         case DDS_TYPE_ULONGLONG:
             return put(place, static_cast<DDS_UnsignedLongLong>(next()) + (DDS_UnsignedLongLong{1} << 63));
         case DDS_TYPE_FLOAT:
@@ -50,18 +50,19 @@ public:
     }
 
 private:
-    std::uint32_t next() { return next_++; }
+    std::int64_t next() { return next_++; }
     template <typename T> void put(void* place, T number) { std::memcpy(place, &number, sizeof number); }
 
     std::uint32_t next_;
+    const std::int64_t sign_;
 };
 
 // Values for the groups that have metrics; the others stay away.
 void fill(const DDS_TypeDescriptor& unionType, void* unionValue, ResourceClass resourceClass, bool isPeriodic,
-    std::uint32_t seed) {
+    std::uint32_t seed, bool isNegative) {
     const DDS_TypeMember& arm = *armOf(unionType, collector::classIdOf(resourceClass));
     const DDS_TypeDescriptor& branch = reading::resolved(*arm.type);
-    Numbering numbering(seed);
+    Numbering numbering(seed, isNegative);
     for (DDS_UnsignedLong i = 0; i < branch.memberCount; ++i) {
         if (!collector::groupAt(resourceClass, isPeriodic, i))
             continue;
@@ -91,17 +92,18 @@ std::vector<std::uint32_t> allMetricIds(ResourceClass resourceClass) {
     return ids;
 }
 
-Event fullEvent(ResourceClass resourceClass, std::uint32_t seed) {
+Event fullEvent(ResourceClass resourceClass, std::uint32_t seed, bool isNegative) {
     Event event(DDS_Monitoring_EventPluginSupport_create_data());
     event->value._d = static_cast<DDS_Long>(collector::classIdOf(resourceClass));
-    fill(*DDS_Monitoring_EventUnion_get_typecode(), &event->value, resourceClass, false, seed);
+    fill(*DDS_Monitoring_EventUnion_get_typecode(), &event->value, resourceClass, false, seed, isNegative);
     return event;
 }
 
-Periodic fullPeriodic(ResourceClass resourceClass, std::uint32_t seed) {
+Periodic fullPeriodic(ResourceClass resourceClass, std::uint32_t seed, bool isNegative) {
     Periodic periodic(DDS_Monitoring_PeriodicPluginSupport_create_data());
     periodic->value._d = static_cast<DDS_Long>(collector::classIdOf(resourceClass));
-    fill(*DDS_Monitoring_PeriodicUnion_get_typecode(), &periodic->value, resourceClass, true, seed);
+    fill(*DDS_Monitoring_PeriodicUnion_get_typecode(), &periodic->value, resourceClass, true, seed,
+        isNegative);
     return periodic;
 }
 

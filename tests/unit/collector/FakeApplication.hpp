@@ -44,9 +44,10 @@ struct FakeResource {
     std::vector<std::uint32_t> metricIds;
 };
 
-// All groups of a class in a sample, every number in them different: a function of place and seed.
-Event fullEvent(ResourceClass resourceClass, std::uint32_t seed);
-Periodic fullPeriodic(ResourceClass resourceClass, std::uint32_t seed);
+// All groups of a class in a sample, every number in them different: a function of place and seed. Those that
+// have a sign are negative, or all are positive.
+Event fullEvent(ResourceClass resourceClass, std::uint32_t seed, bool isNegative = true);
+Periodic fullPeriodic(ResourceClass resourceClass, std::uint32_t seed, bool isNegative = true);
 
 class FakeApplication {
 public:
