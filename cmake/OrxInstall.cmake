@@ -1,5 +1,5 @@
-# What `cmake --install` gives: the libraries, their headers, a CMake package and a pkg-config file. Programs and the IDL
-# are installed where they are made.
+# What `cmake --install` gives: the libraries, their headers, a CMake package, a pkg-config file and the man pages. Programs and
+# the IDL are installed where they are made.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS zddscore zddsc orxmonitoring2d EXPORT orxmonitoring2d
@@ -15,3 +15,6 @@ install(FILES ${CMAKE_BINARY_DIR}/orxmonitoring2dConfigVersion.cmake DESTINATION
 
 configure_file(${CMAKE_SOURCE_DIR}/cmake/orxmonitoring2d.pc.in ${CMAKE_BINARY_DIR}/orxmonitoring2d.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/orxmonitoring2d.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+file(GLOB pages CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/man/*.1)
+install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

@@ -45,6 +45,9 @@ std::string names::checkFacility(const std::string& text) {
 std::string names::checkLevel(const std::string& text) {
     return checkWord(levels, "level", text);
 }
+std::string names::checkSeverity(const std::string& text) {
+    return checkWord(severities, "severity", text);
+}
 
 CommandLine::CommandLine()
     : app_("Shows and changes what a collector knows of monitored applications.\n"
@@ -145,7 +148,7 @@ void CommandLine::addLogs() {
     addFilter(*logs, "--application", options_.application, "PATH", "of this application alone", checkPath);
     addFilter(
         *logs, "--facility", options_.facility, "FACILITY", "of this facility alone", names::checkFacility);
-    addFilter(*logs, "--severity", options_.severity, "LEVEL", "this severe, or worse", names::checkLevel);
+    addFilter(*logs, "--severity", options_.severity, "LEVEL", "this severe, or worse", names::checkSeverity);
     addFilter(*logs, "--category", options_.category, "TEXT", "of this category alone", nullptr);
     addFilter(*logs, "--contains", options_.contains, "TEXT", "with this text alone", nullptr);
     addLimit(*logs, "so many of the newest (100; with --follow 10)", 0);

@@ -116,7 +116,7 @@ private:
         else if (option.check_lname("facility"))
             addAll(names::facilities);
         else if (option.check_lname("severity"))
-            addAll(names::levels);
+            addAll(names::severities);
         else if (option.check_lname("class"))
             addAll(names::classes);
         else if (option.check_lname("application"))

@@ -11,6 +11,9 @@ namespace ctl::names {
 constexpr std::array<std::string_view, 4> facilities{"user", "security", "service", "middleware"};
 constexpr std::array<std::string_view, 9> levels{
     "silent", "emergency", "alert", "critical", "error", "warning", "notice", "informational", "debug"};
+// Of messages: what silent lets through has none.
+constexpr std::array<std::string_view, 8> severities{
+    "emergency", "alert", "critical", "error", "warning", "notice", "informational", "debug"};
 constexpr std::array<std::string_view, 8> classes{"application", "domain_participant", "publisher",
     "subscriber", "topic", "data_writer", "data_reader", "type"};
 // As paths have them.
@@ -24,9 +27,10 @@ template <typename Names> std::string listOf(const Names& all) {
     return text;
 }
 
-// Empty, or what is wrong: a facility, or a level, is a word of the list or a number.
+// Empty, or what is wrong: a facility, a level, or a severity, is a word of the list or a number.
 std::string checkFacility(const std::string& text);
 std::string checkLevel(const std::string& text);
+std::string checkSeverity(const std::string& text);
 
 } // namespace ctl::names
 

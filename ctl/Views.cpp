@@ -1,4 +1,5 @@
 // What is there now: applications, the tree, resources with their metrics, the collector itself.
+#include <algorithm>
 #include <cstdio>
 
 #include "ctl/Resources.hpp"
@@ -24,13 +25,17 @@ std::string agoOf(const Json& application) {
     return text;
 }
 
-// "middleware:warning user:informational" of what is collected, or sent.
+// "middleware:warning user:informational" of what is collected, or sent; "warning" when all have the same.
 std::string levelsOf(const Json& application, const char* which) {
     const Json& levels = member(member(application, "logging"), which);
+    if (!levels.is_object() || levels.empty())
+        return "";
+    const auto isLikeFirst = [&levels](const Json& level) { return level == levels.front(); };
+    if (levels.size() > 1 && std::all_of(levels.begin(), levels.end(), isLikeFirst))
+        return shown(levels.front());
     std::string text;
-    if (levels.is_object())
-        for (const auto& [facility, level] : levels.items())
-            text += (text.empty() ? "" : " ") + facility + ":" + shown(level);
+    for (const auto& [facility, level] : levels.items())
+        text += (text.empty() ? "" : " ") + facility + ":" + shown(level);
     return text;
 }
 
@@ -156,7 +161,8 @@ ExitCode showStatus(const Client& client, const Output& output) {
             table.add({{name}, {shown(value)}});
         else
             for (const auto& [part, count] : value.items())
-                table.add({{name + " " + part}, {shown(count)}});
+                if (name != "dropped" || count != 0) // causes are many, and mostly did not come up
+                    table.add({{name + " " + part}, {shown(count)}});
     }
     output.out << table.text(output.look);
     return ExitCode::done;

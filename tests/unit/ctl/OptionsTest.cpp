@@ -110,9 +110,9 @@ TEST(Options, NamesWhatIsWrong) {
         {{"tree", "a", "b"}, "b"}, {{"show"}, "PATH"}, {{"show", ""}, "empty"},
         {{"tree", std::string(1024, 'x')}, "1023"}, {{"status", "--timeout", "nan"}, "nan"},
         {{"status", "--timeout", "0"}, "'0'"}, {{"status", "--color", "pink"}, "pink"},
-        {{"logs", "--severity", "loud"}, "loud"}, {{"logs", "--facility", "kernel"}, "kernel"},
-        {{"logs", "-n", "10001"}, "10001"}, {{"logs", "--for", "3"}, "--follow"},
-        {{"events", "-n", "0"}, "0"}, {{"logs", "--for", "-1"}, "-1"},
+        {{"logs", "--severity", "loud"}, "loud"}, {{"logs", "--severity", "silent"}, "silent"},
+        {{"logs", "--facility", "kernel"}, "kernel"}, {{"logs", "-n", "10001"}, "10001"},
+        {{"logs", "--for", "3"}, "--follow"}, {{"events", "-n", "0"}, "0"}, {{"logs", "--for", "-1"}, "-1"},
         {{"status", "--unknown"}, "--unknown"}};
     for (const auto& [words, named] : wrong) {
         const auto [exitCode, errors] = refused(words);

@@ -35,6 +35,16 @@ TEST(Applications, AreATable) {
     EXPECT_EQ(fake.requests().at(0).path, "/api/v1/applications");
 }
 
+TEST(Applications, TellALevelThatAllFacilitiesHaveOnce) {
+    FakeCollector fake([](const auto&, auto& response) {
+        FakeCollector::json(response, R"({"applications": [{"name": "a", "guid": "1", "logging": {
+            "collection": {"middleware": "warning", "user": "warning"}, "forwarding": 7}}]})");
+    });
+    const Asked asked = ask(fake.url(), {"applications"});
+    EXPECT_TRUE(has(asked.output, "  warning  ")) << asked.output;
+    EXPECT_FALSE(has(asked.output, "middleware")) << asked.output;
+}
+
 TEST(Applications, AreToldToBeNone) {
     FakeCollector fake(
         [](const auto&, auto& response) { FakeCollector::json(response, R"({"applications": []})"); });
@@ -162,13 +172,14 @@ TEST(Show, IsADocumentForScripts) {
 TEST(StatusView, IsATable) {
     FakeCollector fake([](const auto&, auto& response) {
         FakeCollector::json(response, R"({"version": "0.1.0", "domain": 2, "read_only": false,
-            "samples": {"event": 5, "periodic": 7}, "dropped": {}})");
+            "samples": {"event": 5, "periodic": 7}, "dropped": {"depth": 0, "conflict": 3}})");
     });
     const Asked asked = ask(fake.url(), {"status"});
     EXPECT_EQ(asked.exitCode, 0);
     for (const char* line : {"\nversion           0.1.0\n", "\nread_only         false\n",
-             "\nsamples event     5\n", "\nsamples periodic  7\n"})
+             "\nsamples event     5\n", "\nsamples periodic  7\n", "\ndropped conflict  3\n"})
         EXPECT_TRUE(has(asked.output, line)) << asked.output;
+    EXPECT_FALSE(has(asked.output, "depth")) << asked.output;
 }
 
 // Whatever a collector answers, there is an end and an exit code, and nothing that a terminal would obey.
