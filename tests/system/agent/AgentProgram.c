@@ -199,8 +199,8 @@ static void endAtExit(void) {
     (void)dds_delete(leftOpen);
 }
 
-/* The runtime of the address sanitizer takes a lock of its own at exit, which a thread that has no life in the
- * child may have held when the process was forked. */
+/* The runtime of the address sanitizer takes a lock of its own at exit, which a thread that has no life in
+ * the child may have held when the process was forked. */
 static void leaveForkedChild(int status) {
 #if defined(__SANITIZE_ADDRESS__)
     _exit(status);

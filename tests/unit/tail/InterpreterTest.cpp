@@ -221,8 +221,8 @@ void tellRegistry(tail::Interpreter& interpreter, std::initializer_list<Named> r
     ASSERT_NE(registry, nullptr);
     event->value._u.application.resource_registry = registry;
     auto& references = registry->resources;
-    ASSERT_TRUE(DDS_Monitoring_ResourceReferenceSeq_set_length(
-        &references, static_cast<DDS_Long>(resources.size())));
+    ASSERT_TRUE(
+        DDS_Monitoring_ResourceReferenceSeq_set_length(&references, static_cast<DDS_Long>(resources.size())));
     DDS_Long index = 0;
     for (const Named& each : resources) {
         auto*& resource = *DDS_Monitoring_ResourceReferenceSeq_get_reference(&references, index++);
