@@ -139,11 +139,14 @@ Handler* prepareForDestination(Manager& self, Error* exception, const DDS_Instan
 
 } // namespace
 
+// Not formatted: the texts of the tests are shown.
+// clang-format off
 #define ORX_CHECK_WAY_()                                                                                     \
     ORX_FAIL_IF(self == ORX_NULL);                                                                           \
-    ORX_FAIL_IF(isBlocking&& exception == ORX_NULL);                                                         \
+    ORX_FAIL_IF(isBlocking && exception == ORX_NULL);                                                        \
     ORX_FAIL_IF(isBlocking == (1) && isSelfManaged == (1));                                                  \
     ORX_FAIL_IF(isSelfManaged == (0) && exception == ORX_NULL)
+// clang-format on
 
 ORX_MonitoringForwarderCommandHandler*
 ORX_MonitoringForwarderCommandManager_getSetMetricSubscriptionStateHandler(

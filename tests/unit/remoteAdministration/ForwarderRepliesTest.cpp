@@ -179,7 +179,7 @@ TEST_P(ForwarderReplies, EndsOfRepliesDoNotPileUp) {
     EXPECT_TRUE(eventually([&] { return collector->channel.counters().received >= 300; }));
     EXPECT_TRUE(eventually([&] { return collector->channel.counters().cached < 40; }))
         << collector->channel.counters().cached;
-    EXPECT_EQ(collector->run(Kind::setMetrics, {"//applications/nobody"}).code, 3);
+    EXPECT_EQ(collector->run(Kind::setMetrics, {"/applications/nobody"}).code, 3);
 }
 
 TEST_P(ForwarderReplies, AFloodOfStrangersHoldsUpNoTimeOut) {

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "middleware/engine/loopback/LoopbackEngine.hpp"
+#include "orxmonitoring2d/path_tokenizer.h"
 #include "src/remoteAdministration/ForwarderCommandShared.hpp"
 #include "src/remoteAdministration/ForwarderCommands.h"
 #include "tests/contract/ContractFixture.hpp"
@@ -32,6 +33,15 @@ inline std::string nameOf(const testing::TestParamInfo<EngineKind>& info) {
     return info.param == EngineKind::cyclone ? "cyclone" : "loopback";
 }
 inline const auto bothEngines = testing::Values(EngineKind::loopback, EngineKind::cyclone);
+
+// What selects the application of that number: forwarders tell applications apart by their GUIDs.
+inline std::string pathOf(uint32_t number) {
+    DDS_Octet guid[16]{};
+    std::memcpy(guid, &number, sizeof number);
+    char text[ORX_MONITORING_GUID_TEXT_SIZE];
+    DDS_Monitoring_GUID_toStr(guid, text);
+    return std::string("/applications/") + text;
+}
 
 // For what another thread is about to do, where there is nothing to wait with.
 template <class Condition> bool eventually(Condition condition) {
@@ -415,8 +425,7 @@ protected:
         applications.clear();
         zdds::engine::setInstance(nullptr);
         EXPECT_EQ(loopback.liveObjects(), 0);
-        DDS_Type_finalize_programs(); // kept for the next use
-        EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), buffersBefore) << log.text();
+        EXPECT_EQ(countBuffers(), buffersBefore) << log.text();
         EXPECT_EQ(ORXOsapiThread_getLiveThreadCount(), threadsBefore);
     }
     // A collector, and applications that it knows as app1, app2...
@@ -435,7 +444,11 @@ protected:
     }
     Application& app(size_t number) { return *applications.at(number - 1); }
 
-    const ORX_UINT64 buffersBefore = ORXOsapiHeap_getLiveBufferCount();
+    static ORX_UINT64 countBuffers() {
+        DDS_Type_finalize_programs(); // kept for the next use
+        return ORXOsapiHeap_getLiveBufferCount();
+    }
+    const ORX_UINT64 buffersBefore = countBuffers();
     const ORX_UINT32 threadsBefore = ORXOsapiThread_getLiveThreadCount();
     zdds::engine::LoopbackEngine loopback;
     LogCapture log;
