@@ -13,6 +13,11 @@
  * middleware's own bound of 65536 samples or 64 MiB; what comes then is dropped, counted
  * (DDS_DataReader_get_countersI, dropped_cache_full) and reported in the log.
  *
+ * Applications are kept as long as the participant that publishes for them, and none is evicted: how many
+ * there are, and so the memory of the registry, is up to those who may write the topics in the domain. A
+ * sample that cannot be applied or kept costs the others that were taken together with it, which may be other
+ * applications'; the log tells.
+ *
  * Threads: every operation may be called from any thread, but new and delete, which the owner calls while
  * nobody else is inside. Commands block their caller alone, for command_manager_timeout and about a second
  * more at most; never call one while the application registry is locked, nor from a listener of a cache
