@@ -79,6 +79,16 @@ bool hasChildren(DDS_DomainParticipantImpl& participant) {
 }
 
 } // namespace
+
+bool isParticipantThere(DDS_DomainParticipantFactoryImpl& factory, const DDS_GUID_t& guid) {
+    Guard guard(factory.mutex);
+    for (const DDS_EntityImpl* one = factory.participants.first(); one != nullptr; one = one->next) {
+        if (DDS_GUID_equals(&one->guid, &guid))
+            return true;
+    }
+    return false;
+}
+
 } // namespace zdds
 
 DDS_DomainParticipantFactory* DDS_DomainParticipantFactory_get_instance(void) {

@@ -11,4 +11,11 @@ struct DDS_DomainParticipantFactoryImpl {
     REDAWorkerFactory* workerFactory = nullptr; // made when first asked for
 };
 
+namespace zdds {
+
+// Whether a participant of this GUID has been created and not been deleted yet.
+bool isParticipantThere(DDS_DomainParticipantFactoryImpl& factory, const DDS_GUID_t& guid);
+
+} // namespace zdds
+
 #endif

@@ -20,6 +20,9 @@ struct Host {
     // Set, with release, once the created object stands in the globals; cleared before anything of it goes
     // away.
     std::atomic<bool> enabled{false};
+    // Of the participant that the library serves commands with, and so deletes once its threads have ended.
+    // Unknown of one that serves none.
+    DDS_GUID_t participant{};
     // The record above once it is complete, null before: what readers without a lock look at.
     std::atomic<ORX_MonitoringGlobals*> published{nullptr};
     // A forked child has a copy of all this and none of the threads: there the library is not enabled, and

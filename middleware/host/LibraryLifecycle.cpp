@@ -1,4 +1,5 @@
 // Start and stop of the monitoring library in this process.
+#include "middleware/entities/FactoryImpl.hpp"
 #include "middleware/host/Host.hpp"
 #include "middleware/host/RequestDelivery.hpp"
 #include "middleware/log/DdsLog.hpp"
@@ -56,10 +57,19 @@ ORX_MonitoringClass* startLocked(ORX_MonitoringGlobals& globals, const ORX_Monit
     undo.dismiss();
     publish(globals, monitoringClass);
     ++globals.libraryEpoch;
+    host().participant = watch.participant() != nullptr ? watch.participant()->guid : DDS_GUID_UNKNOWN;
     host().enabled.store(true, std::memory_order_release);
     if (watch.participant() != nullptr)
         requestDelivery().attach(*watch.participant(), *monitoringClass);
     return monitoringClass;
+}
+
+// The delete function has no result. It ends the library's threads before it takes down what they use, and
+// gives up at one that does not end in time: then the participant is still there, and so is the object.
+bool isDeleted() {
+    DDS_DomainParticipantFactory* factory = DDS_DomainParticipantFactory_get_instance();
+    return DDS_GUID_equals(&host().participant, &DDS_GUID_UNKNOWN) ||
+           !isParticipantThere(*factory, host().participant);
 }
 
 } // namespace
@@ -115,6 +125,8 @@ DDS_Boolean ORX_MonitoringHost_stop(void) {
     if (!monitoringClass->prefinalizeFunction(monitoringClass))
         return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_FINALIZE, "monitoring library: a thread did not end");
     monitoringClass->deleteFunction(monitoringClass);
+    if (!zdds::host::isDeleted())
+        return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_DELETE, "monitoring library: a thread did not end");
     zdds::host::LibraryLock lock(globals->mutex);
     zdds::host::publish(*globals, nullptr);
     globals->eventConcurrency = globals->loggingConcurrency = {};

@@ -138,9 +138,9 @@ ZDDSC_EXPORT DDS_Boolean ORX_MonitoringHost_set_create_function(ORX_Monitoring_C
  * the library while holding the library lock, from before create until the object stands in the globals, so
  * that a reader that matches early meets a busy lock. Null on failure, with nothing left behind. */
 ZDDSC_EXPORT ORX_MonitoringClass* ORX_MonitoringHost_start(const ORX_MonitoringProperty_t* property);
-/* Disables, prefinalizes and deletes. False when a thread of the library did not end: its object then stays.
- * The mutexes of the pools stay until finalize, for the next start: an application thread may be on its way
- * into one. */
+/* Disables, prefinalizes and deletes. False when a thread of the library did not end in time: its object then
+ * stays, and a later call goes on. The mutexes of the pools stay until finalize, for the next start: an
+ * application thread may be on its way into one. */
 ZDDSC_EXPORT DDS_Boolean ORX_MonitoringHost_stop(void);
 /* What became of the service requests that came for the library, since the process began.
  *

@@ -1,15 +1,18 @@
 // The periodic collector as a part of the library.
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <string_view>
 #include <thread>
 
 #include "src/entities/LibraryEntities.h"
 #include "tests/helpers/LogCapture.hpp"
 #include "tests/helpers/MovedClock.hpp"
 #include "tests/helpers/PeriodicReader.hpp"
+#include "tests/helpers/Wait.hpp"
 #include "tests/unit/monitoringClass/Library.hpp"
 
 namespace {
@@ -122,6 +125,53 @@ TEST(PeriodicLibrary, WalksWhileResourcesComeAndGo) {
     EXPECT_TRUE(flush(library));
     EXPECT_TRUE(library.stop());
     EXPECT_FALSE(log.has("Monitoring Resource")) << log.text();
+}
+
+// The stop said that it was done and the thread went on, until the host's finalize took its clock away.
+// Ten seconds of the real clock: the time that the stop gives to the thread.
+TEST(PeriodicLibrary, AStopBehindACollectionThatDoesNotEndFailsAndMayBeTriedAgain) {
+    static Gate gate;
+    static constexpr ORX_MonitoringResourceForwarder forwarder{
+        [](void**, const void*, DDS_UnsignedLong) -> DDS_Boolean {
+            char name[32] = "";
+            pthread_getname_np(pthread_self(), name, sizeof name);
+            if (std::string_view(name) == "oMo###Periodic") {
+                EXPECT_TRUE(gate.pass());
+            }
+            return DDS_BOOLEAN_FALSE;
+        },
+        nullptr};
+    LogCapture log;
+    Library library;
+    library.property.periodic.polling_period = {0, 1'000'000};
+    library.select("//data_writers/*", "dds_data_writer_*cache*");
+    ASSERT_TRUE(library.start());
+    auto* publisher = library.assertResource(ORX_MONITORING_PUBLISHER_CLASS_ID, "q", library.participant("p"),
+        library.newEntity(DDS_PUBLISHER_ENTITY_KIND));
+    DDS_Entity* entity = library.newEntity(DDS_DATAWRITER_ENTITY_KIND);
+    DDS_GUID_t guid{};
+    DDS_Entity_get_guid(entity, &guid);
+    DDS_UnsignedLong index = 0;
+    Library::lockLibrary();
+    const auto* writer = library.table->assertResourceFunction(library.table, &index, &guid,
+        ORX_MONITORING_DATA_WRITER_CLASS_ID, "w", entity, publisher, &forwarder);
+    Library::unlockLibrary();
+    ASSERT_NE(writer, nullptr) << log.text();
+    ASSERT_GT(DDS_UnsignedLongSeq_get_length(&writer->monitoredPeriodicMetricGroupIndex), 0) << log.text();
+    ASSERT_TRUE(gate.isReached());
+    EXPECT_FALSE(ORX_MonitoringHost_stop());
+    EXPECT_TRUE(log.has("Taking failure after timeout (10)\n", "FAILED_TO_LOCK")) << log.text();
+    EXPECT_TRUE(log.has("monitoring library: a thread did not end", "FAILED_TO_DELETE")) << log.text();
+    EXPECT_FALSE(ORX_MonitoringHost_is_enabled());
+    EXPECT_EQ(ORX_MonitoringGlobals_get_instance()->monitoringClass, library.table) << "the thread needs it";
+    EXPECT_EQ(ORX_MonitoringHost_start(&library.property), nullptr) << "it is still there";
+    ORX_MonitoringHost_finalize();
+    EXPECT_NE(ORX_MonitoringGlobals_get_instance(), nullptr) << "the thread needs the clock";
+    gate.open();
+    EXPECT_TRUE(library.stop()) << log.text();
+    EXPECT_EQ(library.engine.liveObjects(), 0);
+    EXPECT_TRUE(library.start()) << "and again";
+    EXPECT_TRUE(library.stop());
 }
 
 } // namespace
