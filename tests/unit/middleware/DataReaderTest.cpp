@@ -421,6 +421,35 @@ TEST_F(Listening, ARemovedListenerLeavesNoNewsBehind) {
     EXPECT_EQ(second.events, std::vector<std::string>{"1"}); // the match was told already
 }
 
+// What there is no memory to tell of is not told at its end either.
+TEST_F(Listening, AMatchThatCannotBeKeptIsToldNeitherNowNorAtItsEnd) {
+    makeWriter(WriterQos());
+    makeReader(ReaderQos(), &heard.listener, bothStatuses);
+    ASSERT_TRUE(heard.waitFor(1));
+    size_t expected = 1;
+    bool isLost = false;
+    for (int n = 1; !isLost; ++n) {
+        ASSERT_LT(n, 50);
+        ASSERT_TRUE(engine.unmatch(guidOfWriter(), guidOfReader()));
+        ASSERT_TRUE(heard.waitFor(++expected));
+        {
+            FailingHeap heap(n);
+            (void)engine.rematch();
+        }
+        isLost = log.has("FAILED_TO_ADD", "matched writer of topic 'Topic' for the listener");
+        if (isLost)
+            break;
+        (void)engine.rematch();
+        ASSERT_TRUE(heard.waitFor(++expected));
+    }
+    ASSERT_TRUE(engine.unmatch(guidOfWriter(), guidOfReader()));
+    ASSERT_TRUE(engine.rematch());
+    ASSERT_TRUE(heard.waitFor(++expected));
+    EXPECT_EQ(heard.events.back(), "matched");
+    EXPECT_EQ(heard.events[expected - 2], "unmatched");
+    EXPECT_EQ(heard.events.size(), expected);
+}
+
 TEST_F(Listening, RemovingAListenerWaitsForItsCallback) {
     makeWriter(WriterQos());
     makeReader(ReaderQos(), &heard.listener, DDS_DATA_AVAILABLE_STATUS);
