@@ -59,6 +59,7 @@ std::string metricsPage() {
            " not. Made by `agent_metrics_page` from the tables in the code ([MetricTable.hpp]"
            "(../src/dataModel/MetricTable.hpp), [MetricSources.cpp](../agent/MetricSources.cpp)); do not "
            "edit.\n\n"
+           "Names that end in `_total` are counters, all others are gauges.\n\n"
            "A metric travels in its group, so what is not served arrives beside what is: counts as 0, "
            "sequence "
            "numbers as -1 (high) and 0 (low), which no sample has. What is called not supported is never "

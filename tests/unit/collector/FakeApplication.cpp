@@ -94,14 +94,14 @@ std::vector<std::uint32_t> allMetricIds(ResourceClass resourceClass) {
 
 Event fullEvent(ResourceClass resourceClass, std::uint32_t seed, bool isNegative) {
     Event event(DDS_Monitoring_EventPluginSupport_create_data());
-    event->value._d = static_cast<DDS_Long>(collector::classIdOf(resourceClass));
+    event->value._d = collector::classIdOf(resourceClass);
     fill(*DDS_Monitoring_EventUnion_get_typecode(), &event->value, resourceClass, false, seed, isNegative);
     return event;
 }
 
 Periodic fullPeriodic(ResourceClass resourceClass, std::uint32_t seed, bool isNegative) {
     Periodic periodic(DDS_Monitoring_PeriodicPluginSupport_create_data());
-    periodic->value._d = static_cast<DDS_Long>(collector::classIdOf(resourceClass));
+    periodic->value._d = collector::classIdOf(resourceClass);
     fill(*DDS_Monitoring_PeriodicUnion_get_typecode(), &periodic->value, resourceClass, true, seed,
         isNegative);
     return periodic;
@@ -164,31 +164,17 @@ void FakeApplication::tellRegistry(std::function<void(std::vector<const FakeReso
     auto* registry = DDS_Monitoring_ResourceRegistryPluginSupport_create_data();
     event->value._u.application.resource_registry = registry;
     const auto count = static_cast<DDS_Long>(told.size());
-    // References: the resources themselves live beside the sample.
-    std::vector<DDS_Monitoring_Resource> items(told.size());
     DDS_Monitoring_ResourceReferenceSeq_ensure_length(&registry->resources, count, count);
-    for (std::size_t i = 0; i < told.size(); ++i) {
-        DDS_Monitoring_Resource_initialize(&items[i]);
-        setGuid(items[i].guid, told[i]->guid);
-        setGuid(items[i].owner_guid, told[i]->owner);
-        items[i].class_id = collector::classIdOf(told[i]->resourceClass);
-        DDS_String_replace(&items[i].name, told[i]->name.c_str());
-        setIds(items[i].metric_ids, told[i]->metricIds);
-        *DDS_Monitoring_ResourceReferenceSeq_get_reference(&registry->resources, static_cast<DDS_Long>(i)) =
-            &items[i];
+    for (DDS_Long i = 0; i < count; ++i) {
+        const FakeResource& resource = *told[static_cast<std::size_t>(i)];
+        auto* item = *DDS_Monitoring_ResourceReferenceSeq_get_reference(&registry->resources, i);
+        setGuid(item->guid, resource.guid);
+        setGuid(item->owner_guid, resource.owner);
+        item->class_id = collector::classIdOf(resource.resourceClass);
+        DDS_String_replace(&item->name, resource.name.c_str());
+        setIds(item->metric_ids, resource.metricIds);
     }
-    setGuid(event->resource_guid, guid());
-    setGuid(event->info.root_resource_guid, guid());
-    event->info.epoch_resource = resourceEpoch;
-    event->info.epoch_metric = metricEpoch;
-    event->info.is_snapshot = 1;
-    if (!isLost_)
-        model_.event(*event, info());
-    for (std::size_t i = 0; i < told.size(); ++i) {
-        *DDS_Monitoring_ResourceReferenceSeq_get_reference(&registry->resources, static_cast<DDS_Long>(i)) =
-            nullptr;
-        DDS_Monitoring_Resource_finalize(&items[i]);
-    }
+    publish(std::move(event), 0, true);
 }
 
 Event FakeApplication::updateSample(DDS_Monitoring_ResourceUpdateKind kind) const {
@@ -283,7 +269,7 @@ void FakeApplication::send(Periodic periodic, std::uint32_t number) {
 void FakeApplication::tellTopic(std::uint32_t number, const std::string& topic, const std::string& type) {
     Event event(DDS_Monitoring_EventPluginSupport_create_data());
     const ResourceClass resourceClass = resources_.at(guidOf(number)).resourceClass;
-    event->value._d = static_cast<DDS_Long>(collector::classIdOf(resourceClass));
+    event->value._d = collector::classIdOf(resourceClass);
     const auto set = [&](auto& branch) {
         branch.topic_name = DDS_String_dup(topic.c_str());
         branch.registered_type_name = DDS_String_dup(type.c_str());

@@ -205,9 +205,6 @@ TEST_F(Modelling, ARegistryFromAnotherParticipantReplacesTheApplication) {
     app.createSmallTree();
     app.tellMatched(5, 1);
     // The same GUIDs, told by another writer.
-    struct Moved : FakeApplication {
-        using FakeApplication::FakeApplication;
-    };
     DDS_SampleInfo info = FakeApplication(model, 9, "").info();
     auto event = collector_test::Event(DDS_Monitoring_EventPluginSupport_create_data());
     event->value._d = static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
@@ -215,16 +212,12 @@ TEST_F(Modelling, ARegistryFromAnotherParticipantReplacesTheApplication) {
     event->value._u.application.resource_registry = registry;
     collector_test::setGuid(event->info.root_resource_guid, app.guid());
     collector_test::setGuid(event->resource_guid, app.guid());
-    DDS_Monitoring_Resource root;
-    DDS_Monitoring_Resource_initialize(&root);
-    collector_test::setGuid(root.guid, app.guid());
-    root.class_id = ORX_MONITORING_APPLICATION_CLASS_ID;
-    DDS_String_replace(&root.name, "moved");
     DDS_Monitoring_ResourceReferenceSeq_ensure_length(&registry->resources, 1, 1);
-    *DDS_Monitoring_ResourceReferenceSeq_get_reference(&registry->resources, 0) = &root;
+    auto* root = *DDS_Monitoring_ResourceReferenceSeq_get_reference(&registry->resources, 0);
+    collector_test::setGuid(root->guid, app.guid());
+    root->class_id = ORX_MONITORING_APPLICATION_CLASS_ID;
+    DDS_String_replace(&root->name, "moved");
     model.event(*event, info);
-    *DDS_Monitoring_ResourceReferenceSeq_get_reference(&registry->resources, 0) = nullptr;
-    DDS_Monitoring_Resource_finalize(&root);
 
     EXPECT_EQ(model.statistics().resources, 1U);
     EXPECT_EQ(model.applicationName(app.guid()), "moved");
