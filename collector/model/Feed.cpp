@@ -66,8 +66,10 @@ void Feed::event(const DDS_Monitoring_Event& sample) {
     ++state_.statistics.eventSamples;
     if (info_.valid_data == 0)
         return state_.drop(DropCause::invalid);
-    applicationGuid_ = guidOf(sample.info.root_resource_guid);
     resourceGuid_ = guidOf(sample.resource_guid);
+    applicationGuid_ = guidOf(sample.info.root_resource_guid);
+    if (applicationGuid_ == noGuid) // a forwarder tells the end of an application, and names no root
+        applicationGuid_ = resourceGuid_;
     isSnapshot_ = sample.info.is_snapshot != 0;
     application_ = tree_.application(applicationGuid_);
     if (!isOfTheApplication(sample))
