@@ -141,12 +141,15 @@ std::vector<std::string> selectorsOf(const api::Command& command) {
     return selectors;
 }
 
-// "/applications/app//data_writers/*" concerns "/applications/app": what stands before a deeper part. Of an
-// expression that begins in any depth, all applications.
+// "/applications/app//data_writers/*" concerns "/applications/app": what stands before a deeper part. An
+// expression that begins in any depth and names no application concerns all of them.
 std::string applicationPart(const std::string& selector) {
     constexpr std::string_view root = "/applications/";
+    if (selector.starts_with("//"))
+        return selector.starts_with("//applications/") ? applicationPart(selector.substr(1))
+                                                       : "/applications/*";
     if (!selector.starts_with(root))
-        return selector.starts_with("//") ? "/applications" : selector;
+        return selector;
     std::size_t depth = 0;
     for (std::size_t i = root.size(); i < selector.size(); ++i) {
         if (selector[i] == '(' || selector[i] == '[')
