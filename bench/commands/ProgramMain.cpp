@@ -50,6 +50,7 @@ void measure(dds_entity_t participant, dds_entity_t topic) {
     std::atomic<bool> goesOn{true};
     Waits create, destroy, control;
     std::thread creator([&] {
+        bench::goAhead();
         while (goesOn.load(std::memory_order_relaxed)) {
             dds_entity_t writer = 0;
             create.push_back(bench::timeOf(

@@ -17,6 +17,7 @@
 #include "src/dataModel/MetricCatalogue.h"
 #include "src/entities/LibraryEntities.h"
 #include "src/monitoringClass/MonitoringClassImpl.h"
+#include "tests/helpers/TestDomain.hpp"
 #include "zddsc/monitoring.h"
 #include "zddscore/log.h"
 
@@ -28,7 +29,6 @@ namespace {
 
 using Steady = std::chrono::steady_clock;
 
-constexpr DDS_DomainId_t monitoringDomain = 95;
 constexpr ORX_INT64 period = 5; // seconds of the clock below
 
 // Groups that carry metrics: the cache, the protocol and the reliable cache of a writer, two of a reader.
@@ -141,7 +141,7 @@ void Walked::Library::start() {
     ORX_MonitoringGlobals_get_instance()->eventClock = &clock.operations;
     ORX_MonitoringProperty_t property{};
     ORX_MonitoringProperty_t_initialize(&property);
-    property.domain_id = monitoringDomain;
+    property.domain_id = testDomain();
     property.periodic.polling_period = {static_cast<DDS_Long>(period), 0};
     DDS_Long place = 0;
     DDS_MonitoringMetricSelectionSeq_ensure_length(&property.metric_selection_list, 2, 2);

@@ -65,9 +65,7 @@ bool FutexLock::waitAndTake(const timespec* deadline) {
     if (spinAndTake())
         return true;
     waiters_.fetch_add(1, std::memory_order_relaxed);
-    // Once more, for who gave before it could see that somebody waits.
-    const bool taken =
-        spinAndTake() || napAndTake(deadline) || (!hasPassed(deadline) && askAndTake(deadline));
+    const bool taken = napAndTake(deadline) || (!hasPassed(deadline) && askAndTake(deadline));
     const bool isLast = waiters_.fetch_sub(1, std::memory_order_relaxed) == 1;
     // It may have been this thread that the last giver woke.
     if (!taken && !isLast && word_.load(std::memory_order_relaxed) == notHeld)
@@ -84,18 +82,19 @@ bool FutexLock::spinAndTake() {
     return false;
 }
 
-// While it has patience.
+// While it has patience. It spins ahead of each nap: the first time for who gave before it could see that
+// somebody waits, and later because who takes it again and again leaves gaps, which a thread that is awake
+// finds.
 bool FutexLock::napAndTake(const timespec* deadline) {
     timespec end = fromNow(patienceNs);
     if (deadline != nullptr && isBefore(*deadline, end))
         end = *deadline;
     for (;;) {
+        if (spinAndTake())
+            return true;
         const std::uint32_t word = word_.load(std::memory_order_relaxed);
-        if (word == notHeld) {
-            if (takeFree())
-                return true;
+        if (word == notHeld)
             continue;
-        }
         if (hasPassed(&end))
             return false;
         napUntil(end, word_, word, patientOnes);
@@ -105,6 +104,20 @@ bool FutexLock::napAndTake(const timespec* deadline) {
 bool FutexLock::askAndTake(const timespec* deadline) {
     asking_.fetch_add(1, std::memory_order_relaxed);
     for (long length = firstNapNs;; length = std::min(2 * length, longestNapNs)) {
+        if (spinAndTakeAsAsker())
+            return true;
+        const bool isLate = hasPassed(deadline);
+        if (isLate && takeOneOffAsking())
+            return false;
+        timespec end = fromNow(length);
+        if (deadline != nullptr && !isLate && isBefore(*deadline, end))
+            end = *deadline;
+        napUntil(end, word_, held, askingOnes);
+    }
+}
+
+bool FutexLock::spinAndTakeAsAsker() {
+    for (int i = 0; i < spins; ++i) {
         const std::uint32_t word = word_.load(std::memory_order_relaxed);
         if (word == handed && takeAs(handed))
             return true;
@@ -113,16 +126,9 @@ bool FutexLock::askAndTake(const timespec* deadline) {
             asking_.fetch_sub(1, std::memory_order_relaxed);
             return true;
         }
-        const bool isLate = hasPassed(deadline);
-        if (isLate && takeOneOffAsking())
-            return false;
-        if (word != held)
-            continue;
-        timespec end = fromNow(length);
-        if (deadline != nullptr && !isLate && isBefore(*deadline, end))
-            end = *deadline;
-        napUntil(end, word_, held, askingOnes);
+        pause();
     }
+    return false;
 }
 
 // False when nobody is on the count.

@@ -40,7 +40,7 @@ public:
 #endif
 
     // How long others may get the lock before one who waits.
-    static constexpr long patienceNs = 50'000;
+    static constexpr long patienceNs = 20'000;
 
     bool tryTake() {
         beforeTake(false);
@@ -82,6 +82,7 @@ private:
     bool spinAndTake();
     bool napAndTake(const timespec* deadline);
     bool askAndTake(const timespec* deadline);
+    bool spinAndTakeAsAsker();
     bool takeOneOffAsking();
     [[gnu::cold]] void giveToWaiter();
 
