@@ -70,6 +70,7 @@ bool ReaderCache::take(CachedSample& cached, const engine::IncomingSample& sampl
     }
     if (depth_ != 0 && instance->samples >= depth_)
         dropOldest(*instance);
+    makeRoom(*instance, sample.bytes.size());
     if (!fits(*instance, sample.bytes.size())) {
         forgetIfEmpty(*instance);
         ++counters_.dropped_cache_full;
@@ -90,6 +91,7 @@ bool ReaderCache::insertMade(CachedSample& sample, engine::SampleKind kind, cons
         changeState(*instance, kind, writer);
         if (depth_ != 0 && instance->samples >= depth_)
             dropOldest(*instance);
+        makeRoom(*instance, sample.size);
         isTaken = fits(*instance, sample.size);
         if (isTaken)
             link(sample, *instance);
@@ -196,16 +198,32 @@ void ReaderCache::forgetIfEmpty(Instance& instance) {
         instances_.remove(instance);
 }
 
-// A keep-last history makes room for the new. A sample on loan leaves the cache and lives until it is
-// returned.
+// A sample on loan leaves the cache and lives until it is returned.
+void ReaderCache::drop(CachedSample& sample) {
+    unlink(sample);
+    if (sample.pins == 0)
+        CachedSample::destroy(&sample, plugin_);
+}
+
+// A keep-last history makes room for the new.
 void ReaderCache::dropOldest(const Instance& instance) {
     for (CachedSample* sample = first_; sample != nullptr; sample = sample->next) {
         if (sample->instance != &instance)
             continue;
-        unlink(*sample);
-        if (sample->pins == 0)
-            CachedSample::destroy(sample, plugin_);
+        drop(*sample);
         return;
+    }
+}
+
+// The instance stays, though its last sample may be what goes.
+void ReaderCache::makeRoom(Instance& instance, size_t bytes) {
+    if (!keepsNewest_ || bytes > maxBytes_)
+        return;
+    while (first_ != nullptr && !fits(instance, bytes)) {
+        ++instance.samples;
+        drop(*first_);
+        --instance.samples;
+        ++counters_.dropped_cache_full;
     }
 }
 

@@ -60,6 +60,9 @@ public:
     }
     // An instance is forgotten with its last sample, for topics where each sample is an instance.
     void forgetInstances() { forgetsInstances_ = true; }
+    // What is new finds room: the samples that nobody has taken for longest make it, and count as dropped.
+    // For a reader whose users take what concerns them alone.
+    void keepNewest() { keepsNewest_ = true; }
 
     // Takes a sample in. False when there is nothing new to read: it was dropped, and counted.
     bool insert(const engine::IncomingSample& sample);
@@ -99,6 +102,8 @@ private:
     void unlink(CachedSample& sample);
     void forgetIfEmpty(Instance& instance);
     void dropOldest(const Instance& instance);
+    void drop(CachedSample& sample);
+    void makeRoom(Instance& instance, size_t bytes);
     void changeState(Instance& instance, engine::SampleKind kind, const DDS_GUID_t& writer);
     bool selects(const SampleSelection& selection, const Instance* only, const CachedSample& sample) const;
     const Instance* findInstance(const DDS_InstanceHandle_t& handle);
@@ -116,6 +121,7 @@ private:
     size_t maxBytes_ = safetyBoundBytes;
     size_t maxSampleBytes_ = safetyBoundBytes;
     bool forgetsInstances_ = false;
+    bool keepsNewest_ = false;
     DDS_UnsignedLong maxSamples_ = safetyBoundSamples;
     DDS_UnsignedLong maxSamplesPerInstance_ = safetyBoundSamples;
     DDS_UnsignedLong depth_ = 0; // of a keep-last history; 0 keeps all

@@ -89,6 +89,9 @@ bool ServiceRequestChannel::makeReader() {
     reader_->cache.setByteBounds(maxCachedBytes, maxEncodedBytes);
     // Each command is an instance of its own, which nobody asks for once it is taken.
     reader_->cache.forgetInstances();
+    // Users take the samples that they wait for; ends of replies, replies that come too late, and what
+    // strangers send would else fill the reader for good.
+    reader_->cache.keepNewest();
     reader_->isBuiltin = true;
     reader_->guid = endpointOf(participant_.guid, DDS_SERVICE_REQUEST_READER_OBJECT_IDI);
     reader_->hasGuid = true;

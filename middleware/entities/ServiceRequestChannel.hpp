@@ -46,6 +46,7 @@ public:
     DDS_DataWriterImpl& writer() { return *writer_; }
     DDS_DataReaderImpl& reader() { return *reader_; }
     DDS_SubscriberImpl& subscriber() { return subscriber_; }
+    engine::ReaderSink& engineSink() { return sink_; }
 
     // One at a time; null removes. Once it returns, the one before is not called any more.
     void observe(ServiceRequestObserver* observer);

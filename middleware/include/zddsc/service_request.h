@@ -15,6 +15,10 @@
  * destination alone, and a destination that is not matched, or left before it acknowledged, has not
  * acknowledged.
  *
+ * Receiving. Samples stay in the reader until they are taken; in a full reader the oldest make room. The
+ * sample info of what came over the network names the sender's built-in writer, and no source, whatever it
+ * claims.
+ *
  * Threads: any. Errors: a DDS_ReturnCode_t or null; a line of the log tells why. */
 #ifndef ZDDSC_SERVICE_REQUEST_H
 #define ZDDSC_SERVICE_REQUEST_H

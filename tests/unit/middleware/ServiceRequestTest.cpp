@@ -255,6 +255,91 @@ TEST_P(ServiceRequests, InstancesOfTheReaderGoWithTheirSamples) {
             DDS_RETCODE_BAD_PARAMETER);
 }
 
+TEST_P(ServiceRequests, AReaderThatNobodyEmptiesKeepsTheNewest) {
+    Peer sender, receiver;
+    DDS_DataReaderQos qos{};
+    DDS_DataReaderQos_initialize(&qos);
+    qos.history.kind = DDS_KEEP_ALL_HISTORY_QOS;
+    qos.resource_limits = {8, DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED};
+    receiver.channel().reader().cache.setQos(qos);
+    DDS_DataReaderQos_finalize(&qos);
+    const auto sendSome = [&](DDS_Long service, int from, int to) {
+        for (int i = from; i < to; ++i)
+            ASSERT_EQ(sender.send(receiver, Request(service, std::to_string(i))), DDS_RETCODE_OK);
+    };
+    sendSome(command, 0, 20);
+    ASSERT_TRUE(eventually([&] { return receiver.readerCounters().received == 20; }));
+    EXPECT_EQ(receiver.readerCounters().cached, 8U);
+    EXPECT_EQ(receiver.readerCounters().dropped_cache_full, 12U);
+    // What is on loan leaves too, and stays readable.
+    DDS_ServiceRequestSeq samples{};
+    DDS_SampleInfoSeq infos{};
+    ASSERT_EQ(
+        DDS_DataReader_read_or_take_untypedI(receiver.reader, reinterpret_cast<DDS_SequenceBase*>(&samples),
+            &infos, 1, DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, DDS_BOOLEAN_FALSE),
+        DDS_RETCODE_OK);
+    sendSome(reply, 20, 24);
+    ASSERT_TRUE(eventually([&] { return receiver.readerCounters().received == 24; }));
+    EXPECT_EQ(DDS_ServiceRequestSeq_get_reference(&samples, 0)->instance_id.value[0], '1');
+    EXPECT_EQ(DDS_ServiceRequestDataReader_return_loan(
+                  DDS_ServiceRequestDataReader_narrow(receiver.reader), &samples, &infos),
+        DDS_RETCODE_OK);
+    const std::vector<Taken> left = receiver.take();
+    ASSERT_EQ(left.size(), 8U);
+    const DDS_GUID_t oldest = guidOf("16"), newest = guidOf("23");
+    EXPECT_TRUE(DDS_GUID_equals(&left.front().instance, &oldest));
+    EXPECT_TRUE(DDS_GUID_equals(&left.back().instance, &newest));
+    // The same instance again and again: what makes room is its own last sample.
+    qos = {};
+    DDS_DataReaderQos_initialize(&qos);
+    qos.history.kind = DDS_KEEP_ALL_HISTORY_QOS;
+    qos.resource_limits = {1, DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED};
+    receiver.channel().reader().cache.setQos(qos);
+    DDS_DataReaderQos_finalize(&qos);
+    for (int i = 0; i < 3; ++i)
+        ASSERT_EQ(sender.send(receiver, Request(command, "same", std::to_string(i))), DDS_RETCODE_OK);
+    ASSERT_TRUE(eventually([&] { return receiver.readerCounters().received == 27; }));
+    const std::vector<Taken> last = receiver.take();
+    ASSERT_EQ(last.size(), 1U);
+    EXPECT_EQ(last[0].body, "2");
+}
+
+// Users tell samples of their own process from others by this.
+TEST_P(ServiceRequests, NoSampleOfAnotherParticipantHasASourceOrAnotherWriter) {
+    Peer sender, receiver;
+    DDS_GUID_t own;
+    std::memset(own.value, 1, sizeof own.value);
+    const Request sample(command, "x", "12345678");
+    const DDS_InstanceHandle_t handle = receiver.readerHandle();
+    DDS_WriteParams_t claim = DDS_WRITEPARAMS_DEFAULT;
+    claim.source_guid = claim.related_source_guid = own;
+    ASSERT_EQ(DDS_DataWriter_write_untyped_generalI(sender.writer, &handle, &claim, &sample, nullptr),
+        DDS_RETCODE_OK);
+    // Whatever GUID an engine's writer claims.
+    zdds::engine::IncomingSample forged{};
+    const Taken remote = receiver.takeSome(1)[0];
+    EXPECT_TRUE(DDS_GUID_equals(&remote.info.source_guid, &DDS_GUID_UNKNOWN));
+    EXPECT_TRUE(DDS_GUID_equals(&remote.info.related_source_guid, &DDS_GUID_UNKNOWN));
+    DDS_GUID_t writer;
+    DDS_GUID_from_instance_handle(&writer, &remote.info.publication_handle);
+    ORXOsapiRtpsGuid words;
+    DDS_GUID_copy_to_pres_guid(&writer, &words);
+    EXPECT_EQ(words.objectId, DDS_SERVICE_REQUEST_WRITER_OBJECT_IDI);
+    const uint8_t bytes[] = {
+        0, 1, 0, 0, 4, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 0, 0, 0, 0};
+    forged.bytes = bytes;
+    forged.writer = own;
+    forged.sequenceNumber = 1;
+    forged.kind = zdds::engine::SampleKind::data;
+    receiver.channel().engineSink().onSample(forged);
+    const Taken claimed = receiver.takeSome(1)[0];
+    EXPECT_TRUE(DDS_GUID_equals(&claimed.info.source_guid, &DDS_GUID_UNKNOWN));
+    DDS_GUID_from_instance_handle(&writer, &claimed.info.publication_handle);
+    EXPECT_FALSE(DDS_GUID_equals(&writer, &own));
+    DDS_GUID_copy_to_pres_guid(&writer, &words);
+    EXPECT_EQ(words.objectId, DDS_SERVICE_REQUEST_WRITER_OBJECT_IDI);
+}
+
 TEST_P(ServiceRequests, OnlyWritesToOneReaderAreTaken) {
     Peer sender;
     const Request request(command, "one");
