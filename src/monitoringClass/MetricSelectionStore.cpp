@@ -1,6 +1,7 @@
 #include "src/monitoringClass/MetricSelectionStore.h"
 
 #include "src/log/Log.hpp"
+#include "src/monitoringClass/MetricSelectionBound.hpp"
 #include "src/resource/MonitoringResource.h"
 #include "src/utils/PathMatcher.h"
 #include "zddscore/text.h"
@@ -10,8 +11,8 @@ namespace {
 constexpr ORX_UINT32 orxLogSubmodule = orx::log::submodule::monitoringClass;
 using Node = ORX_MonitoringMetricSelectionNode;
 
-constexpr char allMetrics[] = "*";
-constexpr char allResources[] = "//*";
+using orx::selection::allResources;
+using orx::selection::isDisableAll;
 
 bool isEqual(const char* left, const char* right) {
     return REDAString_compare(left, right) == 0;
@@ -24,9 +25,10 @@ Node* toNode(const REDASkiplistNode* node) {
     return static_cast<Node*>(node->userData);
 }
 
-bool isDisableAll(const DDS_MonitoringMetricSelection& selection) {
-    const DDS_StringSeq* disabled = &selection.disabled_metrics_selection;
-    return DDS_StringSeq_get_length(disabled) == 1 && isEqual(DDS_StringSeq_get(disabled, 0), allMetrics);
+// A selection that a sender made long must not stay with its buffer.
+void giveBack(ORX_MonitoringClassImpl* self, Node* node) {
+    DDS_MonitoringMetricSelection_finalize(&node->metricSelection);
+    REDAFastBufferPool_returnBuffer(self->metricSelectionPool, node);
 }
 
 int compareLengths(const DDS_StringSeq& left, const DDS_StringSeq& right) {
@@ -63,7 +65,7 @@ bool addDisableNode(ORX_MonitoringClassImpl* self, REDAInlineList* persistList) 
         return ORX_ERROR(FAILED_TO_GET, "metricSelectionNode from the pool");
     REDAInlineListNode_init(&node->inlineListNode);
     if (!DDS_MonitoringMetricSelection_copy(&node->metricSelection, &self->disableSelection)) {
-        REDAFastBufferPool_returnBuffer(self->metricSelectionPool, node);
+        giveBack(self, node);
         return ORX_ERROR(FAILED_TO_COPY, "disable metric selection");
     }
     REDAInlineList_addNodeToFrontEA(persistList, &node->inlineListNode);
@@ -74,8 +76,7 @@ bool addDisableNode(ORX_MonitoringClassImpl* self, REDAInlineList* persistList) 
 void discard(ORX_MonitoringClassImpl* self, REDAInlineList* persistList) {
     while (REDAInlineListNode* node = REDAInlineList_getFirst(persistList)) {
         REDAInlineList_removeNodeEA(persistList, node);
-        DDS_MonitoringMetricSelection_finalize(&toNode(node)->metricSelection);
-        REDAFastBufferPool_returnBuffer(self->metricSelectionPool, node);
+        giveBack(self, toNode(node));
     }
     REDAInlineList_init(persistList);
 }
@@ -92,6 +93,12 @@ ORX_INT32 persist(ORX_MonitoringClassImpl* self, REDAInlineList* persistList, DD
         return nothingToStore;
     if (!isUpdate && !ORX_Monitoring_addSetMetricSelectionDisable(self, persistList)) {
         (void)ORX_ERROR(FAILED_TO_PROCESS, "Metric Selection to persist as a \"set\" command");
+        return failed;
+    }
+    if (!orx::selection::fits(*self, *persistList)) {
+        (void)ORX_ERROR(FAILED_TO_ADD,
+            "Metric Selection: the store would hold more than %d selections or %zu bytes",
+            orx::selection::maximumSelections, orx::selection::maximumBytes);
         return failed;
     }
     if (!ORX_Monitoring_updateMetricSelectionListAndIndex(self, persistList)) {
@@ -181,7 +188,7 @@ int ORX_Monitoring_populatePersistMetricSelection(
         if (ORX_Monitoring_shouldPersistMetricSelection(self, &toNode(node)->metricSelection))
             continue;
         REDAInlineList_removeNodeEA(metricSelectionList, node);
-        REDAFastBufferPool_returnBuffer(self->metricSelectionPool, node);
+        giveBack(self, toNode(node));
     }
     return 1;
 }
@@ -244,11 +251,11 @@ int ORX_Monitoring_assertMetricSelectionNode(
     const REDASkiplistNode* indexNode =
         REDASkiplist_assertNodeEA(self->metricSelectionIndex, &alreadyExists, *node, 0, 0);
     if (indexNode == nullptr) {
-        REDAFastBufferPool_returnBuffer(self->metricSelectionPool, *node);
+        giveBack(self, *node);
         return ORX_ERROR(FAILED_TO_ASSERT, "metricSelectionNode to the index");
     }
     if (alreadyExists) {
-        REDAFastBufferPool_returnBuffer(self->metricSelectionPool, *node);
+        giveBack(self, *node);
         *node = toNode(indexNode);
         REDAInlineList_removeNodeEA(&self->currentMetricSelectionList, &(*node)->inlineListNode);
     }
@@ -276,7 +283,7 @@ void ORX_Monitoring_removeMetricSelectionNode(
     ORX_LEAVE_IF(removedNode == ORX_NULL);
     REDASkiplist_deleteNode(self->metricSelectionIndex, removedNode);
     REDAInlineList_removeNodeEA(&self->currentMetricSelectionList, &node->inlineListNode);
-    REDAFastBufferPool_returnBuffer(self->metricSelectionPool, node);
+    giveBack(self, node);
 }
 
 void ORX_Monitoring_removeMetricSelectionNodeWithResourceSelection(
@@ -301,6 +308,6 @@ void ORX_Monitoring_removeAllMetricSelectionNodes(ORX_MonitoringClassImpl* self)
     REDASkiplist_clearEA(self->metricSelectionIndex);
     while (REDAInlineListNode* node = REDAInlineList_getFirst(&self->currentMetricSelectionList)) {
         REDAInlineList_removeNodeEA(&self->currentMetricSelectionList, node);
-        REDAFastBufferPool_returnBuffer(self->metricSelectionPool, node);
+        giveBack(self, toNode(node));
     }
 }

@@ -22,7 +22,8 @@ int ORX_MonitoringMetricSelectionNode_compare(const void* left, const void* righ
 
 /* The only entry for commands. persistList holds nodes of the pool and is empty afterwards, whatever happens.
  * With isUpdate false the list is a new beginning for every expression in it. 1: stored, 0: nothing to store,
- * -1: error; the store may then hold a part. */
+ * -1: error; the store may then hold a part, but nothing of a list that is too much for it (see
+ * MetricSelectionBound.hpp). */
 ORX_INT32 ORX_Monitoring_persistMetricSelection(
     ORX_MonitoringClassImpl* self, REDAInlineList* persistList, DDS_Boolean isUpdate);
 /* Whether a selection can apply to later resources: its expression ends in no GUID, concerns this

@@ -32,7 +32,7 @@ FLOORS = [
     ("src/monitoringClass/ApplicationMetricGroups", 9),
     ("src/monitoringClass/LoggingConfiguration", 9),
     ("src/monitoringClass/ResourceOperations", 9),
-    ("src/monitoringClass/MetricSelectionStore", 9),
+    ("src/monitoringClass/MetricSelection", 9),
     ("src/monitoringClass/RootResource", 9),
     ("src/remoteAdministration/CommandHelper", 5),
     ("src/remoteAdministration/Operations", 5),

@@ -3,6 +3,7 @@
 #include <functional>
 #include <random>
 
+#include "src/monitoringClass/MetricSelectionBound.hpp"
 #include "src/utils/PathTokenizer.h"
 #include "tests/unit/resource/ResourceFixture.hpp"
 
@@ -312,6 +313,78 @@ TEST_F(SelectionStore, RemovalOfAStrangerIsAPrecondition) {
     EXPECT_EQ(stored(), Names{"//a +x -"});
     REDAFastBufferPool_returnBuffer(impl.metricSelectionPool, stranger);
     expectSound();
+}
+
+// ---- Bounds ----
+
+TEST_F(SelectionStore, ASelectionTooManyIsRefusedAndChangesNothing) {
+    const auto expression = [](int i) { return "//topics/" + std::to_string(i); };
+    for (int i = 0; i < orx::selection::maximumSelections; ++i) {
+        say(expression(i).c_str(), {"x"});
+        ASSERT_EQ(update(), 1) << i;
+    }
+    LogCapture log;
+    say(expression(-1).c_str(), {"x"});
+    EXPECT_EQ(update(), -1);
+    EXPECT_TRUE(log.has(
+        "Metric Selection: the store would hold more than 1024 selections or 1048576 bytes", "FAILED_TO_ADD"))
+        << log.text();
+    EXPECT_EQ(stored().size(), 1024u);
+    EXPECT_EQ(stored().front(), "//topics/0 +x -");
+    expectSound();
+    // What it has already is no more, and what is replaced makes room.
+    say(expression(0).c_str(), {"x"});
+    EXPECT_EQ(update(), 1);
+    EXPECT_EQ(stored().back(), "//topics/0 +x -");
+    say(expression(1).c_str(), {}, {"*"});
+    EXPECT_EQ(update(), 1);
+    say(expression(2).c_str(), {"y", "z"});
+    EXPECT_EQ(update(), -1) << "beside what the expression has";
+    say("//*", {"y"});
+    EXPECT_EQ(set(), 1);
+    EXPECT_EQ(stored(), Names{"//* +y -"});
+    expectSound();
+}
+
+TEST_F(SelectionStore, TextsHaveABoundTogether) {
+    const std::string pattern(200'000, 'p');
+    for (const char* expression : {"//a", "//b", "//c", "//d", "//e"}) {
+        say(expression, {pattern.c_str()});
+        ASSERT_EQ(update(), 1);
+    }
+    say("//f", {pattern.c_str()});
+    EXPECT_EQ(update(), -1);
+    say("//f", {"short"});
+    EXPECT_EQ(update(), 1);
+    say("//a", {pattern.c_str(), "more"});
+    EXPECT_EQ(set(), 1) << "in place of the one before";
+    EXPECT_EQ(stored().size(), 7u) << "with the one that disables it";
+    expectSound();
+}
+
+TEST_F(SelectionStore, ACommandOfManySelectionsIsRefusedAtOnce) {
+    for (int i = 0; i <= orx::selection::maximumSelections; ++i)
+        say(("//topics/" + std::to_string(i)).c_str(), {"x"});
+    EXPECT_EQ(update(), -1);
+    EXPECT_EQ(stored(), Names{});
+    expectSound();
+}
+
+// Not in the store, and not in the buffers that wait for the next command.
+TEST_F(SelectionStore, TextsAreFreedWithTheirSelections) {
+    const auto round = [&](std::initializer_list<const char*> patterns) {
+        for (int i = 0; i < 2; ++i) {
+            say("//a", patterns, {"y"});
+            say("/applications/none", patterns); // dropped on the way
+            ASSERT_EQ(update(), 1);
+        }
+        ORX_Monitoring_removeAllMetricSelectionNodes(&impl);
+    };
+    for (int i = 0; i < 2; ++i) // what pool and index keep they have then
+        round({"1"});
+    const auto live = ORXOsapiHeap_getLiveBufferCount();
+    round({"1", "2", "3", "4", "5", "6"});
+    EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), live);
 }
 
 TEST_F(SelectionStore, FailedCommandIsCleanedUp) {
