@@ -206,9 +206,9 @@ public:
         gate.open();
     }
 
-    Executor executor{{.level = 1, .gcThreshold = 1}};
     Counter isFreeing;
     std::atomic<bool> hasGotMutex{false};
+    Executor executor{{.level = 1, .gcThreshold = 1}}; // ends first: its worker uses the others
 
 private:
     uint64_t laterPosts_ = 0;
