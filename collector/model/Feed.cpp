@@ -74,9 +74,16 @@ void Feed::event(const DDS_Monitoring_Event& sample) {
     application_ = tree_.application(applicationGuid_);
     if (!isOfTheApplication(sample))
         return;
+    const bool isToAgree = hasRegistry(sample) && application_ != nullptr && application_->isComplete &&
+                           application_->resourceEpoch == sample.info.epoch_resource;
     reading::visit(sample, *this);
-    if (application_ != nullptr)
-        followEpochs(sample);
+    if (application_ == nullptr)
+        return;
+    followEpochs(sample);
+    // Nothing was missed, and still the registry told another tree: it was made before what was told since,
+    // or a change is on its way. The next one will show which.
+    if (isToAgree && hasTreeChanged_)
+        missed();
 }
 
 // Who speaks for an application that is known is the participant that told its registry. Where an application
@@ -237,6 +244,7 @@ Resource* Feed::putBelow(const reading::Described& described, ResourceClass reso
         return nullptr;
     }
     application_->unknownPeriodic = 0;
+    hasTreeChanged_ = true;
     tell(ModelEventKind::created, *added.resource);
     return added.resource;
 }
@@ -268,6 +276,7 @@ void Feed::removeUnnamed(const Named& named) {
 }
 
 void Feed::removeResource(Resource& resource) {
+    hasTreeChanged_ = true;
     tree_.remove(resource, isObserved_ ? [this](const Resource& gone) { tell(ModelEventKind::deleted, gone); }
                                        : Tree::OnRemoved{});
 }

@@ -60,6 +60,7 @@ private:
     Application* application_ = nullptr; // null while it is not known
     Guid resourceGuid_{};                // which the groups are of
     bool isSnapshot_ = false;
+    bool hasTreeChanged_ = false; // by this sample
 };
 
 } // namespace collector

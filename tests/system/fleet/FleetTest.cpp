@@ -60,6 +60,16 @@ protected:
             ++each;
         EXPECT_EQ(counts(operation), before) << operation;
     }
+    // Topics, writers and readers whose snapshot has not come.
+    static std::size_t unnamed() {
+        std::size_t count = 0;
+        for (const char* path : {"//topics/*", "//data_writers/*", "//data_readers/*"}) {
+            const Json page = collector->get(std::string("/api/v1/resources?path=") + path).json();
+            for (const Json& each : page.value("resources", Json::array()))
+                count += each.value("topic", Json()) == "text" ? 0 : 1;
+        }
+        return count;
+    }
     static void awaitTruth(const char* after) {
         const double seconds = awaitTree(*collector, truth());
         std::printf("the truth after %s: %.2f s\n", after, seconds);
@@ -79,6 +89,7 @@ TEST_F(Fleet, RegistryIsCompleteSoonAfterTheLastStart) {
         applicationCount(), resourcesOfEach, seconds);
     EXPECT_LT(seconds, completeWithin);
     awaitSeries(*collector, all);
+    EXPECT_TRUE(eventually([] { return unnamed() == 0; })) << unnamed() << " without the name of their topic";
     std::printf("the collector's memory: %ld kB\n", collector->residentKilobytes());
 }
 

@@ -13,6 +13,7 @@ namespace {
 using namespace collector;
 using collector_test::allMetricIds;
 using collector_test::FakeApplication;
+using collector_test::FakeResource;
 using collector_test::fullEvent;
 using collector_test::fullPeriodic;
 
@@ -160,6 +161,31 @@ TEST_F(Modelling, AnIncompleteApplicationIsToldAgainWhenItWasNotHealed) {
     EXPECT_TRUE(model.takeIncomplete(100).empty());
     nowNs += 100;
     EXPECT_EQ(model.takeIncomplete(100).size(), 1U);
+}
+
+TEST_F(Modelling, ARegistryThatWasMadeBeforeACreationIsAskedForAgain) {
+    app.createSmallTree();
+    app.tellRegistry();
+    EXPECT_TRUE(model.takeIncomplete().empty()) << "they agree";
+    app.create(7, 1, ResourceClass::publisher, "late");
+    app.tellRegistry([&](auto& told) {
+        std::erase_if(told, [&](const auto* each) { return each->guid == app.guidOf(7); });
+    });
+    EXPECT_EQ(model.takeIncomplete(), std::vector<Guid>{app.guid()});
+    app.tellRegistry();
+    EXPECT_TRUE(model.resource(app.guidOf(7)).has_value());
+    EXPECT_TRUE(model.application(app.guid())->isComplete);
+}
+
+TEST_F(Modelling, ARegistryThatWasMadeBeforeADeletionIsAskedForAgain) {
+    app.createSmallTree();
+    const FakeResource gone = app.resources().at(app.guidOf(5));
+    app.destroy(5);
+    app.tellRegistry([&](auto& told) { told.push_back(&gone); });
+    EXPECT_EQ(model.takeIncomplete(), std::vector<Guid>{app.guid()});
+    app.tellRegistry();
+    EXPECT_FALSE(model.resource(app.guidOf(5)).has_value());
+    EXPECT_TRUE(model.application(app.guid())->isComplete);
 }
 
 TEST_F(Modelling, AGapInEitherEpochMeansThatSomethingWasMissed) {
