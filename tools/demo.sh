@@ -192,7 +192,7 @@ draw() {
   echo "== live values, out of orxctl show '//data_*/*'"
   print_values
   echo "== orxctl logs -n 8"
-  ctl logs -n 8
+  ctl logs -n 8 | cut -c "1-${COLUMNS:-80}" # which the shell keeps
 }
 
 view_on_terminal() {
