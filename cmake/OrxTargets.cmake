@@ -73,3 +73,21 @@ endfunction()
 function(orx_library_sources)
   orx_room_sources(orxmonitoring2d_objects ${ARGN})
 endfunction()
+
+# orx_peer_types(SOURCES_VARIABLE FOLDER): what the distribution's idlc makes of the IDL that we install, as any peer
+# would have it, in FOLDER; the sources' names go into the variable.
+function(orx_peer_types sources_variable folder)
+  find_program(IDLC idlc REQUIRED)
+  file(GLOB idl_files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/dataModel/idl/*.idl)
+  set(sources)
+  foreach(file ${idl_files})
+    get_filename_component(unit ${file} NAME_WE)
+    add_custom_command(
+      OUTPUT ${folder}/${unit}.c ${folder}/${unit}.h
+      COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
+      COMMAND ${IDLC} -f case-sensitive -W no-enum-consecutive -o ${folder} ${file}
+      DEPENDS ${idl_files} COMMENT "idlc ${unit}" VERBATIM)
+    list(APPEND sources ${folder}/${unit}.c)
+  endforeach()
+  set(${sources_variable} ${sources} PARENT_SCOPE)
+endfunction()

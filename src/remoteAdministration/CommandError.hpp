@@ -34,5 +34,11 @@ Return requireRoot(const Dispatcher& self, Error& error, const ORX_MonitoringRes
         (void)ORX_PRECONDITION_FAILED("\"" ORX_TEXT_OF_(__VA_ARGS__) "\"\n");                                \
         return ::orx::command::failed;                                                                       \
     }
+// The same of the four pointers that each selection and processing function gets.
+#define ORX_REFUSE_NULL_ARGUMENTS(first, second, third, fourth)                                              \
+    ORX_REFUSE_IF(first == ORX_NULL)                                                                         \
+    ORX_REFUSE_IF(second == ORX_NULL)                                                                        \
+    ORX_REFUSE_IF(third == ORX_NULL)                                                                         \
+    ORX_REFUSE_IF(fourth == ORX_NULL)
 
 #endif

@@ -59,10 +59,7 @@ int ORX_MonitoringCommandDispatcherEventData_initializeProcessCommandsFunctions(
 ORX_MonitoringCommandDispatcherReturnValue ORX_MonitoringCommandDispatcher_processRequestResourceRegistry(
     ORX_MonitoringCommandDispatcher* self, DDS_Monitoring_MonitoringService_Reply* reply,
     ORX_MonitoringResourcePtrSeq* resources, DDS_Monitoring_MonitoringService_Request* command) {
-    ORX_REFUSE_IF(self == ORX_NULL);
-    ORX_REFUSE_IF(reply == ORX_NULL);
-    ORX_REFUSE_IF(resources == ORX_NULL);
-    ORX_REFUSE_IF(command == ORX_NULL);
+    ORX_REFUSE_NULL_ARGUMENTS(self, reply, resources, command);
     ORX_REFUSE_IF(ORX_MonitoringResourcePtrSeq_get_length(resources) != 1);
     reply->data._d = orx::operation::request_resource_registry;
     Error& error = reply->data._u.request_resource_registry._u.monitoringcommanderror_ex;

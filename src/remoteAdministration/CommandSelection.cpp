@@ -222,10 +222,7 @@ ORX_MonitoringCommandDispatcherReturnValue ORX_MonitoringCommandDispatcher_getRe
     ORX_MonitoringCommandDispatcher* self, ORX_MonitoringResourcePtrSeq* resources,
     DDS_Monitoring_MonitoringCommandError* commandError,
     const DDS_Monitoring_LoggingGroupSeq* loggingGroups) {
-    ORX_REFUSE_IF(self == ORX_NULL);
-    ORX_REFUSE_IF(resources == ORX_NULL);
-    ORX_REFUSE_IF(commandError == ORX_NULL);
-    ORX_REFUSE_IF(loggingGroups == ORX_NULL);
+    ORX_REFUSE_NULL_ARGUMENTS(self, resources, commandError, loggingGroups);
     const DDS_Long length = DDS_Monitoring_LoggingGroupSeq_get_length(loggingGroups);
     ORX_REFUSE_IF(length == 0);
     const Matcher matcher(*self);
@@ -257,10 +254,7 @@ ORX_MonitoringCommandDispatcherReturnValue
 ORX_MonitoringCommandDispatcher_getResourcesFromMetricSelectorSequence(ORX_MonitoringCommandDispatcher* self,
     ORX_MonitoringResourcePtrSeq* resources, DDS_Monitoring_MonitoringCommandError* commandError,
     const DDS_Monitoring_MetricSelectorSeq* metrics) {
-    ORX_REFUSE_IF(self == ORX_NULL);
-    ORX_REFUSE_IF(resources == ORX_NULL);
-    ORX_REFUSE_IF(commandError == ORX_NULL);
-    ORX_REFUSE_IF(metrics == ORX_NULL);
+    ORX_REFUSE_NULL_ARGUMENTS(self, resources, commandError, metrics);
     const DDS_Long length = DDS_Monitoring_MetricSelectorSeq_get_length(metrics);
     ORX_REFUSE_IF(length == 0);
     const Matcher matcher(*self);

@@ -139,10 +139,7 @@ Return setForwardingLevel(Dispatcher& self, Error& error, const ORX_MonitoringRe
 ORX_MonitoringCommandDispatcherReturnValue ORX_MonitoringCommandDispatcher_processSetLoggingCollectionLevel(
     ORX_MonitoringCommandDispatcher* self, DDS_Monitoring_MonitoringService_Reply* reply,
     ORX_MonitoringResourcePtrSeq* resources, DDS_Monitoring_MonitoringService_Request* command) {
-    ORX_REFUSE_IF(self == ORX_NULL);
-    ORX_REFUSE_IF(reply == ORX_NULL);
-    ORX_REFUSE_IF(resources == ORX_NULL);
-    ORX_REFUSE_IF(command == ORX_NULL);
+    ORX_REFUSE_NULL_ARGUMENTS(self, reply, resources, command);
     ORX_REFUSE_IF(ORX_MonitoringResourcePtrSeq_get_length(resources) != 1);
     reply->data._d = orx::operation::set_logging_collection_level;
     Error& error = reply->data._u.set_logging_collection_level._u.monitoringcommanderror_ex;
@@ -154,10 +151,7 @@ ORX_MonitoringCommandDispatcherReturnValue ORX_MonitoringCommandDispatcher_proce
 ORX_MonitoringCommandDispatcherReturnValue ORX_MonitoringCommandDispatcher_processSetLoggingForwardingLevel(
     ORX_MonitoringCommandDispatcher* self, DDS_Monitoring_MonitoringService_Reply* reply,
     ORX_MonitoringResourcePtrSeq* resources, DDS_Monitoring_MonitoringService_Request* command) {
-    ORX_REFUSE_IF(self == ORX_NULL);
-    ORX_REFUSE_IF(reply == ORX_NULL);
-    ORX_REFUSE_IF(resources == ORX_NULL);
-    ORX_REFUSE_IF(command == ORX_NULL);
+    ORX_REFUSE_NULL_ARGUMENTS(self, reply, resources, command);
     ORX_REFUSE_IF(ORX_MonitoringResourcePtrSeq_get_length(resources) != 1);
     reply->data._d = orx::operation::set_logging_forwarding_level;
     Setting setting = startingSetting;

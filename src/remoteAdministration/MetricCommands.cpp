@@ -84,10 +84,7 @@ ORX_MonitoringCommandDispatcher_processSetOrUpdateMetricSubscriptionState(
     ORX_MonitoringCommandDispatcher* self, DDS_Monitoring_MonitoringCommandError* commandError,
     ORX_MonitoringResourcePtrSeq* resources, DDS_MonitoringMetricSelectionSeq* metricSelectionSequence,
     int isUpdate) {
-    ORX_REFUSE_IF(self == ORX_NULL);
-    ORX_REFUSE_IF(commandError == ORX_NULL);
-    ORX_REFUSE_IF(resources == ORX_NULL);
-    ORX_REFUSE_IF(metricSelectionSequence == ORX_NULL);
+    ORX_REFUSE_NULL_ARGUMENTS(self, commandError, resources, metricSelectionSequence);
     REDAFastBufferPool* pool =
         reinterpret_cast<ORX_MonitoringClassImpl*>(self->monitoringClass)->metricSelectionPool;
     REDAInlineList selections;
@@ -104,10 +101,7 @@ ORX_MonitoringCommandDispatcher_processSetOrUpdateMetricSubscriptionState(
 ORX_MonitoringCommandDispatcherReturnValue ORX_MonitoringCommandDispatcher_processSetMetricSubscriptionState(
     ORX_MonitoringCommandDispatcher* self, DDS_Monitoring_MonitoringService_Reply* reply,
     ORX_MonitoringResourcePtrSeq* resources, DDS_Monitoring_MonitoringService_Request* command) {
-    ORX_REFUSE_IF(self == ORX_NULL);
-    ORX_REFUSE_IF(reply == ORX_NULL);
-    ORX_REFUSE_IF(resources == ORX_NULL);
-    ORX_REFUSE_IF(command == ORX_NULL);
+    ORX_REFUSE_NULL_ARGUMENTS(self, reply, resources, command);
     reply->data._d = orx::operation::set_metric_subscription_state;
     return report(ORX_MonitoringCommandDispatcher_processSetOrUpdateMetricSubscriptionState(self,
                       &reply->data._u.set_metric_subscription_state._u.monitoringcommanderror_ex, resources,
@@ -119,10 +113,7 @@ ORX_MonitoringCommandDispatcherReturnValue
 ORX_MonitoringCommandDispatcher_processUpdateMetricSubscriptionState(ORX_MonitoringCommandDispatcher* self,
     DDS_Monitoring_MonitoringService_Reply* reply, ORX_MonitoringResourcePtrSeq* resources,
     DDS_Monitoring_MonitoringService_Request* command) {
-    ORX_REFUSE_IF(self == ORX_NULL);
-    ORX_REFUSE_IF(reply == ORX_NULL);
-    ORX_REFUSE_IF(resources == ORX_NULL);
-    ORX_REFUSE_IF(command == ORX_NULL);
+    ORX_REFUSE_NULL_ARGUMENTS(self, reply, resources, command);
     reply->data._d = orx::operation::update_metric_subscription_state;
     return report(ORX_MonitoringCommandDispatcher_processSetOrUpdateMetricSubscriptionState(self,
                       &reply->data._u.update_metric_subscription_state._u.monitoringcommanderror_ex,
