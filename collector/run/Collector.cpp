@@ -184,12 +184,12 @@ void Collector::stop() {
         p.server->stop();
     p.repair.announceStop();
     p.intake.stop();
+    p.logFile.stop();     // nothing comes any more; what waits is written, whatever the rest takes
     p.forwarding.close(); // ends the commands that wait
     p.repair.stop();
     if (p.server != nullptr)
         p.server->finish();
     p.hub->prune();
-    p.logFile.stop();
 }
 
 } // namespace collector::run

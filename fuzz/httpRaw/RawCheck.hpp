@@ -1,0 +1,78 @@
+// What must hold of any octets that a client sends to the collector's server: it answers in HTTP or closes, and
+// the connection ends when the client has nothing more to say. The first octet says how the rest is cut.
+#ifndef ORX_FUZZ_HTTP_RAW_CHECK_HPP
+#define ORX_FUZZ_HTTP_RAW_CHECK_HPP
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+
+#include "collector/http/Server.hpp"
+#include "fuzz/http/HttpCheck.hpp"
+
+class RawCheck {
+public:
+    RawCheck() {
+        collector::http::ServerOptions options;
+        options.watchPeriod = std::chrono::milliseconds(1);
+        options.workers = 1;
+        std::string error;
+        server_ = collector::http::Server::start(options, check_.service(), -1, error);
+        require(server_ != nullptr, "no server");
+    }
+
+    void run(const std::uint8_t* data, std::size_t size) {
+        if (size == 0)
+            return;
+        int sockets[2];
+        require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) == 0, "no socket pair");
+        require(server_->adopt(sockets[0]), "the connection was not taken");
+        std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
+        const std::size_t cut = text.size() * data[0] / 255;
+        send(sockets[1], text.substr(0, cut));
+        send(sockets[1], text.substr(cut));
+        shutdown(sockets[1], SHUT_WR);
+        const std::string answer = readToTheEnd(sockets[1]);
+        close(sockets[1]);
+        require(answer.empty() || answer.starts_with("HTTP/1."), "an answer that is no HTTP");
+    }
+
+private:
+    static void require(bool condition, const char* what) {
+        if (condition)
+            return;
+        std::fprintf(stderr, "%s\n", what);
+        std::abort();
+    }
+
+    static void send(int socket, std::string_view text) {
+        while (!text.empty()) {
+            const ssize_t sent = ::send(socket, text.data(), text.size(), MSG_NOSIGNAL);
+            if (sent <= 0)
+                return; // it has closed already
+            text.remove_prefix(static_cast<std::size_t>(sent));
+        }
+    }
+
+    static std::string readToTheEnd(int socket) {
+        std::string all;
+        char buffer[65536];
+        for (;;) {
+            constexpr int patience = 60'000;
+            pollfd readable{socket, POLLIN, 0};
+            require(poll(&readable, 1, patience) > 0, "a connection that does not end");
+            const ssize_t size = recv(socket, buffer, sizeof buffer, 0);
+            if (size <= 0)
+                return all;
+            if (all.size() < 16)
+                all.append(buffer, static_cast<std::size_t>(size));
+        }
+    }
+
+    HttpCheck check_;
+    std::unique_ptr<collector::http::Server> server_;
+};
+
+#endif
