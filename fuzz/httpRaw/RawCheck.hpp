@@ -1,5 +1,5 @@
-// What must hold of any octets that a client sends to the collector's server: it answers in HTTP or closes, and
-// the connection ends when the client has nothing more to say. The first octet says how the rest is cut.
+// What must hold of any octets that a client sends to the collector's server: it answers in HTTP or closes,
+// and the connection ends when the client has nothing more to say. The first octet says how the rest is cut.
 #ifndef ORX_FUZZ_HTTP_RAW_CHECK_HPP
 #define ORX_FUZZ_HTTP_RAW_CHECK_HPP
 
@@ -18,6 +18,7 @@ public:
         collector::http::ServerOptions options;
         options.watchPeriod = std::chrono::milliseconds(1);
         options.workers = 1;
+        options.connections.receive = std::chrono::milliseconds(200); // what may become a request and does not
         std::string error;
         server_ = collector::http::Server::start(options, check_.service(), -1, error);
         require(server_ != nullptr, "no server");

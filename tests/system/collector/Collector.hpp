@@ -47,12 +47,16 @@ public:
     // Asks again and again until the condition holds.
     template <class Condition> void awaitUntil(Condition condition, double bound = longPatience) {
         const double steps = (testing::Test::HasFailure() ? 1 : bound) * 10;
-        for (int i = 0; i < steps && !condition(); ++i)
+        bool isTrue = condition();
+        for (int i = 0; i < steps && !isTrue; ++i) {
             (void)waitForLine({"no such line"}, 0.1);
-        EXPECT_TRUE(condition()) << errors();
+            isTrue = condition();
+        }
+        EXPECT_TRUE(isTrue) << errors();
     }
     bool hasApplication(const std::string& name) const {
-        for (const auto& each : json("/api/v1/applications")["applications"]) {
+        const nlohmann::json told = json("/api/v1/applications");
+        for (const auto& each : told["applications"]) {
             if (each["name"] == name)
                 return true;
         }

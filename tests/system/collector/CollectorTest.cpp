@@ -91,7 +91,7 @@ TEST(Collector, CommandsChangeWhatIsServed) {
     application.command("participant alpha");
     const auto others = [&] {
         return collector.series({"dds_data_writer_"}).size() -
-               collector.series({"dds_data_writer_publication_matched_total_count{"}).size();
+               collector.series({"dds_data_writer_publication_matched_total{"}).size();
     };
     collector.awaitUntil([&] { return others() > 0; });
     HttpAnswer answer = collector.command(
@@ -148,8 +148,8 @@ TEST(Collector, StreamsTellWhatHappens) {
     ASSERT_EQ(events.answer().status, 200);
     ASSERT_EQ(writers.answer().status, 200);
     Application application(monitoring, testDomainText(2), "first");
-    ASSERT_TRUE(events.until("event: application_appeared"));
     application.command("participant alpha");
+    ASSERT_TRUE(events.until("event: application_appeared"));
     ASSERT_TRUE(writers.until("event: created"));
     ASSERT_TRUE(writers.until("event: metric"));
     application.command("delete alpha");
