@@ -24,6 +24,20 @@ std::string levelBody(const std::string& selector, const std::string& facility, 
         .dump();
 }
 
+// Once this returns, none of its threads runs.
+void freeze(const Process& process) {
+    process.signal(SIGSTOP);
+    const std::string stat = "/proc/" + std::to_string(process.id()) + "/stat";
+    for (int i = 0; i < 6000; ++i) {
+        std::ifstream file(stat);
+        const std::string text(std::istreambuf_iterator<char>(file), {});
+        if (text.find(") T ") != std::string::npos)
+            return;
+        usleep(10'000);
+    }
+    ADD_FAILURE() << "it does not stop";
+}
+
 TEST(Collector, ServesWhatAProgramDoes) {
     const std::string monitoring = testDomainText(1);
     Collector collector(monitoring);
@@ -261,7 +275,7 @@ TEST(Collector, EndsAtOnceWithStreamsAndCommandsOpen) {
     HttpClient stream(collector.port()), waiting(collector.port());
     stream.get("/api/v1/events");
     ASSERT_EQ(stream.answer().status, 200);
-    application.signal(SIGSTOP); // it will not answer
+    freeze(application); // it will not answer
     waiting.post(
         "/api/v1/commands/request_resource_registry", R"({"applications": ["/applications/first"]})");
     collector.awaitUntil([&] { return !collector.series({"orx_collector_commands_running 1"}).empty(); });
@@ -282,7 +296,7 @@ TEST(Collector, ACommandToAFrozenApplicationTimesOutAndHoldsUpNobody) {
     Application application(monitoring, testDomainText(2), "first");
     application.command("participant alpha");
     collector.awaitUntil([&] { return collector.hasApplication("first"); });
-    application.signal(SIGSTOP);
+    freeze(application);
     HttpClient waiting(collector.port());
     waiting.post(
         "/api/v1/commands/request_resource_registry", R"({"applications": ["/applications/first"]})");
