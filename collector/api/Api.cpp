@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <utility>
@@ -16,6 +17,7 @@ namespace collector::api {
 namespace {
 
 constexpr std::size_t mostResources = 10'000;
+constexpr std::size_t mostWithMetrics = 1'000; // each has some ten thousand octets of them
 constexpr std::size_t mostMessages = 10'000;
 constexpr std::size_t mostFollowed = 1'000; // messages with which a stream opens
 
@@ -165,7 +167,8 @@ http::Response Api::resources(const http::Request& request) const {
     if (path != nullptr && !path->starts_with("/"))
         throw BadRequest("the parameter \"path\" is a path expression, which begins with a slash");
     const bool withMetrics = parameters.flag("metrics");
-    const std::size_t limit = parameters.number("limit", mostResources, 1, mostResources);
+    const std::size_t limit = std::min(parameters.number("limit", mostResources, 1, mostResources),
+        withMetrics ? mostWithMetrics : mostResources);
     Guid after = reading::noGuid;
     if (const std::string* const text = parameters.text("after")) {
         const auto guid = guidOf(*text);

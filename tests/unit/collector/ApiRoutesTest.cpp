@@ -140,6 +140,18 @@ TEST_F(ApiRoutes, ResourcesInPages) {
     EXPECT_EQ(json(all), get("/api/v1/resources")["resources"]);
 }
 
+TEST_F(ApiRoutes, PagesWithMetricsAreShorter) {
+    app.createSmallTree();
+    for (std::uint32_t i = 100; i < 1'200; ++i)
+        app.create(i, 1, ResourceClass::topic, "topic" + std::to_string(i));
+    const json page = get("/api/v1/resources?metrics=1&limit=10000");
+    EXPECT_EQ(page["resources"].size(), 1'000U);
+    EXPECT_TRUE(page["next"].is_string());
+    EXPECT_EQ(get("/api/v1/resources?metrics=1&after=" + page["next"].get<std::string>())["resources"].size(),
+        107U);
+    EXPECT_EQ(get("/api/v1/resources")["resources"].size(), 1'107U);
+}
+
 TEST_F(ApiRoutes, WhatCannotBeReadIsRefused) {
     for (const char* target : {"/api/v1/resources?path=data_writers", "/api/v1/resources?path=",
              "/api/v1/resources?path=///", "/api/v1/resources?limit=0", "/api/v1/resources?limit=10001",
