@@ -42,9 +42,21 @@ bool hasServiceRequestChannel(const DDS_DomainParticipantQos& qos) {
     return (qos.discovery_config.enabled_builtin_channels & DDS_DISCOVERYCONFIG_SERVICE_REQUEST_CHANNEL) != 0;
 }
 
+// A listener of one topic looks at the entities of all, and at a cache reader that might go before it. Once
+// none is left, the readers are forgotten: they may go although the rest stays.
+void removeListeners(Impl& self) {
+    for (DDS_DataReader* reader :
+        {self.builtinEventReader, self.builtinLoggingReader, self.builtinPeriodicReader}) {
+        if (reader != nullptr)
+            (void)DDS_DataReader_set_listener(reader, nullptr, DDS_STATUS_MASK_NONE);
+    }
+    self.builtinEventReader = self.builtinLoggingReader = self.builtinPeriodicReader = nullptr;
+}
+
 bool finalize(Impl& self, DDS_DomainParticipantFactory* factory) {
     if (self.participant == nullptr)
         return true;
+    removeListeners(self);
     for (const TopicPlan* plan : {&eventPlan, &periodicPlan, &loggingPlan}) {
         if (!MonitoringEntitiesHelper_deleteSubscriberEntities(
                 self.*plan->subscriber, self.*plan->topic, self.participant)) {
@@ -52,7 +64,6 @@ bool finalize(Impl& self, DDS_DomainParticipantFactory* factory) {
         }
         self.*plan->subscriber = nullptr;
         self.*plan->topic = nullptr;
-        self.*plan->reader = nullptr;
         self.parent.*plan->cacheReader = nullptr;
     }
     if (!self.isLoanedParticipant &&

@@ -39,8 +39,9 @@ ORX_MonitoringForwarderEntities* ORX_MonitoringForwarderEntities_new(DDS_DomainP
     DDS_DomainParticipant* participant, const ORX_MonitoringForwarderProperty_t* property);
 /* 1, or 0 at the first failure. Of a lent participant the readers alone, the real ones last. */
 int ORX_MonitoringForwarderEntities_enable(ORX_MonitoringForwarderEntities* self);
-/* 0 when an entity cannot be deleted, such as a cache reader with a loan that was not returned: what is left
- * stays, the object included, and may be deleted again. Null is a no-op. */
+/* Not in a listener of its own. From then on no listener is called. 0 when an entity cannot be deleted, such
+ * as a cache reader with a loan that was not returned: what is left stays, the object included, and may be
+ * deleted again. Null is a no-op. */
 int ORX_MonitoringForwarderEntities_delete(
     ORX_MonitoringForwarderEntities* self, DDS_DomainParticipantFactory* factory);
 

@@ -94,10 +94,10 @@ ORX_SCHEMA_EXPORT ORX_MonitoringForwarder* ORX_MonitoringForwarder_new(
  * made), outlives the forwarder and is not changed. */
 ORX_SCHEMA_EXPORT ORX_MonitoringForwarder* ORX_MonitoringForwarder_new_w_participant(
     DDS_DomainParticipant* participant, const ORX_MonitoringForwarderProperty_t* property);
-/* Commands that are still running end with "Timedout". Not from a callback of one of its readers, and not
- * with the registry locked. Null is a no-op. Loans and conditions of the cache readers are returned before:
- * otherwise the forwarder stays allocated, without its command side, with a line of the log, and delete may
- * be called again. */
+/* Commands that wait for replies end with "Timedout"; none begins any more. Not from a callback of one of its
+ * readers, and not with the registry locked. Null is a no-op. Loans and conditions of the cache readers are
+ * returned before: otherwise the forwarder stays allocated, reads nothing and sends nothing any more, with a
+ * line of the log, and delete may be called again. */
 ORX_SCHEMA_EXPORT void ORX_MonitoringForwarder_delete(ORX_MonitoringForwarder* self);
 
 /* ---- The applications ---- */

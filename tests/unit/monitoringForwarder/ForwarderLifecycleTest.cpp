@@ -113,7 +113,7 @@ TEST_P(ForwarderLifecycle, ALoanThatIsOutKeepsItUntilItIsReturned) {
     }));
     ORX_MonitoringForwarder_delete(forwarder.self);
     EXPECT_TRUE(log.has("Monitoring Forwarder entities\n", "FAILED_TO_DELETE")) << log.text();
-    // Until then a command is refused, and samples still have somewhere to go.
+    // Until then it stands still: a command is refused.
     DDS_Monitoring_MonitoringCommandError exception;
     DDS_Monitoring_MonitoringCommandError_initialize(&exception);
     DDS_Monitoring_ResourcePathExpressionSequence expressions{};
