@@ -60,14 +60,9 @@ void addModelMetrics(OwnMetrics& own, const Model& model) {
     size("orx_collector_applications", "Applications that are known.", &ModelStatistics::applications);
     size("orx_collector_resources", "Resources of all applications.", &ModelStatistics::resources);
     size("orx_collector_series", "Series of all applications.", &ModelStatistics::series);
-    own.add({"orx_collector_incomplete_applications",
-        "Applications of which something was missed and not told again yet.", MetricType::gauge,
-        [&model](const OwnMetrics::Emit& emit) {
-            std::size_t count = 0;
-            for (const ApplicationView& each : model.applications())
-                count += each.isComplete ? 0 : 1;
-            emit({}, static_cast<double>(count));
-        }});
+    size("orx_collector_incomplete_applications",
+        "Applications of which something was missed and not told again yet.",
+        &ModelStatistics::incompleteApplications);
 }
 
 void addProcessMetrics(OwnMetrics& own) {

@@ -128,6 +128,8 @@ ModelStatistics Model::statistics() const {
     const std::lock_guard guard(state_->lock);
     ModelStatistics result = state_->statistics;
     result.applications = state_->tree.applications().size();
+    for (const auto& [guid, application] : state_->tree.applications())
+        result.incompleteApplications += application.isComplete ? 0 : 1;
     result.resources = state_->tree.resourceCount();
     result.series = state_->tree.seriesCount();
     return result;

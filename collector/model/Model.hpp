@@ -71,6 +71,7 @@ const char* dropCauseName(DropCause cause);
 
 struct ModelStatistics {
     std::size_t applications = 0;
+    std::size_t incompleteApplications = 0; // of them: something was missed and not told again yet
     std::size_t resources = 0;
     std::size_t series = 0;
     std::uint64_t eventSamples = 0;

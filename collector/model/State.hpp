@@ -31,7 +31,7 @@ struct Model::State {
 
     std::mutex lock;
     Tree tree;                  // under `lock`, as what follows
-    ModelStatistics statistics; // but the three sizes, which the tree knows
+    ModelStatistics statistics; // but the sizes, which the tree knows
 
     std::mutex observersLock; // a leaf
     std::shared_ptr<const Observers> observers;

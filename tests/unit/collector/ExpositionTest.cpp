@@ -12,7 +12,6 @@
 #include "collector/model/LabelText.hpp"
 #include "collector/model/Model.hpp"
 #include "orxmonitoring2d/metric_catalogue.h"
-#include "reading/Text.hpp"
 #include "tests/unit/collector/ExpositionText.hpp"
 #include "tests/unit/collector/FakeApplication.hpp"
 
@@ -375,33 +374,6 @@ TEST(LabelText, EscapesWhatTheFormatsWantAndNothingElse) {
     appendLabel(out, "a", "1");
     appendLabel(out, "b", "2");
     EXPECT_EQ(out, "{a=\"1\",b=\"2\"");
-}
-
-TEST(ValidUtf8, ReplacesAndCutsAtTheBorderOfACharacter) {
-    bool isCut = false;
-    EXPECT_EQ(reading::validUtf8("abc", 3, isCut), "abc");
-    EXPECT_FALSE(isCut);
-    EXPECT_EQ(reading::validUtf8("ab\xE2\x82\xAC", 4, isCut), "ab");
-    EXPECT_TRUE(isCut);
-    EXPECT_EQ(reading::validUtf8("\xFF", 3, isCut), "\xEF\xBF\xBD");
-    EXPECT_FALSE(isCut);
-    EXPECT_EQ(reading::validUtf8("\xFF", 2, isCut), "");
-    EXPECT_TRUE(isCut);
-}
-
-TEST(Guid, ReadsBackItsTextsAndNothingElse) {
-    Guid guid{};
-    for (std::size_t i = 0; i < guid.size(); ++i)
-        guid[i] = static_cast<std::uint8_t>(i * 17);
-    EXPECT_EQ(reading::guidDigits(guid), "00112233.44556677.8899AABB.CCDDEEFF");
-    EXPECT_EQ(reading::guidText(guid), "GUID(00112233.44556677.8899AABB.CCDDEEFF)");
-    for (const char* text : {"00112233.44556677.8899AABB.CCDDEEFF", "00112233445566778899aabbccddeeff",
-             "GUID(00112233.44556677.8899aaBB.CCDDEEFF)", "GUID(00112233445566778899aabbccddeeff)"})
-        EXPECT_EQ(reading::parseGuid(text), guid) << text;
-    for (const char* text : {"", "GUID(", "GUID()", "00112233.44556677.8899AABB.CCDDEEF", "0011223344556677",
-             "00112233-44556677-8899AABB-CCDDEEFF", "0011223G.44556677.8899AABB.CCDDEEFF",
-             "00112233.44556677.8899AABB.CCDDEEFF ", "GUID(00112233.44556677.8899AABB.CCDDEEFF"})
-        EXPECT_FALSE(reading::parseGuid(text)) << text;
 }
 
 } // namespace
