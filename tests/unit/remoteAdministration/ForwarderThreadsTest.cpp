@@ -1,4 +1,5 @@
 // Many callers at once, many destinations, and the manager's end in the midst of it.
+#include <cstdlib>
 #include <functional>
 #include <map>
 
@@ -60,7 +61,80 @@ private:
     std::thread thread_;
 };
 
+// While it lives, the n-th allocation of the thread that entered goes on only once the manager takes no
+// commands any more.
+class HeldAt {
+public:
+    HeldAt(const Manager& watched, unsigned allocation) {
+        manager = &watched;
+        left = allocation;
+        isReached = false;
+        static const ORXOsapiHeapAllocator allocator{&HeldAt::allocate, &HeldAt::release, nullptr};
+        ORXOsapiHeap_setAllocator(&allocator);
+    }
+    ~HeldAt() { ORXOsapiHeap_setAllocator(nullptr); }
+    HeldAt(const HeldAt&) = delete;
+    HeldAt& operator=(const HeldAt&) = delete;
+    static inline thread_local bool isEntered = false;
+    static inline std::atomic<bool> isReached{false};
+
+private:
+    static void* allocate(void*, size_t size, size_t alignment, const char*) {
+        if (isEntered && left > 0 && --left == 0) {
+            isReached = true;
+            EXPECT_TRUE(eventually([] { return !orx::forwarder::isTakingCommands(*manager); }));
+        }
+        if (alignment <= alignof(std::max_align_t))
+            return std::malloc(size != 0 ? size : 1);
+        return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+    }
+    static void release(void*, void* memory) { std::free(memory); }
+    static inline const Manager* manager = nullptr;
+    static inline unsigned left = 0; // of the thread that entered
+};
+
 class ForwarderThreads : public World {};
+// Over one engine: the points are those of the manager.
+class ForwarderEnd : public World {
+protected:
+    // Runs `command` again and again; each time the manager's end begins one allocation later, until it is at
+    // work on the far side.
+    template <class Command> void endEverywhere(Command command) {
+        bool isBeyond = false;
+        unsigned n = 0;
+        while (!isBeyond && n < 500 && !HasFailure()) {
+            begin(1);
+            const HeldAt held(*collector->manager, ++n);
+            auto done = std::async(std::launch::async, [&] {
+                HeldAt::isEntered = true;
+                command();
+                HeldAt::isEntered = false;
+            });
+            EXPECT_TRUE(eventually([&] { return HeldAt::isReached || !app(1).isQuiet(); }));
+            isBeyond = !HeldAt::isReached;
+            EXPECT_TRUE(ORX_MonitoringForwarderCommandManager_finalize(collector->manager))
+                << n << log.text();
+            done.get();
+            EXPECT_EQ(log.countLevel(ORX_LOG_BIT_PRECONDITION), 0U) << n << log.text();
+            collector.reset();
+            applications.clear();
+        }
+        EXPECT_TRUE(isBeyond);
+        EXPECT_GT(n, 10U);
+    }
+};
+
+TEST_P(ForwarderEnd, MayComeAtEveryPointOfABlockingCommand) {
+    endEverywhere([&] {
+        const Result got = collector->run(Kind::setForwarding, everybody);
+        EXPECT_EQ(got.code, 2) << got;
+        EXPECT_EQ(got.message, "Timedout") << got;
+    });
+}
+
+TEST_P(ForwarderEnd, MayComeAtEveryPointOfASelfManagedCommand) {
+    endEverywhere([&] { (void)collector->requestRegistryFrom(app(1).readerHandle()); });
+}
 
 TEST_P(ForwarderThreads, ManyCallersAtOnceEachGetTheirOwnResult) {
     begin(3);
@@ -204,6 +278,7 @@ TEST_P(ManyDestinations, AHundredMergeIntoOneResult) {
     EXPECT_EQ(collector->handlersInUse(), 0);
 }
 
+INSTANTIATE_TEST_SUITE_P(Engine, ForwarderEnd, testing::Values(EngineKind::loopback), nameOf);
 INSTANTIATE_TEST_SUITE_P(Engine, ManyDestinations, testing::Values(EngineKind::loopback), nameOf);
 
 } // namespace
