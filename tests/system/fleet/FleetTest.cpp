@@ -108,7 +108,7 @@ TEST_F(Fleet, DeadApplicationsAreGoneAndReturn) {
 }
 
 TEST_F(Fleet, ApplicationThatReturnsBeforeItsDeathWasNoticedIsThereOnce) {
-    for (const std::size_t each : {1, 2}) {
+    for (const std::size_t each : {1U, 2U}) {
         applications[each]->kill();
         applications[each]->start();
         applications[each]->awaitReady();
