@@ -22,7 +22,8 @@ http::EventStream::Text eventOf(const LogMessage& message) {
 
 Json jsonOf(const LogMessage& message) {
     return {{"id", message.id}, {"time", timeText(message.timeNs, 6)},
-        {"application", message.applicationName},
+        {"application", message.applicationName.empty() ? reading::guidDigits(message.application)
+                                                        : message.applicationName},
         {"application_guid", reading::guidDigits(message.application)},
         {"resource_guid", reading::guidDigits(message.resource)},
         {"facility", facilityJson(message.facility)}, {"severity", severityJson(message.severity)},
@@ -90,6 +91,26 @@ bool LogRing::add(LogMessage message) {
         return false;
     });
     return true;
+}
+
+std::set<reading::Guid> LogRing::unnamed() const {
+    const std::lock_guard lock(mutex_);
+    std::set<reading::Guid> applications;
+    for (const LogMessage& message : messages_) {
+        if (message.applicationName.empty())
+            applications.insert(message.application);
+    }
+    return applications;
+}
+
+void LogRing::name(const reading::Guid& application, const std::string& name) {
+    const std::lock_guard lock(mutex_);
+    for (LogMessage& message : messages_) {
+        if (message.applicationName.empty() && message.application == application) {
+            message.applicationName = name;
+            bytes_ += name.size();
+        }
+    }
 }
 
 void LogRing::forgetOthers(const std::set<reading::Guid>& applications) {

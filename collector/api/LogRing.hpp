@@ -32,7 +32,7 @@ struct LogMessage {
     std::uint64_t id = 0; // given by the ring
     std::int64_t timeNs = 0;
     reading::Guid application{};
-    std::string applicationName;
+    std::string applicationName; // empty until it is told; messages may come before that
     reading::Guid resource{};
     std::uint8_t facility = 0;
     std::uint32_t severity = 0;
@@ -66,6 +66,9 @@ public:
 
     // False for a message of a snapshot that was told before.
     bool add(LogMessage message);
+    // Applications of which there are messages without their name, and what they are called.
+    std::set<reading::Guid> unnamed() const;
+    void name(const reading::Guid& application, const std::string& name);
     // The numbers of applications that are not among these are forgotten.
     void forgetOthers(const std::set<reading::Guid>& applications);
 

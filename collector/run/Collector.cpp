@@ -165,6 +165,10 @@ bool Collector::start(std::string& error) {
 void Collector::keepHouse() {
     Parts& p = *parts_;
     p.hub->prune();
+    for (const reading::Guid& each : p.ring.unnamed()) {
+        if (const std::string name = p.model.applicationName(each); !name.empty())
+            p.ring.name(each, name);
+    }
     if (const auto now = std::chrono::steady_clock::now(); now - p.lastForgotten > std::chrono::minutes(1)) {
         p.lastForgotten = now;
         std::set<reading::Guid> living;

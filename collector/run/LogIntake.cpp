@@ -88,8 +88,6 @@ void LogIntake::add(
     api::LogMessage taken = logMessageOf(message);
     taken.application = taken.resource = application;
     taken.applicationName = model_.applicationName(application);
-    if (taken.applicationName.empty()) // not told yet
-        taken.applicationName = reading::guidDigits(application);
     taken.isSnapshot = isSnapshot;
     const std::string line = taken.line;
     if (ring_.add(std::move(taken)) && file_.isOpen())

@@ -97,6 +97,25 @@ TEST(LogRing, RemembersABoundedNumberOfSources) {
     }
 }
 
+TEST(LogRing, NamesAnApplicationWhoseMessagesCameFirst) {
+    LogRing ring;
+    LogMessage early = message(1);
+    early.applicationName.clear();
+    ring.add(early);
+    ring.add(message(2));
+    LogFilter byName;
+    byName.application = *ApplicationFilter::of("late");
+    const auto application = [&ring] { return jsonOf(ring.newest(LogFilter(), 10).at(0)).at("application"); };
+    EXPECT_EQ(application(), reading::guidDigits({1}));
+    EXPECT_EQ(ring.unnamed(), std::set<reading::Guid>{{1}});
+    EXPECT_EQ(ring.newest(byName, 10).size(), 0u);
+    ring.name({2}, "another");
+    ring.name({1}, "late");
+    EXPECT_EQ(application(), "late");
+    EXPECT_TRUE(ring.unnamed().empty());
+    EXPECT_EQ(numbersOf(ring.newest(byName, 10)), std::vector<std::uint64_t>{1}) << "the other had its name";
+}
+
 TEST(LogRing, Filters) {
     LogRing ring;
     LogMessage wanted = message(1, "the disk is nearly full");
