@@ -3,6 +3,7 @@
 #include <httplib.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -75,7 +76,7 @@ std::string differenceOf(const Resources& expected, const Resources& seen) {
 
 // On a busy machine a living program must not seem dead all the time.
 std::string leaseSeconds() {
-    return isSanitized() ? "10" : "5";
+    return isSanitized() ? "10" : "8";
 }
 
 // ---- Programs ----
@@ -109,6 +110,11 @@ void Program::thaw() {
 }
 
 void Program::kill() {
+    siginfo_t end{};
+    const bool isAlive =
+        waitid(P_PID, static_cast<id_t>(process_->id()), &end, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+        end.si_pid == 0;
+    EXPECT_TRUE(isAlive) << name_ << " had ended by itself\n" << errors();
     process_.reset();
     isFrozen_ = false;
 }
@@ -118,6 +124,7 @@ void Program::awaitEnd() {
     EXPECT_EQ(outcome.exitCode, 0) << name_ << " ended by signal " << outcome.signal << ", late "
                                    << outcome.isLate << "\n"
                                    << errors();
+    EXPECT_EQ(errors().find("Sanitizer"), std::string::npos) << name_ << "\n" << errors();
     process_.reset();
 }
 
