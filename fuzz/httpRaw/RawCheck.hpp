@@ -18,7 +18,8 @@ public:
         collector::http::ServerOptions options;
         options.watchPeriod = std::chrono::milliseconds(1);
         options.workers = 1;
-        options.connections.receive = std::chrono::milliseconds(200); // what may become a request and does not
+        options.connections.receive =
+            std::chrono::milliseconds(200); // what may become a request and does not
         std::string error;
         server_ = collector::http::Server::start(options, check_.service(), -1, error);
         require(server_ != nullptr, "no server");
