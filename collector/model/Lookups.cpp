@@ -153,7 +153,9 @@ std::optional<Model::Page> Model::resources(
 
 std::vector<std::string> Model::translateSelector(std::string_view selector) const {
     std::vector<std::string> result;
-    if (const auto place = applicationPlace(selector)) {
+    // A text that ends before its end is malformed, and stays so.
+    const bool isWhole = selector.find('\0') == std::string_view::npos;
+    if (const auto place = isWhole ? applicationPlace(selector) : std::nullopt) {
         const std::string name(selector.substr(place->at, place->length));
         const auto guids = [&] {
             const std::lock_guard guard(state_->lock);

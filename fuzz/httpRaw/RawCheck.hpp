@@ -19,7 +19,8 @@ public:
         options.watchPeriod = std::chrono::milliseconds(1);
         options.workers = 1;
         options.connections.receive =
-            std::chrono::milliseconds(200); // what may become a request and does not
+            std::chrono::milliseconds(200);        // what may become a request and does not
+        options.silence = std::chrono::seconds(5); // of what did become one
         std::string error;
         server_ = collector::http::Server::start(options, check_.service(), -1, error);
         require(server_ != nullptr, "no server");
