@@ -1,6 +1,7 @@
 #include "send/Request.hpp"
 
 #include "orxmonitoring2d/orx_remote_administration_support.h"
+#include "reading/Sequences.hpp"
 #include "zddsc/service_request.h"
 
 namespace send {
@@ -26,27 +27,8 @@ struct Reply {
 
 using Selectors = std::vector<Selector>;
 
-bool fill(char*& text, const std::string& value) {
-    return DDS_String_replace(&text, value.c_str()) != nullptr;
-}
-
-// Makes the sequence as long as the values, and fills each element.
-template <auto ensureLength, auto getReference, typename Sequence, typename Values, typename FillOne>
-bool fillEach(Sequence& sequence, const Values& values, FillOne fillOne) {
-    const auto count = static_cast<DDS_Long>(values.size());
-    if (!ensureLength(&sequence, count, count))
-        return false;
-    DDS_Long i = 0;
-    for (const auto& value : values)
-        if (!fillOne(*getReference(&sequence, i++), value))
-            return false;
-    return true;
-}
-
-bool fill(DDS_StringSeq& sequence, const std::vector<std::string>& values) {
-    return fillEach<DDS_StringSeq_ensure_length, DDS_StringSeq_get_reference>(
-        sequence, values, [](char*& element, const std::string& value) { return fill(element, value); });
-}
+using reading::fill;
+using reading::fillEach;
 
 bool fill(DDS_StringSeq& sequence, const Selectors& selectors) {
     return fillEach<DDS_StringSeq_ensure_length, DDS_StringSeq_get_reference>(sequence, selectors,
