@@ -43,10 +43,14 @@ bool isAnyoneInside(Forwarder& self) {
     return std::atomic_ref(self.commandsInside).load(std::memory_order_acquire) != 0;
 }
 
-using Prepare = Handler* (*)(Manager*, Exception*, const void* input);
+template <class Input>
+using Prepare = Handler* (*)(Manager*, Exception*, const Input*, int isBlocking, int isSelfManaged);
 
 // Prepares, sends, waits, and gives the handler back. True when the command was carried out.
-bool run(Forwarder& self, Exception* exception, const void* input, Prepare prepare, const char* operation) {
+template <class Input>
+bool run(Forwarder& self, Exception* exception, const Input* input, Prepare<Input> prepare,
+    const char* operation) {
+    const Visit visit{self};
     if (exception == nullptr)
         return ORX_ERROR(BAD_PARAMETER_FAILURE, "exception cannot be NULL");
     Manager* manager = managerOf(self);
@@ -55,7 +59,7 @@ bool run(Forwarder& self, Exception* exception, const void* input, Prepare prepa
             ORX_MONITORING_FORWARDER_COMMAND_HANDLER_TIMEOUT_STATE, exception, nullptr);
         return false;
     }
-    Handler* handler = prepare(manager, exception, input);
+    Handler* handler = prepare(manager, exception, input, isBlocking, no);
     if (handler == nullptr)
         return ORX_ERROR(FAILED_TO_GET, "Command handler for %s command", operation);
     const bool isSent = ORX_MonitoringForwarderCommandManager_sendCommand(manager, handler);
@@ -63,6 +67,16 @@ bool run(Forwarder& self, Exception* exception, const void* input, Prepare prepa
         ORX_ERROR(FAILED_TO_SEND, "%s command", operation);
     (void)ORX_MonitoringForwarderCommandManager_returnCommandHandler(manager, handler);
     return isSent && exception->ret_code == DDS_MONITORING_COMMAND_NO_ERROR;
+}
+
+// The registry's copies of the levels follow those of the applications.
+void setLevels(ORX_MonitoringForwarder* self, Exception* exception,
+    const DDS_Monitoring_LoggingGroupSequence* groups, Prepare<DDS_Monitoring_LoggingGroupSequence> prepare,
+    const char* operation, int isForwarding) {
+    auto& impl = *reinterpret_cast<Forwarder*>(self);
+    const Visit visit{impl};
+    if (run(impl, exception, groups, prepare, operation))
+        (void)ORX_MonitoringForwarder_applyLoggingLevelChange(self, groups, isForwarding);
 }
 
 bool createManager(Forwarder& self, const ORX_MonitoringForwarderProperty_t& property) {
@@ -139,30 +153,22 @@ void ORX_MonitoringForwarder_request_resource_registry(ORX_MonitoringForwarder* 
     DDS_Monitoring_ResourcePathExpressionSequence* applications) {
     ORX_LEAVE_IF(self == ORX_NULL);
     ORX_LEAVE_IF(applications == ORX_NULL);
-    auto& impl = *reinterpret_cast<Forwarder*>(self);
-    const Visit visit{impl};
-    (void)run(
-        impl, exception, applications,
-        [](Manager* manager, Exception* result, const void* input) {
-            return ORX_MonitoringForwarderCommandManager_getRequestResourceRegistryHandler(manager, result,
-                static_cast<const DDS_Monitoring_ResourcePathExpressionSequence*>(input), nullptr, isBlocking,
-                no);
-        },
-        "request_resource_registry");
+    const Prepare<DDS_Monitoring_ResourcePathExpressionSequence> prepare =
+        [](Manager* manager, Exception* result, const DDS_Monitoring_ResourcePathExpressionSequence* input,
+            int blocking, int selfManaged) {
+            return ORX_MonitoringForwarderCommandManager_getRequestResourceRegistryHandler(
+                manager, result, input, nullptr, blocking, selfManaged);
+        };
+    (void)run<DDS_Monitoring_ResourcePathExpressionSequence>(
+        *reinterpret_cast<Forwarder*>(self), exception, applications, prepare, "request_resource_registry");
 }
 
 void ORX_MonitoringForwarder_set_metric_subscription_state(ORX_MonitoringForwarder* self,
     DDS_Monitoring_MonitoringCommandError* exception, DDS_Monitoring_MetricSelectorSequence* metrics) {
     ORX_LEAVE_IF(self == ORX_NULL);
     ORX_LEAVE_IF(metrics == ORX_NULL);
-    auto& impl = *reinterpret_cast<Forwarder*>(self);
-    const Visit visit{impl};
-    (void)run(
-        impl, exception, metrics,
-        [](Manager* manager, Exception* result, const void* input) {
-            return ORX_MonitoringForwarderCommandManager_getSetMetricSubscriptionStateHandler(manager, result,
-                static_cast<const DDS_Monitoring_MetricSelectorSequence*>(input), isBlocking, no);
-        },
+    (void)run<DDS_Monitoring_MetricSelectorSequence>(*reinterpret_cast<Forwarder*>(self), exception, metrics,
+        ORX_MonitoringForwarderCommandManager_getSetMetricSubscriptionStateHandler,
         "set_metric_subscription_state");
 }
 
@@ -170,14 +176,8 @@ void ORX_MonitoringForwarder_update_metric_subscription_state(ORX_MonitoringForw
     DDS_Monitoring_MonitoringCommandError* exception, DDS_Monitoring_MetricSelectorSequence* metrics) {
     ORX_LEAVE_IF(self == ORX_NULL);
     ORX_LEAVE_IF(metrics == ORX_NULL);
-    auto& impl = *reinterpret_cast<Forwarder*>(self);
-    const Visit visit{impl};
-    (void)run(
-        impl, exception, metrics,
-        [](Manager* manager, Exception* result, const void* input) {
-            return ORX_MonitoringForwarderCommandManager_getUpdateMetricSubscriptionStateHandler(manager,
-                result, static_cast<const DDS_Monitoring_MetricSelectorSequence*>(input), isBlocking, no);
-        },
+    (void)run<DDS_Monitoring_MetricSelectorSequence>(*reinterpret_cast<Forwarder*>(self), exception, metrics,
+        ORX_MonitoringForwarderCommandManager_getUpdateMetricSubscriptionStateHandler,
         "update_metric_subscription_state");
 }
 
@@ -185,32 +185,16 @@ void ORX_MonitoringForwarder_set_logging_forwarding_level(ORX_MonitoringForwarde
     DDS_Monitoring_MonitoringCommandError* exception, DDS_Monitoring_LoggingGroupSequence* logging_groups) {
     ORX_LEAVE_IF(self == ORX_NULL);
     ORX_LEAVE_IF(logging_groups == ORX_NULL);
-    auto& impl = *reinterpret_cast<Forwarder*>(self);
-    const Visit visit{impl};
-    const bool isDone = run(
-        impl, exception, logging_groups,
-        [](Manager* manager, Exception* result, const void* input) {
-            return ORX_MonitoringForwarderCommandManager_getSetLoggingForwardingLevelHandler(manager, result,
-                static_cast<const DDS_Monitoring_LoggingGroupSequence*>(input), isBlocking, no);
-        },
-        "set_logging_forwarding_level");
-    if (isDone)
-        (void)ORX_MonitoringForwarder_applyLoggingLevelChange(self, logging_groups, 1);
+    setLevels(self, exception, logging_groups,
+        ORX_MonitoringForwarderCommandManager_getSetLoggingForwardingLevelHandler,
+        "set_logging_forwarding_level", 1);
 }
 
 void ORX_MonitoringForwarder_set_logging_collection_level(ORX_MonitoringForwarder* self,
     DDS_Monitoring_MonitoringCommandError* exception, DDS_Monitoring_LoggingGroupSequence* logging_groups) {
     ORX_LEAVE_IF(self == ORX_NULL);
     ORX_LEAVE_IF(logging_groups == ORX_NULL);
-    auto& impl = *reinterpret_cast<Forwarder*>(self);
-    const Visit visit{impl};
-    const bool isDone = run(
-        impl, exception, logging_groups,
-        [](Manager* manager, Exception* result, const void* input) {
-            return ORX_MonitoringForwarderCommandManager_getSetLoggingCollectionLevelHandler(manager, result,
-                static_cast<const DDS_Monitoring_LoggingGroupSequence*>(input), isBlocking, no);
-        },
-        "set_logging_collection_level");
-    if (isDone)
-        (void)ORX_MonitoringForwarder_applyLoggingLevelChange(self, logging_groups, 0);
+    setLevels(self, exception, logging_groups,
+        ORX_MonitoringForwarderCommandManager_getSetLoggingCollectionLevelHandler,
+        "set_logging_collection_level", 0);
 }

@@ -137,6 +137,35 @@ Handler* prepareForDestination(Manager& self, Error* exception, const DDS_Instan
         [](auto& /*input*/) { return true; });
 }
 
+// armOf(input): the arm of the operation.
+template <class ArmOf>
+Handler* prepareForMetrics(Manager& self, const Operation& operation, Error* exception,
+    const DDS_Monitoring_MetricSelectorSequence* metrics, int isBlocking, int isSelfManaged, ArmOf armOf) {
+    return prepare(
+        self, operation, exception, isBlocking, isSelfManaged,
+        [&](Handler& handler) {
+            return ORX_MonitoringForwarderCommandManager_getDestinationsFromMetricSelectorSeq(
+                &self, &handler, metrics);
+        },
+        [&](auto& input) {
+            return DDS_Monitoring_MetricSelectorSequence_copy(&armOf(input).metrics, metrics);
+        });
+}
+
+template <class ArmOf>
+Handler* prepareForLogging(Manager& self, const Operation& operation, Error* exception,
+    const DDS_Monitoring_LoggingGroupSequence* groups, int isBlocking, int isSelfManaged, ArmOf armOf) {
+    return prepare(
+        self, operation, exception, isBlocking, isSelfManaged,
+        [&](Handler& handler) {
+            return ORX_MonitoringForwarderCommandManager_getDestinationsFromLoggingGroupSeq(
+                &self, &handler, groups);
+        },
+        [&](auto& input) {
+            return DDS_Monitoring_LoggingGroupSeq_copy(&armOf(input).logging_groups, groups) != nullptr;
+        });
+}
+
 } // namespace
 
 // Not formatted: the texts of the tests are shown.
@@ -154,16 +183,9 @@ ORX_MonitoringForwarderCommandManager_getSetMetricSubscriptionStateHandler(
     const DDS_Monitoring_MetricSelectorSequence* metrics, int isBlocking, int isSelfManaged) {
     ORX_CHECK_WAY_();
     ORX_FAIL_IF(metrics == ORX_NULL);
-    return prepare(
-        *self, setMetrics, exception, isBlocking, isSelfManaged,
-        [&](Handler& handler) {
-            return ORX_MonitoringForwarderCommandManager_getDestinationsFromMetricSelectorSeq(
-                self, &handler, metrics);
-        },
-        [&](auto& input) {
-            return DDS_Monitoring_MetricSelectorSequence_copy(
-                &input.set_metric_subscription_state.metrics, metrics);
-        });
+    return prepareForMetrics(
+        *self, setMetrics, exception, metrics, isBlocking, isSelfManaged,
+        [](auto& input) -> auto& { return input.set_metric_subscription_state; });
 }
 
 ORX_MonitoringForwarderCommandHandler*
@@ -172,16 +194,9 @@ ORX_MonitoringForwarderCommandManager_getUpdateMetricSubscriptionStateHandler(
     const DDS_Monitoring_MetricSelectorSequence* metrics, int isBlocking, int isSelfManaged) {
     ORX_CHECK_WAY_();
     ORX_FAIL_IF(metrics == ORX_NULL);
-    return prepare(
-        *self, updateMetrics, exception, isBlocking, isSelfManaged,
-        [&](Handler& handler) {
-            return ORX_MonitoringForwarderCommandManager_getDestinationsFromMetricSelectorSeq(
-                self, &handler, metrics);
-        },
-        [&](auto& input) {
-            return DDS_Monitoring_MetricSelectorSequence_copy(
-                &input.update_metric_subscription_state.metrics, metrics);
-        });
+    return prepareForMetrics(
+        *self, updateMetrics, exception, metrics, isBlocking, isSelfManaged,
+        [](auto& input) -> auto& { return input.update_metric_subscription_state; });
 }
 
 ORX_MonitoringForwarderCommandHandler*
@@ -190,16 +205,9 @@ ORX_MonitoringForwarderCommandManager_getSetLoggingCollectionLevelHandler(
     const DDS_Monitoring_LoggingGroupSequence* loggingGroups, int isBlocking, int isSelfManaged) {
     ORX_CHECK_WAY_();
     ORX_FAIL_IF(loggingGroups == ORX_NULL);
-    return prepare(
-        *self, setCollection, exception, isBlocking, isSelfManaged,
-        [&](Handler& handler) {
-            return ORX_MonitoringForwarderCommandManager_getDestinationsFromLoggingGroupSeq(
-                self, &handler, loggingGroups);
-        },
-        [&](auto& input) {
-            return DDS_Monitoring_LoggingGroupSeq_copy(
-                       &input.set_logging_collection_level.logging_groups, loggingGroups) != nullptr;
-        });
+    return prepareForLogging(
+        *self, setCollection, exception, loggingGroups, isBlocking, isSelfManaged,
+        [](auto& input) -> auto& { return input.set_logging_collection_level; });
 }
 
 ORX_MonitoringForwarderCommandHandler*
@@ -208,16 +216,9 @@ ORX_MonitoringForwarderCommandManager_getSetLoggingForwardingLevelHandler(
     const DDS_Monitoring_LoggingGroupSequence* loggingGroups, int isBlocking, int isSelfManaged) {
     ORX_CHECK_WAY_();
     ORX_FAIL_IF(loggingGroups == ORX_NULL);
-    return prepare(
-        *self, setForwarding, exception, isBlocking, isSelfManaged,
-        [&](Handler& handler) {
-            return ORX_MonitoringForwarderCommandManager_getDestinationsFromLoggingGroupSeq(
-                self, &handler, loggingGroups);
-        },
-        [&](auto& input) {
-            return DDS_Monitoring_LoggingGroupSeq_copy(
-                       &input.set_logging_forwarding_level.logging_groups, loggingGroups) != nullptr;
-        });
+    return prepareForLogging(
+        *self, setForwarding, exception, loggingGroups, isBlocking, isSelfManaged,
+        [](auto& input) -> auto& { return input.set_logging_forwarding_level; });
 }
 
 ORX_MonitoringForwarderCommandHandler*
