@@ -15,6 +15,7 @@
 #include "ctl/Selector.hpp"
 #include "ctl/Table.hpp"
 #include "ctl/Tree.hpp"
+#include "fuzz/Require.hpp"
 
 struct CtlCheck {
     static void run(const uint8_t* data, size_t size) {
@@ -35,13 +36,6 @@ struct CtlCheck {
     }
 
 private:
-    static void require(bool condition, const char* what) {
-        if (condition)
-            return;
-        std::fprintf(stderr, "%s\n", what);
-        std::abort();
-    }
-
     // The pieces in which a stream comes make no difference.
     static void checkStream(const std::string& text) {
         using Events = std::vector<std::string>;

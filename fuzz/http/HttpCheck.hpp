@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 
+#include "fuzz/Require.hpp"
 #include "tests/unit/collector/ApiFixture.hpp"
 
 class HttpCheck {
@@ -45,13 +46,6 @@ public:
     collector::http::Service& service() { return world_.service; }
 
 private:
-    static void require(bool condition, const char* what) {
-        if (condition)
-            return;
-        std::fprintf(stderr, "%s\n", what);
-        std::abort();
-    }
-
     static std::string_view line(std::string_view& text) {
         const std::size_t end = std::min(text.find('\n'), text.size());
         std::string_view taken = text.substr(0, end);

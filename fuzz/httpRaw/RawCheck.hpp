@@ -10,6 +10,7 @@
 #include <chrono>
 
 #include "collector/http/Server.hpp"
+#include "fuzz/Require.hpp"
 #include "fuzz/http/HttpCheck.hpp"
 
 class RawCheck {
@@ -43,13 +44,6 @@ public:
     }
 
 private:
-    static void require(bool condition, const char* what) {
-        if (condition)
-            return;
-        std::fprintf(stderr, "%s\n", what);
-        std::abort();
-    }
-
     static void send(int socket, std::string_view text) {
         while (!text.empty()) {
             const ssize_t sent = ::send(socket, text.data(), text.size(), MSG_NOSIGNAL);

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string>
 
+#include "fuzz/Require.hpp"
 #include "middleware/conditions/QueryExpression.hpp"
 #include "middleware/entities/ServiceRequestType.hpp"
 #include "middleware/host/RequestKind.hpp"
@@ -16,13 +17,6 @@
 #include "src/remoteAdministration/CommandHelper.h"
 
 struct QueryCheck {
-    static void require(bool condition, const char* what) {
-        if (condition)
-            return;
-        std::fprintf(stderr, "%s\n", what);
-        std::abort();
-    }
-
     static void run(const uint8_t* data, size_t size) {
         if (size == 0)
             return;
