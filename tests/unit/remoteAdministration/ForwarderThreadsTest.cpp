@@ -211,20 +211,29 @@ TEST_P(ForwarderThreads, TheEndComesWhileEverybodySends) {
     for (int round = 0; round < 3; ++round) {
         begin(2);
         // The second is silent now and then, so that some commands are in flight at the end.
-        std::atomic<unsigned> asked{0};
-        Responder responder(applications,
-            [&](size_t i) { return i == 1 && ++asked % 16 == 0 ? std::nullopt : std::optional(0); });
+        std::atomic<unsigned> askedFirst{0}, askedSecond{0};
+        Responder responder(applications, [&](size_t i) {
+            const unsigned asked = ++(i == 0 ? askedFirst : askedSecond);
+            return i == 1 && asked % 16 == 0 ? std::nullopt : std::optional(0);
+        });
         std::vector<std::thread> callers;
         std::atomic<int> wrong{0}, done{0};
-        for (unsigned t = 0; t < 5; ++t)
+        std::atomic<bool> isEnding{false};
+        // As many ahead of what has come: a flood would fill the queue of replies, and those to the others
+        // would be lost.
+        callers.emplace_back([&] {
+            for (unsigned sent = 0;; std::this_thread::yield()) {
+                const bool isAhead = sent >= askedFirst + 64U;
+                if (isAhead && !isEnding)
+                    continue;
+                if (!collector->requestRegistryFrom(app(1).readerHandle()))
+                    return;
+                ++sent;
+            }
+        });
+        for (unsigned t = 0; t < 4; ++t)
             callers.emplace_back([&, t] {
                 for (unsigned i = 0;; ++i) {
-                    if (t == 0) {
-                        if (!collector->requestRegistryFrom(app(1).readerHandle()))
-                            return;
-                        std::this_thread::yield();
-                        continue;
-                    }
                     const Result got = collector->run(allKinds[(t + i) % std::size(allKinds)], everybody);
                     ++done;
                     if (got.code == 0)
@@ -233,7 +242,8 @@ TEST_P(ForwarderThreads, TheEndComesWhileEverybodySends) {
                     return;
                 }
             });
-        EXPECT_TRUE(eventually([&] { return done > 20 || asked > 32; }));
+        EXPECT_TRUE(eventually([&] { return done > 20 || askedSecond > 32; }));
+        isEnding = true;
         EXPECT_TRUE(ORX_MonitoringForwarderCommandManager_finalize(collector->manager)) << log.text();
         for (std::thread& caller : callers)
             caller.join();
