@@ -25,6 +25,11 @@ std::size_t bytesOf(const DDS_MonitoringMetricSelection& selection) {
            bytesOf(selection.enabled_metrics_selection) + bytesOf(selection.disabled_metrics_selection);
 }
 
+std::size_t patternsOf(const DDS_MonitoringMetricSelection& selection) {
+    return static_cast<std::size_t>(DDS_StringSeq_get_length(&selection.enabled_metrics_selection)) +
+           static_cast<std::size_t>(DDS_StringSeq_get_length(&selection.disabled_metrics_selection));
+}
+
 // Whether one of the list makes the store forget the expression.
 bool isReplaced(const char* expression, const REDAInlineList& coming) {
     for (const auto* node = REDAInlineList_getFirst(&coming); node != nullptr;
@@ -58,9 +63,11 @@ bool orx::selection::fits(const ORX_MonitoringClassImpl& self, const REDAInlineL
         return false; // and not worth the comparisons
     int selections = 0;
     std::size_t bytes = 0;
+    std::size_t patterns = 0;
     const auto count = [&](const Node& node) {
         ++selections;
         bytes += bytesOf(node.metricSelection);
+        patterns += patternsOf(node.metricSelection);
     };
     for (const auto* node = REDAInlineList_getFirst(&self.currentMetricSelectionList); node != nullptr;
          node = REDAInlineListNode_getNext(node)) {
@@ -73,5 +80,5 @@ bool orx::selection::fits(const ORX_MonitoringClassImpl& self, const REDAInlineL
             !isStored(self, toNode(node)))
             count(toNode(node));
     }
-    return selections <= maximumSelections && bytes <= maximumBytes;
+    return selections <= maximumSelections && bytes <= maximumBytes && patterns <= maximumPatterns;
 }

@@ -13,6 +13,8 @@ namespace orx::selection {
 
 constexpr int maximumSelections = 1024;
 constexpr std::size_t maximumBytes = 1024 * 1024; // of selections and their texts
+// Each may be held against the name of each metric when an application's thread creates an entity.
+constexpr std::size_t maximumPatterns = 4096;
 
 constexpr char allResources[] = "//*";
 // Whether the selection turns off all metrics, and so makes the store forget what it has for the expression.

@@ -97,8 +97,8 @@ ORX_INT32 persist(ORX_MonitoringClassImpl* self, REDAInlineList* persistList, DD
     }
     if (!orx::selection::fits(*self, *persistList)) {
         (void)ORX_ERROR(FAILED_TO_ADD,
-            "Metric Selection: the store would hold more than %d selections or %zu bytes",
-            orx::selection::maximumSelections, orx::selection::maximumBytes);
+            "Metric Selection: the store would hold more than %d selections, %zu patterns or %zu bytes",
+            orx::selection::maximumSelections, orx::selection::maximumPatterns, orx::selection::maximumBytes);
         return failed;
     }
     if (!ORX_Monitoring_updateMetricSelectionListAndIndex(self, persistList)) {

@@ -327,7 +327,8 @@ TEST_F(SelectionStore, ASelectionTooManyIsRefusedAndChangesNothing) {
     say(expression(-1).c_str(), {"x"});
     EXPECT_EQ(update(), -1);
     EXPECT_TRUE(log.has(
-        "Metric Selection: the store would hold more than 1024 selections or 1048576 bytes", "FAILED_TO_ADD"))
+        "Metric Selection: the store would hold more than 1024 selections, 4096 patterns or 1048576 bytes",
+        "FAILED_TO_ADD"))
         << log.text();
     EXPECT_EQ(stored().size(), 1024u);
     EXPECT_EQ(stored().front(), "//topics/0 +x -");
@@ -359,6 +360,21 @@ TEST_F(SelectionStore, TextsHaveABoundTogether) {
     say("//a", {pattern.c_str(), "more"});
     EXPECT_EQ(set(), 1) << "in place of the one before";
     EXPECT_EQ(stored().size(), 7u) << "with the one that disables it";
+    expectSound();
+}
+
+// Each is held against every metric of a new resource, on the thread that makes it.
+TEST_F(SelectionStore, PatternsHaveABoundTogether) {
+    for (size_t i = 0; i < orx::selection::maximumPatterns / 8; ++i) {
+        say(("//topics/" + std::to_string(i)).c_str(), {"1", "2", "3", "4", "5"}, {"6", "7", "8"});
+        ASSERT_EQ(update(), 1) << i;
+    }
+    say("//a", {}, {"1"});
+    EXPECT_EQ(update(), -1);
+    say("//a", {});
+    EXPECT_EQ(update(), 1) << "without a pattern";
+    say("//topics/0", {"9"});
+    EXPECT_EQ(set(), 1) << "in place of eight";
     expectSound();
 }
 
