@@ -9,6 +9,7 @@
 namespace {
 
 constexpr int success = DDS_MONITORING_COMMAND_NO_ERROR;
+constexpr int failure = DDS_MONITORING_COMMAND_INTERNAL_ERROR;
 constexpr int nothingFound = DDS_MONITORING_COMMAND_NO_RESOURCE_FOUND_ERROR;
 constexpr size_t longestBody = DDS_SERVICE_REQUEST_MAX_BODY_BYTESI; // of what the host lets through
 
@@ -107,12 +108,23 @@ TEST_F(Hostile, AThousandSelectorsAreServed) {
         testing::ElementsAre("dds_topic_inconsistent_total"));
 }
 
-TEST_F(Hostile, AsManyPatternsAsABodyHoldsAreServed) {
-    Selector selector{"//*", {}, {}};
-    selector.enabled.assign(longestBody / 8 - 64, "*?[");
-    const MetricCommand command(operation::update_metric_subscription_state, {selector});
-    ASSERT_LE(command.bytes().size(), longestBody);
-    EXPECT_EQ(world.ask(command)->code, success);
+// The resources that are there get them; those that come later are not to pay for them.
+TEST_F(Hostile, AsManyPatternsAsABodyHoldsAreAppliedAndNotStored) {
+    const auto ask = [&](size_t patterns) {
+        Selector selector{"//*", {}, {}};
+        selector.enabled.assign(patterns, "*?[");
+        selector.enabled.back() = "*";
+        const MetricCommand command(operation::update_metric_subscription_state, {selector});
+        EXPECT_LE(command.bytes().size(), longestBody);
+        return world.ask(command)->code;
+    };
+    ORX_MonitoringResource* there = world.library.topic("there", participant);
+    EXPECT_EQ(ask(longestBody / 8 - 64), failure);
+    EXPECT_THAT(metricsOf(there), testing::ElementsAre("dds_topic_inconsistent_total"));
+    EXPECT_THAT(metricsOf(world.library.topic("later", participant)), testing::IsEmpty());
+    EXPECT_EQ(ask(4096), success);
+    EXPECT_THAT(metricsOf(world.library.topic("latest", participant)),
+        testing::ElementsAre("dds_topic_inconsistent_total"));
     ASSERT_TRUE(world.ask(SetMetrics({{"//*", {}, {"*"}}})));
 }
 
