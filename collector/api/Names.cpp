@@ -3,12 +3,14 @@
 #include <array>
 #include <charconv>
 
+#include "reading/LogMessages.hpp"
+
 namespace collector::api {
 
 namespace {
 
-constexpr std::array<const char*, 8> severities{
-    "emergency", "alert", "critical", "error", "warning", "notice", "informational", "debug"};
+using reading::severityNames;
+
 struct Facility {
     std::uint8_t number;
     const char* name;
@@ -48,23 +50,23 @@ std::optional<std::uint8_t> facilityOf(std::string_view text) {
 }
 
 Json severityJson(std::uint32_t severity) {
-    return severity < severities.size() ? Json(severities[severity]) : Json(severity);
+    return severity < severityNames.size() ? Json(severityNames[severity]) : Json(severity);
 }
 
 std::optional<std::uint32_t> severityOf(std::string_view text) {
-    for (std::uint32_t i = 0; i < severities.size(); ++i) {
-        if (severities[i] == text)
+    for (std::uint32_t i = 0; i < severityNames.size(); ++i) {
+        if (severityNames[i] == text)
             return i;
     }
-    return numberOf<std::uint32_t>(text, severities.size() - 1);
+    return numberOf<std::uint32_t>(text, severityNames.size() - 1);
 }
 
 Json verbosityJson(std::uint32_t verbosity) {
     if (verbosity == 0)
         return "silent";
-    for (std::uint32_t i = 0; i < severities.size(); ++i) {
+    for (std::uint32_t i = 0; i < severityNames.size(); ++i) {
         if (verbosity == (2U << i) - 1)
-            return severities[i];
+            return severityNames[i];
     }
     return verbosity;
 }
@@ -72,8 +74,8 @@ Json verbosityJson(std::uint32_t verbosity) {
 std::optional<std::uint32_t> verbosityOf(std::string_view name) {
     if (name == "silent")
         return 0;
-    for (std::uint32_t i = 0; i < severities.size(); ++i) {
-        if (severities[i] == name)
+    for (std::uint32_t i = 0; i < severityNames.size(); ++i) {
+        if (severityNames[i] == name)
             return (2U << i) - 1;
     }
     return std::nullopt;

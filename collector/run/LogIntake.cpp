@@ -1,9 +1,11 @@
 #include "collector/run/LogIntake.hpp"
 
+#include <algorithm>
 #include <array>
-#include <cstring>
+#include <string_view>
 
 #include "orxmonitoring2d/forwarder.h"
+#include "reading/LogMessages.hpp"
 #include "reading/Samples.hpp"
 #include "reading/Text.hpp"
 
@@ -14,31 +16,10 @@ namespace {
 constexpr std::size_t longestMessage = 16 * 1024;
 constexpr std::size_t longestCategory = 256;
 constexpr std::size_t longestLine = 4096;
-constexpr char categoryEntry[] = "Zentrox"; // of the structured data, which the library writes
-constexpr char categoryName[] = "category";
 
-std::string valid(const char* text, std::size_t limit) {
+std::string valid(std::string_view text, std::size_t limit) {
     bool isCut = false;
-    return text != nullptr ? reading::validUtf8({text, strnlen(text, limit + 1)}, limit, isCut) : "";
-}
-
-std::string categoryOf(const DDS_Monitoring_LoggingMessage& message) {
-    int left = 100; // entries and pairs that are looked at: they come from remote
-    const auto& entries = message.structured_data;
-    for (DDS_Long i = 0; i < DDS_Monitoring_StructuredDataMapEntrySeq_get_length(&entries); ++i) {
-        const auto* entry = DDS_Monitoring_StructuredDataMapEntrySeq_get_reference(&entries, i);
-        const bool isOurs = entry->key != nullptr && std::strcmp(entry->key, categoryEntry) == 0;
-        for (DDS_Long j = 0; isOurs && j < DDS_Monitoring_NameValuePairSeq_get_length(&entry->pairs); ++j) {
-            const auto* pair = DDS_Monitoring_NameValuePairSeq_get_reference(&entry->pairs, j);
-            if (pair->name != nullptr && std::strcmp(pair->name, categoryName) == 0)
-                return valid(pair->value, longestCategory);
-            if (--left < 0)
-                break;
-        }
-        if (--left < 0)
-            break;
-    }
-    return "N/A";
+    return reading::validUtf8(text, limit, isCut);
 }
 
 std::string lineOf(const DDS_Monitoring_LoggingMessage& message) {
@@ -62,8 +43,8 @@ api::LogMessage logMessageOf(const DDS_Monitoring_LoggingMessage& message) {
     taken.facility = message.facility;
     taken.severity = static_cast<std::uint32_t>(message.severity);
     taken.sequenceNumber = message.sn;
-    taken.category = categoryOf(message);
-    taken.message = valid(message.message, longestMessage);
+    taken.category = valid(reading::categoryOf(message), longestCategory);
+    taken.message = valid(reading::textOf(message), longestMessage);
     taken.line = lineOf(message);
     return taken;
 }

@@ -160,6 +160,18 @@ TEST_F(LogFiles, AMessageGoesIntoTheRingAndTheFileOnce) {
     EXPECT_EQ(model.statistics().loggingSamples, 3U);
 }
 
+TEST_F(LogFiles, TheLevelOfAMessageIsToldOnce) {
+    DDS_Monitoring_LoggingMessage message;
+    ASSERT_TRUE(DDS_Monitoring_LoggingMessage_initialize(&message));
+    message.facility = 23;
+    message.severity = DDS_Monitoring_LoggingLevel_INFORMATIONAL_LEVEL;
+    DDS_String_replace(&message.message, "INFORMATIONAL joined the domain\n");
+    const auto taken = logMessageOf(message);
+    EXPECT_EQ(taken.message, "joined the domain");
+    EXPECT_TRUE(taken.line.ends_with("MIDDLEWARE (sn:0) INFORMATIONAL joined the domain")) << taken.line;
+    DDS_Monitoring_LoggingMessage_finalize(&message);
+}
+
 TEST_F(LogFiles, StrangeMessagesAreTaken) {
     DDS_Monitoring_LoggingMessage message;
     ASSERT_TRUE(DDS_Monitoring_LoggingMessage_initialize(&message));

@@ -436,7 +436,7 @@ const std::string& leafOf(const Change& change, const char* path) {
 TEST_F(Interpreting, EachLogMessageIsAChangeOfItsOwn) {
     createSmallTree();
     Logging logging(3);
-    logging.add(7, "disk is full\n", 23, DDS_Monitoring_LoggingLevel_ERROR_LEVEL, "Discovery");
+    logging.add(7, "ERROR disk is full\n", 23, DDS_Monitoring_LoggingLevel_ERROR_LEVEL, "Discovery");
     logging.add(8, "two", 77, static_cast<DDS_Monitoring_LoggingLevel>(9));
     interpreter.logging(logging.sample(), infoOf(9));
     ASSERT_EQ(changes.size(), 2U);

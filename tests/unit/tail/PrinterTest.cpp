@@ -99,21 +99,6 @@ TEST(Printer, LogMessageIsOneLineWithItsOriginBeforeTheText) {
     EXPECT_NE(Printer::personLine(change).find("  [snapshot 3]  disk"), std::string::npos);
 }
 
-TEST(Printer, TheLevelsWordInALogMessageIsNotPrintedTwice) {
-    const auto line = [](const char* severity, const char* text) {
-        Change change = logChange();
-        change.values[1].text = severity;
-        change.values[4].text = text;
-        const std::string all = Printer::personLine(change);
-        return all.substr(all.find("[live 3]"));
-    };
-    EXPECT_EQ(line("ERROR", "ERROR [|LC:Discovery]nobody"), "[live 3]  [|LC:Discovery]nobody");
-    EXPECT_EQ(line("ERROR", "ERROR ERROR twice"), "[live 3]  ERROR twice");
-    EXPECT_EQ(line("WARNING", "ERROR of another"), "[live 3]  ERROR of another");
-    EXPECT_EQ(line("ERROR", "ERRORS are many"), "[live 3]  ERRORS are many");
-    EXPECT_EQ(line("ERROR", "ERROR "), "[live 3]  ");
-}
-
 TEST(Printer, LogMessageOfJsonHasAllMembers) {
     const auto line = nlohmann::json::parse(Printer::jsonLine(logChange()));
     EXPECT_EQ(line["change"], "log");
