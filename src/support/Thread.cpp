@@ -56,8 +56,9 @@ void* run(void* param) {
     pthread_setname_np(pthread_self(), self->name);
     isOwnThread = true;
     self->function(self->param);
-    liveThreads.fetch_sub(1, std::memory_order_relaxed);
-    ORXOsapiSemaphore_give(self->returned);
+    ORXOsapiSemaphore_give(self->returned); // whoever frees the thread joins it first
+    // Last, so that a thread that is counted no more is deleted without a wait.
+    liveThreads.fetch_sub(1, std::memory_order_release);
     return nullptr;
 }
 
@@ -218,5 +219,5 @@ int ORXOsapiJoinableThread_stopAndDelete(ORXOsapiJoinableThread* self, int timeo
 }
 
 ORX_UINT32 ORXOsapiThread_getLiveThreadCount(void) {
-    return liveThreads.load(std::memory_order_relaxed);
+    return liveThreads.load(std::memory_order_acquire);
 }

@@ -21,7 +21,7 @@
 
 namespace {
 
-constexpr int enough = 20000; // milliseconds
+constexpr int enough = 60000; // milliseconds
 
 struct Wishes {
     const char* name = "tester";
