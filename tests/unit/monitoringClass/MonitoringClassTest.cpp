@@ -153,7 +153,7 @@ TEST(MonitoringClass, ALongSnapshotDelayDoesNotHoldUpTheStop) {
     EventReader reader{Library::domain};
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_TRUE(library.stop());
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{15});
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{60});
 }
 
 TEST(MonitoringClass, StartsAndStopsAgainAndAgain) {

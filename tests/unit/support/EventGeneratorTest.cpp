@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr ORXNtpTime bound{20, 0};
+constexpr ORXNtpTime bound{60, 0};
 constexpr ORXNtpTime zero = ORX_NTP_TIME_ZERO;
 constexpr ORXNtpTime infinite = ORX_NTP_TIME_INFINITE;
 

@@ -30,7 +30,7 @@ extern "C" __attribute__((visibility("default"))) const char* __tsan_default_opt
 
 namespace {
 
-constexpr ORXNtpTime bound{20, 0};
+constexpr ORXNtpTime bound{60, 0};
 
 void logError(const char* text) {
     ORXLogMessageParamString_printWithParams(-1, ORX_LOG_BIT_ERROR, ORX_LOG_MODULE_MONITORING,
@@ -446,7 +446,7 @@ TEST_F(Log, BlockedStderrHoldsUpNobodyAndLostLinesAreCounted) {
         const ORXNtpTime short_{0, ORXNtpTime_fractionFromMilliseconds(20)};
         if (ORXLog_flush(&short_))
             return 1;
-        if (std::chrono::steady_clock::now() - begin > std::chrono::seconds(10))
+        if (std::chrono::steady_clock::now() - begin > std::chrono::seconds(60))
             return 2;
         const auto lost = ORXLog_getLostLineCount();
         if (lost < 1000 - 300 || lost > 1000 - 200)
@@ -477,7 +477,7 @@ TEST_F(Log, BlockedStderrHoldsUpTheEndOfTheProcessOnlyBriefly) {
         return 7;
     });
     EXPECT_TRUE(exitedWith(result, 7));
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
 }
 
 TEST_F(Log, StderrThatCannotBeWrittenIsSurvived) {
@@ -541,7 +541,7 @@ TEST_F(Log, ForkedChildDoesNotWriteOrAwaitItsParentsLines) {
         waitpid(child, &status, 0);
         if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
             return 1;
-        if (std::chrono::steady_clock::now() - begin > std::chrono::seconds(10))
+        if (std::chrono::steady_clock::now() - begin > std::chrono::seconds(60))
             return 2;
         close(readEnd);
         return 0;

@@ -24,7 +24,7 @@ constexpr auto error = ORX_OSAPI_SEMAPHORE_STATUS_ERROR;
 const ORXNtpTime zero = ORX_NTP_TIME_ZERO;
 const ORXNtpTime infinite = ORX_NTP_TIME_INFINITE;
 const ORXNtpTime fiftyMilliseconds{0, ORXNtpTime_fractionFromMilliseconds(50)};
-const ORXNtpTime tenSeconds{10, 0};
+const ORXNtpTime oneMinute{60, 0};
 const ORXNtpTime tenMinutes{600, 0};
 
 struct Semaphore {
@@ -106,12 +106,12 @@ TEST(Mutex, TimedTakeGetsWhatIsGivenMeanwhile) {
     ASSERT_EQ(mutex.take(), ok);
     std::thread other([&] {
         waiting.give();
-        EXPECT_EQ(mutex.take(&tenSeconds), ok);
+        EXPECT_EQ(mutex.take(&oneMinute), ok);
         EXPECT_EQ(shared, 1);
         shared = 2;
         EXPECT_EQ(mutex.give(), ok);
     });
-    ASSERT_EQ(waiting.take(&tenSeconds), ok);
+    ASSERT_EQ(waiting.take(&oneMinute), ok);
     shared = 1;
     ASSERT_EQ(mutex.give(), ok);
     ASSERT_EQ(mutex.take(&infinite), ok);
@@ -131,7 +131,7 @@ TEST(Mutex, ExcludesThreadsWhateverTheWayOfTaking) {
                 if (t % 2 == 0) {
                     ASSERT_EQ(mutex.take(), ok);
                 } else {
-                    ASSERT_EQ(mutex.take(&tenSeconds), ok);
+                    ASSERT_EQ(mutex.take(&oneMinute), ok);
                 }
                 ASSERT_EQ(mutex.take(), ok);
                 ++counter;
@@ -156,7 +156,7 @@ TEST(Mutex, WhoeverSleepsGetsItsTurn) {
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < rounds; ++i) {
-                ASSERT_EQ(mutex.take(t % 2 == 0 ? nullptr : &tenSeconds), ok);
+                ASSERT_EQ(mutex.take(t % 2 == 0 ? nullptr : &oneMinute), ok);
                 const auto end = std::chrono::steady_clock::now() + held;
                 while (std::chrono::steady_clock::now() < end)
                     ;
@@ -325,7 +325,7 @@ TEST(Semaphore, EveryGiveWakesOneTaker) {
     for (int t = 0; t < takers; ++t) {
         threads.emplace_back([&] {
             for (int i = 0; i < each; ++i)
-                ASSERT_EQ(semaphore.take(&tenSeconds), ok);
+                ASSERT_EQ(semaphore.take(&oneMinute), ok);
         });
     }
     for (int i = 0; i < takers * each; ++i)
