@@ -13,6 +13,7 @@
 #include <set>
 
 #include "middleware/engine/loopback/LoopbackEngine.hpp"
+#include "orxmonitoring2d/monitoring_resource.h"
 #include "src/dataModel/MetricCatalogue.h"
 #include "src/entities/LibraryEntities.h"
 #include "src/eventMetrics/EventTaskExecutor.h"
@@ -29,6 +30,10 @@ inline DDS_GUID_t makeGuid(uint32_t number) {
     for (int i = 0; i < 4; ++i)
         guid.value[15 - i] = static_cast<DDS_Octet>(number >> (8 * i));
     return guid;
+}
+
+inline std::string guidOf(const DDS_Monitoring_GUID_t& guid) {
+    return {reinterpret_cast<const char*>(guid), sizeof guid};
 }
 
 inline std::vector<DDS_UnsignedLong> toVector(const DDS_UnsignedLongSeq& sequence) {
@@ -77,12 +82,14 @@ private:
 };
 
 // An executor whose worker sleeps, so that what was posted can be looked at. It never comes to its writer.
+// Its arenas are small, so that posts need the heap.
 class PostedEvents {
 public:
     explicit PostedEvents(const ORX_MonitoringResource& root) {
         ORX_MonitoringProperty_t property{};
         ORX_MonitoringProperty_t_initialize(&property);
         property.event.publication_period = {3600, 0};
+        property.event.initial_memory_size = 64;
         zdds::engine::setInstance(&engine_);
         entities_ = ORX_MonitoringLibraryEntities_new(DDS_DomainParticipantFactory_get_instance(), &property);
         executor = ORX_MonitoringEventTaskExecutor_new(&property.event, "test", entities_->eventWriter,
@@ -99,24 +106,41 @@ public:
 
     // Events of a kind, each counted once however many queues it is in; of one resource, if one is named.
     size_t count(ORX_MonitoringEventTaskKind kind, const ORX_MonitoringResource* resource = nullptr) const {
-        std::set<const void*> events;
+        size_t number = 0;
+        for (const auto* event : events(kind))
+            number += resource == nullptr || std::memcmp(event->resourceGuid, resource->base.guid, 16) == 0;
+        return number;
+    }
+    // The GUIDs of the resources whose removal was posted.
+    std::multiset<std::string> removed() const {
+        std::multiset<std::string> guids;
+        for (const auto* event : events(ORX_MONITORING_EVENT_TASK_KIND_RESOURCE_REMOVAL)) {
+            const auto* update =
+                static_cast<const DDS_Monitoring_ResourceUpdate*>(event->distributionMetricGroupMemory);
+            EXPECT_EQ(update->_d, DDS_Monitoring_ResourceUpdateKind_RESOURCE_UPDATE_DELETION_KIND);
+            guids.insert(guidOf(update->_u.delete_resource.guid));
+        }
+        return guids;
+    }
+
+    ORX_MonitoringEventTaskExecutor* executor;
+
+private:
+    std::set<const ORX_MonitoringEventTask*> events(ORX_MonitoringEventTaskKind kind) const {
+        std::set<const ORX_MonitoringEventTask*> all;
         for (ORX_UINT32 queue = 0; queue < executor->taskExecutor->property.concurrencyLevel; ++queue) {
             const REDAInlineList& tasks = executor->taskExecutor->queues[queue].tasks;
             for (auto* node = REDAInlineList_getFirst(&tasks); node != nullptr;
                  node = REDAInlineListNode_getNext(node)) {
                 const auto* event = static_cast<const ORX_MonitoringEventTask*>(
                     reinterpret_cast<const ORX_MonitoringTaskExecutorTask*>(node)->payload);
-                if (event->kind == kind &&
-                    (resource == nullptr || std::memcmp(event->resourceGuid, resource->base.guid, 16) == 0))
-                    events.insert(event);
+                if (event->kind == kind)
+                    all.insert(event);
             }
         }
-        return events.size();
+        return all;
     }
 
-    ORX_MonitoringEventTaskExecutor* executor;
-
-private:
     zdds::engine::LoopbackEngine engine_;
     ORX_MonitoringLibraryEntities* entities_;
 };

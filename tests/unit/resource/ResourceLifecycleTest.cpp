@@ -42,6 +42,14 @@ protected:
     PostedEvents posted;
 };
 
+// A line that begins and ends so.
+bool hasLine(const LogCapture& log, const std::string& begin, const std::string& end) {
+    for (const auto& line : log.lines())
+        if (line.subject.starts_with(begin) && line.subject.ends_with(end))
+            return true;
+    return false;
+}
+
 } // namespace
 
 // Where posts are made the resources are applications: other classes have an entity, which a post locks.
@@ -181,19 +189,23 @@ TEST_F(Lifecycle, PostsOneRemovalForAWholeSubtree) {
     auto* child = post(parent, ORX_MONITORING_APPLICATION_CLASS_ID, "child");
     post(child, ORX_MONITORING_APPLICATION_CLASS_ID, "grandchild");
     EXPECT_EQ(creations(), 3u);
+    const std::string guid = guidOf(parent->base.guid);
     removePosting(parent);
-    EXPECT_EQ(removals(), 1u);
+    EXPECT_EQ(posted.removed(), std::multiset<std::string>{guid});
     EXPECT_EQ(deepFirst(), Names{"app"});
     EXPECT_EQ(children(root), Names{});
 }
 
 TEST_F(Lifecycle, DeletingChildrenPostsTheDirectOnes) {
     auto* parent = post(root, ORX_MONITORING_APPLICATION_CLASS_ID, "parent");
-    for (const char* name : {"a", "b", "c"})
-        post(post(parent, ORX_MONITORING_APPLICATION_CLASS_ID, name), ORX_MONITORING_APPLICATION_CLASS_ID,
-            "below");
+    std::multiset<std::string> direct;
+    for (const char* name : {"a", "b", "c"}) {
+        auto* child = post(parent, ORX_MONITORING_APPLICATION_CLASS_ID, name);
+        post(child, ORX_MONITORING_APPLICATION_CLASS_ID, "below");
+        direct.insert(guidOf(child->base.guid));
+    }
     ORX_MonitoringResourceRegistry_deleteResourceChildren(registry, parent, 1, root, posted.executor);
-    EXPECT_EQ(removals(), 3u);
+    EXPECT_EQ(posted.removed(), direct);
     EXPECT_EQ(deepFirst(), (Names{"app", "parent"}));
     EXPECT_EQ(DDS_Monitoring_GUID_tSeq_get_length(&parent->base.children_guids), 0);
     EXPECT_EQ(post(parent, ORX_MONITORING_APPLICATION_CLASS_ID, "again")->parent,
@@ -213,8 +225,9 @@ TEST_F(Lifecycle, SelectionThatCannotBeAppliedLeavesNothing) {
     EXPECT_TRUE(
         log.has("It was not possible to check if the resource matches the resource_selection expression.",
             "FAILED_TO_PROCESS"));
-    EXPECT_NE(log.text().find("Subscribed metrics for resource (GUID: 0x"), std::string::npos);
-    EXPECT_NE(log.text().find(", name: T)"), std::string::npos);
+    EXPECT_TRUE(hasLine(log,
+        "It was not possible to compute the metric info index list for resource (GUID 0x", " , name: T)"));
+    EXPECT_TRUE(hasLine(log, "Subscribed metrics for resource (GUID: 0x", ", name: T)"));
 }
 
 TEST_F(Lifecycle, ClassesWithoutTablesOrLabelsAreRefused) {
@@ -223,6 +236,9 @@ TEST_F(Lifecycle, ClassesWithoutTablesOrLabelsAreRefused) {
     EXPECT_TRUE(log.has("Resource info for class ID 4711ll.", "FAILED_TO_GET"));
     EXPECT_EQ(add(root, ORX_MONITORING_TYPE_CLASS_ID, "x"), nullptr);
     EXPECT_TRUE(log.has("Resource label metrics", "FAILED_TO_REGISTER"));
+    EXPECT_TRUE(
+        hasLine(log, "It was not possible to update the metric subscription sequences for resource (GUID 0x",
+            " , name: x)"));
     EXPECT_EQ(deepFirst(), Names{"app"});
     expectSoundTree();
 }
@@ -231,6 +247,7 @@ TEST_F(Lifecycle, EveryAllocationMayFail) {
     selections.add("//*", {"*"});
     remove(add(root, ORX_MONITORING_DATA_WRITER_CLASS_ID, "warm")); /* the parent's list keeps its buffer */
     bool isDone = false;
+    std::set<std::string> reasons;
     for (uint64_t n = 1; !isDone && n < 100; ++n) {
         const ORX_UINT64 live = ORXOsapiHeap_getLiveBufferCount();
         FailingHeap heap;
@@ -238,6 +255,8 @@ TEST_F(Lifecycle, EveryAllocationMayFail) {
         heap.failAt(n, 1000);
         auto* resource = add(root, ORX_MONITORING_DATA_WRITER_CLASS_ID, "w");
         isDone = resource != nullptr;
+        for (const auto& line : log.lines())
+            reasons.insert(line.identifier + " " + line.subject.substr(0, line.subject.find(" (GUID: 0x")));
         EXPECT_EQ(isDone, !heap.hasFailed()) << n;
         EXPECT_EQ(isDone, log.lines().empty()) << log.text();
         heap.failNoMore();
@@ -248,12 +267,51 @@ TEST_F(Lifecycle, EveryAllocationMayFail) {
         expectSoundTree();
     }
     EXPECT_TRUE(isDone);
+    const auto* info = ORX_Monitoring_getResourceInfo(ORX_MONITORING_DATA_WRITER_CLASS_ID);
+    const auto sequence = [](const char* what, DDS_UnsignedLong maximum) {
+        return "FAILED_TO_SET Monitored " + std::string(what) + " sequence with maximum " +
+               std::to_string(maximum) + ".";
+    };
+    for (const std::string& reason : {"FAILED_TO_ALLOCATE 'struct ORX_MonitoringResource' with size " +
+                                          std::to_string(sizeof(ORX_MonitoringResource)) + "\n",
+             std::string("FAILED_TO_COPY Monitoring resource name 'w'\n"),
+             sequence("periodic metric group index", info->periodicMetricGroupCount),
+             sequence("event metric group index", info->eventMetricGroupCount),
+             sequence("metric IDs", info->metricCount), sequence("metric info index", info->metricCount)})
+        EXPECT_TRUE(reasons.contains(reason)) << reason;
+}
+
+// When the parent's list of GUIDs or the index of the registry cannot grow, nothing is linked.
+TEST_F(Lifecycle, AListThatCannotGrowTakesNoResource) {
+    bool isOfParent = false;
+    bool isOfIndex = false;
+    for (int i = 0; i < 5000 && !(isOfParent && isOfIndex); ++i) {
+        FailingHeap heap;
+        LogCapture log;
+        // Beyond the structure, the name and the four sequences: what a list needs in order to grow.
+        for (uint64_t n = 1; n < 100; ++n) {
+            heap.failAt(n, 1000);
+            auto* resource = add(root, ORX_MONITORING_PUBLISHER_CLASS_ID, "c");
+            if (resource != nullptr)
+                break;
+        }
+        heap.failNoMore();
+        isOfParent |= log.has("Resource to the list of children of the parent\n", "FAILED_TO_ADD");
+        isOfIndex |=
+            hasLine(log, "Monitoring resource (GUID: 0x", ", name: c), into the skiplist of resources.") &&
+            hasLine(log, "Monitoring resource, (GUID: 0x", ", name: c), into the registry\n");
+        ASSERT_EQ(static_cast<int>(children(root).size()), i + 1);
+    }
+    EXPECT_TRUE(isOfParent);
+    EXPECT_TRUE(isOfIndex);
+    expectSoundTree();
 }
 
 // When memory runs out in a post, the resource goes again; a creation that was posted stays alone.
 TEST_F(Lifecycle, EveryAllocationOfAPostMayFail) {
     bool isDone = false;
     size_t before = 0;
+    bool isCreationReported = false;
     for (uint64_t n = 1; !isDone && n < 200; ++n) {
         FailingHeap heap;
         LogCapture log;
@@ -267,8 +325,21 @@ TEST_F(Lifecycle, EveryAllocationOfAPostMayFail) {
         before = creations();
         EXPECT_EQ(children(root), isDone ? Names{"w"} : Names{});
         expectSoundTree();
+        isCreationReported |= log.has("Created resource update\n", "FAILED_TO_POST");
     }
     EXPECT_TRUE(isDone);
+    EXPECT_TRUE(isCreationReported);
+}
+
+TEST_F(Lifecycle, FailedSnapshotTakesTheResourceAndLeavesItsCreation) {
+    LogCapture log;
+    EXPECT_EQ(post(root, ORX_MONITORING_TOPIC_CLASS_ID, "T"), nullptr); /* no entity to lock */
+    EXPECT_TRUE(log.has("Initial event metric snapshot\n", "FAILED_TO_POST")) << log.text();
+    EXPECT_EQ(creations(), 1u);
+    EXPECT_EQ(removals(), 0u);
+    EXPECT_EQ(deepFirst(), Names{"app"});
+    EXPECT_EQ(children(root), Names{});
+    expectSoundTree();
 }
 
 TEST_F(Lifecycle, FailedRemovalPostLeavesTheMemoryAlone) {
@@ -282,6 +353,22 @@ TEST_F(Lifecycle, FailedRemovalPostLeavesTheMemoryAlone) {
     EXPECT_STREQ(resource->base.name, "r"); /* still there, in no list */
     resource->concurrencyIndex = 0;
     remove(resource);
+}
+
+// The resource stays listed, and a later deletion ends it.
+TEST_F(Lifecycle, DeletionWithoutTheMutexLeavesTheResourceListed) {
+    auto* topic = add(root, ORX_MONITORING_TOPIC_CLASS_ID, "T");
+    ORXOsapiSemaphore* mutex = registry->resourcesMutex;
+    registry->resourcesMutex = nullptr;
+    LogCapture log;
+    removePosting(topic);
+    EXPECT_TRUE(log.has("Taking resources mutex in the resource list", "FAILED_TO_LOCK")) << log.text();
+    EXPECT_TRUE(log.has("Resource node from resource lists.", "FAILED_TO_DELETE"));
+    EXPECT_EQ(removals(), 0u);
+    registry->resourcesMutex = mutex;
+    EXPECT_EQ(deepFirst(), (Names{"app", "T"}));
+    remove(topic);
+    EXPECT_EQ(deepFirst(), Names{"app"});
 }
 
 TEST_F(Lifecycle, DeletionWaitsForThePin) {
@@ -445,6 +532,12 @@ TEST_F(Lifecycle, RootReportsWhatFails) {
     EXPECT_TRUE(log.has("\"monitoringClass->resourceRegistry == ((void *)0)\"\n", "PRECONDITION"));
     EXPECT_EQ(ORX_MonitoringResource_createRoot(&impl, std::string(1024, 'x').c_str()), nullptr);
     EXPECT_TRUE(log.has("Monitoring root resource name\n"));
+    {
+        FailingHeap heap;
+        heap.failAt(1);
+        EXPECT_EQ(ORX_MonitoringResource_createRoot(&impl, "x"), nullptr);
+    }
+    EXPECT_TRUE(log.has("Monitoring resource application root with name x\n", "FAILED_TO_CREATE"));
     auto* unnamed = ORX_MonitoringResource_createRoot(&impl, ""); /* taken as given: it goes by its GUID */
     ASSERT_NE(unnamed, nullptr);
     EXPECT_EQ(std::string(unnamed->base.name).substr(0, 2), "0x");
