@@ -193,6 +193,52 @@ TEST_F(MetricSubscription, ATableMayHold200Metrics) {
     DDS_UnsignedLongSeq_set_length(&writer->monitoredMetricInfoIndex, 0);
 }
 
+TEST_F(MetricSubscription, ASequenceThatCannotGrowEndsTheComputation) {
+    char name[] = "metric";
+    const ORX_Monitoring_MetricInfo table[] = {{name, 1, 0, DDS_OBSERVABLE_ON_CHANGE_DISTRIBUTION_KIND}};
+    ORX_MonitoringResource bare{};
+    bare.base.class_id = ORX_MONITORING_APPLICATION_CLASS_ID;
+    bare.base.name = name;
+    bare.registry = registry;
+    bare.parent = root;
+    SelectionList list;
+    list.add("//*", {"*"});
+    LogCapture log;
+    FailingHeap heap;
+    heap.failAt(1, 1000);
+    EXPECT_FALSE(orx::resource::selectMetrics(bare, list.list, table, {0, 1, 1}));
+    EXPECT_TRUE(log.has("Metric index 0 into monitored metric info index sequence", "FAILED_TO_ASSERT"))
+        << log.text();
+}
+
+TEST_F(MetricSubscription, APatternIsNeeded) {
+    SelectionList list;
+    list.add("//*", {"x"});
+    auto& patterns = reinterpret_cast<ORX_MonitoringMetricSelectionNode*>(REDAInlineList_getFirst(&list.list))
+                         ->metricSelection.enabled_metrics_selection;
+    DDS_String_free(*DDS_StringSeq_get_reference(&patterns, 0));
+    *DDS_StringSeq_get_reference(&patterns, 0) = nullptr;
+    LogCapture log;
+    EXPECT_EQ(ORX_MonitoringResource_computeMetricInfoIndexList(addWriter(), &list.list), 0);
+    EXPECT_TRUE(log.has("\"metricExpression == ((void *)0)\"\n", "PRECONDITION")) << log.text();
+}
+
+TEST_F(MetricSubscription, ARootAndAKnownClassAreNeeded) {
+    SelectionList list;
+    list.add("//*", {"*"});
+    auto* writer = addWriter();
+    LogCapture log;
+    impl.parent.rootResource = nullptr;
+    EXPECT_EQ(ORX_MonitoringResource_computeMetricInfoIndexList(writer, &list.list), 0);
+    impl.parent.rootResource = root;
+    EXPECT_TRUE(log.has("Root resource", "FAILED_TO_GET")) << log.text();
+    writer->base.class_id = 4711;
+    EXPECT_EQ(ORX_MonitoringResource_computeMetricInfoIndexList(writer, &list.list), 0);
+    writer->base.class_id = ORX_MONITORING_DATA_WRITER_CLASS_ID;
+    EXPECT_TRUE(log.has("Resource info", "FAILED_TO_GET")) << log.text();
+    EXPECT_EQ(selected(*writer), Names{});
+}
+
 TEST_F(MetricSubscription, UpdateChangesAndSetReplaces) {
     selections.add("//*", {"dds_application_process_memory*"});
     auto* app = add(root, ORX_MONITORING_APPLICATION_CLASS_ID, "a");
@@ -243,6 +289,20 @@ TEST_F(MetricSubscription, FailedPostStillResumes) {
     EXPECT_TRUE(log.has("Pause resource", "FAILED_TO_PROCESS"));
     EXPECT_FALSE(log.has("Resume resource"));
     writer->concurrencyIndex = 0;
+}
+
+TEST_F(MetricSubscription, FailedRebuildingStillResumes) {
+    auto* app = add(root, ORX_MONITORING_APPLICATION_CLASS_ID, "a");
+    SelectionList list;
+    list.add("//*", {"*"});
+    app->base.class_id = ORX_MONITORING_TYPE_CLASS_ID; /* which has no labels */
+    LogCapture log;
+    EXPECT_EQ(command(app, list, true), 0);
+    EXPECT_TRUE(log.has("Metric subscription sequences", "FAILED_TO_UPDATE")) << log.text();
+    EXPECT_FALSE(log.has("Pause resource"));
+    EXPECT_EQ(ORX_MonitoringResource_isPaused(app), 0);
+    EXPECT_EQ(changes(), 0u);
+    app->base.class_id = ORX_MONITORING_APPLICATION_CLASS_ID;
 }
 
 TEST_F(MetricSubscription, PauseHasNoDepth) {
@@ -298,6 +358,7 @@ TEST_F(MetricSubscription, EveryAllocationOfACommandMayFail) {
     SelectionList list;
     list.add("//*", {"*"});
     bool isDone = false;
+    bool isChangeReported = false;
     for (uint64_t n = 1; !isDone && n < 100; ++n) {
         FailingHeap heap;
         LogCapture log;
@@ -305,7 +366,9 @@ TEST_F(MetricSubscription, EveryAllocationOfACommandMayFail) {
         isDone = command(app, list, false) != 0;
         EXPECT_EQ(isDone, !heap.hasFailed()) << n << log.text();
         EXPECT_EQ(ORX_MonitoringResource_isPaused(app), 0);
+        isChangeReported |= log.has("Resource change task", "FAILED_TO_POST");
     }
     EXPECT_TRUE(isDone);
+    EXPECT_TRUE(isChangeReported);
     expectConsistent(*app);
 }

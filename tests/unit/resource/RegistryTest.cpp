@@ -96,6 +96,7 @@ TEST(RegistryLife, EveryAllocationMayFail) {
     REDAInlineList list;
     REDAInlineList_init(&list);
     bool isDone = false;
+    std::set<std::string> reasons;
     for (uint64_t n = 1; !isDone && n < 100; ++n) {
         const ORX_UINT64 live = ORXOsapiHeap_getLiveBufferCount();
         {
@@ -106,11 +107,38 @@ TEST(RegistryLife, EveryAllocationMayFail) {
             isDone = registry != nullptr;
             EXPECT_EQ(isDone, !heap.hasFailed()) << n;
             EXPECT_EQ(isDone, log.lines().empty());
+            for (const auto& line : log.lines())
+                reasons.insert(line.identifier + " " + line.subject);
             ORX_MonitoringResourceRegistry_delete(registry);
         }
         EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), live) << n;
     }
     EXPECT_TRUE(isDone);
+    for (const std::string& reason :
+        {"FAILED_TO_ALLOCATE 'struct ORX_MonitoringResourceRegistry' with size " +
+                std::to_string(sizeof(ORX_MonitoringResourceRegistry)) + "\n",
+            std::string("FAILED_TO_CREATE Resources mutex in the resource list"),
+            std::string("FAILED_TO_CREATE Monitoring resource list description\n"),
+            std::string("FAILED_TO_CREATE Monitoring resource list\n"),
+            std::string("FAILED_TO_INITIALIZE ORX_MonitoringResourceRegistry\n")})
+        EXPECT_TRUE(reasons.contains(reason)) << reason;
+}
+
+TEST_F(Registry, WithoutItsMutexNothingIsPinnedOrPaused) {
+    ORXOsapiSemaphore* mutex = registry->resourcesMutex;
+    registry->resourcesMutex = nullptr;
+    LogCapture log;
+    constexpr auto bit = ORX_MONITORING_RESOURCE_LOCK_THREAD_PERIODIC;
+    EXPECT_EQ(ORX_MonitoringResourceRegistry_getFirstResource(registry, 1, bit), nullptr);
+    EXPECT_TRUE(log.has("Taking resources mutex", "FAILED_TO_LOCK")) << log.text();
+    EXPECT_EQ(ORX_MonitoringResource_lock(root, bit, 0), 0);
+    EXPECT_EQ(ORX_MonitoringResource_unlock(root, bit, 0), 0);
+    EXPECT_EQ(log.count("Resources mutex", "FAILED_TO_LOCK"), 2u);
+    EXPECT_EQ(ORX_MonitoringResource_pauseMetrics(root), 0);
+    EXPECT_TRUE(log.has("Taking resources mutex in the resource list", "FAILED_TO_LOCK"));
+    registry->resourcesMutex = mutex;
+    EXPECT_EQ(root->lockCounter, 0u);
+    EXPECT_EQ(ORX_MonitoringResource_isPaused(root), 0);
 }
 
 TEST_F(Registry, WalkPinsWhatItFinds) {
