@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <set>
 #include <span>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -86,6 +88,25 @@ std::span<const ORX_Monitoring_MetricInfo> metricsOf(const ClassFacts& facts) {
 
 const DDS_TypeDescriptor& target(const DDS_TypeDescriptor& type) {
     return type.kind == DDS_TYPE_ALIAS ? target(*type.element) : type;
+}
+
+// Every metric against an independent account (metrics.txt): what a collector knows by name and id.
+TEST(MetricCatalogue, IsWhatTheAccountTells) {
+    std::ostringstream account;
+    account << std::ifstream{METRICS_TEXT_FILE}.rdbuf();
+    std::ostringstream tables;
+    for (const auto& facts : classes) {
+        const auto* info = ORX_Monitoring_getResourceInfo(facts.id);
+        tables << facts.name << " " << facts.id << " event " << info->eventMetricGroupCount << " periodic "
+               << info->periodicMetricGroupCount << "\n";
+        const auto members = groupMembers(facts);
+        for (const auto& metric : std::span(ORX_Monitoring_getMetricInfo(facts.id), info->metricCount)) {
+            ASSERT_LT(metric.metricGroupIndex, members.size()) << metric.name;
+            tables << "  " << metric.name << " id " << metric.metricId << " group " << metric.metricGroupIndex
+                   << " " << members[metric.metricGroupIndex]->name << "\n";
+        }
+    }
+    EXPECT_EQ(tables.str(), account.str());
 }
 
 TEST(MetricCatalogue, CountsOfEachClass) {
