@@ -2,6 +2,9 @@
 
 #include <chrono>
 
+#include "src/monitoringClass/CommandEntry.h"
+#include "src/monitoringClass/LoggingConfiguration.h"
+#include "src/monitoringClass/ResourceOperations.h"
 #include "tests/helpers/LogCapture.hpp"
 #include "tests/unit/monitoringClass/Library.hpp"
 #include "gtest/gtest.h"
@@ -49,15 +52,20 @@ TEST(MonitoringClass, TheTableIsComplete) {
     ASSERT_NE(table.rootResource, nullptr);
     EXPECT_STREQ(table.rootResource->base.name, "app");
     EXPECT_EQ(table.rootResource->concurrencyIndex, 0U);
-    EXPECT_NE(table.prefinalizeFunction, nullptr);
-    EXPECT_NE(table.deleteFunction, nullptr);
-    EXPECT_NE(table.assertResourceFunction, nullptr);
-    EXPECT_NE(table.deleteResourceFunction, nullptr);
-    EXPECT_NE(table.deleteResourceChildrenFunction, nullptr);
-    EXPECT_NE(table.pushEventMetricFunction, nullptr);
-    EXPECT_NE(table.pauseResourceMetricsFunction, nullptr);
-    EXPECT_NE(table.pauseResourceChildrenMetricsFunction, nullptr);
-    EXPECT_NE(table.resumeResourceMetricsFunction, nullptr);
+    EXPECT_EQ(table.prefinalizeFunction, &ORX_Monitoring_prefinalize);
+    EXPECT_EQ(table.deleteFunction, &ORX_Monitoring_delete);
+    EXPECT_EQ(table.isSharedLibraryFunction, &ORX_Monitoring_is_shared_library);
+    EXPECT_EQ(table.assertResourceFunction, &ORX_Monitoring_assertResource);
+    EXPECT_EQ(table.deleteResourceFunction, &ORX_Monitoring_deleteResource);
+    EXPECT_EQ(table.deleteResourceChildrenFunction, &ORX_Monitoring_deleteResourceChildren);
+    EXPECT_EQ(table.pushEventMetricFunction, &ORX_Monitoring_pushEventMetric);
+    EXPECT_EQ(table.onLoggingCollectionChange, &ORX_Monitoring_onLoggingCollectionChange);
+    EXPECT_EQ(table.getPropertyFunction, &ORX_Monitoring_getProperty);
+    EXPECT_EQ(table.dispatchCommandFunction, &ORX_Monitoring_dispatchCommand);
+    EXPECT_EQ(table.pauseResourceMetricsFunction, &ORX_Monitoring_pauseResourceMetrics);
+    EXPECT_EQ(table.pauseResourceChildrenMetricsFunction, &ORX_Monitoring_pauseResourceChildrenMetrics);
+    EXPECT_EQ(table.resumeResourceMetricsFunction, &ORX_Monitoring_resumeResourceMetrics);
+    EXPECT_EQ(table.postLogMessage, &ORX_Monitoring_postLogMessage);
     EXPECT_TRUE(table.isSharedLibraryFunction());
     const ORX_MonitoringProperty_t* copy = table.getPropertyFunction(library.table);
     ASSERT_NE(copy, nullptr);

@@ -149,7 +149,7 @@ TEST(TwoThreads, CreateAndDeleteWhileOthersPush) {
     EXPECT_EQ(log.countLevel(ORX_LOG_BIT_ERROR), 0U) << log.text();
 }
 
-// Pauses and resumes beside pushes: no deadlock, and the last value stays what was pushed last.
+// Pauses and resumes beside pushes: no deadlock, and no push that fails.
 TEST(TwoThreads, PauseAndResumeWhileOthersPush) {
     LogCapture log;
     Library library;
