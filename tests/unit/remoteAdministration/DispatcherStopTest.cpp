@@ -1,6 +1,7 @@
 // The stop of the dispatcher at every point of a command, over either engine.
 #include <future>
 
+#include "src/logging/MonitoringLogging.h"
 #include "tests/unit/remoteAdministration/DispatcherFixture.hpp"
 
 namespace {
@@ -223,6 +224,9 @@ TEST_P(DispatcherStop, AThreadThatDoesNotEndInTimeFailsTheStop) {
     EXPECT_FALSE(prefinalize());
     EXPECT_TRUE(log.has("Taking failure after timeout (0s 1000000ns).", "FAILED_TO_LOCK")) << log.text();
     EXPECT_TRUE(log.has("Monitoring Command Dispatcher pre-finalization.", "FAILED_TO_FINALIZE"));
+    const ORX_MonitoringLogging& logging = *world.library.impl().logging;
+    EXPECT_NE(logging.loggerDevice, nullptr) << "the collector of log messages is left as it was";
+    EXPECT_EQ(logging.activityKind, ORX_MONITORING_LOGGING_OTHER_ACTIVITY_KIND);
     gate.open();
     const auto end = std::chrono::steady_clock::now() + waitBound;
     while (!world.stop() && std::chrono::steady_clock::now() < end)
