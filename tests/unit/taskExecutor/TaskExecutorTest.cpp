@@ -1,6 +1,8 @@
 #include <sched.h>
 
 #include <chrono>
+#include <set>
+#include <string>
 #include <thread>
 
 #include "src/taskExecutor/TaskExecutorWorker.hpp"
@@ -125,6 +127,27 @@ TEST(TaskExecutor, ARefusedTaskIsDroppedWithAWarningAndFreed) {
         "FAILED_TO_PROCESS"))
         << log.text();
     EXPECT_EQ(executor.freedTimes(1), 1);
+    gate.open();
+}
+
+TEST(TaskExecutor, ATaskWhosePayloadCannotBeFreedGoesAllTheSame) {
+    LogCapture log;
+    Executor executor{{.level = 1, .gcThreshold = 1}};
+    (void)ORXOsapiSemaphore_take(executor.mutex(0), nullptr);
+    int posted = 0;
+    ASSERT_TRUE(ORX_MonitoringTaskExecutor_postTask(
+        executor.self, &posted, 0, executor.newPayload(0, 1), [](void* payload) {
+            (void)Executor::deletePayload(payload);
+            return 0;
+        }));
+    (void)ORXOsapiSemaphore_give(executor.mutex(0));
+    ASSERT_TRUE(executor.ran.reaches(1));
+    Gate gate;
+    ASSERT_TRUE(executor.park(gate, 2));
+    EXPECT_TRUE(log.has("Task payload of queue with index 0\n", "FAILED_TO_DELETE")) << log.text();
+    EXPECT_EQ(log.countLevel(ORX_LOG_BIT_ERROR), 0U);
+    EXPECT_EQ(executor.freedTimes(1), 1);
+    EXPECT_EQ(executor.queueSize(0), 1);
     gate.open();
 }
 
@@ -358,6 +381,118 @@ TEST(TaskExecutor, ACollectionOfAnEmptyQueueLeavesTheForceUp) {
     EXPECT_EQ(executor.self->forceGarbageCollection, 1);
     executor.self->forceGarbageCollection = 0;
     gate.open();
+}
+
+TEST(TaskExecutor, ACollectionLeavesATaskThatNobodyHasRun) {
+    LogCapture log;
+    Executor executor{{.level = 2}};
+    Gate gate;
+    ASSERT_TRUE(executor.park(gate, 1));
+    ASSERT_TRUE(executor.postAll(1, 2));
+    auto& queue = executor.self->queues[1];
+    queue.lastProcessedTask =
+        reinterpret_cast<ORX_MonitoringTaskExecutorTask*>(REDAInlineList_getFirst(&queue.tasks));
+    queue.processedTasks = 1;
+    EXPECT_TRUE(ORX_MonitoringTaskExecutor_deleteTasksFromQueue(executor.self, 1));
+    EXPECT_TRUE(log.has("\"current->state != ((void *)0) && *current->state == "
+                        "ORX_MONITORING_TASK_EXECUTOR_TASK_STATE_NO_PROCESSED\"\n",
+        "PRECONDITION"))
+        << log.text();
+    EXPECT_EQ(executor.queueSize(1), 1);
+    EXPECT_EQ(queue.processedTasks, 0U);
+    EXPECT_EQ(queue.lastProcessedTask, nullptr);
+    gate.open();
+    ASSERT_TRUE(executor.ran.reaches(2));
+    EXPECT_EQ(executor.ranTimes(2), 1);
+}
+
+// Stands for a mutex that cannot be taken, as long as it lives.
+class BrokenMutex {
+public:
+    explicit BrokenMutex(ORXOsapiSemaphore*& place) : place_{place}, mutex_{place} { place_ = nullptr; }
+    ~BrokenMutex() { place_ = mutex_; }
+    BrokenMutex(const BrokenMutex&) = delete;
+    BrokenMutex& operator=(const BrokenMutex&) = delete;
+
+private:
+    ORXOsapiSemaphore*& place_;
+    ORXOsapiSemaphore* mutex_;
+};
+
+TEST(TaskExecutor, APostWithoutTheMutexPostsNothing) {
+    LogCapture log;
+    Executor executor{{.level = 2, .period = never}};
+    (void)ORXOsapiSemaphore_take(executor.mutex(1), nullptr);
+    Executor::Payload* payload = executor.newPayload(1, 1);
+    (void)ORXOsapiSemaphore_give(executor.mutex(1));
+    int posted = 0;
+    {
+        BrokenMutex broken{executor.self->queues[1].mutex};
+        EXPECT_FALSE(ORX_MonitoringTaskExecutor_postTaskWithParams(
+            executor.self, &posted, 1, payload, &Executor::deletePayload, 1, nullptr, 0));
+    }
+    EXPECT_TRUE(log.has("Taking mutex with index 1\n", "FAILED_TO_LOCK")) << log.text();
+    EXPECT_EQ(posted, 0);
+    EXPECT_EQ(executor.queueSize(1), 0);
+}
+
+TEST(TaskExecutor, ACollectionThatFailsEndsTheWorker) {
+    LogCapture log;
+    const auto threads = ORXOsapiThread_getLiveThreadCount();
+    Executor executor{{.level = 1, .gcThreshold = 1}};
+    Gate gate;
+    ASSERT_TRUE(executor.park(gate, 1));
+    {
+        BrokenMutex broken{executor.self->queues[0].mutex};
+        gate.open();
+        const auto end = std::chrono::steady_clock::now() + waitBound;
+        while (ORXOsapiThread_getLiveThreadCount() > threads && std::chrono::steady_clock::now() < end)
+            std::this_thread::yield();
+        ASSERT_LE(ORXOsapiThread_getLiveThreadCount(), threads);
+    }
+    EXPECT_TRUE(log.has("Taking queue mutex\n", "FAILED_TO_LOCK")) << log.text();
+    EXPECT_TRUE(log.has("Nodes of the task queue with index 0\n", "FAILED_TO_DELETE")) << log.text();
+    EXPECT_TRUE(executor.post(0, 2)); // the executor itself stands
+    executor.stop();
+    EXPECT_EQ(executor.ranTimes(2), 0);
+}
+
+TEST(TaskExecutor, APostThatCannotSignalFailsAndIsPostedNevertheless) {
+    LogCapture log;
+    Executor executor{{.level = 1}};
+    executor.trackFlag = true;
+    Gate gate;
+    ASSERT_TRUE(executor.park(gate, 1));
+    {
+        BrokenMutex broken{executor.self->newTaskSignal};
+        EXPECT_FALSE(executor.post(0, 2));
+        EXPECT_TRUE(executor.postedFlag);
+        EXPECT_FALSE(executor.postAll(0, 3));
+        EXPECT_TRUE(executor.postedFlag);
+    }
+    EXPECT_EQ(log.count("Signaling executor new task semaphore.", "FAILED_TO_UNLOCK"), 2U) << log.text();
+    gate.open();
+    ASSERT_TRUE(executor.post(0, 4));
+    ASSERT_TRUE(executor.ran.reaches(4));
+    EXPECT_THAT(executor.runIds(), ElementsAre(1, 2, 3, 4));
+}
+
+TEST(TaskExecutor, AStopThatCannotSignalLeavesEverythingInPlace) {
+    LogCapture log;
+    const auto threads = ORXOsapiThread_getLiveThreadCount();
+    Executor executor{{.level = 1}};
+    Gate gate;
+    ASSERT_TRUE(executor.park(gate, 1));
+    {
+        BrokenMutex broken{executor.self->newTaskSignal};
+        EXPECT_FALSE(ORX_MonitoringTaskExecutor_finalize(executor.self));
+    }
+    EXPECT_TRUE(log.has("Signaling executor new task semaphore.", "FAILED_TO_UNLOCK")) << log.text();
+    EXPECT_NE(executor.self->thread, nullptr);
+    EXPECT_EQ(executor.queueSize(0), 1);
+    gate.open();
+    executor.stop(); // now it can
+    EXPECT_EQ(ORXOsapiThread_getLiveThreadCount(), threads);
 }
 
 // The queue that does not own the task cannot collect, because its mutex is busy, when the owner comes to its
@@ -602,6 +737,7 @@ TEST(TaskExecutor, AFailedAllocationInNewLeavesNothing) {
     const auto buffers = ORXOsapiHeap_getLiveBufferCount();
     const auto threads = ORXOsapiThread_getLiveThreadCount();
     uint64_t n = 0;
+    std::set<std::string> reasons;
     ORX_MonitoringTaskExecutor* executor = nullptr;
     while (executor == nullptr && n < 200) {
         heap.failAt(++n);
@@ -609,6 +745,8 @@ TEST(TaskExecutor, AFailedAllocationInNewLeavesNothing) {
         executor = ORX_MonitoringTaskExecutor_new(&property, &listener, "test");
         const bool failed = heap.hasFailed();
         heap.failNoMore();
+        for (const auto& line : log.lines())
+            reasons.insert(line.identifier + " " + line.subject);
         if (executor == nullptr) {
             EXPECT_TRUE(failed);
             EXPECT_GE(log.countLevel(ORX_LOG_BIT_ERROR), 1U) << "allocation " << n;
@@ -618,6 +756,13 @@ TEST(TaskExecutor, AFailedAllocationInNewLeavesNothing) {
     }
     ASSERT_NE(executor, nullptr);
     EXPECT_GT(n, 8U); // the object, the queues, their arenas and inboxes, the signal, the thread
+    for (const char* reason :
+        {"FAILED_TO_ALLOCATE Array of 3 Executor Task Queues for the Monitoring Executor\n",
+            "FAILED_TO_INITIALIZE Executor Task Queue in position 0\n",
+            "FAILED_TO_INITIALIZE Executor Task Queue in position 2\n",
+            "FAILED_TO_CREATE Executor new task signal semaphore.",
+            "FAILED_TO_CREATE Monitoring Executor thread with name test\n"})
+        EXPECT_TRUE(reasons.contains(reason)) << reason;
     ORX_MonitoringTaskExecutor_delete(executor);
     EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), buffers);
     for (auto& mutex : pool)
