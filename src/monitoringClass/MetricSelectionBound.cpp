@@ -13,20 +13,15 @@ const Node& toNode(const REDAInlineListNode* node) {
     return *reinterpret_cast<const Node*>(node);
 }
 
-// Selections of the property are stored as they are given, without an expression too.
-std::size_t bytesOf(const char* text) {
-    return text != nullptr ? std::strlen(text) + 1 : 0;
-}
-
 std::size_t bytesOf(const DDS_StringSeq& texts) {
     std::size_t bytes = 0;
     for (DDS_Long i = 0; i < DDS_StringSeq_get_length(&texts); ++i)
-        bytes += sizeof(char*) + bytesOf(DDS_StringSeq_get(&texts, i));
+        bytes += sizeof(char*) + std::strlen(DDS_StringSeq_get(&texts, i)) + 1;
     return bytes;
 }
 
 std::size_t bytesOf(const DDS_MonitoringMetricSelection& selection) {
-    return sizeof(Node) + bytesOf(selection.resource_selection) +
+    return sizeof(Node) + std::strlen(selection.resource_selection) + 1 +
            bytesOf(selection.enabled_metrics_selection) + bytesOf(selection.disabled_metrics_selection);
 }
 

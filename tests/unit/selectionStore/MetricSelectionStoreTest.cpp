@@ -386,34 +386,6 @@ TEST_F(SelectionStore, ACommandOfManySelectionsIsRefusedAtOnce) {
     expectSound();
 }
 
-// A property may hold one; those of commands are refused before.
-TEST_F(SelectionStore, ASelectionWithoutAnExpressionDisturbsNoCommand) {
-    Node* node = make("", {"x"});
-    DDS_String_free(node->metricSelection.resource_selection);
-    node->metricSelection.resource_selection = nullptr;
-    REDAInlineList_addNodeToBackEA(&persist, &node->inlineListNode);
-    ASSERT_EQ(ORX_Monitoring_updateMetricSelectionListAndIndex(&impl, &persist), 1);
-    say("//a", {"y"});
-    EXPECT_EQ(update(), 1);
-    say("//a", {"z"});
-    EXPECT_EQ(set(), 1);
-    EXPECT_EQ(REDAInlineList_getSize(&impl.currentMetricSelectionList), 3) << "with the one that disables";
-    expectSound();
-    LogCapture log;
-    node = make("", {"x"});
-    DDS_String_free(node->metricSelection.resource_selection);
-    node->metricSelection.resource_selection = nullptr;
-    REDAInlineList_addNodeToBackEA(&persist, &node->inlineListNode);
-    EXPECT_EQ(update(), 0);
-    EXPECT_EQ(
-        log.countLevel(ORX_LOG_BIT_PRECONDITION) + log.countLevel(ORX_LOG_BIT_ERROR), log.lines().size());
-    EXPECT_FALSE(log.lines().empty());
-    say("//*", {"y"});
-    EXPECT_EQ(set(), 1);
-    EXPECT_EQ(stored(), Names{"//* +y -"});
-    expectSound();
-}
-
 // Not in the store, and not in the buffers that wait for the next command.
 TEST_F(SelectionStore, TextsAreFreedWithTheirSelections) {
     const auto round = [&](std::initializer_list<const char*> patterns) {
