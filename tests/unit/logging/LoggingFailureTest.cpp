@@ -1,5 +1,8 @@
 // Every allocation and every engine call fails once, through the creation of the collector, messages of every
 // way, and the end. Nothing is left: no device, no thread, no byte.
+#include <functional>
+#include <string>
+
 #include "tests/helpers/FailingHeap.hpp"
 #include "tests/helpers/LogCapture.hpp"
 #include "tests/unit/logging/LoggingWorld.hpp"
@@ -7,16 +10,12 @@
 
 namespace {
 
-// Whether slot 5 of the logger is empty. Empties it.
+// Whether slot 5 of the logger was empty. Empties it: who takes a device out gives the memory of its wrapper
+// back, which was taken while the FailingHeap stood.
 bool isSlotEmpty() {
-    static bool isClosed;
-    isClosed = false;
-    // A device that is closed when it leaves takes the place of whatever is there, and then leaves.
-    ZDDS_Config_LoggerDevice device{nullptr, [](auto*, const auto*) {}, [](auto*) { isClosed = true; }};
-    const int slot = 5;
-    (void)ADVLOGLogger_setDevice(slot, ZDDS_Config_Logger_createADVLOGLoggerDevice(&device), 0, 0);
-    (void)ADVLOGLogger_setDevice(slot, nullptr, 0, 0);
-    return isClosed;
+    const uint64_t before = FailingHeap::releasesOfThisThread();
+    EXPECT_TRUE(ADVLOGLogger_setDevice(5, nullptr, 0, 0));
+    return FailingHeap::releasesOfThisThread() == before;
 }
 
 // One life of a collector, on its own.
@@ -70,11 +69,12 @@ struct Life {
     static ORX_MonitoringClass* create(
         DDS_DomainParticipantFactory* factory, const ORX_MonitoringProperty_t* property) {
         Life& self = *current();
-        const DDS_Octet guid[16] = {1};
         self.entities =
             ORX_MonitoringLibraryEntities_new(factory, const_cast<ORX_MonitoringProperty_t*>(property));
         if (self.entities == nullptr || !ORX_MonitoringLibraryEntities_enable(self.entities))
             return nullptr;
+        const DDS_Octet guid[16] = {1};
+        self.beforeCollector();
         self.logging = ORX_MonitoringLogging_new("log", &property->logging, self.entities->loggingWriter,
             &ORX_MonitoringGlobals_get_instance()->loggingConcurrency, guid);
         self.table.prefinalizeFunction = [](ORX_MonitoringClass*) {
@@ -93,6 +93,7 @@ struct Life {
         return self.logging != nullptr ? &self.table : nullptr;
     }
 
+    std::function<void()> beforeCollector = [] {};
     zdds::engine::LoopbackEngine engine;
     ORX_MonitoringProperty_t property{};
     ORX_MonitoringLibraryEntities* entities = nullptr;
@@ -138,6 +139,42 @@ TEST(LoggingFailure, EveryAllocationIsTheLast) {
     walkAllocations(UINT64_MAX);
 }
 
+TEST(LoggingFailure, EachStepOfTheCreationHasItsLine) {
+    const auto withSize = [](const char* type, size_t size) {
+        return "'" + std::string(type) + "' with size " + std::to_string(size) + "\n";
+    };
+    const struct {
+        const char* type; // of what is not to be had
+        uint64_t n;
+        const char* identifier;
+        std::string subject;
+    } steps[] = {
+        {"struct ORX_MonitoringLogging", 1, "FAILED_TO_ALLOCATE",
+            withSize("struct ORX_MonitoringLogging", sizeof(ORX_MonitoringLogging))},
+        {"value", 1, "FAILED_TO_CREATE", "Logging sample\n"},
+        {"REDAInlineMemoryBlock", 1, "FAILED_TO_CREATE", "Logging memory manager\n"},
+        {"REDAInlineMemoryBlock", 3, "FAILED_TO_LOAN", "Logging snapshot sequence buffer for 2 elements."},
+        {"struct ORX_MonitoringTaskExecutor", 1, "FAILED_TO_CREATE", "Logging executor\n"},
+        {"struct ZDDS_Config_LoggerDevice", 1, "FAILED_TO_ALLOCATE",
+            withSize("struct ZDDS_Config_LoggerDevice", sizeof(ZDDS_Config_LoggerDevice))},
+        {"struct ADVLOGLoggerDevice", 1, "FAILED_TO_CREATE", "Monitoring ADVLOG device\n"},
+    };
+    for (const auto& step : steps) {
+        LogCapture log;
+        Life life;
+        FailingHeap heap;
+        life.beforeCollector = [&] { heap.failAt(step.n, 1, step.type); };
+        EXPECT_FALSE(life.live());
+        heap.failNoMore();
+        EXPECT_EQ(life.logging, nullptr) << step.subject;
+        EXPECT_TRUE(log.has(step.subject, step.identifier)) << step.subject << log.text();
+        if (step.type != steps[0].type) {
+            EXPECT_TRUE(log.has("ORX_MonitoringLogging.\n", "FAILED_TO_INITIALIZE")) << log.text();
+        }
+        EXPECT_TRUE(isSlotEmpty()) << step.subject;
+    }
+}
+
 TEST(LoggingFailure, EveryEngineCallFails) {
     warmUp();
     const auto threads = ORXOsapiThread_getLiveThreadCount();
@@ -163,11 +200,15 @@ TEST(LoggingFailure, ACreationThatFailsLateDetachesTheDevice) {
     LogCapture log;
     int failedLate = 0;
     for (int64_t call = 1; call < 30; ++call) {
+        const FailingHeap heap;
         LoggingWorld world;
         world.engine.failAt(call);
         log.clear();
-        if (world.Library::start())
+        if (world.Library::start()) {
+            EXPECT_FALSE(isSlotEmpty()) << "a collector that stands is in it";
             break;
+        }
+        EXPECT_TRUE(isSlotEmpty()) << call;
         failedLate += log.has("Monitoring Library Entities", "FAILED_TO_ENABLE");
         EXPECT_EQ(ORX_MonitoringGlobals_get_instance()->monitoringClass, nullptr);
         EXPECT_TRUE(LoggingWorld::log("x"));
