@@ -1,7 +1,7 @@
 // All producers of the monitoring at once, for a while: pushes, log messages of every facility, also under
 // the library's own locks, asserts, deletes, pauses, collectors that come and go, snapshots of the log,
-// changes of levels. The sanitizers look for races and misuse; the test itself for calls that fail, producers
-// that starve, and messages that beget messages.
+// changes of levels, and commands of every kind. The sanitizers look for races and misuse; the test itself
+// for calls that fail, commands without their reply, producers that starve, and messages that beget messages.
 //
 // ORX_STRESS_SECONDS is the length, 10 by default.
 #include <atomic>
@@ -14,6 +14,7 @@
 #include "src/logging/MonitoringLogging.h"
 #include "src/monitoringClass/LoggingConfiguration.h"
 #include "tests/unit/monitoringClass/Library.hpp"
+#include "tests/unit/remoteAdministration/CommandWorld.hpp"
 #include "zddsc/logger.h"
 #include "zddscore/log.h"
 #include "zddscore/thread.h"
@@ -52,6 +53,7 @@ protected:
         logger = ZDDS_Config_Logger_get_instance();
         ASSERT_NE(logger, nullptr);
         ASSERT_TRUE(library.start());
+        sender = std::make_unique<Sender>(Library::domain);
         participant = library.participant("p");
         for (size_t i = 0; i < fixedTopics; ++i)
             topics[i] = library.topic(("fixed" + std::to_string(i)).c_str(), participant);
@@ -121,13 +123,39 @@ protected:
         constexpr ZDDS_Config_SyslogVerbosity verbosities[] = {ZDDS_CONFIG_SYSLOG_VERBOSITY_SILENT,
             ZDDS_CONFIG_SYSLOG_VERBOSITY_WARNING, ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG};
         const auto verbosity = verbosities[round % 3];
-        ORX_MonitoringLoggingVerbositySetting_t setting;
-        ORX_MonitoringLoggingVerbositySetting_t_initialize(&setting);
-        setting.user = setting.service = setting.middleware = verbosities[(round + 1) % 3];
-        ORX_Monitoring_setLoggingForwardingLevelFromProperty(library.table, &setting);
         std::this_thread::sleep_for(std::chrono::milliseconds(1)); // other producers have the stage
         return ZDDS_Config_Logger_set_verbosity_by_facilityI(
                    logger, ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE, verbosity, 1) != 0;
+    }
+
+    // One command after the other, each with the reply that it is due. Requests of the registry are paced.
+    bool command(unsigned round) {
+        constexpr auto warning = DDS_Monitoring_SyslogVerbosity_SYSLOG_VERBOSITY_WARNING;
+        constexpr auto debug = DDS_Monitoring_SyslogVerbosity_SYSLOG_VERBOSITY_DEBUG;
+        const auto level = round % 16 < 8 ? warning : debug;
+        switch (round % 8) {
+        case 0:
+            return isDone(SetMetrics({{"//topics/*", {"*"}}}));
+        case 1:
+            return isDone(UpdateMetrics({{"//domain_participants/*", {}, {"*"}}}));
+        case 2:
+            return isDone(SetMetrics({{"//topics/passing*", {"dds_*"}}, {"//topics/fixed1", {}}}));
+        case 3:
+            return isDone(SetForwarding({{"//applications/*", {{23, level}, {22, level}, {1, level}}}}));
+        case 4:
+            return isDone(SetCollection({{"/applications/app", {{22, level}, {1, debug}}}}));
+        case 5:
+            return codeOf(Command(operation::unsubscribe)) == DDS_MONITORING_COMMAND_INTERNAL_ERROR;
+        case 6:
+            return round % 128 != 6 || isDone(RequestRegistry({"/applications/app"}));
+        default:
+            return isDone(UpdateMetrics({{"//*", {"*"}}}));
+        }
+    }
+    bool isDone(const Command& command) { return codeOf(command) == DDS_MONITORING_COMMAND_NO_ERROR; }
+    int codeOf(const Command& command) {
+        const auto answer = sender->ask(library.impl().entities->participant, command);
+        return answer ? answer->code : -1;
     }
 
     // A collector comes, sees the snapshot of the root at least, and goes.
@@ -146,6 +174,7 @@ protected:
 
     std::atomic<bool> ends{false};
     Library library;
+    std::unique_ptr<Sender> sender; // of commands
     ZDDS_Config_Logger* logger = nullptr;
     ORX_MonitoringResource* participant = nullptr;
     ORX_MonitoringResource* topics[fixedTopics] = {};
@@ -171,6 +200,7 @@ TEST_F(Stress, AllProducersTogether) {
     add("message under locks", [this](unsigned round) { return logUnderLocks(round); });
     add("assert and delete", [this](unsigned round) { return assertAndDelete(round); });
     add("pause and resume", [this](unsigned round) { return pauseAndResume(round); });
+    add("command", [this](unsigned round) { return command(round); });
     add("levels", [this](unsigned round) { return changeLevels(round); });
     add("snapshot of the log", [this](unsigned) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

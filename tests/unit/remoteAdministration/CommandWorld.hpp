@@ -25,6 +25,15 @@ struct Received {
     std::optional<Answer> answer; // of data that decodes
 };
 
+// Not for two threads at once.
+inline DDS_GUID_t newCommandUuid() {
+    static uint32_t made = 0;
+    DDS_GUID_t uuid{{0xC0, 0xFF, 0xEE}};
+    const uint32_t number = ++made;
+    std::memcpy(uuid.value + 12, &number, sizeof number);
+    return uuid;
+}
+
 class Sender {
 public:
     explicit Sender(DDS_DomainId_t domain) {
@@ -71,6 +80,33 @@ public:
         DDS_InstanceHandle_t handle{};
         DDS_InstanceHandle_from_guid(&handle, &guid);
         return handle;
+    }
+
+    // To a participant, by way of the channel.
+    DDS_GUID_t send(DDS_DomainParticipant* to, const Command& command) {
+        const DDS_InstanceHandle_t reader = handleOf(to, DDS_SERVICE_REQUEST_READER_OBJECT_IDI);
+        const auto body = command.bytes();
+        DDS_ServiceRequest sample{};
+        sample.service_id = ORX_MONITORING_COMMAND_SERVICE_ID;
+        sample.instance_id = newCommandUuid();
+        DDS_OctetSeq_from_array(&sample.request_body, body.data(), static_cast<DDS_Long>(body.size()));
+        EXPECT_EQ(DDS_DataWriter_write_untyped_generalI(writer_, &reader, nullptr, &sample, nullptr),
+            DDS_RETCODE_OK);
+        const DDS_GUID_t uuid = sample.instance_id;
+        DDS_ServiceRequest_finalize(&sample);
+        return uuid;
+    }
+    // The same, and waits for the reply. What else comes meanwhile is not kept.
+    std::optional<Answer> ask(DDS_DomainParticipant* to, const Command& command) {
+        const DDS_GUID_t uuid = send(to, command);
+        const auto end = std::chrono::steady_clock::now() + waitBound;
+        while (std::chrono::steady_clock::now() < end) {
+            for (const Received& each : takeNow())
+                if (each.isData && DDS_GUID_equals(&each.uuid, &uuid))
+                    return each.answer;
+            std::this_thread::yield();
+        }
+        return std::nullopt;
     }
 
     // Everything that has come since the last call.
@@ -151,13 +187,7 @@ public:
 
     ORX_MonitoringCommandDispatcher& dispatcher() { return *library.impl().commandDispatcher; }
 
-    static DDS_GUID_t newUuid() {
-        static uint32_t made = 0;
-        DDS_GUID_t uuid{{0xC0, 0xFF, 0xEE}};
-        const uint32_t number = ++made;
-        std::memcpy(uuid.value + 12, &number, sizeof number);
-        return uuid;
-    }
+    static DDS_GUID_t newUuid() { return newCommandUuid(); }
 
     // Hands a body over as the channel does: with the participant's lock held.
     bool deliver(const std::vector<DDS_Octet>& body, const DDS_GUID_t& uuid,
@@ -190,18 +220,7 @@ public:
     }
     // By way of the channel.
     DDS_GUID_t send(const Command& command) {
-        const DDS_InstanceHandle_t to =
-            Sender::handleOf(library.impl().entities->participant, DDS_SERVICE_REQUEST_READER_OBJECT_IDI);
-        const auto body = command.bytes();
-        DDS_ServiceRequest sample{};
-        sample.service_id = ORX_MONITORING_COMMAND_SERVICE_ID;
-        sample.instance_id = newUuid();
-        DDS_OctetSeq_from_array(&sample.request_body, body.data(), static_cast<DDS_Long>(body.size()));
-        EXPECT_EQ(DDS_DataWriter_write_untyped_generalI(sender->writer(), &to, nullptr, &sample, nullptr),
-            DDS_RETCODE_OK);
-        const DDS_GUID_t uuid = sample.instance_id;
-        DDS_ServiceRequest_finalize(&sample);
-        return uuid;
+        return sender->send(library.impl().entities->participant, command);
     }
     // Delivers, and waits for the reply.
     std::optional<Answer> ask(const Command& command) { return sender->await(deliver(command)); }
