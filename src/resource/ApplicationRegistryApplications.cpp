@@ -24,13 +24,12 @@ Application* findIn(const REDASkiplist* index, const Impl& key) {
     return static_cast<Application*>(node->userData);
 }
 
-void removeFrom(REDASkiplist* index, const Impl& application, const char* subject) {
+bool removeFrom(REDASkiplist* index, const Impl& application, const char* subject) {
     REDASkiplistNode* node = REDASkiplist_removeNodeEA(index, &application);
-    if (node == nullptr) {
-        (void)ORX_ERROR(FAILED_TO_REMOVE, "%s", subject);
-        return;
-    }
+    if (node == nullptr)
+        return ORX_ERROR(FAILED_TO_REMOVE, "%s", subject);
     REDASkiplist_deleteNode(index, node);
+    return true;
 }
 
 // Into both indexes or into none. A GUID is one application's: a second one that claims it under another name
@@ -45,7 +44,7 @@ bool addToIndexes(Registry& self, Impl& application) {
     const REDASkiplistNode* node =
         REDASkiplist_assertNodeEA(self.guidIndex, &alreadyExists, &application, 0, 0);
     if (node == nullptr || alreadyExists) {
-        removeFrom(self.resourceNameIndex, application, "Application node from applications list");
+        (void)removeFrom(self.resourceNameIndex, application, "Application node from applications list");
         return ORX_ERROR(
             FAILED_TO_ADD, "Application resource (name: %s), into the application registry, by GUID", name);
     }
@@ -53,10 +52,15 @@ bool addToIndexes(Registry& self, Impl& application) {
     return true;
 }
 
+// From both, whatever happens: what stayed in one would lead to a record that is gone.
 void removeFromIndexes(Registry& self, Impl& application) {
-    removeFrom(self.resourceNameIndex, application, "Application node from applications list");
-    removeFrom(self.guidIndex, application, "Application node from applications GUID index");
+    const bool isUnnamed =
+        removeFrom(self.resourceNameIndex, application, "Application node from applications list");
+    const bool isRemoved =
+        removeFrom(self.guidIndex, application, "Application node from applications GUID index");
     application.node = nullptr;
+    if (!isUnnamed || !isRemoved)
+        (void)ORX_ERROR(FAILED_TO_REMOVE, "Resource node from application registry");
 }
 
 // With the mutex held. What was half added is taken back.
@@ -186,7 +190,10 @@ ORX_MonitoringForwarderApplicationRegistry_assertApplicationResource(
         return lock.unlock() ? known : nullptr;
     }
     Application* application = add(*self, name, monitoringResource, participant);
-    return lock.unlock() ? application : nullptr;
+    if (lock.unlock() || application == nullptr)
+        return application;
+    ORX_MonitoringForwarderApplicationRegistry_deleteApplicationResource(self, monitoringResource->guid);
+    return nullptr;
 }
 
 void ORX_MonitoringForwarderApplicationRegistry_deleteApplicationResource(

@@ -18,11 +18,8 @@ ORX_MonitoringForwarderApplicationResourceImpl& implOf(
 bool setLength(Applications& list, DDS_Long length) {
     if (!ORX_MonitoringForwarderApplicationResourcePtrSeq_set_length(&list, length)) {
         return ORX_ERROR(FAILED_TO_SET,
-            "length (%d) for the application list of a Monitoring Participant with current length (%d) and "
-            "current "
-            "maximum (%d)",
-            length, ORX_MonitoringForwarderApplicationResourcePtrSeq_get_length(&list),
-            ORX_MonitoringForwarderApplicationResourcePtrSeq_get_maximum(&list));
+            "length (%d) for the application list of a Monitoring Participant with current length (%d)",
+            length, ORX_MonitoringForwarderApplicationResourcePtrSeq_get_length(&list));
     }
     return true;
 }
@@ -31,8 +28,7 @@ bool ensureLength(Applications& list, DDS_Long length, DDS_Long maximum) {
     if (!ORX_MonitoringForwarderApplicationResourcePtrSeq_ensure_length(&list, length, maximum)) {
         return ORX_ERROR(FAILED_TO_SET,
             "length (%d) and maximum (%d) for the application list of a monitoring participant with current "
-            "length "
-            "(%d) and current maximum (%d)",
+            "length (%d) and current maximum (%d)",
             length, maximum, ORX_MonitoringForwarderApplicationResourcePtrSeq_get_length(&list),
             ORX_MonitoringForwarderApplicationResourcePtrSeq_get_maximum(&list));
     }
