@@ -1,12 +1,12 @@
 #include "src/resource/ApplicationSelection.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "src/dataModel/MetricCatalogue.h"
 #include "src/log/Log.hpp"
 #include "src/resource/ApplicationRegistryLock.hpp"
 #include "src/utils/PathMatcher.h"
+#include "zddscore/text.h"
 
 namespace {
 
@@ -17,33 +17,6 @@ using orx::forwarder::RegistryLock;
 
 const ORX_MonitoringForwarderApplicationResourceImpl& implOf(const ORX_MonitoringOpaqueResource* resource) {
     return *reinterpret_cast<const ORX_MonitoringForwarderApplicationResourceImpl*>(resource);
-}
-
-// An application has nothing beside, below or above it.
-const ORX_MonitoringOpaqueResource* noNeighbour(const ORX_MonitoringOpaqueResource* resource) {
-    ORX_FAIL_IF(resource == ORX_NULL);
-    return nullptr;
-}
-
-const ORX_MonitoringOpaqueResource* findByGuid(
-    const ORX_MonitoringOpaqueResource* resource, const DDS_UInt8 guid[16]) {
-    ORX_FAIL_IF(resource == ORX_NULL);
-    ORX_FAIL_IF(guid == ORX_NULL);
-    // Finding changes nothing but takes the mutex.
-    auto* registry = const_cast<ORX_MonitoringForwarderApplicationRegistry*>(implOf(resource).registry);
-    return reinterpret_cast<const ORX_MonitoringOpaqueResource*>(
-        ORX_MonitoringForwarderApplicationRegistry_findApplicationResource(registry, nullptr, guid));
-}
-
-void getInfo(const ORX_MonitoringOpaqueResource* resource, ORX_MonitoringOpaqueResourceInfo* info) {
-    ORX_LEAVE_IF(resource == ORX_NULL);
-    ORX_LEAVE_IF(info == ORX_NULL);
-    *info = ORX_MonitoringOpaqueResourceInfo{};
-    const auto& application = implOf(resource);
-    const char* name = application.parent.fullyQualifiedName;
-    std::memcpy(info->name, name, strnlen(name, sizeof info->name - 1));
-    std::memcpy(info->guid, application.monitoringResource.guid, sizeof info->guid);
-    info->classId = ORX_MONITORING_APPLICATION_CLASS_ID;
 }
 
 // Empty, and finalized with its block.
@@ -97,14 +70,59 @@ bool giveRoom(DDS_InstanceHandleSeq* destinationSeq) {
 
 } // namespace
 
+const ORX_MonitoringOpaqueResource* ORX_MonitoringForwarderApplicationResource_getNextSibling(
+    const ORX_MonitoringOpaqueResource* resource) {
+    ORX_FAIL_IF(resource == ORX_NULL);
+    return nullptr;
+}
+
+const ORX_MonitoringOpaqueResource* ORX_MonitoringForwarderApplicationResource_getFirstChild(
+    const ORX_MonitoringOpaqueResource* resource) {
+    ORX_FAIL_IF(resource == ORX_NULL);
+    return nullptr;
+}
+
+const ORX_MonitoringOpaqueResource* ORX_MonitoringForwarderApplicationResource_getParent(
+    const ORX_MonitoringOpaqueResource* resource) {
+    ORX_FAIL_IF(resource == ORX_NULL);
+    return nullptr;
+}
+
+const ORX_MonitoringOpaqueResource* ORX_MonitoringForwarderApplicationResource_findByGuid(
+    const ORX_MonitoringOpaqueResource* resource, const DDS_UInt8 guid[16]) {
+    ORX_FAIL_IF(resource == ORX_NULL);
+    ORX_FAIL_IF(guid == ORX_NULL);
+    // Finding changes nothing but takes the mutex.
+    auto* registry = const_cast<ORX_MonitoringForwarderApplicationRegistry*>(implOf(resource).registry);
+    return reinterpret_cast<const ORX_MonitoringOpaqueResource*>(
+        ORX_MonitoringForwarderApplicationRegistry_findApplicationResource(registry, nullptr, guid));
+}
+
+void ORX_MonitoringForwarderApplicationResource_getInfo(
+    const ORX_MonitoringOpaqueResource* resource, ORX_MonitoringOpaqueResourceInfo* info) {
+    ORX_LEAVE_IF(resource == ORX_NULL);
+    ORX_LEAVE_IF(info == ORX_NULL);
+    *info = ORX_MonitoringOpaqueResourceInfo{};
+    const auto& application = implOf(resource);
+    const char* name = application.parent.fullyQualifiedName;
+    constexpr size_t maximum = sizeof info->name - 1;
+    if (ORXOsapiUtility_strncpy(info->name, maximum, name, maximum) == nullptr) {
+        ORX_ERROR(
+            FAILED_TO_COPY, "name for application resource (name = %s)\n", name != nullptr ? name : "(null)");
+        return;
+    }
+    std::memcpy(info->guid, application.monitoringResource.guid, sizeof info->guid);
+    info->classId = ORX_MONITORING_APPLICATION_CLASS_ID;
+}
+
 void ORX_MonitoringForwarderApplicationResource_getOpaqueResourceAccessor(
     ORX_MonitoringOpaqueResourceAccessor* accessor) {
     ORX_LEAVE_IF(accessor == ORX_NULL);
-    *accessor = {.getNextSiblingFunction = noNeighbour,
-        .getFirstChildFunction = noNeighbour,
-        .getParentFunction = noNeighbour,
-        .findByGuidFunction = findByGuid,
-        .getInfoFunction = getInfo};
+    *accessor = {.getNextSiblingFunction = ORX_MonitoringForwarderApplicationResource_getNextSibling,
+        .getFirstChildFunction = ORX_MonitoringForwarderApplicationResource_getFirstChild,
+        .getParentFunction = ORX_MonitoringForwarderApplicationResource_getParent,
+        .findByGuidFunction = ORX_MonitoringForwarderApplicationResource_findByGuid,
+        .getInfoFunction = ORX_MonitoringForwarderApplicationResource_getInfo};
 }
 
 int ORX_MonitoringForwarderApplicationRegistry_assertMatchingDestinations(

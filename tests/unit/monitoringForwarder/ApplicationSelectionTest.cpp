@@ -86,6 +86,19 @@ TEST_F(ApplicationSelection, CutsALongNameInTheInfo) {
     EXPECT_EQ(std::string(info.name), "/applications/" + std::string(255 - 14, 'x'));
 }
 
+TEST_F(ApplicationSelection, LeavesTheInfoEmptyWithoutAName) {
+    Application nameless(7);
+    DDS_String_free(nameless.get()->fullyQualifiedName);
+    nameless.get()->fullyQualifiedName = nullptr;
+    ORX_MonitoringOpaqueResourceInfo info;
+    std::memset(&info, 0x5A, sizeof info);
+    ORX_MonitoringForwarderApplicationResource_getInfo(opaque(nameless.get()), &info);
+    EXPECT_STREQ(info.name, "");
+    EXPECT_EQ(info.guid[15], 0);
+    EXPECT_EQ(info.classId, 0U);
+    EXPECT_TRUE(log.has("name for application resource (name = (null))\n", "FAILED_TO_COPY")) << log.text();
+}
+
 TEST_F(ApplicationSelection, FindsApplicationsByGuidAndAll) {
     ASSERT_EQ(countApplications(("/applications/" + guidText(2)).c_str()), 1);
     EXPECT_EQ(
