@@ -19,6 +19,8 @@ constexpr size_t replyFilterSize = 74;
 constexpr char replyFilterFormat[] =
     "instance_id.value = &hex(%02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X "
     "%02X)";
+// Sixteen conversions of four characters, of which two are left: the filter fills its buffer.
+static_assert(sizeof replyFilterFormat - 16 * (4 - 2) == replyFilterSize);
 
 bool fail(const Handler& handler, const char* message) {
     tellFailure(handler, message);

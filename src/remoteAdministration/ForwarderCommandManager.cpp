@@ -181,26 +181,6 @@ int handlersInUse(const Manager& self) {
     return info.bufferInUse;
 }
 
-// A caller has half a second to come back before the first look; who comes back after the time-out is too
-// late, though he has come.
-int waitForAllHandlers(Manager& self) {
-    if (self.commandHandlerPool == nullptr)
-        return 1;
-    ORXNtpTime start;
-    const ORXNtpTime period = milliseconds(500);
-    if (!self.clock->getTime(self.clock, &start))
-        return ORX_ERROR(FAILED_TO_GET, "Timestamp to wait for all handlers");
-    while (handlersInUse(self) != 0) {
-        ORXOsapiThread_sleep(&period);
-        if (!isOverdue(self, start))
-            continue;
-        if (handlersInUse(self) != 0)
-            ORX_ERROR(FAILED_TO_RETURN, "All Command Handlers. Timeout");
-        return 0;
-    }
-    return 1;
-}
-
 bool deleteWaitSet(Manager& self) {
     if (self.asyncWaitSet != nullptr && DDS_AsyncWaitSet_delete(self.asyncWaitSet) != DDS_RETCODE_OK)
         return ORX_ERROR(FAILED_TO_DELETE, "AsyncWaitSet for the monitoring forwarder command manager");
@@ -265,6 +245,27 @@ int ORX_MonitoringForwarderCommandManager_initialize(ORX_MonitoringForwarderComm
     return 0;
 }
 
+// A caller has half a second to come back before the first look; who comes back after the time-out is too
+// late, though he has come.
+int ORX_MonitoringForwarderCommandManager_waitForAllHandlers(ORX_MonitoringForwarderCommandManager* self) {
+    ORX_FAIL_IF(self == ORX_NULL);
+    if (self->commandHandlerPool == nullptr)
+        return 1;
+    ORXNtpTime start;
+    const ORXNtpTime period = milliseconds(500);
+    if (!self->clock->getTime(self->clock, &start))
+        return ORX_ERROR(FAILED_TO_GET, "Timestamp to wait for all handlers");
+    while (handlersInUse(*self) != 0) {
+        ORXOsapiThread_sleep(&period);
+        if (!isOverdue(*self, start))
+            continue;
+        if (handlersInUse(*self) != 0)
+            ORX_ERROR(FAILED_TO_RETURN, "All Command Handlers. Timeout");
+        return 0;
+    }
+    return 1;
+}
+
 int ORX_MonitoringForwarderCommandManager_finalize(ORX_MonitoringForwarderCommandManager* self) {
     ORX_FAIL_IF(self == ORX_NULL);
     setTakingCommands(*self, false);
@@ -273,7 +274,7 @@ int ORX_MonitoringForwarderCommandManager_finalize(ORX_MonitoringForwarderComman
     if (self->asyncWaitSet != nullptr && !endCommands(*self))
         return 0;
     ORX_MonitoringForwarderCommandManager_forwardWaiting(self);
-    if (!waitForAllHandlers(*self)) {
+    if (!ORX_MonitoringForwarderCommandManager_waitForAllHandlers(self)) {
         return ORX_ERROR(FAILED_TO_RETURN,
             "All buffers to the command handler pool. At least a command was running while disabling the "
             "CommandManager and it has failed to return its command handler before the timeout");

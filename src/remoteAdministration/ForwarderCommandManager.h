@@ -86,6 +86,10 @@ int ORX_MonitoringForwarderCommandManager_sendCommand(
 
 /* ---- Within the room ---- */
 
+/* Until the last handler is back in the pool, at most `timeout`, and half a second. 0 when it is not, or came
+ * too late. */
+int ORX_MonitoringForwarderCommandManager_waitForAllHandlers(ORX_MonitoringForwarderCommandManager* self);
+
 /* The number of the next request, from 1. */
 int ORX_MonitoringForwarderCommandManager_getNextSN(
     ORX_MonitoringForwarderCommandManager* self, DDS_SequenceNumber_t* seqNum);
