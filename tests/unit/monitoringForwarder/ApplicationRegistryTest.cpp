@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 
 #include "tests/helpers/FailingHeap.hpp"
@@ -194,8 +195,9 @@ TEST_F(ApplicationRegistry, IsEmptyAtFirst) {
     EXPECT_EQ(world.participant(1), nullptr);
 }
 
-// Whatever allocation fails, the registry stays whole and takes the same again.
+// Whatever allocation fails, the registry stays whole and takes the same again; the log tells the step.
 TEST(ApplicationRegistryFailure, LeavesNothingBehindWhenMemoryRunsOut) {
+    std::set<std::string> told;
     for (const uint64_t times : {uint64_t{1}, uint64_t{1} << 40}) {
         bool failed = true;
         for (uint64_t n = 1; failed; ++n) {
@@ -229,6 +231,23 @@ TEST(ApplicationRegistryFailure, LeavesNothingBehindWhenMemoryRunsOut) {
             }
             EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), before) << n;
             ASSERT_LT(n, 2000u);
+            for (const auto& line : log.lines())
+                told.insert(line.subject);
         }
     }
+    for (const char* subject :
+        {"event sample", "Application event sample", "Application Registry fast buffer pool",
+            "Monitoring Participant fast buffer pool", "Monitoring Participant node fast buffer pool",
+            "Monitoring Participant pending request list", "Application Registry mutex",
+            "Application resource name index node allocator", "Application resource name index",
+            "Application resource GUID index node allocator", "Application resource GUID index",
+            "Monitoring Participant index node allocator", "Monitoring Participant index",
+            "Monitoring Participant", "Monitoring Participant node from buffer pool",
+            "application resource from fast buffer pool", "application resource (/applications/app)",
+            "monitoring resource for application resource (name = /applications/app)\n",
+            "fully qualified name for application resource (name = /applications/app)",
+            "length (2) and maximum (2) for the application list of a monitoring participant with current "
+            "length (1) and current maximum (1)",
+            "application to the list of applications monitored by a Monitoring Participant "})
+        EXPECT_TRUE(told.contains(subject)) << subject;
 }

@@ -1,6 +1,8 @@
 // How a forwarder comes, and goes; what is left when something fails on the way.
 #include <atomic>
 #include <future>
+#include <set>
+#include <string>
 
 #include "tests/helpers/FailingHeap.hpp"
 #include "tests/unit/monitoringForwarder/ForwarderWorld.hpp"
@@ -139,6 +141,7 @@ TEST_F(ForwarderFailure, EveryAllocationOfNewMayFail) {
     forwarder.drop(); // whatever a process makes once
     const auto threads = ORXOsapiThread_getLiveThreadCount();
     FailingHeap heap;
+    std::set<std::string> told;
     uint64_t n = 0;
     for (bool made = false; !made;) {
         ASSERT_LT(n, 5000U);
@@ -155,25 +158,35 @@ TEST_F(ForwarderFailure, EveryAllocationOfNewMayFail) {
         } else {
             EXPECT_GE(log.countLevel(ORX_LOG_BIT_ERROR), 1U) << n;
             EXPECT_TRUE(log.has("struct ORX_MonitoringForwarder\n")) << n << "\n" << log.text();
+            for (const auto& line : log.lines())
+                told.insert(line.subject);
         }
         ASSERT_EQ(engine.loopback.liveObjects(), 0) << n;
         ASSERT_EQ(ORXOsapiHeap_getLiveBufferCount(), buffers) << n << "\n" << log.text();
         ASSERT_EQ(ORXOsapiThread_getLiveThreadCount(), threads) << n;
     }
     EXPECT_GT(n, 60U);
+    for (const char* subject :
+        {"Monitoring Forwarder Application Registry\n", "Monitoring Forwarder entities\n",
+            "Listener for topic DCPSEventStatusMonitoring", "Listener for topic DCPSLoggingStatusMonitoring",
+            "Listener for topic DCPSPeriodicStatusMonitoring", "AsyncWaitSet for the monitoring samples",
+            "Condition to handle resource registry requests", "Monitoring Forwarder reader entities\n",
+            "Monitoring Forwarder command manager\n"})
+        EXPECT_TRUE(told.contains(subject)) << subject;
 }
 
 TEST_F(ForwarderFailure, EveryEngineCallOfNewMayFail) {
     const auto threads = ORXOsapiThread_getLiveThreadCount();
     int64_t n = 1;
-    for (bool made = false; !made && n < 100; ++n) {
+    for (bool hasFailed = true; hasFailed && n < 100; ++n) {
         log.clear();
+        const auto before = engine.loopback.calls();
         engine.loopback.failAt(n);
-        made = forwarder.make();
+        const bool made = forwarder.make();
+        hasFailed = engine.loopback.calls() - before >= n;
         engine.loopback.failAt(0);
-        if (!made) {
-            EXPECT_TRUE(log.has("struct ORX_MonitoringForwarder\n", "FAILED_TO_INITIALIZE")) << log.text();
-        }
+        EXPECT_EQ(made, !hasFailed) << n;
+        EXPECT_EQ(made, !log.has("struct ORX_MonitoringForwarder\n", "FAILED_TO_INITIALIZE")) << log.text();
         forwarder.drop();
         EXPECT_EQ(engine.loopback.liveObjects(), 0) << n;
         EXPECT_EQ(ORXOsapiThread_getLiveThreadCount(), threads) << n;
