@@ -17,8 +17,8 @@ DDS_AsyncWaitSetImpl::~DDS_AsyncWaitSetImpl() {
         DDS_WaitSet_delete(waitSet_);
     if (wakeUp_ != nullptr)
         DDS_GuardCondition_delete(wakeUp_);
-    while (Membership* member = members_) {
-        members_ = member->next;
+    while (Membership* member = members_.first()) {
+        members_.remove(*member);
         zdds::destroy(member);
     }
     DDS_AsyncWaitSetProperty_t_finalize(&property_);
@@ -45,52 +45,42 @@ bool DDS_AsyncWaitSetImpl::isOwnThread() const {
 
 // ---- Members ----
 
-DDS_AsyncWaitSetImpl::Membership* DDS_AsyncWaitSetImpl::find(const DDS_ConditionImpl& condition) const {
-    for (Membership* one = members_; one != nullptr; one = one->next) {
-        if (one->condition == &condition)
-            return one;
-    }
-    return nullptr;
-}
-
-bool DDS_AsyncWaitSetImpl::hasLeaving() const {
-    for (const Membership* one = members_; one != nullptr; one = one->next) {
-        if (one->isLeaving)
-            return true;
-    }
-    return false;
+void DDS_AsyncWaitSetImpl::beginLeaving(Membership& member, DDS_AsyncWaitSetCompletionToken* token) {
+    member.isLeaving = true;
+    member.token = token;
+    if (token != nullptr)
+        token->pending = 1;
+    (lastLeaving_ != nullptr ? lastLeaving_->nextLeaving : firstLeaving_) = &member;
+    lastLeaving_ = &member;
 }
 
 DDS_AsyncWaitSetImpl::Membership* DDS_AsyncWaitSetImpl::takeLeaving() {
-    for (Membership** link = &members_; *link != nullptr; link = &(*link)->next) {
-        Membership* one = *link;
-        if (!one->isLeaving)
-            continue;
-        *link = one->next;
-        return one;
-    }
-    return nullptr;
+    Membership* member = firstLeaving_;
+    if (member == nullptr)
+        return nullptr;
+    firstLeaving_ = member->nextLeaving;
+    if (firstLeaving_ == nullptr)
+        lastLeaving_ = nullptr;
+    members_.remove(*member);
+    return member;
 }
 
 DDS_ReturnCode_t DDS_AsyncWaitSetImpl::attach(
     DDS_ConditionImpl& condition, DDS_AsyncWaitSetCompletionToken* token) {
     if (DDS_Condition_get_handler(&condition) == nullptr)
         return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_ATTACH, "condition without a handler");
-    auto* member = zdds::create<Membership>("struct Membership", nullptr, &condition, nullptr, false);
+    auto* member = zdds::create<Membership>("struct Membership", &condition);
     if (member == nullptr)
         return ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_ATTACH, "condition");
     zdds::Cleanup undo([&] { zdds::destroy(member); });
     {
         zdds::Guard guard(mutex_);
-        if (const Membership* known = find(condition))
+        if (const Membership* known = members_.find(condition))
             return !known->isLeaving ? DDS_RETCODE_OK : DDS_RETCODE_PRECONDITION_NOT_MET;
-        Membership** last = &members_;
-        while (*last != nullptr)
-            last = &(*last)->next;
         // A member before the wait set knows it: what it triggers is then handled.
-        *last = member;
+        members_.add(*member);
         if (DDS_WaitSet_attach_condition(waitSet_, &condition) != DDS_RETCODE_OK) {
-            *last = nullptr;
+            members_.remove(*member);
             return DDS_RETCODE_OUT_OF_RESOURCES;
         }
         undo.dismiss();
@@ -108,7 +98,7 @@ DDS_ReturnCode_t DDS_AsyncWaitSetImpl::detach(
     DDS_ConditionImpl& condition, DDS_AsyncWaitSetCompletionToken* token, Wait wait) {
     const bool isOwn = isOwnThread();
     zdds::Guard guard(mutex_);
-    Membership* member = find(condition);
+    Membership* member = members_.find(condition);
     if (member == nullptr || member->isLeaving) {
         guard.release();
         return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DETACH,
@@ -117,10 +107,7 @@ DDS_ReturnCode_t DDS_AsyncWaitSetImpl::detach(
     DDS_AsyncWaitSetCompletionTokenImpl own;
     if (wait == Wait::untilDone && !isOwn)
         token = &own;
-    member->isLeaving = true;
-    member->token = token;
-    if (token != nullptr)
-        token->pending = 1;
+    beginLeaving(*member, token);
     if (!isRunning_) {
         guard.release();
         settleLeaving();
@@ -153,13 +140,13 @@ void DDS_AsyncWaitSetImpl::settleLeaving() {
 DDS_ReturnCode_t DDS_AsyncWaitSetImpl::listConditions(DDS_ConditionSeq& conditions) {
     zdds::Guard guard(mutex_);
     DDS_Long count = 0;
-    for (const Membership* one = members_; one != nullptr; one = one->next)
+    for (const Membership* one = members_.first(); one != nullptr; one = one->place.next)
         count += one->isLeaving ? 0 : 1;
     if (!DDS_ConditionSeq_ensure_length(&conditions, count, count))
         return ZDDS_FAIL(
             DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_SET, "length %d of the attached conditions", count);
     DDS_Long index = 0;
-    for (const Membership* one = members_; one != nullptr; one = one->next) {
+    for (const Membership* one = members_.first(); one != nullptr; one = one->place.next) {
         if (!one->isLeaving)
             *DDS_ConditionSeq_get_reference(&conditions, index++) = one->condition;
     }
@@ -260,7 +247,7 @@ void DDS_AsyncWaitSetImpl::handle(DDS_ConditionImpl& condition) {
     const DDS_ConditionHandler* handler = nullptr;
     {
         zdds::Guard guard(mutex_);
-        const Membership* member = find(condition);
+        const Membership* member = members_.find(condition);
         if (isStopping_ || member == nullptr || member->isLeaving)
             return;
         handler = member->condition->handler.load(std::memory_order_acquire);

@@ -34,10 +34,13 @@ struct DDS_AsyncWaitSetImpl {
 
 private:
     struct Membership {
-        Membership* next;
         DDS_ConditionImpl* condition;
-        DDS_AsyncWaitSetCompletionToken* token; // waits for the detachment
-        bool isLeaving;
+        DDS_AsyncWaitSetCompletionToken* token = nullptr; // waits for the detachment
+        bool isLeaving = false;
+        Membership* nextLeaving = nullptr;
+        zdds::conditions::MemberPlace<Membership> place{};
+
+        const DDS_ConditionImpl* member() const { return condition; }
     };
 
     static void* run(void* self);
@@ -45,8 +48,7 @@ private:
     void handle(DDS_ConditionImpl& condition);
     void settleLeaving();
     // With the mutex held.
-    Membership* find(const DDS_ConditionImpl& condition) const;
-    bool hasLeaving() const;
+    void beginLeaving(Membership& member, DDS_AsyncWaitSetCompletionToken* token);
     Membership* takeLeaving();
 
     DDS_AsyncWaitSetProperty_t property_{};
@@ -55,7 +57,9 @@ private:
     DDS_GuardCondition* wakeUp_ = nullptr; // for the thread to look at the state
     mutable zdds::Mutex mutex_;
     zdds::Condition changed_;
-    Membership* members_ = nullptr; // in the order of attaching
+    zdds::conditions::MemberTable<Membership> members_;
+    Membership* firstLeaving_ = nullptr; // in the order of asking
+    Membership* lastLeaving_ = nullptr;
     ORXOsapiJoinableThread* thread_ = nullptr;
     ORX_UINT64 threadId_ = 0;
     bool isRunning_ = false; // from start until stop has joined the thread

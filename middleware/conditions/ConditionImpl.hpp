@@ -11,6 +11,7 @@
 
 #include <atomic>
 
+#include "middleware/conditions/MemberTable.hpp"
 #include "middleware/entities/Sync.hpp"
 #include "zddsc/conditions.h"
 
@@ -22,8 +23,12 @@ enum class ConditionKind { status, guard, read };
 struct Attachment {
     DDS_ConditionImpl* condition;
     DDS_WaitSetImpl* waitSet;
-    Attachment* nextOfCondition;
-    Attachment* nextOfWaitSet;
+    Attachment* nextOfCondition = nullptr;
+    MemberPlace<Attachment> place{}; // in the wait set
+    // Was not triggered when it was looked at last, and nothing but a wake-up can have changed that.
+    bool isQuiet = false;
+
+    const DDS_ConditionImpl* member() const { return condition; }
 };
 
 } // namespace zdds::conditions
@@ -54,17 +59,30 @@ struct DDS_GuardConditionImpl : DDS_ConditionImpl {
 };
 
 struct DDS_WaitSetImpl {
-    zdds::conditions::Attachment* attachments = nullptr; // in the order of attaching
+    zdds::conditions::MemberTable<zdds::conditions::Attachment> attachments;
     DDS_Long attachmentCount = 0;
     bool isWaiting = false; // one thread at a time
+    bool isWoken = false;   // since the waiter looked last: once is enough
     zdds::Condition changed;
 };
 
 namespace zdds::conditions {
 
 bool isTriggered(const DDS_ConditionImpl& condition);
-// Wakes the waiters of every wait set that the condition is in, to look again.
-void wakeWaiters(DDS_ConditionImpl& condition);
+// Wakes the waiters of every wait set that a condition is in, to look again. For many conditions at once: the
+// mutex is taken with the first that is in a wait set and held until the end, and a wait set is woken once.
+class Waker {
+public:
+    Waker() = default;
+    ~Waker();
+    Waker(const Waker&) = delete;
+    Waker& operator=(const Waker&) = delete;
+    void wake(const DDS_ConditionImpl& condition);
+
+private:
+    bool holdsMutex_ = false;
+};
+void wakeWaiters(const DDS_ConditionImpl& condition);
 // Takes the condition out of every wait set: called before it goes away.
 void detachEverywhere(DDS_ConditionImpl& condition);
 

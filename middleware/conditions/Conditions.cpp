@@ -24,12 +24,28 @@ bool isTriggered(const DDS_ConditionImpl& condition) {
     return false;
 }
 
-void wakeWaiters(DDS_ConditionImpl& condition) {
+Waker::~Waker() {
+    if (holdsMutex_)
+        conditionsMutex.unlock();
+}
+
+void Waker::wake(const DDS_ConditionImpl& condition) {
     if (condition.attachmentCount == 0)
         return;
-    Guard guard(conditionsMutex);
-    for (Attachment* a = condition.attachments; a != nullptr; a = a->nextOfCondition)
+    if (!holdsMutex_)
+        conditionsMutex.lock();
+    holdsMutex_ = true;
+    for (Attachment* a = condition.attachments; a != nullptr; a = a->nextOfCondition) {
+        a->isQuiet = false;
+        if (a->waitSet->isWoken)
+            continue;
+        a->waitSet->isWoken = true;
         a->waitSet->changed.wakeAll();
+    }
+}
+
+void wakeWaiters(const DDS_ConditionImpl& condition) {
+    Waker().wake(condition);
 }
 
 } // namespace zdds::conditions

@@ -1,5 +1,6 @@
 #include "middleware/conditions/ConditionImpl.hpp"
 #include "middleware/conditions/ConditionsMutex.hpp"
+#include "middleware/conditions/ReadConditionImpl.hpp"
 #include "middleware/log/DdsLog.hpp"
 #include "middleware/log/Memory.hpp"
 
@@ -8,25 +9,14 @@ namespace {
 
 constexpr DDS_Long spareRoom = 8;
 
-Attachment* find(const DDS_WaitSetImpl& waitSet, const DDS_ConditionImpl& condition) {
-    for (Attachment* a = waitSet.attachments; a != nullptr; a = a->nextOfWaitSet) {
-        if (a->condition == &condition)
-            return a;
-    }
-    return nullptr;
-}
-
-// The mutex is held. Unlinks from both lists; the caller frees.
+// The mutex is held. Unlinks from both lists, of which the condition's is short; the caller frees.
 void unlink(Attachment& attachment) {
     Attachment** link = &attachment.condition->attachments;
     while (*link != &attachment)
         link = &(*link)->nextOfCondition;
     *link = attachment.nextOfCondition;
     --attachment.condition->attachmentCount;
-    link = &attachment.waitSet->attachments;
-    while (*link != &attachment)
-        link = &(*link)->nextOfWaitSet;
-    *link = attachment.nextOfWaitSet;
+    attachment.waitSet->attachments.remove(attachment);
     --attachment.waitSet->attachmentCount;
 }
 
@@ -35,20 +25,29 @@ void link(Attachment& attachment) {
     attachment.nextOfCondition = attachment.condition->attachments;
     attachment.condition->attachments = &attachment;
     ++attachment.condition->attachmentCount;
-    Attachment** last = &attachment.waitSet->attachments;
-    while (*last != nullptr)
-        last = &(*last)->nextOfWaitSet;
-    *last = &attachment;
+    attachment.waitSet->attachments.add(attachment);
     ++attachment.waitSet->attachmentCount;
 }
 
-// Lists the triggered conditions, at most `room`, which the sequence has already. The mutex is held.
-DDS_Long listTriggered(const DDS_WaitSetImpl& waitSet, DDS_ConditionSeq& active, DDS_Long room) {
+// Whoever triggers it wakes its wait sets, in any case.
+bool isTold(const DDS_ConditionImpl& condition) {
+    return condition.kind == ConditionKind::read &&
+           static_cast<const DDS_ReadConditionImpl&>(condition).awaitsSamples();
+}
+
+// Lists the triggered conditions, at most `room`, which the sequence has already. The mutex is held. Of the
+// many that wait for a sample of their own only those are looked at that were woken since.
+DDS_Long listTriggered(DDS_WaitSetImpl& waitSet, DDS_ConditionSeq& active, DDS_Long room) {
+    waitSet.isWoken = false;
     DDS_ConditionSeq_set_length(&active, room);
     DDS_Long count = 0;
-    for (const Attachment* a = waitSet.attachments; a != nullptr && count < room; a = a->nextOfWaitSet) {
+    for (Attachment* a = waitSet.attachments.first(); a != nullptr && count < room; a = a->place.next) {
+        if (a->isQuiet)
+            continue;
         if (isTriggered(*a->condition))
             *DDS_ConditionSeq_get_reference(&active, count++) = a->condition;
+        else
+            a->isQuiet = isTold(*a->condition);
     }
     DDS_ConditionSeq_set_length(&active, count);
     return count;
@@ -81,7 +80,7 @@ DDS_ReturnCode_t DDS_WaitSet_deleteI(DDS_WaitSet* self, int /*reserved*/) {
         return ZDDS_FAIL(
             DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_DELETE, "wait set: a thread waits in it");
     }
-    while (Attachment* attachment = self->attachments) {
+    while (Attachment* attachment = self->attachments.first()) {
         unlink(*attachment);
         zdds::destroy(attachment);
     }
@@ -97,11 +96,11 @@ DDS_ReturnCode_t DDS_WaitSet_delete(DDS_WaitSet* self) {
 DDS_ReturnCode_t DDS_WaitSet_attach_condition(DDS_WaitSet* self, DDS_Condition* condition) {
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(condition != nullptr, DDS_RETCODE_BAD_PARAMETER);
-    auto* attachment = zdds::create<Attachment>("struct Attachment", condition, self, nullptr, nullptr);
+    auto* attachment = zdds::create<Attachment>("struct Attachment", condition, self);
     if (attachment == nullptr)
         return ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_ATTACH, "condition");
     zdds::Guard guard(conditionsMutex);
-    if (find(*self, *condition) != nullptr) {
+    if (self->attachments.find(*condition) != nullptr) {
         guard.release();
         zdds::destroy(attachment);
         return DDS_RETCODE_OK;
@@ -115,7 +114,7 @@ DDS_ReturnCode_t DDS_WaitSet_detach_condition(DDS_WaitSet* self, DDS_Condition* 
     ZDDS_REQUIRE(self != nullptr, DDS_RETCODE_BAD_PARAMETER);
     ZDDS_REQUIRE(condition != nullptr, DDS_RETCODE_BAD_PARAMETER);
     zdds::Guard guard(conditionsMutex);
-    Attachment* attachment = find(*self, *condition);
+    Attachment* attachment = self->attachments.find(*condition);
     if (attachment == nullptr) {
         guard.release();
         return ZDDS_FAIL(

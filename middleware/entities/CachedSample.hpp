@@ -19,8 +19,20 @@ struct InstanceWriter {
     DDS_GUID_t guid;
 };
 
+struct CachedSample;
+struct Instance;
+
+// A place in a chain, left without a walk.
+struct InstanceLink {
+    Instance* next = nullptr;
+    Instance** link = nullptr; // what points here
+};
+
 struct Instance {
-    Instance* next = nullptr; // in its bucket
+    InstanceLink byHandle;
+    InstanceLink byTail;
+    CachedSample* first = nullptr; // of its samples, in the order of arrival
+    CachedSample* last = nullptr;
     InstanceKey key;
     DDS_InstanceHandle_t handle{};
     InstanceWriter* writers = nullptr;
@@ -33,6 +45,8 @@ struct Instance {
 struct CachedSample {
     CachedSample* previous; // in the cache, in the order of arrival
     CachedSample* next;
+    CachedSample* previousOfInstance;
+    CachedSample* nextOfInstance;
     Instance* instance; // while linked
     InstanceKey key;    // of a keyed topic
     void* value;        // decoded, or null

@@ -18,14 +18,19 @@ DDS_DataReaderImpl::~DDS_DataReaderImpl() {
 
 void DDS_DataReaderImpl::Sink::raise(DDS_StatusMask statuses) {
     reader.statusCondition.raise(statuses);
-    if ((statuses & DDS_DATA_AVAILABLE_STATUS) != 0)
-        reader.readConditions.wakeWaiters();
     reader.listener.notify(statuses);
 }
 
+void DDS_DataReaderImpl::Sink::raiseDataAvailable(const zdds::InstanceKey* key) {
+    reader.statusCondition.raise(DDS_DATA_AVAILABLE_STATUS);
+    reader.readConditions.wakeWaiters(key);
+    reader.listener.notify(DDS_DATA_AVAILABLE_STATUS);
+}
+
 void DDS_DataReaderImpl::Sink::onSample(const zdds::engine::IncomingSample& sample) {
-    if (reader.cache.insert(sample))
-        raise(DDS_DATA_AVAILABLE_STATUS);
+    zdds::InstanceKey key;
+    if (reader.cache.insert(sample, &key))
+        raiseDataAvailable(&key);
 }
 
 void DDS_DataReaderImpl::Sink::onMatched(const zdds::engine::RemoteEndpoint& writer) {
@@ -37,7 +42,7 @@ void DDS_DataReaderImpl::Sink::onUnmatched(const zdds::engine::RemoteEndpoint& w
     const bool hasNews = reader.cache.writerUnmatched(writer.endpoint);
     count(writer, false);
     if (hasNews)
-        raise(DDS_DATA_AVAILABLE_STATUS);
+        raiseDataAvailable(nullptr);
 }
 
 void DDS_DataReaderImpl::Sink::count(const zdds::engine::RemoteEndpoint& writer, bool isMatch) {

@@ -37,6 +37,8 @@ struct DDS_DataReaderImpl : DDS_EntityImpl {
         void onUnmatched(const zdds::engine::RemoteEndpoint& writer) override;
         void count(const zdds::engine::RemoteEndpoint& writer, bool isMatch);
         void raise(DDS_StatusMask statuses);
+        // Of a key, of a keyed topic; null when several may have arrived.
+        void raiseDataAvailable(const zdds::InstanceKey* key);
         DDS_DataReaderImpl& reader;
     };
 
@@ -48,7 +50,7 @@ struct DDS_DataReaderImpl : DDS_EntityImpl {
     zdds::LoanList loans;
     zdds::ListenerThread listener{*this};
     Sink sink{*this};
-    zdds::ReadConditionList readConditions;
+    zdds::ReadConditionList readConditions{topic->keyBytes};
     zdds::RemoteWriterQueues remoteWriters; // those that are asserted by hand
     mutable zdds::Mutex statusMutex;        // guards what is below
     DDS_SubscriptionMatchedStatus matchedStatus{};

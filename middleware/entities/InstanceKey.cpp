@@ -81,6 +81,14 @@ DDS_InstanceHandle_t InstanceKey::handle() const {
     return handle;
 }
 
+// FNV-1a: identifiers often differ in a few octets only.
+size_t hashOfKeyTail(const uint8_t* tail, DDS_UnsignedLong keyBytes) {
+    uint64_t hash = 0xCBF29CE484222325U;
+    for (DDS_UnsignedLong i = keyTailOffset(keyBytes); i < keyBytes; ++i)
+        hash = (hash ^ *tail++) * 0x100000001B3U;
+    return static_cast<size_t>(hash ^ (hash >> 32));
+}
+
 void InstanceKey::fill(const DDS_TypePlugin& plugin, void* sample) const {
     if (plugin.type != serviceRequestTypePlugin().type)
         return;

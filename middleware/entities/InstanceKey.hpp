@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 #include "zddsc/type_plugin.h"
@@ -30,6 +31,33 @@ struct InstanceKey {
     DDS_InstanceHandle_t handle() const;
     // Fills the key members of an initialized sample.
     void fill(const DDS_TypePlugin& plugin, void* sample) const;
+};
+
+// The tail of a key, its last octets, is what tells keys apart (an identifier that nobody gives twice), so
+// that tables go by it. A short key is all tail.
+constexpr DDS_UnsignedLong keyTailBytes = 16;
+constexpr DDS_UnsignedLong keyTailOffset(DDS_UnsignedLong keyBytes) {
+    return keyBytes > keyTailBytes ? keyBytes - keyTailBytes : 0;
+}
+size_t hashOfKeyTail(const uint8_t* tail, DDS_UnsignedLong keyBytes);
+
+// A part of a key, as InstanceKey has it, and the octets that it is to equal. Without any, every key is
+// wanted.
+struct KeyFilter {
+    DDS_UnsignedLong offset = 0;
+    DDS_UnsignedLong length = 0;
+    uint8_t octets[maximumKeyBytes] = {};
+
+    bool accepts(const InstanceKey& key) const {
+        return length == 0 ||
+               (offset + length <= key.length && std::memcmp(key.bytes + offset, octets, length) == 0);
+    }
+    // The tail that all accepted keys have; null where they may differ in it.
+    const uint8_t* tail(DDS_UnsignedLong keyBytes) const {
+        const bool coversTail =
+            length != 0 && offset <= keyTailOffset(keyBytes) && offset + length == keyBytes;
+        return coversTail ? octets + (keyTailOffset(keyBytes) - offset) : nullptr;
+    }
 };
 
 // The encoding of a sample's key alone, with its encapsulation header: what a dispose or unregister carries.

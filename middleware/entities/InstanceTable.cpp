@@ -7,16 +7,34 @@
 namespace zdds {
 namespace {
 
-int compareHandles(const DDS_InstanceHandle_t& left, const DDS_InstanceHandle_t& right) {
-    return std::memcmp(left.keyHash, right.keyHash, sizeof left.keyHash);
+template <InstanceLink Instance::*chain> void enter(Instance*& bucket, Instance& instance) {
+    instance.*chain = {bucket, &bucket};
+    if (bucket != nullptr)
+        (bucket->*chain).link = &(instance.*chain).next;
+    bucket = &instance;
+}
+
+template <InstanceLink Instance::*chain> void leave(Instance& instance) {
+    const InstanceLink& place = instance.*chain;
+    *place.link = place.next;
+    if (place.next != nullptr)
+        (place.next->*chain).link = place.link;
+}
+
+const uint8_t* tailOf(const InstanceKey& key) {
+    return key.bytes + keyTailOffset(key.length);
 }
 
 } // namespace
 
+bool InstanceTable::isBefore(const DDS_InstanceHandle_t& left, const DDS_InstanceHandle_t& right) {
+    return std::memcmp(left.keyHash, right.keyHash, sizeof left.keyHash) < 0;
+}
+
 InstanceTable::~InstanceTable() {
     for (Instance*& bucket : buckets_) {
         while (Instance* instance = bucket) {
-            bucket = instance->next;
+            bucket = instance->byHandle.next;
             destroyInstance(instance);
         }
     }
@@ -35,19 +53,16 @@ void InstanceTable::setBound(DDS_Long maxInstances) {
         bound_ = static_cast<DDS_UnsignedLong>(maxInstances);
 }
 
-bool InstanceTable::hasReadableKey(std::span<const uint8_t> encoding) const {
-    InstanceKey key;
-    return !isKeyed() || key.read(plugin_, keyBytes_, encoding);
-}
-
-Instance* InstanceTable::assertInstance(std::span<const uint8_t> encoding) {
-    InstanceKey key;
-    return key.read(plugin_, keyBytes_, encoding) ? assertInstance(key) : nullptr;
+Instance* InstanceTable::find(const InstanceKey& key) {
+    for (Instance* one = bucketOfTail(tailOf(key)); one != nullptr; one = one->byTail.next) {
+        if (one->key.length == key.length && std::memcmp(one->key.bytes, key.bytes, key.length) == 0)
+            return one;
+    }
+    return nullptr;
 }
 
 Instance* InstanceTable::assertInstance(const InstanceKey& key) {
-    const DDS_InstanceHandle_t handle = key.handle();
-    if (Instance* known = find(handle))
+    if (Instance* known = find(key))
         return known;
     if (count_ >= bound_ && !makeRoom())
         return nullptr;
@@ -55,10 +70,9 @@ Instance* InstanceTable::assertInstance(const InstanceKey& key) {
     if (instance == nullptr)
         return nullptr;
     instance->key = key;
-    instance->handle = handle;
-    Instance*& bucket = bucketOf(handle);
-    instance->next = bucket;
-    bucket = instance;
+    instance->handle = key.handle();
+    enter<&Instance::byHandle>(bucketOf(instance->handle), *instance);
+    enter<&Instance::byTail>(bucketOfTail(tailOf(key)), *instance);
     ++count_;
     return instance;
 }
@@ -68,14 +82,11 @@ Instance* InstanceTable::assertInstance(const InstanceKey& key) {
 bool InstanceTable::makeRoom() {
     constexpr int bucketsPerSearch = 4;
     for (int i = 0; i < bucketsPerSearch; ++i) {
-        Instance*& bucket = buckets_[nextToClear_++ % bucketCount];
-        for (Instance** link = &bucket; *link != nullptr; link = &(*link)->next) {
-            Instance* instance = *link;
+        Instance* instance = buckets_[nextToClear_++ % bucketCount];
+        for (; instance != nullptr; instance = instance->byHandle.next) {
             if (instance->state == DDS_ALIVE_INSTANCE_STATE || instance->samples != 0)
                 continue;
-            *link = instance->next;
-            destroyInstance(instance);
-            --count_;
+            remove(*instance);
             return true;
         }
     }
@@ -83,34 +94,33 @@ bool InstanceTable::makeRoom() {
 }
 
 void InstanceTable::remove(Instance& instance) {
-    Instance** link = &bucketOf(instance.handle);
-    while (*link != &instance)
-        link = &(*link)->next;
-    *link = instance.next;
+    leave<&Instance::byHandle>(instance);
+    leave<&Instance::byTail>(instance);
     destroyInstance(&instance);
     --count_;
 }
 
 Instance* InstanceTable::find(const DDS_InstanceHandle_t& handle) {
-    for (Instance* instance = bucketOf(handle); instance != nullptr; instance = instance->next) {
+    for (Instance* instance = bucketOf(handle); instance != nullptr; instance = instance->byHandle.next) {
         if (DDS_InstanceHandle_equals(&instance->handle, &handle))
             return instance;
     }
     return nullptr;
 }
 
-Instance* InstanceTable::findNext(const DDS_InstanceHandle_t& handle) {
-    const bool fromStart = DDS_InstanceHandle_is_nil(&handle);
-    if (!isKeyed())
-        return fromStart ? &single_ : nullptr;
-    Instance* best = nullptr;
-    forEach([&](Instance& instance) {
-        if (!fromStart && compareHandles(instance.handle, handle) <= 0)
-            return;
-        if (best == nullptr || compareHandles(instance.handle, best->handle) < 0)
-            best = &instance;
-    });
-    return best;
+bool InstanceTable::findAccepted(const KeyFilter& filter, Instance** found, size_t room, size_t* count) {
+    const uint8_t* tail = filter.tail(keyBytes_);
+    if (tail == nullptr)
+        return false;
+    *count = 0;
+    for (Instance* one = bucketOfTail(tail); one != nullptr; one = one->byTail.next) {
+        if (!filter.accepts(one->key))
+            continue;
+        if (*count == room)
+            return false;
+        found[(*count)++] = one;
+    }
+    return true;
 }
 
 bool InstanceTable::addWriter(Instance& instance, const DDS_GUID_t& guid) {

@@ -8,41 +8,64 @@
 
 namespace zdds {
 
+DDS_ReadConditionImpl*& ReadConditionList::chainOf(const DDS_ReadConditionImpl& condition) {
+    const uint8_t* tail = condition.awaitsSamples() ? condition.selection.key.tail(keyBytes_) : nullptr;
+    return tail != nullptr ? byTail_[hashOfKeyTail(tail, keyBytes_) % bucketCount] : others_;
+}
+
 void ReadConditionList::add(DDS_ReadConditionImpl& condition) {
     Guard guard(mutex_);
-    condition.next = first_;
-    first_ = &condition;
+    all_.add(condition);
+    DDS_ReadConditionImpl*& chain = chainOf(condition);
+    condition.nextAwaiting = chain;
+    condition.linkAwaiting = &chain;
+    if (chain != nullptr)
+        chain->linkAwaiting = &condition.nextAwaiting;
+    chain = &condition;
 }
 
 bool ReadConditionList::remove(DDS_ReadConditionImpl& condition) {
     Guard guard(mutex_);
-    for (DDS_ReadConditionImpl** link = &first_; *link != nullptr; link = &(*link)->next) {
-        if (*link != &condition)
-            continue;
-        *link = condition.next;
-        return true;
-    }
-    return false;
+    if (all_.find(condition) == nullptr)
+        return false;
+    all_.remove(condition);
+    *condition.linkAwaiting = condition.nextAwaiting;
+    if (condition.nextAwaiting != nullptr)
+        condition.nextAwaiting->linkAwaiting = condition.linkAwaiting;
+    return true;
 }
 
 bool ReadConditionList::contains(const DDS_ReadConditionImpl& condition) const {
     Guard guard(mutex_);
-    for (const DDS_ReadConditionImpl* one = first_; one != nullptr; one = one->next) {
-        if (one == &condition)
-            return true;
-    }
-    return false;
+    return all_.find(condition) != nullptr;
 }
 
 bool ReadConditionList::isEmpty() const {
     Guard guard(mutex_);
-    return first_ == nullptr;
+    return all_.first() == nullptr;
 }
 
-void ReadConditionList::wakeWaiters() {
+void ReadConditionList::wakeWaiters(const InstanceKey* key) {
     Guard guard(mutex_);
-    for (DDS_ReadConditionImpl* one = first_; one != nullptr; one = one->next)
-        conditions::wakeWaiters(*one);
+    if (all_.first() == nullptr)
+        return;
+    conditions::Waker waker;
+    if (key == nullptr) {
+        for (DDS_ReadConditionImpl* one = all_.first(); one != nullptr; one = one->place.next)
+            waker.wake(*one);
+        return;
+    }
+    for (DDS_ReadConditionImpl* one = others_; one != nullptr; one = one->nextAwaiting) {
+        if (!one->awaitsSamples() || one->selection.key.accepts(*key))
+            waker.wake(*one);
+    }
+    if (keyBytes_ == 0)
+        return;
+    const size_t hash = hashOfKeyTail(key->bytes + keyTailOffset(keyBytes_), keyBytes_);
+    for (DDS_ReadConditionImpl* one = byTail_[hash % bucketCount]; one != nullptr; one = one->nextAwaiting) {
+        if (one->selection.key.accepts(*key))
+            waker.wake(*one);
+    }
 }
 
 namespace {

@@ -24,16 +24,12 @@ void ReaderCache::setQos(const DDS_DataReaderQos& qos) {
 
 // ---- What the engine brings ----
 
-Instance* ReaderCache::instanceOf(const engine::IncomingSample& sample) {
-    return instances_.isKeyed() ? instances_.assertInstance(sample.bytes) : &instances_.single();
-}
-
 bool ReaderCache::fits(const Instance& instance, size_t bytes) const {
     return counters_.cached < maxSamples_ && instance.samples < maxSamplesPerInstance_ &&
            bytes <= maxBytes_ && bytes_ <= maxBytes_ - bytes;
 }
 
-bool ReaderCache::insert(const engine::IncomingSample& sample) {
+bool ReaderCache::insert(const engine::IncomingSample& sample, InstanceKey* key) {
     const bool isTooLarge = sample.bytes.size() > maxSampleBytes_;
     CachedSample* cached = isTooLarge ? nullptr : CachedSample::create(sample);
     Guard guard(mutex_);
@@ -42,22 +38,22 @@ bool ReaderCache::insert(const engine::IncomingSample& sample) {
         ++(isTooLarge ? counters_.dropped_too_large : counters_.dropped_no_memory);
         return false;
     }
-    const bool isTaken = take(*cached, sample);
+    const bool isTaken = take(*cached, sample, *key);
     guard.release();
     if (!isTaken)
         CachedSample::destroy(cached, plugin_);
     return isTaken;
 }
 
-bool ReaderCache::take(CachedSample& cached, const engine::IncomingSample& sample) {
+bool ReaderCache::take(CachedSample& cached, const engine::IncomingSample& sample, InstanceKey& key) {
     // Without a key there is nothing to dispose of.
-    const bool isMeaningful = instances_.isKeyed() ? instances_.hasReadableKey(sample.bytes)
+    const bool isMeaningful = instances_.isKeyed() ? instances_.readKey(sample.bytes, &key)
                                                    : sample.kind == engine::SampleKind::data;
     if (!isMeaningful) {
         ++counters_.dropped_decoding;
         return false;
     }
-    Instance* instance = instanceOf(sample);
+    Instance* instance = instances_.isKeyed() ? instances_.assertInstance(key) : &instances_.single();
     if (instance == nullptr) {
         ++counters_.dropped_cache_full;
         return false;
@@ -175,6 +171,10 @@ void ReaderCache::link(CachedSample& sample, Instance& instance) {
     sample.next = nullptr;
     (last_ != nullptr ? last_->next : first_) = &sample;
     last_ = &sample;
+    sample.previousOfInstance = instance.last;
+    sample.nextOfInstance = nullptr;
+    (instance.last != nullptr ? instance.last->nextOfInstance : instance.first) = &sample;
+    instance.last = &sample;
     sample.isLinked = true;
     sample.arrival = arrivals_.load(std::memory_order_relaxed) + 1;
     arrivals_.store(sample.arrival, std::memory_order_release);
@@ -186,11 +186,16 @@ void ReaderCache::link(CachedSample& sample, Instance& instance) {
 void ReaderCache::unlink(CachedSample& sample) {
     (sample.previous != nullptr ? sample.previous->next : first_) = sample.next;
     (sample.next != nullptr ? sample.next->previous : last_) = sample.previous;
+    Instance& instance = *sample.instance;
+    CachedSample* previous = sample.previousOfInstance;
+    CachedSample* next = sample.nextOfInstance;
+    (previous != nullptr ? previous->nextOfInstance : instance.first) = next;
+    (next != nullptr ? next->previousOfInstance : instance.last) = previous;
     sample.isLinked = false;
-    --sample.instance->samples;
+    --instance.samples;
     --counters_.cached;
     bytes_ -= sample.size;
-    forgetIfEmpty(*sample.instance);
+    forgetIfEmpty(instance);
 }
 
 void ReaderCache::forgetIfEmpty(Instance& instance) {
@@ -206,13 +211,10 @@ void ReaderCache::drop(CachedSample& sample) {
 }
 
 // A keep-last history makes room for the new.
-void ReaderCache::dropOldest(const Instance& instance) {
-    for (CachedSample* sample = first_; sample != nullptr; sample = sample->next) {
-        if (sample->instance != &instance)
-            continue;
-        drop(*sample);
-        return;
-    }
+void ReaderCache::dropOldest(Instance& instance) {
+    ++instance.samples; // it stays, though this may be its last
+    drop(*instance.first);
+    --instance.samples;
 }
 
 // The instance stays, though its last sample may be what goes.
@@ -229,14 +231,13 @@ void ReaderCache::makeRoom(Instance& instance, size_t bytes) {
 
 // ---- Reading ----
 
-bool ReaderCache::selects(
-    const SampleSelection& selection, const Instance* only, const CachedSample& sample) const {
+bool ReaderCache::selects(const SampleSelection& selection, const CachedSample& sample) {
     const Instance& instance = *sample.instance;
     const DDS_SampleStateMask sampleState = sample.isRead ? DDS_READ_SAMPLE_STATE : DDS_NOT_READ_SAMPLE_STATE;
     const DDS_ViewStateMask viewState = instance.isNew ? DDS_NEW_VIEW_STATE : DDS_NOT_NEW_VIEW_STATE;
-    return sample.arrival <= selection.lastArrival && (only == nullptr || only == &instance) &&
-           (selection.sampleStates & sampleState) != 0 && (selection.viewStates & viewState) != 0 &&
-           (selection.instanceStates & instance.state) != 0 && selection.key.accepts(sample.key);
+    return sample.arrival <= selection.lastArrival && (selection.sampleStates & sampleState) != 0 &&
+           (selection.viewStates & viewState) != 0 && (selection.instanceStates & instance.state) != 0 &&
+           selection.key.accepts(sample.key);
 }
 
 // Without a key the nil handle is the one instance.
@@ -260,31 +261,62 @@ bool ReaderCache::findScope(const SampleSelection& selection, const Instance** o
         *only = findInstance(selection.instance);
         return *only != nullptr;
     }
-    DDS_InstanceHandle_t handle = selection.instance;
-    while (const Instance* instance = instances_.findNext(handle)) {
-        for (const CachedSample* sample = first_; sample != nullptr; sample = sample->next) {
-            if (!selects(selection, instance, *sample))
-                continue;
-            *only = instance;
+    *only = instances_.findNext(
+        selection.instance, [&](const Instance& instance) { return selectsAny(selection, instance); });
+    return *only != nullptr;
+}
+
+bool ReaderCache::selectsAny(const SampleSelection& selection, const Instance& instance) {
+    for (const CachedSample* sample = instance.first; sample != nullptr; sample = sample->nextOfInstance) {
+        if (selects(selection, *sample))
             return true;
-        }
-        if (!instances_.isKeyed())
-            return false;
-        handle = instance->handle;
     }
     return false;
 }
 
-// Calls function(sample) for the selected samples in order until it says false. It may unlink the sample.
+// Calls function(sample) for the selected samples in order until it says false. Of one instance, or of the
+// few that the key leaves, only their samples are looked at.
 template <class Function> void ReaderCache::forSelected(const SampleSelection& selection, Function function) {
+    constexpr size_t few = 8;
     const Instance* only = nullptr;
+    Instance* accepted[few];
+    size_t count = 0;
     if (!findScope(selection, &only))
         return;
-    for (CachedSample* sample = first_; sample != nullptr;) {
-        CachedSample* next = sample->next;
-        if (selects(selection, only, *sample) && !function(*sample))
+    if (only != nullptr) {
+        for (CachedSample* sample = only->first; sample != nullptr; sample = sample->nextOfInstance) {
+            if (selects(selection, *sample) && !function(*sample))
+                return;
+        }
+    } else if (instances_.findAccepted(selection.key, accepted, few, &count)) {
+        forMerged<few>(selection, accepted, count, function);
+    } else {
+        for (CachedSample* sample = first_; sample != nullptr; sample = sample->next) {
+            if (selects(selection, *sample) && !function(*sample))
+                return;
+        }
+    }
+}
+
+// The same for the samples of a few instances.
+template <size_t room, class Function>
+void ReaderCache::forMerged(
+    const SampleSelection& selection, Instance* const (&instances)[room], size_t count, Function function) {
+    CachedSample* heads[room];
+    for (size_t i = 0; i < count; ++i)
+        heads[i] = instances[i]->first;
+    for (;;) {
+        CachedSample** oldest = nullptr;
+        for (size_t i = 0; i < count; ++i) {
+            if (heads[i] != nullptr && (oldest == nullptr || heads[i]->arrival < (*oldest)->arrival))
+                oldest = &heads[i];
+        }
+        if (oldest == nullptr)
             return;
-        sample = next;
+        CachedSample& sample = **oldest;
+        *oldest = sample.nextOfInstance;
+        if (selects(selection, sample) && !function(sample))
+            return;
     }
 }
 

@@ -8,26 +8,12 @@
 #define ZDDSC_ENTITIES_READER_CACHE_HPP
 
 #include <atomic>
-#include <cstring>
 
 #include "middleware/entities/InstanceTable.hpp"
 #include "middleware/entities/Sync.hpp"
 #include "zddsc/entities.h"
 
 namespace zdds {
-
-// A part of a key, as InstanceKey has it, and the octets that it is to equal. Without any, every key is
-// wanted.
-struct KeyFilter {
-    DDS_UnsignedLong offset = 0;
-    DDS_UnsignedLong length = 0;
-    uint8_t octets[maximumKeyBytes] = {};
-
-    bool accepts(const InstanceKey& key) const {
-        return length == 0 ||
-               (offset + length <= key.length && std::memcmp(key.bytes + offset, octets, length) == 0);
-    }
-};
 
 // Which samples a read or take wants.
 struct SampleSelection {
@@ -64,8 +50,9 @@ public:
     // For a reader whose users take what concerns them alone.
     void keepNewest() { keepsNewest_ = true; }
 
-    // Takes a sample in. False when there is nothing new to read: it was dropped, and counted.
-    bool insert(const engine::IncomingSample& sample);
+    // Takes a sample in. False when there is nothing new to read: it was dropped, and counted. *key is out,
+    // if it was taken: the key of its instance.
+    bool insert(const engine::IncomingSample& sample, InstanceKey* key);
     // Takes in a sample that was made by hand; it is the cache's in any case. Its instance: `key`, of a keyed
     // topic. Without a key the end of a writer shows as a sample too.
     bool insertMade(CachedSample& sample, engine::SampleKind kind, const InstanceKey& key);
@@ -95,20 +82,23 @@ public:
     bool fillKey(const DDS_InstanceHandle_t& handle, void* sample);
 
 private:
-    Instance* instanceOf(const engine::IncomingSample& sample);
-    bool take(CachedSample& cached, const engine::IncomingSample& sample);
+    bool take(CachedSample& cached, const engine::IncomingSample& sample, InstanceKey& key);
     bool fits(const Instance& instance, size_t bytes) const;
     void link(CachedSample& sample, Instance& instance);
     void unlink(CachedSample& sample);
     void forgetIfEmpty(Instance& instance);
-    void dropOldest(const Instance& instance);
+    void dropOldest(Instance& instance);
     void drop(CachedSample& sample);
     void makeRoom(Instance& instance, size_t bytes);
     void changeState(Instance& instance, engine::SampleKind kind, const DDS_GUID_t& writer);
-    bool selects(const SampleSelection& selection, const Instance* only, const CachedSample& sample) const;
+    static bool selects(const SampleSelection& selection, const CachedSample& sample);
+    static bool selectsAny(const SampleSelection& selection, const Instance& instance);
     const Instance* findInstance(const DDS_InstanceHandle_t& handle);
     bool findScope(const SampleSelection& selection, const Instance** only);
     template <class Function> void forSelected(const SampleSelection& selection, Function function);
+    template <size_t room, class Function>
+    static void forMerged(const SampleSelection& selection, Instance* const (&instances)[room], size_t count,
+        Function function);
 
     const DDS_TypePlugin& plugin_;
     mutable Mutex mutex_;

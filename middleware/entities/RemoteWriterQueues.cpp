@@ -143,7 +143,7 @@ DDS_ReturnCode_t put(DDS_DataReader* self, const void* value, const DDS_GUID_t* 
     sample->info.related_source_guid = given.related_source_guid;
     if (!self->cache.insertMade(*sample, kind, key))
         return DDS_RETCODE_OUT_OF_RESOURCES;
-    self->sink.raise(DDS_DATA_AVAILABLE_STATUS);
+    self->sink.raiseDataAvailable(&key);
     return DDS_RETCODE_OK;
 }
 

@@ -1,4 +1,7 @@
 // Query conditions, and samples that are put into a reader by hand.
+#include <cstdio>
+#include <map>
+
 #include "middleware/conditions/QueryExpression.hpp"
 #include "middleware/entities/ServiceRequestType.hpp"
 #include "tests/unit/middleware/ServiceRequestFixture.hpp"
@@ -124,6 +127,87 @@ TEST_F(Queries, AConditionSelectsWhatComesFromTheNetwork) {
     EXPECT_EQ(take(replies), Names{"5b"});
     DDS_WaitSet_delete(waitSet);
     EXPECT_EQ(DDS_DataReader_delete_readcondition(peer.reader, replies), DDS_RETCODE_OK);
+}
+
+// Some thousands that wait for a sample of their own, in one wait set, while all of them come from another
+// thread: each is told once, and nobody is lost.
+TEST_F(Queries, ManyConditionsWaitTogetherForASampleEach) {
+    constexpr size_t many = 5000;
+    ASSERT_EQ(DDS_DataReader_assert_remote_writer_queue(peer.reader, &writer, nullptr), DDS_RETCODE_OK);
+    const auto nameOf = [](size_t i) { return std::to_string(i); };
+    DDS_WaitSet* waitSet = DDS_WaitSet_new();
+    struct Waiting {
+        size_t number;
+        DDS_QueryCondition* query;
+    };
+    std::map<DDS_Condition*, Waiting> waiting;
+    for (size_t i = 0; i < many; ++i) {
+        std::string expression = "instance_id.value = &hex(";
+        for (const DDS_Octet octet : guidOf(nameOf(i)).value) {
+            char digits[4];
+            std::snprintf(digits, sizeof digits, "%02X ", octet);
+            expression += digits;
+        }
+        DDS_QueryCondition* condition = query(expression + ")");
+        ASSERT_NE(condition, nullptr);
+        waiting[DDS_QueryCondition_as_condition(condition)] = {i, condition};
+        ASSERT_EQ(DDS_WaitSet_attach_condition(waitSet, DDS_QueryCondition_as_condition(condition)),
+            DDS_RETCODE_OK);
+    }
+    std::jthread sender([&] {
+        for (size_t i = 0; i < many; ++i)
+            EXPECT_EQ(put(writer, Request(reply, nameOf((i * 3) % many))), DDS_RETCODE_OK);
+    });
+    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    DDS_ConditionSeq active{};
+    while (!waiting.empty() && std::chrono::steady_clock::now() < giveUp) {
+        ASSERT_EQ(DDS_WaitSet_wait(waitSet, &active, &generous), DDS_RETCODE_OK);
+        size_t last = 0;
+        for (DDS_Long i = 0; i < DDS_ConditionSeq_get_length(&active); ++i) {
+            DDS_Condition* condition = DDS_ConditionSeq_get(&active, i);
+            ASSERT_TRUE(waiting.contains(condition));
+            const auto [number, mine] = waiting[condition];
+            EXPECT_TRUE(i == 0 || number > last) << "in the order of attaching";
+            last = number;
+            EXPECT_EQ(take(mine), Names{"5" + nameOf(number)});
+            EXPECT_EQ(DDS_WaitSet_detach_condition(waitSet, condition), DDS_RETCODE_OK);
+            EXPECT_EQ(DDS_DataReader_delete_readcondition(peer.reader, mine), DDS_RETCODE_OK);
+            waiting.erase(condition);
+        }
+    }
+    sender.join();
+    EXPECT_TRUE(waiting.empty());
+    DDS_ConditionSeq_finalize(&active);
+    DDS_WaitSet_delete(waitSet);
+}
+
+// Reading and changes of an instance trigger conditions on such states, though no sample comes.
+TEST_F(Queries, ConditionsOnOtherStatesAreLookedAtWithEveryWait) {
+    ASSERT_EQ(DDS_DataReader_assert_remote_writer_queue(peer.reader, &writer, nullptr), DDS_RETCODE_OK);
+    DDS_ReadCondition* isRead = DDS_DataReader_create_readcondition(
+        peer.reader, DDS_READ_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
+    DDS_ReadCondition* isOld = DDS_DataReader_create_readcondition(
+        peer.reader, DDS_ANY_SAMPLE_STATE, DDS_NOT_NEW_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
+    DDS_WaitSet* waitSet = DDS_WaitSet_new();
+    for (DDS_ReadCondition* each : {isRead, isOld})
+        DDS_WaitSet_attach_condition(waitSet, DDS_ReadCondition_as_condition(each));
+    ASSERT_EQ(put(writer, Request(command, "a")), DDS_RETCODE_OK);
+    const DDS_Duration_t noTime{0, 0};
+    DDS_ConditionSeq active{};
+    EXPECT_EQ(DDS_WaitSet_wait(waitSet, &active, &noTime), DDS_RETCODE_TIMEOUT);
+    DDS_ServiceRequestSeq samples{};
+    DDS_SampleInfoSeq infos{};
+    auto* base = reinterpret_cast<DDS_SequenceBase*>(&samples);
+    ASSERT_EQ(DDS_DataReader_read_or_take_untypedI(peer.reader, base, &infos, DDS_LENGTH_UNLIMITED,
+                  DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, DDS_BOOLEAN_FALSE),
+        DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DataReader_return_loan_untypedI(peer.reader, base, &infos), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_WaitSet_wait(waitSet, &active, &noTime), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_ConditionSeq_get_length(&active), 2);
+    DDS_ConditionSeq_finalize(&active);
+    DDS_WaitSet_delete(waitSet);
+    for (DDS_ReadCondition* each : {isRead, isOld})
+        EXPECT_EQ(DDS_DataReader_delete_readcondition(peer.reader, each), DDS_RETCODE_OK);
 }
 
 TEST_F(Queries, WhatIsNoQueryIsRefusedWithAReason) {
