@@ -1,4 +1,6 @@
 #include <chrono>
+#include <set>
+#include <string>
 #include <thread>
 
 #include "src/eventMetrics/EventSnapshotThread.h"
@@ -21,6 +23,17 @@ protected:
         thread = ORX_MonitoringEventSnapshotThread_new(
             &library.parent, world.entities->eventWriter, &world.property, "snapshots");
         ASSERT_NE(thread, nullptr);
+        threadsWithIt = ORXOsapiThread_getLiveThreadCount();
+    }
+    // Whether the thread has ended by itself.
+    bool hasEnded() {
+        const auto end = std::chrono::steady_clock::now() + waitBound;
+        while (ORXOsapiThread_getLiveThreadCount() >= threadsWithIt) {
+            if (std::chrono::steady_clock::now() > end)
+                return false;
+            std::this_thread::yield();
+        }
+        return true;
     }
     void stop() {
         EXPECT_TRUE(ORX_MonitoringEventSnapshotThread_delete(thread));
@@ -43,6 +56,7 @@ protected:
     ORX_MonitoringResource* topic = world.addTopic("a", world.addParticipant("p"));
     ORX_MonitoringClassImpl library{};
     ORX_MonitoringEventSnapshotThread* thread = nullptr;
+    ORX_UINT32 threadsWithIt = 0;
 };
 
 TEST_F(EventSnapshotThreadTest, AReaderThatComesGetsTheTreeAndTheMetrics) {
@@ -150,18 +164,35 @@ TEST_F(EventSnapshotThreadTest, AFailedPostEndsTheThreadAndGivesTheLock) {
     ASSERT_EQ(ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 1, 1, &bound),
         ORX_MONITORING_LOCK_RESULT_OK);
     ASSERT_EQ(ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 1), 0);
+    EXPECT_TRUE(hasEnded());
     EventReader another{EventWorld::domain};
     stop();
     EXPECT_EQ(epoch(), 1U);
+}
+
+// Readers that come and go in equal numbers: one of them may be new.
+TEST_F(EventSnapshotThreadTest, AsManyThatComeAsLeaveCauseASnapshot) {
+    LogCapture log;
+    start({0, 0});
+    ASSERT_EQ(ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 1, 1, nullptr),
+        ORX_MONITORING_LOCK_RESULT_OK);
+    EventReader first{EventWorld::domain};
+    ASSERT_TRUE(begins(1)); // the thread waits for the library lock from here on
+    { EventReader visitor{EventWorld::domain}; }
+    ASSERT_EQ(ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 1), 0);
+    ASSERT_TRUE(handles(2));
+    EXPECT_EQ(epoch(), 2U);
 }
 
 TEST_F(EventSnapshotThreadTest, ALibraryThatIsNotEnabledEndsTheThread) {
     LogCapture log;
     start({0, 0});
     ASSERT_TRUE(ORX_MonitoringHost_stop());
+    ASSERT_EQ(ORXOsapiThread_getLiveThreadCount(), threadsWithIt);
     EventReader reader{EventWorld::domain};
     ASSERT_TRUE(handles(1));
     EXPECT_TRUE(log.has("Monitoring Library 2.0 is not enabled.")) << log.text();
+    EXPECT_TRUE(hasEnded());
     EXPECT_EQ(epoch(), 0U);
 }
 
@@ -172,12 +203,15 @@ TEST_F(EventSnapshotThreadTest, AFailedAllocationInNewLeavesNothing) {
     const auto buffers = ORXOsapiHeap_getLiveBufferCount();
     const auto threads = ORXOsapiThread_getLiveThreadCount();
     uint64_t n = 0;
+    std::set<std::string> reasons;
     while (thread == nullptr && n < 100) {
         heap.failAt(++n);
         log.clear();
         thread = ORX_MonitoringEventSnapshotThread_new(
             &library.parent, world.entities->eventWriter, &world.property, "snapshots");
         heap.failNoMore();
+        for (const auto& line : log.lines())
+            reasons.insert(line.identifier + " " + line.subject);
         if (thread == nullptr) {
             EXPECT_GE(log.countLevel(ORX_LOG_BIT_ERROR), 1U) << "allocation " << n;
             EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), buffers) << "allocation " << n;
@@ -185,6 +219,10 @@ TEST_F(EventSnapshotThreadTest, AFailedAllocationInNewLeavesNothing) {
         }
     }
     ASSERT_NE(thread, nullptr);
+    for (const char* reason : {"FAILED_TO_CREATE Event DataWriter WaitSet",
+             "FAILED_TO_ATTACH StatusCondition in Event DataWriter WaitSet",
+             "FAILED_TO_CREATE Monitoring Event Snapshot Thread"})
+        EXPECT_TRUE(reasons.contains(reason)) << reason;
     EXPECT_GE(n, 4U); // the object, the wait set, the semaphore, the thread
     stop();
     EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), buffers);

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <atomic>
+#include <set>
+#include <string>
 #include <thread>
 
 #include "orxmonitoring2d/dds_status_support.h"
@@ -333,6 +335,35 @@ TEST_F(EventSampleTest, APostThatFailsSaysWhatAndLeavesNothing) {
     EXPECT_TRUE(world.run(reader).empty());
 }
 
+TEST_F(EventSampleTest, AnEmptyTreeHasNoSnapshot) {
+    REDAInlineList selections;
+    REDAInlineList_init(&selections);
+    auto* empty = ORX_MonitoringResourceRegistry_new(&selections);
+    ASSERT_NE(empty, nullptr);
+    LogCapture log;
+    EXPECT_FALSE(ORX_MonitoringEventTaskExecutor_postResourceSnapshotTask(world.executor, empty, 0));
+    EXPECT_TRUE(log.has("resource registry\n", "FAILED_TO_UPDATE")) << log.text();
+    EXPECT_TRUE(world.run(reader).empty());
+    // The library lock was given.
+    std::thread{[] {
+        const DDS_Duration_t bound{60, 0};
+        EXPECT_EQ(ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 1, 1, &bound),
+            ORX_MONITORING_LOCK_RESULT_OK);
+        EXPECT_EQ(ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 1), 0);
+    }}.join();
+    ORX_MonitoringResourceRegistry_delete(empty);
+}
+
+TEST_F(EventSampleTest, MetricsOfASnapshotAreBelowTwoGigabytes) {
+    LogCapture log;
+    REDAInlineMemory** arena = ORX_MonitoringTaskExecutor_getMemoryManager(world.executor->taskExecutor, 0);
+    EXPECT_EQ(ORX_MonitoringEventTaskExecutorSnapshotMetric_newArray(arena, 0, 0x08000000), nullptr);
+    EXPECT_TRUE(log.has("'ORX_MonitoringEventTaskExecutorSnapshotMetric array' with size 2147483648, in the "
+                        "memory manager with index 0. The size exceeds the maximum size.\n",
+        "FAILED_TO_ALLOCATE"))
+        << log.text();
+}
+
 TEST_F(EventSampleTest, PreconditionsFailWithTheirText) {
     LogCapture log;
     EXPECT_FALSE(ORX_MonitoringEventTaskExecutor_postEventUpdateTask(nullptr, topicA, &status, 0));
@@ -630,6 +661,7 @@ TEST(EventTaskExecutor, PostsWithoutMemoryFailAndLaterOnesWork) {
     world.groups[2] = "text";
     DDS_Monitoring_InconsistentTopicStatus status{3, 0};
     LogCapture log;
+    std::set<std::string> reasons;
     // One after the other runs into a heap that fails from its n-th allocation on.
     for (uint64_t n = 1; n <= 12; ++n) {
         FailingHeap heap;
@@ -651,6 +683,13 @@ TEST(EventTaskExecutor, PostsWithoutMemoryFailAndLaterOnesWork) {
         (void)world.run(reader);
         EXPECT_EQ(world.fetched, world.returned);
     }
+    for (const auto& line : log.lines())
+        reasons.insert(line.identifier + " " + line.subject.substr(0, line.subject.find(" with size ")));
+    for (const char* reason : {"FAILED_TO_ALLOCATE 'struct ORX_MonitoringEventTask'",
+             "FAILED_TO_ALLOCATE 'ORX_MonitoringEventTaskExecutorSnapshotMetric array'",
+             "FAILED_TO_CONVERT_TYPE Map Distribution data for metric group index 0\n",
+             "FAILED_TO_CONVERT_TYPE Map Distribution data for metric group index 1\n"})
+        EXPECT_TRUE(reasons.contains(reason)) << reason << "\n" << log.text();
     ASSERT_TRUE(world.push(topic, inconsistentTopicGroup, &status));
     const auto samples = world.run(reader);
     ASSERT_EQ(samples.size(), 1U);
@@ -664,6 +703,7 @@ TEST(EventTaskExecutor, AFailedAllocationInNewLeavesNothing) {
     const auto buffers = ORXOsapiHeap_getLiveBufferCount();
     const auto threads = ORXOsapiThread_getLiveThreadCount();
     ORX_MonitoringEventTaskExecutor* executor = nullptr;
+    std::set<std::string> reasons;
     uint64_t n = 0;
     while (executor == nullptr && n < 200) {
         heap.failAt(++n);
@@ -672,6 +712,8 @@ TEST(EventTaskExecutor, AFailedAllocationInNewLeavesNothing) {
             ORX_MonitoringEventTaskExecutor_new(&world.property.event, "second", world.entities->eventWriter,
                 &ORX_MonitoringGlobals_get_instance()->eventConcurrency, world.root->base.guid);
         heap.failNoMore();
+        for (const auto& line : log.lines())
+            reasons.insert(line.identifier + " " + line.subject);
         if (executor == nullptr) {
             EXPECT_GE(log.countLevel(ORX_LOG_BIT_ERROR), 1U) << "allocation " << n;
             EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), buffers) << "allocation " << n << "\n" << log.text();
@@ -680,6 +722,8 @@ TEST(EventTaskExecutor, AFailedAllocationInNewLeavesNothing) {
     }
     ASSERT_NE(executor, nullptr);
     EXPECT_GT(n, 8U);
+    EXPECT_TRUE(reasons.contains("FAILED_TO_CREATE event sample\n"));
+    EXPECT_TRUE(reasons.contains("FAILED_TO_CREATE event task executor with thread name second\n"));
     EXPECT_TRUE(ORX_MonitoringEventTaskExecutor_delete(executor));
     EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), buffers);
 }
