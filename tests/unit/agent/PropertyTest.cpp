@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 #include "agent/Agent.hpp"
 #include "agent/AgentLog.hpp"
@@ -126,6 +127,61 @@ TEST_F(PropertyTest, DefaultsAreThoseOfTheHelp) {
     EXPECT_EQ(property.logging.max_historical_logs, 128);
     EXPECT_EQ(property.logging.max_logs_per_update, 512);
     EXPECT_EQ(property.logging.forwarding_level.user, ZDDS_CONFIG_SYSLOG_VERBOSITY_WARNING);
+}
+
+std::string textOf(const ORX_MonitoringProperty_t& property) {
+    std::string all = std::to_string(property.domain_id);
+    for (const DDS_Duration_t* time : {&property.periodic.polling_period, &property.event.publication_period,
+             &property.logging.publication_period, &property.event.snapshot_delay})
+        all += ' ' + std::to_string(time->sec) + '.' + std::to_string(time->nanosec);
+    for (const auto number : {static_cast<long long>(property.event.concurrency_level),
+             static_cast<long long>(property.logging.concurrency_level),
+             static_cast<long long>(property.event.initial_memory_size),
+             static_cast<long long>(property.logging.initial_memory_size),
+             static_cast<long long>(property.logging.max_historical_logs),
+             static_cast<long long>(property.logging.max_logs_per_update)})
+        all += ' ' + std::to_string(number);
+    const auto& level = property.logging.forwarding_level;
+    for (const auto verbosity : {level.middleware, level.security_event, level.service, level.user})
+        all += ' ' + std::to_string(verbosity);
+    return all;
+}
+
+// With the variable set to what the help calls its default nothing is different.
+TEST_F(PropertyTest, EachDefaultInTheHelpIsWhatStandsWithoutTheVariable) {
+    ASSERT_TRUE(fillProperty(property));
+    ORX_MonitoringLoggingVerbositySetting_t collected;
+    ZDDS_Config_Logger* logger = ZDDS_Config_Logger_get_instance();
+    ASSERT_TRUE(ORX_MonitoringLoggingVerbositySetting_t_get_from_logger(&collected, logger));
+    int count = 0;
+    for (const Option& option : options()) {
+        const std::string help = option.help;
+        constexpr std::string_view words = "(default ";
+        const size_t begin = help.find(words);
+        if (begin == std::string::npos)
+            continue;
+        ++count;
+        const std::string value =
+            help.substr(begin + words.size(), help.find(')', begin) - begin - words.size());
+        setenv(option.environment, value.c_str(), 1);
+        Problem problem;
+        checkEnvironment(problem);
+        EXPECT_FALSE(problem) << problem.text;
+        ORX_MonitoringProperty_t same;
+        ASSERT_TRUE(ORX_MonitoringProperty_t_initialize(&same));
+        EXPECT_TRUE(fillProperty(same));
+        EXPECT_EQ(textOf(same), textOf(property)) << option.name << " " << value;
+        ORX_MonitoringProperty_t_finalize_ex(&same, DDS_BOOLEAN_FALSE);
+        applyCollection();
+        ORX_MonitoringLoggingVerbositySetting_t now;
+        ASSERT_TRUE(ORX_MonitoringLoggingVerbositySetting_t_get_from_logger(&now, logger));
+        EXPECT_TRUE(ORX_MonitoringLoggingVerbositySetting_t_equals(&now, &collected)) << option.name;
+    }
+    EXPECT_EQ(count, 14);
+    Verbosity verbosity{};
+    EXPECT_TRUE(parseVerbosity(std::getenv("ORX_AGENT_VERBOSITY"), verbosity));
+    EXPECT_EQ(verbosity, defaultVerbosity);
+    ZDDS_Config_Logger_finalize_instance();
 }
 
 TEST_F(PropertyTest, TheNthAllocationMayFail) {
