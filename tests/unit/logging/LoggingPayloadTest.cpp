@@ -158,18 +158,21 @@ TEST_F(LoggingPayload, AnExhaustedArenaLeavesNothing) {
     }
     EXPECT_GT(failures, 20);
     const auto lines = log.lines();
-    for (const auto& [identifier, subject] : {std::pair<std::string, std::string>{"FAILED_TO_ALLOCATE",
-                                                  "'struct ORX_MonitoringLoggingPayload' with size "},
-             {"FAILED_TO_ALLOCATE", "'DDS_Monitoring_LoggingMessage' with size "},
-             {"FAILED_TO_COPY", "Structured Data Map Entry sequence."},
-             {"FAILED_TO_ASSERT", "'Zentrox' key into structured data sequence"},
-             {"FAILED_TO_ASSERT", "'Cat' category into name value pair sequence"},
-             {"FAILED_TO_COPY", "Logging message string"}, {"FAILED_TO_COPY", "Logging message ID string"}})
+    const struct {
+        const char* identifier;
+        const char* subject; // how it begins
+    } expected[] = {{"FAILED_TO_ALLOCATE", "'struct ORX_MonitoringLoggingPayload' with size "},
+        {"FAILED_TO_ALLOCATE", "'DDS_Monitoring_LoggingMessage' with size "},
+        {"FAILED_TO_COPY", "Structured Data Map Entry sequence."},
+        {"FAILED_TO_ASSERT", "'Zentrox' key into structured data sequence"},
+        {"FAILED_TO_ASSERT", "'Cat' category into name value pair sequence"},
+        {"FAILED_TO_COPY", "Logging message string"}, {"FAILED_TO_COPY", "Logging message ID string"}};
+    for (const auto& each : expected)
         EXPECT_TRUE(std::any_of(lines.begin(), lines.end(),
             [&](const LogCapture::Line& line) {
-                return line.identifier == identifier && line.subject.starts_with(subject);
+                return line.identifier == each.identifier && line.subject.starts_with(each.subject);
             }))
-            << subject << "\n"
+            << each.subject << "\n"
             << log.text();
 }
 
