@@ -217,6 +217,28 @@ TEST_F(ResourceOperationsTest, ClassesWithoutAnEntityHaveNoLock) {
     topic->userResource = entity;
 }
 
+TEST_F(ResourceOperationsTest, SixClassesHaveAnEntityAndTwoHaveNone) {
+    const auto classId = topic->base.class_id;
+    const void* entity = topic->userResource;
+    topic->userResource = nullptr;
+    const auto locks = [&](DDS_UnsignedLong id) {
+        topic->base.class_id = id;
+        return ORX_Monitoring_lockDdsEntityFromResource(topic) &&
+               ORX_Monitoring_unlockDdsEntityFromResource(topic);
+    };
+    for (const auto id : {ORX_MONITORING_PARTICIPANT_CLASS_ID, ORX_MONITORING_TOPIC_CLASS_ID,
+             ORX_MONITORING_PUBLISHER_CLASS_ID, ORX_MONITORING_SUBSCRIBER_CLASS_ID,
+             ORX_MONITORING_DATA_WRITER_CLASS_ID, ORX_MONITORING_DATA_READER_CLASS_ID})
+        EXPECT_FALSE(locks(id)) << id;
+    for (const auto id : {ORX_MONITORING_APPLICATION_CLASS_ID, ORX_MONITORING_TYPE_CLASS_ID})
+        EXPECT_TRUE(locks(id)) << id;
+    topic->base.class_id = classId;
+    topic->userResource = entity;
+    log.clear();
+    EXPECT_FALSE(ORX_Monitoring_unlockDdsEntityFromResource(topic)); // not held
+    EXPECT_TRUE(log.has("DDS Entity", "FAILED_TO_UNLOCK")) << log.text();
+}
+
 TEST_F(ResourceOperationsTest, TheLibrarysParticipantIsLocked) {
     ASSERT_TRUE(ORX_Monitoring_lockMonitoringParticipant(library.table));
     ASSERT_TRUE(ORX_Monitoring_unlockMonitoringParticipant(library.table));
