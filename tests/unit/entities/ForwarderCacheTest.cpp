@@ -4,17 +4,16 @@
 #include "src/entities/LibraryEntities.h"
 #include "tests/helpers/FailingHeap.hpp"
 #include "tests/helpers/LogCapture.hpp"
-#include "tests/unit/entities/Loopback.hpp"
-#include "gtest/gtest.h"
+#include "tests/unit/monitoringForwarder/ForwarderWorld.hpp"
 
 namespace {
 
-class ForwarderCacheTest : public testing::Test {
+class ForwarderCacheTest : public testing::TestWithParam<EngineKind> {
 protected:
     ForwarderCacheTest() {
         ORX_MonitoringForwarderProperty_t property = ORX_MONITORING_FORWARDER_PROPERTY_DEFAULT;
-        property.domain_id = Loopback::domain;
-        entities = ORX_MonitoringForwarderEntities_new(loopback.factory(), nullptr, &property);
+        property.domain_id = engine.domain;
+        entities = ORX_MonitoringForwarderEntities_new(factory(), nullptr, &property);
         EXPECT_TRUE(ORX_MonitoringForwarderEntities_enable(entities));
         reader = reinterpret_cast<ORX_MonitoringForwarderEntitiesImpl*>(entities)->builtinEventReader;
         info.valid_data = DDS_BOOLEAN_TRUE;
@@ -24,8 +23,8 @@ protected:
     }
     ~ForwarderCacheTest() override {
         DDS_Monitoring_EventPluginSupport_destroy_data(sample);
-        EXPECT_TRUE(ORX_MonitoringForwarderEntities_delete(entities, loopback.factory()));
-        EXPECT_EQ(loopback.engine.liveObjects(), 0);
+        EXPECT_TRUE(ORX_MonitoringForwarderEntities_delete(entities, factory()));
+        EXPECT_EQ(engine.loopback.liveObjects(), 0);
     }
 
     bool add() {
@@ -54,15 +53,9 @@ protected:
         DDS_Monitoring_EventDataReader_return_loan(narrowed, &samples, &infos);
         return taken;
     }
-    DDS_Long matchedWriters() {
-        DDS_InstanceHandleSeq handles{};
-        DDS_DataReader_get_matched_publications(entities->event_reader, &handles);
-        const DDS_Long count = DDS_InstanceHandleSeq_get_length(&handles);
-        DDS_InstanceHandleSeq_finalize(&handles);
-        return count;
-    }
+    DDS_Long matchedWriters() { return Forwarder::queues(entities->event_reader); }
 
-    Loopback loopback;
+    TestEngine engine{GetParam()};
     LogCapture log;
     ORX_MonitoringForwarderEntities* entities = nullptr;
     DDS_DataReader* reader = nullptr;
@@ -71,7 +64,7 @@ protected:
     DDS_Monitoring_Event* sample = DDS_Monitoring_EventPluginSupport_create_data();
 };
 
-TEST_F(ForwarderCacheTest, ASampleKeepsItsWriterNumberAndTime) {
+TEST_P(ForwarderCacheTest, ASampleKeepsItsWriterNumberAndTime) {
     assertSomeWriter();
     EXPECT_TRUE(add());
     const auto taken = take();
@@ -85,7 +78,7 @@ TEST_F(ForwarderCacheTest, ASampleKeepsItsWriterNumberAndTime) {
     EXPECT_TRUE(log.lines().empty()) << log.text();
 }
 
-TEST_F(ForwarderCacheTest, TheEndOfAWriterAndOfAValueArriveWithoutData) {
+TEST_P(ForwarderCacheTest, TheEndOfAWriterAndOfAValueArriveWithoutData) {
     assertSomeWriter();
     EXPECT_TRUE(addState(DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE));
     EXPECT_TRUE(addState(DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE));
@@ -95,7 +88,7 @@ TEST_F(ForwarderCacheTest, TheEndOfAWriterAndOfAValueArriveWithoutData) {
     EXPECT_FALSE(taken[1].valid_data);
 }
 
-TEST_F(ForwarderCacheTest, AnyOtherSampleWithoutDataIsDropped) {
+TEST_P(ForwarderCacheTest, AnyOtherSampleWithoutDataIsDropped) {
     assertSomeWriter();
     EXPECT_TRUE(addState(DDS_ALIVE_INSTANCE_STATE));
     EXPECT_TRUE(addState(0));
@@ -104,7 +97,7 @@ TEST_F(ForwarderCacheTest, AnyOtherSampleWithoutDataIsDropped) {
     EXPECT_TRUE(log.lines().empty()) << log.text();
 }
 
-TEST_F(ForwarderCacheTest, AWriterThatIsNotKnownCannotAdd) {
+TEST_P(ForwarderCacheTest, AWriterThatIsNotKnownCannotAdd) {
     EXPECT_FALSE(add());
     EXPECT_TRUE(log.has("Sample to the cache reader of DCPSEventStatusMonitoring\n", "FAILED_TO_ADD"))
         << log.text();
@@ -114,7 +107,7 @@ TEST_F(ForwarderCacheTest, AWriterThatIsNotKnownCannotAdd) {
     EXPECT_TRUE(log.has("Dispose to the cache reader of DCPSEventStatusMonitoring\n", "FAILED_TO_ADD"));
 }
 
-TEST_F(ForwarderCacheTest, AReaderThatIsNoneOfTheBuiltinOnesHasNoCache) {
+TEST_P(ForwarderCacheTest, AReaderThatIsNoneOfTheBuiltinOnesHasNoCache) {
     EXPECT_FALSE(ORX_MonitoringForwarderEntities_addSampleToCacheReader(
         entities, entities->event_reader, sample, &info));
     EXPECT_TRUE(
@@ -126,18 +119,24 @@ TEST_F(ForwarderCacheTest, AReaderThatIsNoneOfTheBuiltinOnesHasNoCache) {
     EXPECT_EQ(log.count("Monitoring Forwarder cache reader for DCPSEventStatusMonitoring\n"), 3U);
 }
 
+constexpr auto bothEngines = [] { return testing::Values(EngineKind::loopback, EngineKind::cyclone); };
+INSTANTIATE_TEST_SUITE_P(Engines, ForwarderCacheTest, bothEngines(), engineName);
+
 class ForwarderCacheOfMatched : public ForwarderCacheTest {
 protected:
     ForwarderCacheOfMatched() {
         ORX_MonitoringProperty_t property{};
         ORX_MonitoringProperty_t_initialize(&property);
-        property.domain_id = Loopback::domain;
-        library = ORX_MonitoringLibraryEntities_new(loopback.factory(), &property);
+        property.domain_id = engine.domain;
+        library = ORX_MonitoringLibraryEntities_new(factory(), &property);
         EXPECT_TRUE(ORX_MonitoringLibraryEntities_enable(library));
         ORX_MonitoringProperty_t_finalize_ex(&property, DDS_BOOLEAN_FALSE);
         handle = DDS_Entity_get_instance_handle(DDS_DataWriter_as_entity(library->eventWriter));
     }
-    ~ForwarderCacheOfMatched() override { ORX_MonitoringLibraryEntities_delete(library, loopback.factory()); }
+    ~ForwarderCacheOfMatched() override { ORX_MonitoringLibraryEntities_delete(library, factory()); }
+    void SetUp() override {
+        ASSERT_TRUE(eventually([&] { return Forwarder::queues(reader) == 1; }));
+    }
     bool assertWriter() {
         return ORX_MonitoringForwarderEntities_assertWriterToCacheReader(entities, reader, &handle);
     }
@@ -149,7 +148,9 @@ protected:
     DDS_InstanceHandle_t handle{};
 };
 
-TEST_F(ForwarderCacheOfMatched, AWriterComesAndGoes) {
+INSTANTIATE_TEST_SUITE_P(Engines, ForwarderCacheOfMatched, bothEngines(), engineName);
+
+TEST_P(ForwarderCacheOfMatched, AWriterComesAndGoes) {
     EXPECT_TRUE(assertWriter());
     EXPECT_EQ(matchedWriters(), 1);
     info.publication_handle = handle;
@@ -162,12 +163,12 @@ TEST_F(ForwarderCacheOfMatched, AWriterComesAndGoes) {
     EXPECT_FALSE(add());
 }
 
-TEST_F(ForwarderCacheOfMatched, DeletingAWriterThatWasNeverAssertedIsFine) {
+TEST_P(ForwarderCacheOfMatched, DeletingAWriterThatWasNeverAssertedIsFine) {
     EXPECT_TRUE(deleteWriter());
     EXPECT_TRUE(log.lines().empty()) << log.text();
 }
 
-TEST_F(ForwarderCacheOfMatched, AWriterThatDoesNotMatchIsRefused) {
+TEST_P(ForwarderCacheOfMatched, AWriterThatDoesNotMatchIsRefused) {
     DDS_InstanceHandle_from_guid(&handle, &someWriter);
     EXPECT_FALSE(assertWriter());
     EXPECT_TRUE(log.has(
@@ -176,8 +177,12 @@ TEST_F(ForwarderCacheOfMatched, AWriterThatDoesNotMatchIsRefused) {
     EXPECT_EQ(matchedWriters(), 0);
 }
 
+// Over one engine, whose threads allocate nothing meanwhile.
+class ForwarderCacheMemory : public ForwarderCacheOfMatched {};
+INSTANTIATE_TEST_SUITE_P(Engine, ForwarderCacheMemory, testing::Values(EngineKind::loopback), engineName);
+
 // A queue that cannot be made is told in the log and is no failure; everything else that fails is one.
-TEST_F(ForwarderCacheOfMatched, WithoutMemoryForTheQueueTheAssertionStillSucceeds) {
+TEST_P(ForwarderCacheMemory, WithoutMemoryForTheQueueTheAssertionStillSucceeds) {
     FailingHeap heap;
     bool hasReportedQueue = false;
     for (uint64_t n = 1; n < 50; ++n) {
