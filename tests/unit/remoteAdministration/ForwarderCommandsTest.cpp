@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <set>
 
+#include "tests/helpers/FailingHeap.hpp"
 #include "tests/helpers/MovedClock.hpp"
 #include "tests/unit/remoteAdministration/ForwarderWorld.hpp"
 #include "zddscore/hash.h"
@@ -357,6 +358,98 @@ TEST_P(ForwarderCommands, AManagerThatTakesNoCommandsTimesThemOut) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, ForwarderCommands, bothEngines, nameOf);
+
+// ---- Without memory ----
+
+// Over one engine, whose threads allocate nothing meanwhile: the steps are those of the preparation.
+class ForwarderPreparation : public World {
+protected:
+    // The inputs are there before anything fails.
+    struct Inputs {
+        MetricCommand metrics{operation::set_metric_subscription_state, {{"//applications/*", {"*"}}}};
+        LoggingCommand groups{operation::set_logging_collection_level,
+            {{"//applications/*", {{22, DDS_Monitoring_SyslogVerbosity_SYSLOG_VERBOSITY_WARNING}}}}};
+        RequestRegistry registry{{"//applications/*"}};
+    };
+    static Handler* prepare(
+        Manager* manager, Kind kind, const Inputs& inputs, DDS_Monitoring_MonitoringCommandError* exception) {
+        const auto& metrics = inputs.metrics.request.data._u.set_metric_subscription_state.metrics;
+        const auto& groups = inputs.groups.request.data._u.set_logging_collection_level.logging_groups;
+        switch (kind) {
+        case Kind::setMetrics:
+            return ORX_MonitoringForwarderCommandManager_getSetMetricSubscriptionStateHandler(
+                manager, exception, &metrics, 1, 0);
+        case Kind::updateMetrics:
+            return ORX_MonitoringForwarderCommandManager_getUpdateMetricSubscriptionStateHandler(
+                manager, exception, &metrics, 1, 0);
+        case Kind::setCollection:
+            return ORX_MonitoringForwarderCommandManager_getSetLoggingCollectionLevelHandler(
+                manager, exception, &groups, 1, 0);
+        case Kind::setForwarding:
+            return ORX_MonitoringForwarderCommandManager_getSetLoggingForwardingLevelHandler(
+                manager, exception, &groups, 1, 0);
+        case Kind::requestRegistry:
+            break;
+        }
+        return ORX_MonitoringForwarderCommandManager_getRequestResourceRegistryHandler(manager, exception,
+            &inputs.registry.request.data._u.request_resource_registry.applications, nullptr, 1, 0);
+    }
+    // What callers are told when the n-th allocation fails, for every n.
+    std::set<std::string> messagesOf(Kind kind) {
+        const Inputs inputs;
+        std::set<std::string> messages;
+        bool hasFailed = true;
+        for (uint64_t n = 1; hasFailed && n < 300 && !HasFailure(); ++n) {
+            begin(1);
+            Manager* manager = collector->manager;
+            EXPECT_EQ(DDS_AsyncWaitSet_stop(manager->asyncWaitSet), DDS_RETCODE_OK);
+            // Those that the pool has made already, so that the next is a new one.
+            Handler* taken[] = {ORX_MonitoringForwarderCommandManager_getCommandHandler(manager),
+                ORX_MonitoringForwarderCommandManager_getCommandHandler(manager)};
+            Exception exception;
+            FailingHeap heap;
+            heap.failAt(n);
+            Handler* handler = prepare(manager, kind, inputs, &exception);
+            hasFailed = heap.hasFailed();
+            heap.failNoMore();
+            EXPECT_TRUE(handler != nullptr || hasFailed) << n;
+            EXPECT_EQ(exception.ret_code, handler != nullptr ? 77 : 2) << n;
+            if (handler == nullptr)
+                messages.insert(exception.message());
+            else
+                EXPECT_TRUE(ORX_MonitoringForwarderCommandManager_returnCommandHandler(manager, handler));
+            EXPECT_EQ(collector->handlersInUse(), 2) << n;
+            for (Handler* one : taken)
+                EXPECT_TRUE(ORX_MonitoringForwarderCommandManager_returnCommandHandler(manager, one));
+            collector.reset();
+            applications.clear();
+        }
+        EXPECT_FALSE(hasFailed);
+        return messages;
+    }
+};
+
+TEST_P(ForwarderPreparation, SaysWhatItHadNoMemoryFor) {
+    using Messages = std::set<std::string>;
+    const Messages ofMetrics{"Failed to get a handler for the command",
+        "Failed to initialize a handler for the command", "Failed to get destinations for the command",
+        "Failed to copy the metrics sequence for the command"};
+    EXPECT_EQ(messagesOf(Kind::setMetrics), ofMetrics);
+    EXPECT_EQ(messagesOf(Kind::updateMetrics), ofMetrics);
+    const Messages ofLogging{"Failed to get a handler for the command",
+        "Failed to create the query condition for the command",
+        "Failed to parse the application selector //applications/*",
+        "Failed to copy the logging groups sequence for the command"};
+    EXPECT_EQ(messagesOf(Kind::setCollection), ofLogging);
+    EXPECT_EQ(messagesOf(Kind::setForwarding), ofLogging);
+    EXPECT_EQ(messagesOf(Kind::requestRegistry),
+        (Messages{"Failed to get a handler for the command",
+            "Failed to create the query condition for the command",
+            "Failed to parse the application selector //applications/*",
+            "Failed to copy the resource path expression list for the command"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Engine, ForwarderPreparation, testing::Values(EngineKind::loopback), nameOf);
 
 // ---- What an outcome says ----
 
