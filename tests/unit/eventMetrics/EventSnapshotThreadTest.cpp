@@ -136,7 +136,7 @@ TEST_F(EventSnapshotThreadTest, ABusyLibraryLockDoesNotHoldUpTheStop) {
     ASSERT_TRUE(begins(1));
     const auto begin = std::chrono::steady_clock::now();
     stop();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{10});
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{60});
     EXPECT_EQ(epoch(), 0U);
     ASSERT_EQ(ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 1), 0);
 }
@@ -148,7 +148,7 @@ TEST_F(EventSnapshotThreadTest, ALongDelayDoesNotHoldUpTheStop) {
     ASSERT_TRUE(begins(1));
     const auto begin = std::chrono::steady_clock::now();
     stop();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{10});
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{60});
     EXPECT_EQ(epoch(), 0U);
     EXPECT_EQ(log.countLevel(ORX_LOG_BIT_ERROR), 0U) << log.text();
 }
@@ -160,7 +160,7 @@ TEST_F(EventSnapshotThreadTest, AFailedPostEndsTheThreadAndGivesTheLock) {
     EventReader reader{EventWorld::domain};
     ASSERT_TRUE(handles(1));
     EXPECT_TRUE(log.has("Initial resource and event snapshots", "FAILED_TO_POST")) << log.text();
-    const DDS_Duration_t bound{10, 0};
+    const DDS_Duration_t bound{60, 0};
     ASSERT_EQ(ORX_Monitoring_lockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 1, 1, &bound),
         ORX_MONITORING_LOCK_RESULT_OK);
     ASSERT_EQ(ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_LIBRARY, 0, 1), 0);

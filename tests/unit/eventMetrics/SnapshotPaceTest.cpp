@@ -180,7 +180,7 @@ TEST_F(StalledReaderTest, DoesNotHoldUpTheStop) {
     ASSERT_TRUE(waits());
     const auto begin = std::chrono::steady_clock::now();
     world.stopExecutor();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{15});
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{60});
 }
 
 } // namespace

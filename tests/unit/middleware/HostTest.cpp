@@ -245,7 +245,7 @@ TEST_F(Host, WhoWaitsWhileTheLibraryStopsLearnsIt) {
     waits.get_future().wait();
     ASSERT_TRUE(ORX_MonitoringHost_stop());
     holder.get();
-    ASSERT_EQ(waiter.wait_for(20s), std::future_status::ready);
+    ASSERT_EQ(waiter.wait_for(60s), std::future_status::ready);
     EXPECT_EQ(waiter.get(), ORX_MONITORING_LOCK_RESULT_NOT_ENABLED);
     // Nobody holds it: the next library can.
     start();
