@@ -61,24 +61,21 @@ public:
     }
 
     void onMatched(uint64_t handle) {
-        const ZddsCycloneEndpoint* endpoint = nullptr;
-        {
-            std::lock_guard lock(mutex_);
-            if (find(handle) != nullptr)
-                return; // its first sample was faster
-            endpoint = endpoint_;
-        }
         DDS_GUID_t guid{};
-        const bool known = endpoint != nullptr && findMatched_(endpoint, handle, guid.value);
-        std::lock_guard lock(mutex_);
-        if (find(handle) != nullptr)
-            return;
-        forget(handle);
-        Match* match = add(handle);
-        if (match == nullptr)
-            return;
-        if (known)
-            makeKnown(*match, guid);
+        bool known = false;
+        for (const ZddsCycloneEndpoint* asked = nullptr;;) {
+            {
+                std::lock_guard lock(mutex_);
+                if (find(handle) != nullptr)
+                    return; // its first sample was faster
+                // What is added without asking is there before the endpoint can be attached, and so waits for
+                // that.
+                if (asked == endpoint_)
+                    return addMatch(handle, known ? &guid : nullptr);
+                asked = endpoint_;
+            }
+            known = findMatched_(asked, handle, guid.value);
+        }
     }
 
     void onUnmatched(uint64_t handle) {
@@ -140,6 +137,13 @@ private:
             return nullptr;
         }
         return &matches_[index];
+    }
+    // The GUID is null for one that waits to be known.
+    void addMatch(uint64_t handle, const DDS_GUID_t* guid) {
+        forget(handle);
+        Match* match = add(handle);
+        if (match != nullptr && guid != nullptr)
+            makeKnown(*match, *guid);
     }
     void makeKnown(Match& match, const DDS_GUID_t& guid) {
         match.remote = {guid, participantOf(guid)};
