@@ -89,7 +89,12 @@ DirectedWriter::~DirectedWriter() {
 // ended side by side: frozen destinations, however many, hold up the end for little more than one.
 void DirectedWriter::endWriters() {
     constexpr size_t atOnce = 64;
-    constexpr int joinTimeoutMs = 20'000;
+    // However long it takes: the writer's sink is what is freed next.
+    const auto join = [](ORXOsapiJoinableThread* thread) {
+        constexpr int turnMs = 20'000;
+        while (!ORXOsapiJoinableThread_stopAndDelete(thread, turnMs)) {
+        }
+    };
     const auto end = [](void* writer) -> void* {
         delete static_cast<engine::Writer*>(writer);
         return nullptr;
@@ -103,7 +108,7 @@ void DirectedWriter::endWriters() {
         if (!mayLinger)
             continue;
         ORXOsapiJoinableThread*& place = threads[next++ % atOnce];
-        ORXOsapiJoinableThread_stopAndDelete(place, joinTimeoutMs);
+        join(place);
         place = ORXOsapiJoinableThread_new("oZddsEnd", ORX_OSAPI_THREAD_PRIORITY_DEFAULT,
             ORX_OSAPI_THREAD_OPTION_DEFAULT, ORX_OSAPI_THREAD_STACK_SIZE_DEFAULT, nullptr, end,
             one->engineWriter);
@@ -111,7 +116,7 @@ void DirectedWriter::endWriters() {
             one->engineWriter = nullptr;
     }
     for (ORXOsapiJoinableThread* thread : threads)
-        ORXOsapiJoinableThread_stopAndDelete(thread, joinTimeoutMs);
+        join(thread);
 }
 
 // ---- The list ----
