@@ -170,6 +170,13 @@ int MonitoringEntitiesHelper_assertPublisherEntities(DDS_Publisher** publisher, 
 
 int MonitoringEntitiesHelper_deletePublisherEntities(
     DDS_Publisher* publisher, DDS_Topic* topic, DDS_DomainParticipant* participant) {
+    return MonitoringEntitiesHelper_clearPublisherEntitiesI(&publisher, &topic, participant);
+}
+
+int MonitoringEntitiesHelper_clearPublisherEntitiesI(
+    DDS_Publisher** place, DDS_Topic** topicPlace, DDS_DomainParticipant* participant) {
+    DDS_Publisher* publisher = *place;
+    DDS_Topic* topic = *topicPlace;
     ORX_FAIL_IF(participant == ORX_NULL);
     ORX_FAIL_IF(publisher != ORX_NULL && topic == ORX_NULL);
     if (publisher != nullptr) {
@@ -179,10 +186,12 @@ int MonitoringEntitiesHelper_deletePublisherEntities(
         if (DDS_DomainParticipant_delete_publisher(participant, publisher) != DDS_RETCODE_OK) {
             return ORX_ERROR(FAILED_TO_DELETE, "Monitoring Publisher for %s\n", nameOf(topic));
         }
+        *place = nullptr;
     }
     if (topic != nullptr && !MonitoringEntitiesHelper_deleteMonitoringTopic(topic, participant)) {
         return ORX_ERROR(FAILED_TO_DELETE, "Monitoring %s topic\n", nameOf(topic));
     }
+    *topicPlace = nullptr;
     return 1;
 }
 
@@ -225,6 +234,13 @@ int MonitoringEntitiesHelper_assertSubscriberEntities(DDS_Subscriber** subscribe
 
 int MonitoringEntitiesHelper_deleteSubscriberEntities(
     DDS_Subscriber* subscriber, DDS_Topic* topic, DDS_DomainParticipant* participant) {
+    return MonitoringEntitiesHelper_clearSubscriberEntitiesI(&subscriber, &topic, participant);
+}
+
+int MonitoringEntitiesHelper_clearSubscriberEntitiesI(
+    DDS_Subscriber** place, DDS_Topic** topicPlace, DDS_DomainParticipant* participant) {
+    DDS_Subscriber* subscriber = *place;
+    DDS_Topic* topic = *topicPlace;
     ORX_FAIL_IF(participant == ORX_NULL);
     ORX_FAIL_IF(subscriber != ORX_NULL && topic == ORX_NULL);
     if (subscriber != nullptr) {
@@ -234,9 +250,11 @@ int MonitoringEntitiesHelper_deleteSubscriberEntities(
         if (DDS_DomainParticipant_delete_subscriber(participant, subscriber) != DDS_RETCODE_OK) {
             return ORX_ERROR(FAILED_TO_DELETE, "Monitoring Subscriber for %s\n", nameOf(topic));
         }
+        *place = nullptr;
     }
     if (topic != nullptr && !MonitoringEntitiesHelper_deleteMonitoringTopic(topic, participant)) {
         return ORX_ERROR(FAILED_TO_DELETE, "Monitoring %s topic\n", nameOf(topic));
     }
+    *topicPlace = nullptr;
     return 1;
 }

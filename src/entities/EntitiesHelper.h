@@ -29,6 +29,9 @@ int MonitoringEntitiesHelper_assertPublisherEntities(DDS_Publisher** publisher, 
 /* Publisher and topic may both be null, which does nothing. */
 int MonitoringEntitiesHelper_deletePublisherEntities(
     DDS_Publisher* publisher, DDS_Topic* topic, DDS_DomainParticipant* participant);
+/* The same, and sets to null what has gone, so that it may be called again after a failure. */
+int MonitoringEntitiesHelper_clearPublisherEntitiesI(
+    DDS_Publisher** place, DDS_Topic** topicPlace, DDS_DomainParticipant* participant);
 
 /* With a cacheReader: a second reader of the topic in the same subscriber, isolated, so that it matches no
  * writer and is filled by hand, and without a bound on its samples. */
@@ -38,6 +41,8 @@ int MonitoringEntitiesHelper_assertSubscriberEntities(DDS_Subscriber** subscribe
     const char* typeName);
 int MonitoringEntitiesHelper_deleteSubscriberEntities(
     DDS_Subscriber* subscriber, DDS_Topic* topic, DDS_DomainParticipant* participant);
+int MonitoringEntitiesHelper_clearSubscriberEntitiesI(
+    DDS_Subscriber** place, DDS_Topic** topicPlace, DDS_DomainParticipant* participant);
 
 /* The QoS of a monitoring endpoint into an initialized value: the built-in profile's when the input is null,
  * else the input's, with forced values. What the input had otherwise is reported as a warning. */

@@ -58,12 +58,10 @@ bool finalize(Impl& self, DDS_DomainParticipantFactory* factory) {
         return true;
     removeListeners(self);
     for (const TopicPlan* plan : {&eventPlan, &periodicPlan, &loggingPlan}) {
-        if (!MonitoringEntitiesHelper_deleteSubscriberEntities(
-                self.*plan->subscriber, self.*plan->topic, self.participant)) {
+        if (!MonitoringEntitiesHelper_clearSubscriberEntitiesI(
+                &(self.*plan->subscriber), &(self.*plan->topic), self.participant)) {
             return ORX_ERROR(FAILED_TO_DELETE, "Monitoring Forwarder entities for %s\n", plan->topicName);
         }
-        self.*plan->subscriber = nullptr;
-        self.*plan->topic = nullptr;
         self.parent.*plan->cacheReader = nullptr;
     }
     if (!self.isLoanedParticipant &&

@@ -40,12 +40,10 @@ bool finalize(Entities& self, DDS_DomainParticipantFactory* factory) {
     if (self.participant == nullptr)
         return true;
     for (const TopicPlan& plan : topicPlans) {
-        if (!MonitoringEntitiesHelper_deletePublisherEntities(
-                self.*plan.publisher, self.*plan.topic, self.participant)) {
+        if (!MonitoringEntitiesHelper_clearPublisherEntitiesI(
+                &(self.*plan.publisher), &(self.*plan.topic), self.participant)) {
             return ORX_ERROR(FAILED_TO_DELETE, "Monitoring Library entities for %s", plan.topicName);
         }
-        self.*plan.publisher = nullptr;
-        self.*plan.topic = nullptr;
         self.*plan.writer = nullptr;
     }
     self.parent = {};
