@@ -1,5 +1,8 @@
 #include "src/entities/EntitiesHelper.h"
 
+#include <set>
+#include <string>
+
 #include "tests/helpers/FailingHeap.hpp"
 #include "tests/helpers/LogCapture.hpp"
 #include "tests/unit/entities/Loopback.hpp"
@@ -202,6 +205,36 @@ TEST_F(EntitiesHelperTest, DeletingNothingSucceedsAndHalvesAreRefused) {
     EXPECT_EQ(MonitoringEntitiesHelper_deleteSubscriberEntities(subscriber, topic, participant), 1);
 }
 
+// The topic stays while another endpoint uses it.
+TEST_F(EntitiesHelperTest, ATopicInUseIsNotDeleted) {
+    ASSERT_EQ(assertPublisher(), 1);
+    DDS_Publisher* another = DDS_DomainParticipant_create_publisher(participant, &publisherQos, nullptr, 0);
+    ASSERT_NE(another, nullptr);
+    ASSERT_NE(DDS_Publisher_create_datawriter(another, topic, &writerQos, nullptr, 0), nullptr);
+    EXPECT_EQ(MonitoringEntitiesHelper_clearPublisherEntitiesI(&publisher, &topic, participant), 0);
+    EXPECT_TRUE(log.has("Monitoring DCPSEventStatusMonitoring topic\n", "FAILED_TO_DELETE")) << log.text();
+    EXPECT_EQ(publisher, nullptr);
+    EXPECT_EQ(DDS_Publisher_delete_contained_entities(another), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DomainParticipant_delete_publisher(participant, another), DDS_RETCODE_OK);
+    EXPECT_EQ(MonitoringEntitiesHelper_clearPublisherEntitiesI(&publisher, &topic, participant), 1);
+    EXPECT_EQ(topic, nullptr);
+
+    ASSERT_EQ(assertSubscriber(nullptr), 1);
+    DDS_Subscriber* reading =
+        DDS_DomainParticipant_create_subscriber(participant, &subscriberQos, nullptr, 0);
+    ASSERT_NE(DDS_Subscriber_create_datareader(
+                  reading, DDS_Topic_as_topicdescription(topic), &readerQos, nullptr, 0),
+        nullptr);
+    log.clear();
+    EXPECT_EQ(MonitoringEntitiesHelper_clearSubscriberEntitiesI(&subscriber, &topic, participant), 0);
+    EXPECT_TRUE(log.has("Monitoring DCPSEventStatusMonitoring topic\n", "FAILED_TO_DELETE")) << log.text();
+    EXPECT_EQ(subscriber, nullptr);
+    EXPECT_EQ(DDS_Subscriber_delete_contained_entities(reading), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DomainParticipant_delete_subscriber(participant, reading), DDS_RETCODE_OK);
+    EXPECT_EQ(MonitoringEntitiesHelper_clearSubscriberEntitiesI(&subscriber, &topic, participant), 1);
+    EXPECT_EQ(topic, nullptr);
+}
+
 TEST_F(EntitiesHelperTest, EveryArgumentIsChecked) {
     EXPECT_EQ(MonitoringEntitiesHelper_assertMonitoringTopic(nullptr, participant, eventTopic, eventType), 0);
     EXPECT_EQ(MonitoringEntitiesHelper_assertMonitoringTopic(&topic, nullptr, eventTopic, eventType), 0);
@@ -264,6 +297,18 @@ TEST_F(EntitiesHelperTest, AFailedAllocationLeavesNothing) {
         [&] { return MonitoringEntitiesHelper_deletePublisherEntities(publisher, topic, participant); });
     walk([&] { return assertSubscriber(&cacheReader); },
         [&] { return MonitoringEntitiesHelper_deleteSubscriberEntities(subscriber, topic, participant); });
+    std::set<std::string> reasons;
+    for (const auto& line : log.lines())
+        reasons.insert(line.identifier + " " + line.subject);
+    const std::string name = "DCPSEventStatusMonitoring";
+    for (const std::string& reason :
+        {"FAILED_TO_CREATE Monitoring topic '" + name + "' with type 'dds::monitoring::Event'\n",
+            "FAILED_TO_CREATE Monitoring publisher for " + name + "\n",
+            "FAILED_TO_CREATE Monitoring Library DataWriter for " + name + "\n",
+            "FAILED_TO_CREATE Monitoring subscriber for " + name + "\n",
+            "FAILED_TO_CREATE Monitoring Forwarder DataReader for " + name + "\n",
+            "FAILED_TO_CREATE Monitoring Forwarder Cache DataReader for " + name + "\n"})
+        EXPECT_TRUE(reasons.contains(reason)) << reason << "\n" << log.text();
 }
 
 } // namespace

@@ -229,6 +229,44 @@ TEST_F(LibraryEntitiesTest, AnEngineThatFailsInEnableLeavesNothingAfterDelete) {
     EXPECT_GT(call, 3); // the three writers at least
 }
 
+// What DDS still refers to stays, and the object with it, until a later deletion.
+TEST_F(LibraryEntitiesTest, ADeletionThatFailsCanBeRepeated) {
+    make();
+    ASSERT_NE(entities, nullptr);
+    DDS_DomainParticipant* participant = entities->participant;
+    DDS_PublisherQos qos{};
+    DDS_PublisherQos_initialize(&qos);
+    DDS_Publisher* stranger = DDS_DomainParticipant_create_publisher(participant, &qos, nullptr, 0);
+    DDS_PublisherQos_finalize(&qos);
+    ASSERT_NE(stranger, nullptr);
+    DDS_DataWriterQos writerQos{};
+    DDS_DataWriterQos_initialize(&writerQos);
+    ASSERT_NE(
+        DDS_Publisher_create_datawriter(stranger, entities->periodicTopic, &writerQos, nullptr, 0), nullptr);
+    DDS_DataWriterQos_finalize(&writerQos);
+
+    ORX_MonitoringLibraryEntities_delete(entities, loopback.factory());
+    EXPECT_TRUE(log.has("Monitoring DCPSPeriodicStatusMonitoring topic\n", "FAILED_TO_DELETE")) << log.text();
+    EXPECT_TRUE(log.has("Monitoring Library entities for DCPSPeriodicStatusMonitoring", "FAILED_TO_DELETE"));
+    EXPECT_EQ(entities->eventTopic, nullptr); // gone before it
+    EXPECT_EQ(entities->periodicPublisher, nullptr);
+    EXPECT_NE(entities->periodicTopic, nullptr);
+    EXPECT_NE(entities->loggingTopic, nullptr);
+    EXPECT_EQ(entities->participant, participant);
+
+    EXPECT_EQ(DDS_Publisher_delete_contained_entities(stranger), DDS_RETCODE_OK);
+    log.clear();
+    ORX_MonitoringLibraryEntities_delete(entities, loopback.factory());
+    EXPECT_EQ(log.count("Monitoring Forwarder Participant", "FAILED_TO_DELETE"), 1U) << log.text();
+    EXPECT_EQ(entities->loggingTopic, nullptr);
+    EXPECT_EQ(entities->participant, participant);
+
+    EXPECT_EQ(DDS_DomainParticipant_delete_publisher(participant, stranger), DDS_RETCODE_OK);
+    log.clear();
+    drop();
+    EXPECT_TRUE(log.lines().empty()) << log.text();
+}
+
 TEST_F(LibraryEntitiesTest, AFailedAllocationInNewLeavesNothing) {
     make();
     drop(); // whatever a process makes once
