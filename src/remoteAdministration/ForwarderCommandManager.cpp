@@ -16,7 +16,6 @@ constexpr ORX_UINT32 orxLogSubmodule = orx::log::submodule::remoteAdministration
 
 using namespace orx::forwarder;
 
-constexpr DDS_Duration_t wakePeriod{0, 500'000'000};
 constexpr size_t expressionSize = 100;
 constexpr char threadName[] = "oMoComMa";
 

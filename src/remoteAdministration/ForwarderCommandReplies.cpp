@@ -18,7 +18,6 @@ constexpr Status failed = ORX_MONITORING_FORWARDER_COMMAND_HANDLER_FAILED_STATE;
 constexpr Status nothingFound = ORX_MONITORING_FORWARDER_COMMAND_HANDLER_NO_RESOURCE_FOUND_STATE;
 constexpr Status permanent = ORX_MONITORING_FORWARDER_COMMAND_HANDLER_PERMANENT_STATE;
 
-constexpr DDS_Duration_t walkPeriod{0, 500'000'000};
 // In one call of the callback, so that a flood does not keep the thread from all else.
 constexpr int maximumBatches = 8;
 // Each reply is followed by the end of its instance, which meets no condition. It takes so many before they
@@ -279,7 +278,7 @@ void ORX_MonitoringForwarderCommandManager_onConditionTriggered(
 void ORX_MonitoringForwarderCommandManager_walkIfDue(ORX_MonitoringForwarderCommandManager* self) {
     ORX_LEAVE_IF(self == ORX_NULL);
     ORXNtpTime now;
-    if (!self->clock->getTime(self->clock, &now) || hasPassed(self->lastWalk, now, walkPeriod))
+    if (!self->clock->getTime(self->clock, &now) || hasPassed(self->lastWalk, now, wakePeriod))
         walk(*self);
 }
 

@@ -13,6 +13,10 @@ using Manager = ORX_MonitoringForwarderCommandManager;
 using Handler = ORX_MonitoringForwarderCommandHandler;
 using Status = ORX_MonitoringForwarderCommandHandlerStatus;
 
+// Between two looks of the manager's thread at the time-outs. A test that waits for many of them shortens it,
+// while no manager is alive.
+inline DDS_Duration_t wakePeriod{0, 500'000'000};
+
 // ---- A handler's state ----
 
 // Pairs with the release of setState: who sees a command done sees its result too.

@@ -208,12 +208,14 @@ private:
 class ForwarderWalk : public testing::Test {
 protected:
     ForwarderWalk() {
+        orx::forwarder::wakePeriod = {0, 10'000'000}; // many lives come to a time-out
         zdds::engine::setInstance(&engine);
         WalkedLife().live(); // what is made once for the process
         buffers = ORXOsapiHeap_getLiveBufferCount();
     }
     ~ForwarderWalk() override {
         zdds::engine::setInstance(nullptr);
+        orx::forwarder::wakePeriod = usualPeriod;
         EXPECT_EQ(engine.liveObjects(), 0);
     }
     void expectNothingLeft(const std::string& when) {
@@ -221,6 +223,7 @@ protected:
         EXPECT_EQ(ORXOsapiThread_getLiveThreadCount(), threads) << when << log.text();
         EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), buffers) << when << log.text();
     }
+    const DDS_Duration_t usualPeriod = orx::forwarder::wakePeriod;
     zdds::engine::LoopbackEngine engine;
     LogCapture log;
     const ORX_UINT32 threads = ORXOsapiThread_getLiveThreadCount();
