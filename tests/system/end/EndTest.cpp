@@ -67,49 +67,61 @@ End endOf(const Command& command) {
     return endOf(process);
 }
 
-class EveryEnd : public testing::TestWithParam<const char*> {};
+class EveryEnd : public testing::TestWithParam<const char*> {
+protected:
+    // Each life gives an end under the agent. The machine may hold one up, and a wait of the agent holds up
+    // all of them: the shortest counts.
+    template <class Life> void expectSameEndInTime(Life life) {
+        constexpr int lives = 5;
+        const End without = endOf(program(GetParam()));
+        for (int i = 1; i <= lives && !HasFailure(); ++i) {
+            const End with = life();
+            EXPECT_EQ(with.outcome.exitCode, without.outcome.exitCode) << with.outcome.errors;
+            EXPECT_EQ(with.outcome.signal, without.outcome.signal);
+            const double bound = without.seconds + endBound();
+            if (with.seconds < bound)
+                return;
+            EXPECT_LT(i, lives) << "the end took " << with.seconds << " s, and is to take " << bound;
+        }
+    }
+};
 
 TEST_P(EveryEnd, IsAsWithoutTheAgentAndBounded) {
-    const End without = endOf(program(GetParam()));
-    const End with = endOf(underAgent(GetParam()));
-    EXPECT_EQ(with.outcome.exitCode, without.outcome.exitCode) << with.outcome.errors;
-    EXPECT_EQ(with.outcome.signal, without.outcome.signal);
-    EXPECT_EQ(with.outcome.output, without.outcome.output);
-    EXPECT_LT(with.seconds, without.seconds + endBound());
+    const std::string output = endOf(program(GetParam())).outcome.output;
+    expectSameEndInTime([&] {
+        End with = endOf(underAgent(GetParam()));
+        EXPECT_EQ(with.outcome.output, output);
+        return with;
+    });
 }
 
 // A collector has just come, and the monitoring waits a long time before it sends the snapshot.
 TEST_P(EveryEnd, IsBoundedInTheMiddleOfASnapshotDelay) {
-    const End without = endOf(program(GetParam()));
-    Reader reader;
-    Process process(
-        underAgent(GetParam(), {"--snapshot-delay", "60", "--event-period", "0.01"}), environment());
-    EXPECT_TRUE(process.waitForLine({"open"})) << process.errors();
-    // What is made from now on comes as it is made: the reader is there, and has no snapshot.
-    for (int i = 0; i < 300 && linesWith(reader.output(), {"/data_writers/end_"}).empty(); ++i) {
-        process.say("make");
-        reader.waitForLine({"/data_writers/end_"}, 0.1);
-    }
-    reader.await({"/data_writers/end_"});
-    const End with = endOf(process);
-    EXPECT_EQ(with.outcome.exitCode, without.outcome.exitCode) << with.outcome.errors;
-    EXPECT_EQ(with.outcome.signal, without.outcome.signal);
-    EXPECT_LT(with.seconds, without.seconds + endBound());
+    expectSameEndInTime([&] {
+        Reader reader;
+        Process process(
+            underAgent(GetParam(), {"--snapshot-delay", "60", "--event-period", "0.01"}), environment());
+        EXPECT_TRUE(process.waitForLine({"open"})) << process.errors();
+        // What is made from now on comes as it is made: the reader is there, and has no snapshot.
+        for (int i = 0; i < 300 && linesWith(reader.output(), {"/data_writers/end_"}).empty(); ++i) {
+            process.say("make");
+            reader.waitForLine({"/data_writers/end_"}, 0.1);
+        }
+        reader.await({"/data_writers/end_"});
+        return endOf(process);
+    });
 }
 
 TEST_P(EveryEnd, IsBoundedWithAReaderThatDoesNotAcknowledge) {
-    const End without = endOf(program(GetParam()));
-    Reader reader;
-    Process process(underAgent(GetParam(), {"--snapshot-delay", "0"}), environment());
-    reader.await({"/topics/end"});
-    reader.signal(SIGSTOP);
-    for (int i = 0; i < 50; ++i) {
-        process.say("make");
-    }
-    const End with = endOf(process);
-    EXPECT_EQ(with.outcome.exitCode, without.outcome.exitCode) << with.outcome.errors;
-    EXPECT_EQ(with.outcome.signal, without.outcome.signal);
-    EXPECT_LT(with.seconds, without.seconds + endBound());
+    expectSameEndInTime([&] {
+        Reader reader;
+        Process process(underAgent(GetParam(), {"--snapshot-delay", "0"}), environment());
+        reader.await({"/topics/end"});
+        reader.signal(SIGSTOP);
+        for (int i = 0; i < 50; ++i)
+            process.say("make");
+        return endOf(process);
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(Program, EveryEnd,
@@ -117,13 +129,22 @@ INSTANTIATE_TEST_SUITE_P(Program, EveryEnd,
         return std::string(parameter.param[0] == '_' ? "underscore" : "") + parameter.param;
     });
 
-// What was made and ended right before the end has been published.
+// What was made and ended right before the end has been published. The program waits for that a few hundred
+// milliseconds at most, in which a busy machine may give the agent no turn: not in every life.
 TEST(End, TheLastEventsLeave) {
-    Reader reader;
-    Process process(underAgent("delete", {"--snapshot-delay", "0"}), environment());
-    reader.await({"/topics/end"});
-    EXPECT_EQ(endOf(process).outcome.exitCode, 10);
-    reader.await({"/domain_participants/", "deleted"});
+    bool haveLeft = false;
+    for (int i = 0; i < 5 && !haveLeft && !HasFailure(); ++i) {
+        Reader reader;
+        Process process(underAgent("delete", {"--snapshot-delay", "0"}), environment());
+        reader.await({"/topics/end"});
+        EXPECT_EQ(endOf(process).outcome.exitCode, 10);
+        const auto have = [&](const char* what) { return !linesWith(reader.output(), {what}).empty(); };
+        // Nothing comes any more once the application is known to be gone.
+        for (int j = 0; j < 600 && !have("  deleted") && !have("/applications/ender  gone"); ++j)
+            reader.waitForLine({"no such line"}, 0.1);
+        haveLeft = !linesWith(reader.output(), {"/domain_participants/", "deleted"}).empty();
+    }
+    EXPECT_TRUE(haveLeft);
 }
 
 class EveryFork : public testing::TestWithParam<const char*> {};
