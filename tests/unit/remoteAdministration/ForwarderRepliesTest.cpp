@@ -1,4 +1,7 @@
 // How the replies of several applications become one result.
+#include <set>
+
+#include "tests/helpers/FailingHeap.hpp"
 #include "tests/unit/remoteAdministration/ForwarderWorld.hpp"
 
 namespace forwarding {
@@ -201,6 +204,101 @@ TEST_P(ForwarderReplies, AFloodOfStrangersHoldsUpNoTimeOut) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, ForwarderReplies, bothEngines, nameOf);
+
+// ---- Without memory ----
+
+// What the manager's thread does, on the thread of the test: the other one stands still.
+class ForwarderWithoutMemory : public World {
+protected:
+    // Calls step(n, times) for each allocation n that fails, alone and with the one behind it, since growing
+    // tries again with less; until it says that none has failed.
+    template <class Step> static void walk(Step step) {
+        for (const uint64_t times : {uint64_t{1}, uint64_t{2}}) {
+            bool hasFailed = true;
+            for (uint64_t n = 1; hasFailed && n < 100 && !HasFailure(); ++n)
+                hasFailed = step(n, times);
+            EXPECT_FALSE(hasFailed);
+        }
+    }
+    // A command to one application, prepared by a caller that does not wait for it.
+    Handler* prepare(Exception& exception) {
+        begin(1);
+        EXPECT_EQ(DDS_AsyncWaitSet_stop(collector->manager->asyncWaitSet), DDS_RETCODE_OK);
+        return collector->prepare(Kind::requestRegistry, everybody, &exception, 0, 0);
+    }
+    void end(Handler* handler) {
+        if (orx::forwarder::isAttached(*handler)) {
+            EXPECT_EQ(DDS_AsyncWaitSet_detach_condition(collector->manager->asyncWaitSet,
+                          DDS_QueryCondition_as_condition(handler->queryCondition)),
+                DDS_RETCODE_OK);
+        }
+        EXPECT_TRUE(ORX_MonitoringForwarderCommandManager_returnCommandHandler(collector->manager, handler));
+        collector.reset();
+        applications.clear();
+    }
+};
+
+TEST_P(ForwarderWithoutMemory, ACommandThatIsNotSentSaysWhy) {
+    std::set<std::string> messages;
+    walk([&](uint64_t n, uint64_t times) {
+        Exception exception;
+        Handler* handler = prepare(exception);
+        FailingHeap heap;
+        heap.failAt(n, times);
+        const bool isSent =
+            ORX_MonitoringForwarderCommandManager_sendCommand(collector->manager, handler) != 0;
+        const bool hasFailed = heap.hasFailed();
+        heap.failNoMore();
+        EXPECT_TRUE(isSent || hasFailed) << n;
+        EXPECT_EQ(exception.ret_code, isSent ? 77 : 2) << n;
+        EXPECT_EQ(handler->state, isSent ? ORX_MONITORING_FORWARDER_COMMAND_HANDLER_PENDING_STATE
+                                         : ORX_MONITORING_FORWARDER_COMMAND_HANDLER_NOT_SENT_STATE)
+            << n;
+        EXPECT_EQ(orx::forwarder::isAttached(*handler), isSent) << n;
+        if (!isSent)
+            messages.insert(exception.message());
+        end(handler);
+        return hasFailed;
+    });
+    EXPECT_TRUE(messages.contains("Failed to serialize the command into a sequence of octet"));
+    EXPECT_TRUE(messages.contains("Failed to attach condition for the command to the waitset"));
+    EXPECT_TRUE(messages.contains("Failed to send the command to a destination"));
+}
+
+TEST_P(ForwarderWithoutMemory, AReplyThatCannotBeTakenEndsTheCommand) {
+    std::set<std::string> messages;
+    walk([&](uint64_t n, uint64_t times) {
+        Exception exception;
+        Handler* handler = prepare(exception);
+        EXPECT_TRUE(ORX_MonitoringForwarderCommandManager_sendCommand(collector->manager, handler));
+        app(1).reply(app(1).awaitCommand(), 0);
+        EXPECT_TRUE(eventually([&] { return collector->channel.counters().cached == 1; }));
+        FailingHeap heap;
+        heap.failAt(n, times);
+        ORX_MonitoringForwarderCommandManager_onConditionTriggered(handler, nullptr);
+        const bool hasFailed = heap.hasFailed();
+        heap.failNoMore();
+        // Decided either way, unless the reader lost the reply: then the time-out decides.
+        const bool isLost = collector->channel.counters().dropped_decoding > 0;
+        const bool isOk = handler->state == ORX_MONITORING_FORWARDER_COMMAND_HANDLER_SUCCESSFUL_STATE;
+        EXPECT_EQ(handler->state, isLost ? ORX_MONITORING_FORWARDER_COMMAND_HANDLER_PENDING_STATE
+                                  : isOk ? ORX_MONITORING_FORWARDER_COMMAND_HANDLER_SUCCESSFUL_STATE
+                                         : ORX_MONITORING_FORWARDER_COMMAND_HANDLER_FAILED_STATE)
+            << n;
+        EXPECT_TRUE(isOk || hasFailed) << n;
+        EXPECT_EQ(exception.ret_code, isLost ? 77 : isOk ? 0 : 2) << n;
+        EXPECT_EQ(orx::forwarder::isAttached(*handler), isLost) << n;
+        if (!isOk)
+            messages.insert(exception.message());
+        end(handler);
+        return hasFailed;
+    });
+    for (const char* message :
+        {"Unable to take reply samples", "Unable to initialize reply object", "Unable to dispose command"})
+        EXPECT_TRUE(messages.contains(message)) << message;
+}
+
+INSTANTIATE_TEST_SUITE_P(Engine, ForwarderWithoutMemory, testing::Values(EngineKind::loopback), nameOf);
 
 } // namespace
 } // namespace forwarding
