@@ -132,6 +132,11 @@ ZDDSC_EXPORT ADVLOGLoggerDevice* ZDDS_Config_Logger_createADVLOGLoggerDevice(
  * there (except the caller itself), so that it can be freed. The last two arguments are reserved: 0. */
 ZDDSC_EXPORT int ADVLOGLogger_setDevice(int slot, ADVLOGLoggerDevice* device, int reserved1, int reserved2);
 
+/* Whether what the engine itself logs comes as lines of the support layer's log, with its bounds and sinks,
+ * rather than to where the engine writes it. Of the whole process: for programs that use the engine through
+ * this library alone. */
+ZDDSC_EXPORT void ZDDS_Config_Logger_take_engine_linesI(DDS_Boolean areTaken);
+
 struct ORX_MonitoringLoggingVerbositySetting_t {
     ZDDS_Config_SyslogVerbosity middleware;
     ZDDS_Config_SyslogVerbosity security_event;
