@@ -6,16 +6,25 @@
 
 #include "collector/api/Names.hpp"
 #include "orxmonitoring2d/path_tokenizer.h"
+#include "zddsc/service_request.h"
 
 namespace collector::api {
 
 namespace {
 
-constexpr std::size_t maximalSelectors = 256;     // in a body
-constexpr std::size_t maximalPatterns = 256;      // of one selector
-constexpr std::size_t maximalSettings = 64;       // of one group
-constexpr std::size_t maximalTranslated = 10'000; // selectors that are sent
+constexpr std::size_t maximalSelectors = 256; // in a body
+constexpr std::size_t maximalPatterns = 256;  // of one selector
+constexpr std::size_t maximalSettings = 64;   // of one group
 constexpr std::size_t maximalPattern = 255;
+
+// Octets of the encoding, at most. A command is sent as a whole to each of its destinations, and one that is
+// larger than this cannot be sent.
+constexpr std::size_t maximalCommand = DDS_SERVICE_REQUEST_MAX_BODY_BYTESI;
+constexpr std::size_t sizeOfFrame = 256;  // around the selectors
+constexpr std::size_t sizeOfElement = 32; // of a sequence, beside its texts
+std::size_t sizeOfText(const std::string& text) {
+    return text.size() + 8; // length, terminator, padding
+}
 
 // The object at `where`, which has only these members.
 const Json& objectAt(const Json& json, const std::string& where, std::initializer_list<const char*> members) {
@@ -99,23 +108,35 @@ std::uint32_t verbosityAt(const Json& setting, const std::string& where) {
                      "informational, debug, or the mask of one");
 }
 
-// What is sent is bounded, too.
+// Puts for a selector those that it stands for. A name stands for each application that is called so, and
+// each of these selectors brings all that stands beside it, so their sum is bounded.
 class Translation {
 public:
     explicit Translation(const Translate& translate) : translate_(translate) {}
-    std::vector<std::string> operator()(const std::string& selector) {
+    // `besides`: octets that each of them takes more.
+    std::vector<std::string> operator()(const std::string& selector, std::size_t besides) {
         std::vector<std::string> translated = translate_(selector);
-        count_ += translated.size();
-        if (count_ > maximalTranslated)
-            throw BadRequest(
-                "the selectors name more than " + std::to_string(maximalTranslated) + " applications");
+        for (const std::string& each : translated)
+            size_ += sizeOfElement + sizeOfText(each) + besides;
+        if (size_ > maximalCommand) {
+            throw BadRequest("the command would have more than " + std::to_string(maximalCommand) +
+                             " bytes, with a selector for each application that the selectors name: send it "
+                             "in parts");
+        }
         return translated;
     }
 
 private:
     const Translate& translate_;
-    std::size_t count_ = 0;
+    std::size_t size_ = sizeOfFrame;
 };
+
+std::size_t sizeOfTexts(const std::vector<std::string>& texts) {
+    std::size_t size = 0;
+    for (const std::string& each : texts)
+        size += sizeOfText(each);
+    return size;
+}
 
 void readMetrics(Command& command, const Json& body, Translation& translate) {
     objectAt(body, "the body", {"metrics"});
@@ -127,7 +148,8 @@ void readMetrics(Command& command, const Json& body, Translation& translate) {
         MetricSelector selector;
         selector.subscribe = patternsAt(each, "subscribe_metric_selector", where);
         selector.unsubscribe = patternsAt(each, "unsubscribe_metric_selector", where);
-        for (std::string& resources : translate(selectorAt(each, "resource_selector", where))) {
+        const std::size_t patterns = sizeOfTexts(selector.subscribe) + sizeOfTexts(selector.unsubscribe);
+        for (std::string& resources : translate(selectorAt(each, "resource_selector", where), patterns)) {
             selector.resources = std::move(resources);
             command.metrics.push_back(selector);
         }
@@ -148,7 +170,9 @@ void readGroups(Command& command, const Json& body, Translation& translate) {
         }
         if (group.settings.empty())
             throw BadRequest(where + " wants \"logging_settings\", with one element at least");
-        for (std::string& applications : translate(selectorAt(each, "application_selector", where))) {
+        const std::size_t settings = group.settings.size() * sizeOfElement;
+        for (std::string& applications :
+            translate(selectorAt(each, "application_selector", where), settings)) {
             group.applications = std::move(applications);
             command.groups.push_back(group);
         }
@@ -159,7 +183,7 @@ void readApplications(Command& command, const Json& body, Translation& translate
     objectAt(body, "the body", {"applications"});
     for (const Json& each : wantedListAt(body, "applications")) {
         for (std::string& selector :
-            translate(textOf(each, "applications", ORX_MONITORING_RESOURCE_PATH_MAX_LENGTH)))
+            translate(textOf(each, "applications", ORX_MONITORING_RESOURCE_PATH_MAX_LENGTH), 0))
             command.applications.push_back(std::move(selector));
     }
 }

@@ -121,9 +121,34 @@ TEST(ApiCommands, ListsAndTextsAreBounded) {
     EXPECT_EQ(refusalOf(set, patterns(256, 255)), "");
     EXPECT_NE(refusalOf(set, patterns(257, 1)), "");
     EXPECT_NE(refusalOf(set, patterns(1, 256)), "");
-    const auto many = [](std::string_view) { return std::vector<std::string>(1000, "a"); };
-    EXPECT_EQ(refusalOf(registry, "{\"applications\": " + listOf("\"a\"", 10) + "}", many), "");
-    EXPECT_NE(refusalOf(registry, "{\"applications\": " + listOf("\"a\"", 11) + "}", many), "");
+}
+
+// Bodies of a few octets can stand for many applications, each with a copy of all patterns.
+TEST(ApiCommands, WhatSelectorsStandForIsBoundedAsAWhole) {
+    const auto thousand = [](std::string_view selector) {
+        return std::vector<std::string>(1000, std::string(selector) + std::string(60, 'x'));
+    };
+    const auto refusal = [&](CommandKind kind, const std::string& body) {
+        return refusalOf(kind, body, thousand);
+    };
+    EXPECT_EQ(refusal(registry, "{\"applications\": " + listOf("\"a\"", 2) + "}"), "");
+    EXPECT_NE(refusal(registry, "{\"applications\": " + listOf("\"a\"", 4) + "}"), "");
+
+    const auto metrics = [](std::size_t patterns) {
+        return R"({"metrics": [{"resource_selector": "a", "subscribe_metric_selector": )" +
+               listOf("\"dds_data_writer_*\"", patterns) + R"(, "unsubscribe_metric_selector": )" +
+               listOf("\"*\"", patterns) + "}]}";
+    };
+    EXPECT_EQ(refusal(set, metrics(4)), "");
+    EXPECT_NE(refusal(set, metrics(5)).find("more than 262144 bytes"), std::string::npos);
+    EXPECT_EQ(refusalOf(set, metrics(256)), "") << "for one application it is little";
+
+    const auto groups = [](std::size_t settings) {
+        return R"({"logging_groups": [{"application_selector": "a", "logging_settings": )" +
+               listOf(R"({"facility": "user", "verbosity": "debug"})", settings) + "}]}";
+    };
+    EXPECT_EQ(refusal(levels, groups(4)), "");
+    EXPECT_NE(refusal(levels, groups(8)), "");
 }
 
 TEST(ApiCommands, AnswersByResult) {
