@@ -1,4 +1,5 @@
 // orx-collector: reads every monitored application of a domain and serves what they publish over HTTP.
+#include <poll.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -16,10 +17,14 @@
 
 #include "collector/run/Collector.hpp"
 #include "collector/run/Options.hpp"
+#include "zddsc/logger.h"
+#include "zddscore/log.h"
 
 namespace {
 
 constexpr auto longestEnd = std::chrono::milliseconds(1'900);
+constexpr int cutOff = 3; // exit code
+constexpr ORX_UINT32 repeatedLinesPerSecond = 1;
 
 // Signals are waited for, so every thread is to have them blocked.
 sigset_t blockedSignals() {
@@ -30,6 +35,13 @@ sigset_t blockedSignals() {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
     return signals;
+}
+
+// Much of what is logged comes of what others send: what one place in the code repeats is held back, and
+// counted. What the engine logs goes the same way.
+void boundTheLog() {
+    ORXLog_setStderrRepetitionLimit(repeatedLinesPerSecond);
+    ZDDS_Config_Logger_take_engine_linesI(DDS_BOOLEAN_TRUE);
 }
 
 // Tells a service manager that asked for it what becomes of the program.
@@ -51,11 +63,16 @@ void notify(const char* state) {
     close(socket);
 }
 
-// The end is bounded, whatever hangs: nothing is kept beyond the process that would have to be saved.
+// The end is bounded, whatever hangs: nothing is kept beyond the process that would have to be saved. But it
+// is no clean one, and says so.
 void boundTheEnd() {
     std::thread([] {
         std::this_thread::sleep_for(longestEnd);
-        _exit(0);
+        constexpr char text[] = "orx-collector: cut off, since the end took too long\n";
+        pollfd errors{STDERR_FILENO, POLLOUT, 0};
+        if (poll(&errors, 1, 0) > 0) // nobody waits for a pipe that is full
+            static_cast<void>(!write(STDERR_FILENO, text, sizeof text - 1));
+        _exit(cutOff);
     }).detach();
 }
 
@@ -66,6 +83,7 @@ int main(int argc, char** argv) {
     if (parsed.exitCode)
         return *parsed.exitCode;
     const sigset_t signals = blockedSignals();
+    boundTheLog();
     std::string error;
     collector::run::Collector collector(parsed.options);
     if (!collector.start(error)) {

@@ -3,12 +3,13 @@
 #include <chrono>
 #include <cmath>
 #include <set>
-#include <thread>
 
 #include "orxmonitoring2d/orx_remote_administration_support.h"
 #include "reading/Guid.hpp"
 #include "reading/Sequences.hpp"
+#include "zddsc/conditions.h"
 #include "zddsc/qos.h"
+#include "zddscore/log.h"
 
 namespace collector::run {
 
@@ -170,37 +171,72 @@ bool Forwarding::open(const Options& options, std::string& error) {
         error = "cannot join domain " + std::to_string(options.domain);
         return false;
     }
+    keeper_ = DDS_DataReader_create_readcondition(
+        readers().event, DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
+    if (keeper_ == nullptr) {
+        error = "out of memory";
+        ORX_MonitoringForwarder_delete(forwarder_);
+        forwarder_ = nullptr;
+        return false;
+    }
+    const std::lock_guard lock(mutex_);
     isClosing_ = false;
     return true;
 }
 
-bool Forwarding::enter() {
-    const std::lock_guard lock(mutex_);
-    if (isClosing_)
-        return false;
-    ++inside_;
-    return true;
-}
+// A caller with the forwarder, which stays for as long; none once the forwarding closes.
+class Forwarding::Visit {
+public:
+    explicit Visit(Forwarding& host) : host_(host) {
+        const std::lock_guard lock(host_.mutex_);
+        if (host_.isClosing_)
+            return;
+        ++host_.inside_;
+        forwarder = host_.forwarder_;
+    }
+    ~Visit() {
+        if (forwarder == nullptr)
+            return;
+        const std::lock_guard lock(host_.mutex_);
+        if (--host_.inside_ == 0)
+            host_.left_.notify_all();
+    }
+    Visit(const Visit&) = delete;
+    Visit& operator=(const Visit&) = delete;
 
-void Forwarding::leave() {
-    const std::lock_guard lock(mutex_);
-    --inside_;
+    ORX_MonitoringForwarder* forwarder = nullptr;
+
+private:
+    Forwarding& host_;
+};
+
+// A forwarder that is deleted ends the commands that wait, and goes. A caller that has not reached it yet
+// must still find it, so it goes in two steps while somebody is inside: a condition keeps it allocated, with
+// nothing sent any more, until all have left. True when they have.
+bool Forwarding::endCommands(std::unique_lock<std::mutex>& lock) {
+    constexpr auto longest = std::chrono::seconds(1);
+    lock.unlock();
+    ORXLog_setStderrEnabled(0); // it would tell that it stays
+    ORX_MonitoringForwarder_delete(forwarder_);
+    ORXLog_setStderrEnabled(1);
+    lock.lock();
+    return left_.wait_for(lock, longest, [this] { return inside_ == 0; });
 }
 
 void Forwarding::close() {
     if (forwarder_ == nullptr)
         return;
-    bool isAnyoneInside = false;
-    {
-        const std::lock_guard lock(mutex_);
-        isClosing_ = true;
-        isAnyoneInside = inside_ != 0;
-    }
-    // Whoever has just entered reaches the forwarder, which then ends the command and waits for its caller.
-    if (isAnyoneInside)
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    ORX_MonitoringForwarder_delete(forwarder_);
+    std::unique_lock lock(mutex_);
+    isClosing_ = true;
+    ORX_MonitoringForwarder* const forwarder = forwarder_;
+    DDS_DataReader* const reader = readers().event;
+    const bool isKept = inside_ != 0 && !endCommands(lock);
     forwarder_ = nullptr;
+    if (isKept)
+        return;
+    lock.unlock();
+    DDS_DataReader_delete_readcondition(reader, keeper_);
+    ORX_MonitoringForwarder_delete(forwarder);
 }
 
 Intake::Readers Forwarding::readers() const {
@@ -208,40 +244,44 @@ Intake::Readers Forwarding::readers() const {
     return {entities.event_reader, entities.periodic_reader, entities.logging_reader};
 }
 
-std::size_t Forwarding::destinationsOf(const api::Command& command) {
+namespace {
+
+std::size_t destinationsOf(ORX_MonitoringForwarder* forwarder, const api::Command& command) {
     std::set<const void*> applications;
-    if (!ORX_MonitoringForwarder_lock_application_registry(forwarder_))
+    if (!ORX_MonitoringForwarder_lock_application_registry(forwarder))
         return 0;
     for (const std::string& selector : selectorsOf(command)) {
         Matches matches;
         if (!ORX_MonitoringForwarder_find_matching_applications(
-                forwarder_, &matches.value, applicationPart(selector).c_str()))
+                forwarder, &matches.value, applicationPart(selector).c_str()))
             continue;
         for (DDS_Long i = 0; i < ORX_MonitoringForwarderApplicationResourcePtrSeq_get_length(&matches.value);
              ++i)
             applications.insert(ORX_MonitoringForwarderApplicationResourcePtrSeq_get(&matches.value, i));
     }
-    ORX_MonitoringForwarder_unlock_application_registry(forwarder_);
+    ORX_MonitoringForwarder_unlock_application_registry(forwarder);
     return applications.size();
 }
+
+} // namespace
 
 api::CommandResult Forwarding::send(const api::Command& command) {
     api::CommandResult result;
     Exception exception;
-    if (!enter()) {
+    const Visit visit(*this);
+    if (visit.forwarder == nullptr) {
         result.errorMessage = "the collector ends";
         return result;
     }
     const auto begin = std::chrono::steady_clock::now();
-    result.destinations = destinationsOf(command);
-    if (sendTo(forwarder_, command, &exception.value)) {
+    result.destinations = destinationsOf(visit.forwarder, command);
+    if (sendTo(visit.forwarder, command, &exception.value)) {
         result.retCode = static_cast<int>(exception.value.ret_code);
         if (exception.value.error_message != nullptr)
             result.errorMessage = exception.value.error_message;
     } else {
         result.errorMessage = "out of memory";
     }
-    leave();
     result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     return result;
 }

@@ -5,6 +5,7 @@
 #ifndef COLLECTOR_RUN_FORWARDING_HPP
 #define COLLECTOR_RUN_FORWARDING_HPP
 
+#include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <string>
@@ -25,7 +26,8 @@ public:
     Forwarding& operator=(const Forwarding&) = delete;
 
     bool open(const Options& options, std::string& error);
-    // Nothing reads any more: loans and conditions were given back.
+    // Nothing reads any more: loans and conditions were given back. Commands end and their callers have left,
+    // but one that does not within a second: then what it uses stays allocated.
     void close();
 
     Intake::Readers readers() const;
@@ -34,13 +36,14 @@ public:
     void requestRegistries(const std::vector<reading::Guid>& applications);
 
 private:
-    bool enter();
-    void leave();
-    std::size_t destinationsOf(const api::Command& command);
+    class Visit;
+    bool endCommands(std::unique_lock<std::mutex>& lock);
 
-    ORX_MonitoringForwarder* forwarder_ = nullptr;
+    ORX_MonitoringForwarder* forwarder_ = nullptr; // of the owner
+    DDS_ReadCondition* keeper_ = nullptr;          // keeps the forwarder from going with the commands
     std::mutex mutex_;
-    std::size_t inside_ = 0;
+    std::condition_variable left_;
+    std::size_t inside_ = 0; // callers
     bool isClosing_ = true;
 };
 

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tests/system/support/CollectorEnd.hpp"
 #include "tests/system/support/Loopback.hpp"
 #include "tests/unit/collector/HttpClient.hpp"
 

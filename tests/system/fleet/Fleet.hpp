@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "tests/helpers/TestDomain.hpp"
+#include "tests/system/support/CollectorEnd.hpp"
 #include "tests/system/support/Process.hpp"
 
 namespace fleet {
