@@ -1,5 +1,8 @@
 #include "src/entities/LibraryEntities.h"
 
+#include <set>
+#include <string>
+
 #include "orxmonitoring2d/dds_entities_distribution_support.h"
 #include "src/entities/EntitiesHelper.h"
 #include "tests/helpers/FailingHeap.hpp"
@@ -290,6 +293,60 @@ TEST_F(LibraryEntitiesTest, AFailedAllocationInNewLeavesNothing) {
         ASSERT_EQ(ORXOsapiHeap_getLiveBufferCount(), buffers) << "allocation " << n << "\n" << log.text();
     }
     EXPECT_TRUE(hasFailedLast);
+}
+
+// With QoS of the user's that hold texts, so that their copies need memory.
+TEST_F(LibraryEntitiesTest, AFailedAllocationNamesWhatCouldNotBeMade) {
+    make();
+    drop();
+    FailingHeap heap;
+    std::set<std::string> reasons;
+    const auto walk = [&] {
+        bool hasFailed = true;
+        for (uint64_t n = 1; hasFailed && n < 2000; ++n) {
+            heap.failAt(n);
+            make();
+            hasFailed = heap.hasFailed();
+            heap.failNoMore();
+            if (entities != nullptr)
+                drop();
+        }
+        EXPECT_FALSE(hasFailed);
+        for (const auto& line : log.lines())
+            reasons.insert(line.identifier + " " + line.subject);
+        log.clear();
+    };
+    walk();
+    DDS_DomainParticipantQos participantQos{};
+    DDS_DomainParticipantQos_initialize(&participantQos);
+    participantQos.discovery_config.enabled_builtin_channels = DDS_DISCOVERYCONFIG_SERVICE_REQUEST_CHANNEL;
+    DDS_String_replace(&participantQos.participant_name.name, "mine");
+    DDS_PublisherQos publisherQos{};
+    DDS_PublisherQos_initialize(&publisherQos);
+    DDS_StringSeq_ensure_length(&publisherQos.partition.name, 1, 1);
+    DDS_String_replace(DDS_StringSeq_get_reference(&publisherQos.partition.name, 0), "part");
+    DDS_DataWriterQos writerQos{};
+    DDS_DataWriterQos_initialize(&writerQos);
+    DDS_String_replace(&writerQos.publication_name.name, "mine");
+    DDS_StringSeq_ensure_length(&property.collector_initial_peers, 1, 1);
+    DDS_String_replace(DDS_StringSeq_get_reference(&property.collector_initial_peers, 0), "10.0.0.1");
+    property.participant_qos = &participantQos;
+    property.publisher_qos = &publisherQos;
+    property.event.writer_qos = &writerQos;
+    walk();
+    property.participant_qos = nullptr;
+    property.publisher_qos = nullptr;
+    property.event.writer_qos = nullptr;
+    DDS_DataWriterQos_finalize(&writerQos);
+    DDS_PublisherQos_finalize(&publisherQos);
+    DDS_DomainParticipantQos_finalize(&participantQos);
+    for (const char* reason :
+        {"FAILED_TO_COPY Monitoring event DDS_DomainParticipantQos", "FAILED_TO_COPY collector_initial_peers",
+            "FAILED_TO_CREATE Monitoring Participant", "FAILED_TO_COPY Monitoring Publisher QoS",
+            "FAILED_TO_GET Monitoring DCPSEventStatusMonitoring DataWriter QoS",
+            "FAILED_TO_CREATE Monitoring publisher entities for DCPSLoggingStatusMonitoring",
+            "FAILED_TO_INITIALIZE Monitoring Writer Entities", "FAILED_TO_INITIALIZE Monitoring entities"})
+        EXPECT_TRUE(reasons.contains(reason)) << reason;
 }
 
 TEST_F(LibraryEntitiesTest, ANewThatFindsNoMemoryAtAllNamesTheStructure) {

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string>
+
 #include "tests/helpers/FailingHeap.hpp"
 #include "tests/helpers/LogCapture.hpp"
 #include "tests/helpers/OpaqueTree.hpp"
@@ -388,6 +391,7 @@ TEST_F(PathMatcher, AppendsUpToTheLimitOfASequence) {
 
 TEST_F(PathMatcher, EveryAllocationMayFail) {
     const auto accessor = OpaqueTree::accessor();
+    std::set<std::string> reasons;
     for (const char* expression :
         {"//T", "/applications/*/domain_participants/*/topics/*", "//topics/*", "//*/*//*/*"}) {
         bool isDone = false;
@@ -402,11 +406,42 @@ TEST_F(PathMatcher, EveryAllocationMayFail) {
                              &matches.sequence, expression, &accessor, app->opaque()) != 0;
                 EXPECT_EQ(isDone, !heap.hasFailed()) << expression << " at " << n;
                 EXPECT_EQ(isDone, log.lines().empty());
+                for (const auto& line : log.lines())
+                    reasons.insert(line.identifier + " " + line.subject);
             }
             EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), live);
         }
         EXPECT_TRUE(isDone);
     }
+    for (const char* reason : {"FAILED_TO_SET root resource sequence length to 1",
+             "FAILED_TO_ALLOCATE ORX_MonitoringResourceTokenizer", "FAILED_TO_FIND resource by name or GUID",
+             "FAILED_TO_ADD opaque resource to sequence", "FAILED_TO_GET matching resources"})
+        EXPECT_TRUE(reasons.contains(reason)) << reason;
+}
+
+// A copy of the roots is what an expression about all applications gives.
+TEST_F(PathMatcher, EveryAllocationOfAnApplicationsMatchMayFail) {
+    const auto accessor = OpaqueTree::accessor();
+    std::set<std::string> reasons;
+    for (const char* expression : {"//topics/T", "/applications/*/topics/T"}) {
+        bool isDone = false;
+        for (uint64_t n = 1; !isDone && n < 100; ++n) {
+            FailingHeap heap;
+            LogCapture log;
+            heap.failAt(n, 1000);
+            int isMatching = -1;
+            isDone = ORX_Monitoring_isMatchingApplicationToPathExpression(
+                         &isMatching, expression, &accessor, app->opaque()) != 0;
+            EXPECT_EQ(isDone, !heap.hasFailed()) << expression << " at " << n;
+            EXPECT_EQ(isMatching, isDone ? 1 : 0);
+            for (const auto& line : log.lines())
+                reasons.insert(line.identifier + " " + line.subject);
+        }
+        EXPECT_TRUE(isDone);
+    }
+    for (const char* reason : {"FAILED_TO_CREATE ORX_MonitoringResourceTokenizer",
+             "FAILED_TO_COPY root resource sequence", "FAILED_TO_GET matching applications"})
+        EXPECT_TRUE(reasons.contains(reason)) << reason;
 }
 
 TEST_F(PathMatcher, NullIsAPrecondition) {
