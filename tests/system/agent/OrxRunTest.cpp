@@ -92,10 +92,56 @@ TEST(OrxRun, TellsThatAProgramCannotBeRun) {
 TEST(OrxRun, ExplainsItself) {
     const Outcome help = orxRun({"--help"});
     EXPECT_EQ(help.exitCode, 0);
-    for (const char* text : {"--domain N  [ORX_AGENT_DOMAIN]", "--app-name NAME", "--peers LIST",
-             "--select SELECTION", "--verbosity LEVEL", "--off", "default 2", "127"})
+    for (const char* text : {"--off  [ORX_AGENT_OFF]", "126", "127"})
         EXPECT_NE(help.output.find(text), std::string::npos) << text;
     EXPECT_EQ(orxRun({"--version"}).exitCode, 0);
+}
+
+// The lines of the help that tell an option, up to the next option.
+std::string helpOf(const std::string& help, const std::string& option) {
+    const size_t begin = help.find("\n  --" + option + " ");
+    return begin == std::string::npos ? "" : help.substr(begin, help.find("\n  --", begin + 1) - begin);
+}
+
+TEST(OrxRun, ExplainsEveryOptionWithVariableUnitAndDefault) {
+    const std::string help = orxRun({"--help"}).output;
+    const struct {
+        const char* option;
+        const char* argument;
+        const char* variable;
+        const char* unit;
+        const char* standard;
+    } options[] = {
+        {"domain", "N", "DOMAIN", "0 to 230", "(default 2)"},
+        {"app-name", "NAME", "APP_NAME", "1 to 255 bytes", "(default:"},
+        {"peers", "LIST", "PEERS", "addresses", "(default: none)"},
+        {"select", "SELECTION", "SELECT", "EXPRESSION=PATTERN", "Default:"},
+        {"polling-period", "SECONDS", "POLLING_PERIOD", "0.01 to 86400 s", "(default 5)"},
+        {"event-period", "SECONDS", "EVENT_PERIOD", "0 to 3600 s", "(default 0.1)"},
+        {"logging-period", "SECONDS", "LOGGING_PERIOD", "0.001 to 3600 s", "(default 0.1)"},
+        {"snapshot-delay", "SECONDS", "SNAPSHOT_DELAY", " s (default", "(default 1)"},
+        {"event-queues", "N", "EVENT_QUEUES", "1 to 64", "(default 5)"},
+        {"logging-queues", "N", "LOGGING_QUEUES", "1 to 64", "(default 5)"},
+        {"event-queue-size", "BYTES", "EVENT_QUEUE_SIZE", "bytes", "(default 10240)"},
+        {"logging-queue-size", "BYTES", "LOGGING_QUEUE_SIZE", "BYTES", "(default 10240)"},
+        {"log-history", "N", "LOG_HISTORY", "log messages", "(default 128)"},
+        {"logs-per-update", "N", "LOGS_PER_UPDATE", "log messages", "(default 512)"},
+        {"forward", "LEVELS", "FORWARD", "informational, debug", "(default warning)"},
+        {"collect", "LEVELS", "COLLECT", "--forward", "(default warning)"},
+        {"verbosity", "LEVEL", "VERBOSITY", "silent, error, warning, info", "(default warning)"},
+        {"library", "FILE", "LIBRARY", "library", "(default: liborxmonitoring2d.so.0"},
+    };
+    for (const auto& each : options) {
+        const std::string text = helpOf(help, each.option);
+        EXPECT_EQ(text.find(std::string("\n  --") + each.option + " " + each.argument + "  [ORX_AGENT_" +
+                            each.variable + "]\n"),
+            0u)
+            << each.option;
+        EXPECT_NE(text.find(each.unit), std::string::npos) << text;
+        EXPECT_NE(text.find(each.standard), std::string::npos) << text;
+    }
+    constexpr size_t others = 3; // --off, --help and --version
+    EXPECT_EQ(linesWith(help, {"  --"}).size(), std::size(options) + others) << "an option that is not here";
 }
 
 TEST(OrxRun, SetsVariablesOfTheSameMeaning) {

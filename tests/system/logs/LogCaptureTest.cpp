@@ -110,7 +110,7 @@ TEST(Syslog, CallsBecomeMessagesAndStayCalls) {
     EXPECT_EQ(with.errors, without.errors) << "what libc writes";
     const std::vector<std::string> expected = {"log 1 4 user a warning of 5 words",
         "log 1 3 - without a facility", "log 1 2 local3 local", "log 1 1 authpriv private",
-        "log 1 3 user a list of text and 1.5", "log 1 3 user checked call",
+        "log 1 3 user a list of text and 1.5", "log 1 3 user checked call", "log 1 3 user checked list of 3",
         "log 1 3 user because: No such file or directory", "log 1 3 user not masked",
         "log 1 3 user ten bytes", "log 1 3 user after closelog"};
     for (const std::string& line : expected)

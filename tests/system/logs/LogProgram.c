@@ -233,6 +233,14 @@ __attribute__((noinline)) static void logList(int priority, const char* format, 
 }
 
 void __syslog_chk(int priority, int flag, const char* format, ...);
+void __vsyslog_chk(int priority, int flag, const char* format, va_list arguments);
+
+__attribute__((noinline)) static void logCheckedList(int priority, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    __vsyslog_chk(priority, 1, format, arguments);
+    va_end(arguments);
+}
 
 static void logMessages(void) {
     /* What libc does shows on standard error. */
@@ -245,6 +253,7 @@ static void logMessages(void) {
     syslog(LOG_AUTHPRIV | LOG_ALERT, "private");
     logList(LOG_USER | LOG_ERR, "a list of %s and %.1f", "text", 1.5);
     __syslog_chk(LOG_USER | LOG_ERR, 1, "checked %s", "call");
+    logCheckedList(LOG_USER | LOG_ERR, "checked %s of %d", "list", 3);
     errno = ENOENT;
     const char* volatile because = "because: %m"; /* no format of ISO C */
     syslog(LOG_USER | LOG_ERR, because);
