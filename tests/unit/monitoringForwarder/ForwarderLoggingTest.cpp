@@ -70,7 +70,7 @@ TEST_F(LoggingSettings, WithoutMemoryNothingChanges) {
     EXPECT_TRUE(set(middleware, 7, true));
 }
 
-class LoggingLevelChange : public testing::Test {
+class LoggingLevelChange : public testing::TestWithParam<EngineKind> {
 protected:
     LoggingLevelChange() {
         DDS_Monitoring_LoggingGroupSeq_initialize(&groups);
@@ -81,6 +81,7 @@ protected:
         ASSERT_TRUE(made);
         application.enableAll();
         ASSERT_TRUE(eventually([&] { return forwarder.knowsParticipant(application); }));
+        ASSERT_TRUE(eventually([&] { return isReadByForwarder(); }));
         // Nobody else answers requests of this application: it is played.
         for (uint8_t i = 1; i <= 2; ++i) {
             application.announce(i, i == 1 ? "one" : "two");
@@ -90,6 +91,19 @@ protected:
             application.write(event);
             ASSERT_TRUE(eventually([&] { return forwardingOf(i) == 1; }));
         }
+    }
+    // By the one that there is now: what the writer knows of an earlier one does not count.
+    bool isReadByForwarder() {
+        const DDS_InstanceHandle_t reader =
+            DDS_Entity_get_instance_handle(DDS_DataReader_as_entity(forwarder.entities().builtinEventReader));
+        DDS_InstanceHandleSeq handles{};
+        DDS_DataWriter_get_matched_subscriptions(application.entities->eventWriter, &handles);
+        bool isFound = false;
+        for (DDS_Long i = 0; i < DDS_InstanceHandleSeq_get_length(&handles); ++i)
+            isFound = isFound ||
+                      DDS_InstanceHandle_equals(DDS_InstanceHandleSeq_get_reference(&handles, i), &reader);
+        DDS_InstanceHandleSeq_finalize(&handles);
+        return isFound;
     }
     DDS_Long forwardingOf(uint8_t number) {
         ORX_MonitoringForwarder_lock_application_registry(forwarder.self);
@@ -130,7 +144,7 @@ protected:
         return text;
     }
 
-    TestEngine engine{EngineKind::loopback};
+    TestEngine engine{GetParam()};
     LogCapture log;
     Forwarder forwarder{engine.domain};
     FakeApplication application{engine.domain};
@@ -138,7 +152,13 @@ protected:
     bool made = false;
 };
 
-TEST_F(LoggingLevelChange, ReachesTheApplicationsThatAGroupNames) {
+INSTANTIATE_TEST_SUITE_P(
+    Engines, LoggingLevelChange, testing::Values(EngineKind::loopback, EngineKind::cyclone), engineName);
+// Over one engine, whose threads allocate nothing meanwhile.
+class LoggingLevelMemory : public LoggingLevelChange {};
+INSTANTIATE_TEST_SUITE_P(Engine, LoggingLevelMemory, testing::Values(EngineKind::loopback), engineName);
+
+TEST_P(LoggingLevelChange, ReachesTheApplicationsThatAGroupNames) {
     addGroup("/applications/*", user, 31);
     addGroup(("/applications/" + guidText(2)).c_str(), middleware, 63);
     EXPECT_TRUE(apply(true));
@@ -153,7 +173,7 @@ TEST_F(LoggingLevelChange, ReachesTheApplicationsThatAGroupNames) {
     EXPECT_TRUE(log.lines().empty()) << log.text();
 }
 
-TEST_F(LoggingLevelChange, ASelectorThatCannotBeReadIsReported) {
+TEST_P(LoggingLevelChange, ASelectorThatCannotBeReadIsReported) {
     std::string tooDeep = "/applications";
     for (int i = 0; i < 400; ++i)
         tooDeep += "/a";
@@ -163,7 +183,7 @@ TEST_F(LoggingLevelChange, ASelectorThatCannotBeReadIsReported) {
     EXPECT_EQ(settingsOf(1, true), "1=0");
 }
 
-TEST_F(LoggingLevelChange, WithoutMemoryAnApplicationKeepsItsConfigurationOrHasTheNewOne) {
+TEST_P(LoggingLevelMemory, WithoutMemoryAnApplicationKeepsItsConfigurationOrHasTheNewOne) {
     addGroup("/applications/*", middleware, 7);
     bool failed = true;
     for (uint64_t n = 1; failed; ++n) {
@@ -183,7 +203,7 @@ TEST_F(LoggingLevelChange, WithoutMemoryAnApplicationKeepsItsConfigurationOrHasT
 }
 
 // Nobody answers: the command fails, and the registry keeps what it has.
-TEST_F(LoggingLevelChange, AFailedCommandChangesNothing) {
+TEST_P(LoggingLevelChange, AFailedCommandChangesNothing) {
     forwarder.drop();
     forwarder.property.command_manager_timeout = {0, 1};
     ASSERT_TRUE(forwarder.make());
@@ -205,7 +225,7 @@ TEST_F(LoggingLevelChange, AFailedCommandChangesNothing) {
     DDS_Monitoring_MonitoringCommandError_finalize(&exception);
 }
 
-TEST_F(LoggingLevelChange, WithoutAnExceptionACommandDoesNothing) {
+TEST_P(LoggingLevelChange, WithoutAnExceptionACommandDoesNothing) {
     addGroup("/applications/*", user, 31);
     DDS_Monitoring_MetricSelectorSequence metrics{};
     DDS_Monitoring_ResourcePathExpressionSequence expressions{};
