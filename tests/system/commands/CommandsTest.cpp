@@ -203,12 +203,17 @@ TEST(CommandsToDdsperf, SelectedMetricsAreSentAloneAlsoOfWhatIsCreatedLater) {
     const auto since = [&](const Command& parts) {
         return linesWith(tail.output().substr(tail.output().find(selection)), parts).size();
     };
-    // What the pass at hand had gathered before may come a little later.
-    tail.awaitUntil([&] { return since(data) >= 2; });
-    const size_t others = since({"[periodic]"}) - since(data);
-    tail.awaitUntil([&] { return since(data) >= 12; });
-    EXPECT_EQ(since({"[periodic]"}) - since(data), others) << tail.output();
-    EXPECT_EQ(since({"/data_writers/DDSPerfCPUStats_", "[periodic]"}), 0u) << tail.output();
+    // What the passes at hand had gathered before comes a little later, and then no more.
+    bool isAlone = false;
+    for (int i = 0; i < 5 && !isAlone && !HasFailure(); ++i) {
+        const size_t others = since({"[periodic]"}) - since(data);
+        const size_t before = since(data);
+        tail.awaitUntil([&] { return since(data) >= before + 10; });
+        isAlone = since({"[periodic]"}) - since(data) == others;
+    }
+    EXPECT_TRUE(isAlone) << tail.output();
+    const Command statistics{"/data_writers/DDSPerfCPUStats_", "[periodic]"};
+    const size_t ofStatistics = since(statistics);
 
     // Another ddsperf has this one make writers of answers.
     const Process pinger({"ddsperf", "-i", domain, "ping", "10Hz"}, loopbackOnly());
@@ -222,7 +227,7 @@ TEST(CommandsToDdsperf, SelectedMetricsAreSentAloneAlsoOfWhatIsCreatedLater) {
         monitoring, {"update_metric_subscription_state",
                         "//data_writers/DDSPerfCPUStats_*=dds_data_writer_protocol_pushed_samples_total"});
     tail.await({perfRoot, "/data_writers/DDSPerfCPUStats_", "  selection  metrics=1"});
-    tail.awaitUntil([&] { return since({"/data_writers/DDSPerfCPUStats_", "[periodic]"}) > 0; });
+    tail.awaitUntil([&] { return since(statistics) > ofStatistics; });
 }
 
 TEST(CommandsToDdsperf, ARegistryRequestSendsTheSnapshot) {

@@ -1,5 +1,9 @@
 // Many processes command one application at once: each of their commands has its one reply, every reply is
 // unregistered, and the application's memory is level.
+//
+// What is made once is made in the first round, but for the peaks of a machine that lets one process run
+// ahead of the others: they may come later, and only once. What every command leaves behind shows in every
+// round.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -13,7 +17,10 @@
 namespace {
 
 constexpr int senders = 8;
-constexpr int commandsOfEach = 200;
+constexpr int commandsFirst = 50;
+constexpr int commandsOfARound = 150;
+constexpr int roundsAtMost = 4;
+constexpr long noiseKb = 1536;
 
 // Resident memory in kB.
 long residentOf(pid_t process) {
@@ -44,14 +51,19 @@ TEST(ManySenders, EveryCommandGetsItsOneReply) {
     // Runs the program itself: what is measured is its process.
     Application application(monitoring, testDomainText(2), "first");
     application.command("participant alpha");
-    sendFromAll(monitoring, commandsOfEach / 4); // what is made once is made now
-    const long before = residentOf(application.id());
-    sendFromAll(monitoring, commandsOfEach);
-    const long after = residentOf(application.id());
-    EXPECT_GT(before, 0);
-    if (!isSanitized()) {
-        EXPECT_LT(after, before + 2048) << "kB, after " << senders * commandsOfEach << " commands";
+    sendFromAll(monitoring, commandsFirst);
+    long before = 0;
+    long after = residentOf(application.id());
+    EXPECT_GT(after, 0);
+    bool isLevel = false;
+    for (int round = 0; round < roundsAtMost && !isLevel && !HasFailure(); ++round) {
+        before = after;
+        sendFromAll(monitoring, commandsOfARound);
+        after = residentOf(application.id());
+        isLevel = isSanitized() || after < before + noiseKb;
     }
+    EXPECT_TRUE(isLevel) << "from " << before << " to " << after << " kB in " << senders * commandsOfARound
+                         << " commands";
     RecordProperty("resident_before_kb", static_cast<int>(before));
     RecordProperty("resident_after_kb", static_cast<int>(after));
     EXPECT_EQ(application.waitFromNow().exitCode, 0) << application.errors();
