@@ -130,8 +130,7 @@ TEST(Tail, ReportsAndSkipsWhatIsNoEvent) {
         return count;
     };
     // What was told later may be shown first: they come from several writers.
-    for (int i = 0; i < 100 && reported() < 24; ++i)
-        tail.waitForLine({"no such line"}, 0.1);
+    tail.awaitUntil([&] { return reported() >= 24; });
     EXPECT_EQ(reported(), 24) << tail.output();
     EXPECT_EQ(linesWith(tail.output(), {"/?"}).size(), 0u) << "nothing of them is shown as an event";
     tail.signal(SIGINT);
@@ -206,10 +205,10 @@ TEST(Tail, ShowsPeriodicValuesThatChanged) {
     EXPECT_EQ(linesWith(tail.output(), {"sample_count=1001"}).size(), 1u) << tail.output();
     EXPECT_EQ(linesWith(tail.output(), {"status_cache", "sample_count_peak"}).size(), 0u)
         << "which was zero all the time";
-    for (int i = 0; i < 100 && linesWith(all.output(), {"sample_count=1002"}).size() < 2; ++i) {
+    all.awaitUntil([&] {
         writer.command("periodic 5 1002");
-        all.waitForLine({"no such line"}, 0.1);
-    }
+        return linesWith(all.output(), {"sample_count=1002"}).size() >= 2;
+    });
     EXPECT_GE(linesWith(all.output(), {"sample_count=1002", "sample_count_peak=0", "[periodic]"}).size(), 2u)
         << all.output();
 }
