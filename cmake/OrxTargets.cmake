@@ -33,14 +33,26 @@ function(orx_room_sources target)
   target_sources(${target} PRIVATE ${sources})
 endfunction()
 
-# orx_add_test(NAME SOURCES... [LIBS ...] [LABELS ...] [TIMEOUT seconds] [NO_MAIN]): one GoogleTest program.
+# orx_add_test(NAME SOURCES... [LIBS ...] [LABELS ...] [TIMEOUT seconds] [SLOTS count] [SECONDS count] [NO_MAIN]): one
+# GoogleTest program. Of the machine's eight SLOTS so many are its own while it runs: half of them unless told; a
+# program that waits nearly all of its time needs few. Those that take the most SECONDS start first.
 function(orx_add_test name)
   if(NOT ORX_BUILD_TESTS)
     return()
   endif()
-  cmake_parse_arguments(arg "NO_MAIN" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
+  cmake_parse_arguments(arg "NO_MAIN" "TIMEOUT;SLOTS;SECONDS" "SOURCES;LIBS;LABELS" ${ARGN})
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300)
+  endif()
+  if(NOT arg_SLOTS)
+    set(arg_SLOTS 4)
+  endif()
+  # What only waits otherwise is at work for longer under a sanitizer.
+  if(ORX_SANITIZE AND arg_SLOTS EQUAL 2)
+    set(arg_SLOTS 3)
+  endif()
+  if(NOT arg_SECONDS)
+    set(arg_SECONDS 1)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
@@ -51,7 +63,7 @@ function(orx_add_test name)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES
-    LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT}
+    LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT} PROCESSORS ${arg_SLOTS} COST ${arg_SECONDS}
     ENVIRONMENT "ASAN_OPTIONS=detect_stack_use_after_return=1;TSAN_OPTIONS=halt_on_error=1:suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:use_poisoned=1;UBSAN_OPTIONS=print_stacktrace=1")
 endfunction()
 
