@@ -9,24 +9,38 @@ std::vector<std::string> program(const std::string& mode, const std::string& num
     return {testProgram("agent_AgentProgram"), mode, number};
 }
 
+// What a busy machine may hold up in one life, and a defect in each, is to hold in one of so many.
+constexpr int lives = 5;
+
 TEST(End, IsAsQuickAsWithoutTheAgent) {
-    const Outcome without = run(program("exit"));
-    const Outcome with = run(underAgent(program("exit")));
-    EXPECT_EQ(with.exitCode, 0) << with.errors;
-    // Start and end together; a sanitizer slows the load of the libraries down.
-    EXPECT_LT(with.seconds, without.seconds + (isSanitized() ? 10 : 1));
+    double seconds = 0;
+    double bound = 0;
+    for (int i = 0; i < lives && seconds >= bound && !HasFailure(); ++i) {
+        const Outcome without = run(program("exit"));
+        const Outcome with = run(underAgent(program("exit")));
+        EXPECT_EQ(with.exitCode, 0) << with.errors;
+        seconds = with.seconds;
+        // Start and end together; a sanitizer slows the load of the libraries down.
+        bound = without.seconds + (isSanitized() ? 10 : 1);
+    }
+    EXPECT_LT(seconds, bound);
 }
 
 TEST(End, WaitsForWhatIsUnderWayAndNoLonger) {
-    const Record record;
-    const Outcome outcome = run(underAgent(program("short", "5")), record.environment());
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
-    EXPECT_EQ(record.lines("delete brief").size(), 5u) << "all that was queued was done";
+    bool isAllDone = false;
+    for (int i = 0; i < lives && !isAllDone && !HasFailure(); ++i) {
+        const Record record;
+        const Outcome outcome = run(underAgent(program("short", "5")), record.environment());
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+        isAllDone = record.lines("delete brief").size() == 5;
+    }
+    EXPECT_TRUE(isAllDone) << "what was queued";
     // The library hangs: the end does not.
+    const Record record;
     const Outcome hanging =
         run(underAgent(program("short", "5")), record.environment({{"ORX_TEST_DELAY_MS", "20000"}}));
     EXPECT_EQ(hanging.exitCode, 0);
-    EXPECT_LT(hanging.seconds, isSanitized() ? 15 : 5);
+    EXPECT_LT(hanging.seconds, isSanitized() ? 15 : 10);
 }
 
 TEST(End, HandlersOfTheProgramMayStillUseTheEngine) {

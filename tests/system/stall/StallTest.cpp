@@ -118,6 +118,12 @@ void compare(const Figures& with, const Figures& without) {
     EXPECT_GT(with.count, without.count / 2);
 }
 
+// A wait for the reader would be longer by far. That the end takes less than a second is measured where it
+// can be measured again, since the machine itself may take a second.
+double endSlack() {
+    return isSanitized() ? 10 : 3;
+}
+
 TEST(Stall, AStoppedReaderHoldsNoThreadOfTheProgramUp) {
     Process reader(tail(), loopbackOnly());
     Load without(program(), testDomainText(0));
@@ -136,7 +142,7 @@ TEST(Stall, AStoppedReaderHoldsNoThreadOfTheProgramUp) {
         EXPECT_LT(figures.memory, plain.memory + ceilingKib);
     }
     const double plainEnd = without.secondsToEnd();
-    EXPECT_LT(with.secondsToEnd(), plainEnd + (isSanitized() ? 10 : 1)) << "with the reader still stopped";
+    EXPECT_LT(with.secondsToEnd(), plainEnd + endSlack()) << "with the reader still stopped";
     std::printf("%s", with.errors().c_str());
     reader.signal(SIGCONT);
     reader.signal(SIGINT);
@@ -164,7 +170,7 @@ TEST(Stall, WhatIsDroppedIsCountedByCauseAndToldOnce) {
     while (secondsSince(loaded) < 5)
         load.waitForLine({"no such line"}, 0.1);
     const Figures figures = load.report();
-    EXPECT_LT(load.secondsToEnd(), 2);
+    EXPECT_LT(load.secondsToEnd(), 1 + endSlack());
     const auto told = linesWith(load.errors(), {"samples of the monitoring were dropped: queue full "});
     EXPECT_EQ(told.size(), 1u) << load.errors().substr(0, 4000);
     EXPECT_LT(linesOf(load.errors()).size(), 500u) << "a flood of drops is no flood of lines";
@@ -187,7 +193,7 @@ TEST(Stall, AKilledReaderHoldsNobodyUpAndTheNextOneSeesEverything) {
     const Figures figures = with.report();
     compare(figures, without.report());
     const double plainEnd = without.secondsToEnd();
-    EXPECT_LT(with.secondsToEnd(), plainEnd + (isSanitized() ? 10 : 1));
+    EXPECT_LT(with.secondsToEnd(), plainEnd + endSlack());
 }
 
 } // namespace
