@@ -79,6 +79,13 @@ protected:
         DDS_DataWriter_get_countersI(world.dispatcher().writer, &counters);
         return counters.written + counters.queued;
     }
+    // A line whose subject begins so: what follows differs from run to run.
+    bool isLogged(std::string_view subject, std::string_view identifier) const {
+        const auto lines = log.lines();
+        return std::any_of(lines.begin(), lines.end(), [&](const LogCapture::Line& line) {
+            return line.subject.starts_with(subject) && line.identifier == identifier;
+        });
+    }
     int pending() { return REDAInlineList_getSize(&world.dispatcher().pendingCommandList); }
 
     LogCapture log;

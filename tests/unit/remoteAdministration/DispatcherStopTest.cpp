@@ -85,6 +85,10 @@ TEST_P(DispatcherStop, AStopEndsTheWaitForTheLibraryAtTheNextAttempt) {
         EXPECT_TRUE(prefinalize()) << log.text();
         EXPECT_EQ(pending(), 1);
         EXPECT_EQ(sent(), 0U);
+        EXPECT_EQ(isLogged("The monitoring library is not enabled while processing command with hash ",
+                      "FAILED_TO_LOCK"),
+            isServed)
+            << log.text();
         Library::unlockLibrary();
     }
     EXPECT_TRUE(world.stop());

@@ -150,6 +150,11 @@ TEST_F(Dispatcher, AnErrorWithoutReplySendsNothing) {
     ASSERT_TRUE(world.settle());
     EXPECT_EQ(world.sender->replies(inSelection), 0U);
     EXPECT_EQ(world.sender->replies(inProcessing), 0U);
+    const std::string hash = std::to_string(operation::request_resource_registry);
+    EXPECT_TRUE(
+        isLogged("Monitoring Resources for command with hash " + hash + " and UUID: (0x", "FAILED_TO_GET"))
+        << log.text();
+    EXPECT_TRUE(isLogged("Command with hash " + hash + " and UUID: (0x", "FAILED_TO_PROCESS")) << log.text();
 }
 
 TEST_F(Dispatcher, AnErrorWithReplySendsIt) {
@@ -253,6 +258,26 @@ TEST_F(Dispatcher, UnlockingStopsAtNothingAndLockingUndoesItself) {
     EXPECT_EQ(participant->lockCounter, 0U);
     EXPECT_EQ(topic->lockCounter, 0U);
     ORX_MonitoringResourcePtrSeq_finalize(&resources);
+}
+
+TEST_F(Dispatcher, APinThatCannotBeGivenBackEndsTheCommandWithoutAReply) {
+    ASSERT_TRUE(world.start());
+    auto* topic = world.library.topic("t", world.library.participant("p"));
+    script.select = [&](ORX_MonitoringResourcePtrSeq* resources, auto*) {
+        ORX_MonitoringResourcePtrSeq_ensure_length(resources, 1, 1);
+        *ORX_MonitoringResourcePtrSeq_get_reference(resources, 0) = topic;
+        return ORX_MONITORING_COMMAND_DISPATCHER_RETURN_OK;
+    };
+    script.process = [](ORX_MonitoringResourcePtrSeq* resources, auto*) {
+        *ORX_MonitoringResourcePtrSeq_get_reference(resources, 0) = nullptr; // lost on the way
+        return ORX_MONITORING_COMMAND_DISPATCHER_RETURN_OK;
+    };
+    const DDS_GUID_t uuid = deliverScript();
+    EXPECT_TRUE(world.settle()) << "the next command is served";
+    EXPECT_EQ(world.sender->replies(uuid), 0U);
+    EXPECT_TRUE(log.has("Monitoring Resource at index 0", "FAILED_TO_UNLOCK")) << log.text();
+    EXPECT_TRUE(log.has("Monitoring Resources", "FAILED_TO_UNLOCK")) << log.text();
+    EXPECT_TRUE(ORX_MonitoringResource_unlock(topic, ORX_MONITORING_RESOURCE_LOCK_THREAD_DISPATCHER, 0));
 }
 
 // ---- Birth ----

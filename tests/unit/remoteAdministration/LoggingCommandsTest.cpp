@@ -56,8 +56,46 @@ TEST_F(LoggingCommands, TheLaterOfTwoMatchingGroupsWins) {
 TEST_F(LoggingCommands, AGroupThatDoesNotMatchIsNotLookedAt) {
     EXPECT_EQ(world.ask(SetCollection({{"/applications/other", {{99, debug}}}, {"//*", {{22, warning}}}})),
         answer(operation::set_logging_collection_level, success));
+    ORX_MonitoringLog_setBitmaps(~0U, 0xF);
     EXPECT_EQ(world.ask(SetCollection({{"/applications/other", {{99, debug}}}})),
         answer(operation::set_logging_collection_level, nothingFound));
+    ORX_MonitoringLog_setBitmaps(~0U, 0x7);
+    EXPECT_TRUE(
+        log.has("Application_selector '/applications/other' does not match application '/applications/app'",
+            "PROCESSING"))
+        << log.text();
+}
+
+TEST_F(LoggingCommands, ACollectionLevelThatCannotBeToldIsAFailureAndStaysInForce) {
+    ASSERT_TRUE(world.ask(SetCollection({{"//*", {{22, warning}}}})));
+    world.library.table->pushEventMetricFunction = [](ORX_MonitoringClass*, void*, ORX_MonitoringResource*,
+                                                       DDS_UnsignedLong) { return DDS_BOOLEAN_FALSE; };
+    EXPECT_EQ(world.ask(SetCollection({{"//*", {{22, notice}}}})),
+        answer(operation::set_logging_collection_level, failure,
+            "Failed to send the metric update after changing the logging collection level"));
+    EXPECT_TRUE(log.has("Logging metric update", "FAILED_TO_PUSH")) << log.text();
+    EXPECT_EQ(collectionOf(ZDDS_CONFIG_LOG_FACILITY_SERVICE), 63U);
+    ASSERT_TRUE(world.ask(SetCollection({{"//*", {{22, warning}}}})));
+}
+
+TEST_F(LoggingCommands, WithoutALoggingCollectorThereIsNoForwardingLevel) {
+    ORX_MonitoringClassImpl library{};
+    ORX_MonitoringCommandDispatcher dispatcher{};
+    dispatcher.monitoringClass = &library.parent;
+    ORX_MonitoringResourcePtrSeq resources{};
+    ORX_MonitoringResourcePtrSeq_ensure_length(&resources, 1, 1);
+    *ORX_MonitoringResourcePtrSeq_get_reference(&resources, 0) = world.library.table->rootResource;
+    DDS_Monitoring_MonitoringService_Reply reply{};
+    DDS_Monitoring_MonitoringService_Reply_initialize(&reply);
+    SetForwarding forwarding({{"//*", {}}});
+    EXPECT_EQ(ORX_MonitoringCommandDispatcher_processSetLoggingForwardingLevel(
+                  &dispatcher, &reply, &resources, &forwarding.request),
+        ORX_MONITORING_COMMAND_DISPATCHER_RETURN_ERROR_WITH_REPLY);
+    const auto& error = reply.data._u.set_logging_forwarding_level._u.monitoringcommanderror_ex;
+    EXPECT_EQ(error.ret_code, DDS_MONITORING_COMMAND_INTERNAL_ERROR);
+    EXPECT_STREQ(error.error_message, "Failed to get the Monitoring Library logging configuration");
+    DDS_Monitoring_MonitoringService_Reply_finalize(&reply);
+    ORX_MonitoringResourcePtrSeq_finalize(&resources);
 }
 
 TEST_F(LoggingCommands, AnUnknownFacilityChangesNoLevel) {

@@ -151,6 +151,23 @@ TEST_F(Processing, ASetReplacesWhatWasStoredForItsExpression) {
     EXPECT_THAT(metricsOf(world.library.topic("later", participant)), ElementsAre(total));
 }
 
+TEST_F(Processing, AStoreThatIsFullFailsTheCommandWhenItsResourcesAreChanged) {
+    std::vector<Selector> selectors;
+    for (int i = 0; i < 1024; ++i)
+        selectors.push_back({"//topics/none" + std::to_string(i), {total}});
+    ASSERT_EQ(
+        world.ask(MetricCommand(operation::update_metric_subscription_state, selectors))->code, success);
+    EXPECT_EQ(world.ask(UpdateMetrics({{"//topics/first", {total}}})),
+        answer(operation::update_metric_subscription_state, failure,
+            "Failed to persist the subscription state"));
+    EXPECT_TRUE(log.has("New configuration on Monitoring library 2.0 configuration.", "FAILED_TO_SET"))
+        << log.text();
+    EXPECT_TRUE(log.has("Update metric subscription command", "FAILED_TO_PROCESS")) << log.text();
+    EXPECT_THAT(metricsOf(first), ElementsAre(total)) << "what was changed is not rolled back";
+    EXPECT_EQ(stored(), 1024);
+    EXPECT_FALSE(isPinned(first));
+}
+
 TEST_F(Processing, TheChangeIsPublishedWithTheNewMetrics) {
     EventReader reader{Library::domain};
     EventSamples samples;
