@@ -52,7 +52,8 @@ void ORX_MonitoringResource_getSupportedFeatures(
     const ORX_MonitoringResource* self, ORX_MonitoringResourceSupportedFeatures* suppFeatures) {
     ORX_LEAVE_IF(self == ORX_NULL);
     ORX_LEAVE_IF(suppFeatures == ORX_NULL);
-    *suppFeatures = {};
+    // All of the union, and not only its first member.
+    std::memset(suppFeatures, 0, sizeof *suppFeatures);
     suppFeatures->classId = self->base.class_id;
     if (suppFeatures->classId == ORX_MONITORING_APPLICATION_CLASS_ID) {
         suppFeatures->Features.application.memInfo = 1;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "src/dataModel/MetricCatalogue.h"
@@ -26,6 +27,7 @@ ORX_MonitoringResourceSupportedFeatures featuresOf(
     resource.base.class_id = classId;
     resource.userResource = userResource;
     ORX_MonitoringResourceSupportedFeatures features;
+    std::memset(&features, 0x5A, sizeof features); // whatever the caller's stack held
     ORX_MonitoringResource_getSupportedFeatures(&resource, &features);
     EXPECT_EQ(features.classId, classId);
     return features;
