@@ -102,4 +102,17 @@ TEST(SendOptions, TheCommandLineIsCheckedWhole) {
     EXPECT_EQ(parseLine({"--version"}).exitCode, 0);
 }
 
+TEST(SendOptions, TheHelpTellsExitCodesOperationsAndDefaults) {
+    std::string name = "orx-send", help = "--help";
+    char* argv[] = {name.data(), help.data()};
+    testing::internal::CaptureStdout();
+    (void)send::parseOptions(2, argv);
+    const std::string text = testing::internal::GetCapturedStdout();
+    EXPECT_THAT(text, HasSubstr("Exit codes: 0 done, 2 error, 3 nothing matched, 4 no reply."));
+    for (const send::Operation& operation : send::operations())
+        EXPECT_THAT(text, HasSubstr(operation.name));
+    for (const char* standard : {"232]=2 ", "SECONDS=10 "}) // --domain and --timeout
+        EXPECT_THAT(text, HasSubstr(standard));
+}
+
 } // namespace
