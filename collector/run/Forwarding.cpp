@@ -214,7 +214,7 @@ private:
 // must still find it, so it goes in two steps while somebody is inside: a condition keeps it allocated, with
 // nothing sent any more, until all have left. True when they have.
 bool Forwarding::endCommands(std::unique_lock<std::mutex>& lock) {
-    constexpr auto longest = std::chrono::seconds(1);
+    constexpr auto longest = std::chrono::minutes(1); // the end of the process is bounded elsewhere
     lock.unlock();
     ORXLog_setStderrEnabled(0); // it would tell that it stays
     ORX_MonitoringForwarder_delete(forwarder_);

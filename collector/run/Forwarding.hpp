@@ -27,7 +27,7 @@ public:
 
     bool open(const Options& options, std::string& error);
     // Nothing reads any more: loans and conditions were given back. Commands end and their callers have left,
-    // but one that does not within a second: then what it uses stays allocated.
+    // but one that does not within a minute: then what it uses stays allocated.
     void close();
 
     Intake::Readers readers() const;
