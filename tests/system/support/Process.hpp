@@ -23,7 +23,7 @@ using Environment = std::map<std::string, std::string>;
 using Command = std::vector<std::string>;
 
 // How long a condition may take to come true on a busy machine.
-constexpr double patience = 30;
+constexpr double patience = 60;
 
 class Process {
 public:
