@@ -84,8 +84,8 @@ void CommandLine::addGlobals() {
         ->capture_default_str();
     app_.add_flag("--json", options_.json, "print JSON: a document, or a line for each message or event");
     app_.add_option("--timeout", options_.timeout, "seconds for an answer")
-        ->type_name("")
-        ->check(checkDuration, "SECONDS")
+        ->type_name("SECONDS")
+        ->check(checkDuration, "")
         ->capture_default_str();
     app_.add_option("--color", colour_, "use colours: auto, always or never")
         ->type_name("WHEN")
@@ -167,8 +167,8 @@ void CommandLine::addEvents() {
 void CommandLine::addFollow(CLI::App& command, const char* help) {
     command.add_flag("-f,--follow", options_.follow, help);
     durations_.push_back(command.add_option("--for", seconds_, "end by itself after this long")
-                             ->type_name("")
-                             ->check(checkDuration, "SECONDS"));
+                             ->type_name("SECONDS")
+                             ->check(checkDuration, ""));
 }
 
 void CommandLine::addFilter(CLI::App& command, const char* name, std::string& value, const char* type,
