@@ -454,6 +454,11 @@ void Feed::participantGone(const Guid& participant) {
         vanish(*tree_.application(guid));
 }
 
+void Feed::applicationGone(const Guid& application) {
+    if (Application* known = tree_.application(application))
+        vanish(*known);
+}
+
 ModelEvent Feed::eventOf(ModelEventKind kind, const Resource& resource) const {
     ModelEvent event;
     event.kind = kind;

@@ -17,6 +17,7 @@ public:
     void periodic(const DDS_Monitoring_Periodic& sample);
     void logging(const DDS_Monitoring_Logging& sample);
     void participantGone(const Guid& participant);
+    void applicationGone(const Guid& application);
 
     void registry(std::span<const reading::Described> resources) override;
     void created(const reading::Described& resource) override;

@@ -33,6 +33,14 @@ double realOf(float value) {
     return result;
 }
 
+// Of what no sample tells.
+DDS_SampleInfo infoAt(std::int64_t timeNs) {
+    DDS_SampleInfo info{};
+    info.source_timestamp.sec = timeNs / 1'000'000'000;
+    info.source_timestamp.nanosec = static_cast<DDS_UnsignedLong>(timeNs % 1'000'000'000);
+    return info;
+}
+
 } // namespace
 
 const char* dropCauseName(DropCause cause) {
@@ -102,10 +110,17 @@ void Model::logging(const DDS_Monitoring_Logging& sample, const DDS_SampleInfo& 
 }
 
 void Model::participantGone(const Guid& participant, std::int64_t timeNs) {
-    DDS_SampleInfo info{};
-    info.source_timestamp.sec = timeNs / 1'000'000'000;
-    info.source_timestamp.nanosec = static_cast<DDS_UnsignedLong>(timeNs % 1'000'000'000);
-    run(info, [&](Feed& feed) { feed.participantGone(participant); });
+    run(infoAt(timeNs), [&](Feed& feed) { feed.participantGone(participant); });
+}
+
+void Model::applicationGone(const Guid& application, std::int64_t timeNs) {
+    run(infoAt(timeNs), [&](Feed& feed) { feed.applicationGone(application); });
+}
+
+void Model::doubtAll() {
+    const std::lock_guard guard(state_->lock);
+    for (auto& [guid, application] : state_->tree.applications())
+        application.isComplete = false;
 }
 
 void Model::addObserver(std::shared_ptr<ModelObserver> observer) {

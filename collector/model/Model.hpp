@@ -177,6 +177,11 @@ public:
     void logging(const DDS_Monitoring_Logging& sample, const DDS_SampleInfo& info);
     // Every application of the participant ends. Only the first twelve octets count.
     void participantGone(const Guid& participant, std::int64_t timeNs);
+    // The application ends, though no sample told so.
+    void applicationGone(const Guid& application, std::int64_t timeNs);
+    // Samples were lost before they came here, and nobody knows whose: every application is on the list of
+    // takeIncomplete() until it has told its registry.
+    void doubtAll();
 
     // ---- Observers ----
     // While there is none, no event is made. One that is removed may still be in a call that began before.

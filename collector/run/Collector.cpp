@@ -17,6 +17,7 @@
 #include "collector/run/Forwarding.hpp"
 #include "collector/run/Intake.hpp"
 #include "collector/run/LogIntake.hpp"
+#include "collector/run/LossWatch.hpp"
 #include "collector/run/ProgramMetrics.hpp"
 
 namespace collector::run {
@@ -43,7 +44,8 @@ http::Policy policyOf(const Options& options, const http::ListenSocket& listenin
 // Asks applications of which something was missed for all that they are, on a thread that may wait for them.
 class Repair {
 public:
-    Repair(Model& model, Forwarding& forwarding) : model_(model), forwarding_(forwarding) {}
+    Repair(Model& model, const Intake& intake, Forwarding& forwarding)
+        : model_(model), intake_(intake), forwarding_(forwarding) {}
     ~Repair() { stop(); }
     void start() {
         thread_ = std::thread([this] { run(); });
@@ -70,13 +72,31 @@ private:
         std::unique_lock lock(mutex_);
         while (!changed_.wait_for(lock, std::chrono::seconds(1), [this] { return isStopped_; })) {
             lock.unlock();
-            if (const auto incomplete = model_.takeIncomplete(); !incomplete.empty())
-                forwarding_.requestRegistries(incomplete);
+            const auto now = std::chrono::steady_clock::now();
+            if (watch_.isToAsk(intake_.eventLosses(), now))
+                model_.doubtAll();
+            ask(model_.takeIncomplete());
             lock.lock();
         }
     }
 
+    // What ended while its end was lost is gone.
+    void ask(std::vector<reading::Guid> applications) {
+        const std::int64_t nowNs =
+            std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
+        std::erase_if(applications, [&](const reading::Guid& each) {
+            const bool isGone = !forwarding_.isAlive(each);
+            if (isGone)
+                model_.applicationGone(each, nowNs);
+            return isGone;
+        });
+        if (!applications.empty())
+            forwarding_.requestRegistries(applications);
+    }
+
     Model& model_;
+    const Intake& intake_;
+    LossWatch watch_;
     Forwarding& forwarding_;
     std::mutex mutex_;
     std::condition_variable changed_;
@@ -90,7 +110,7 @@ struct Collector::Parts {
     explicit Parts(const Options& given)
         : options(given), model(limitsOf(given)), hub(std::make_shared<api::EventHub>(model)),
           streams(given.maxStreams), exposition(model, own), logs(model, ring, logFile), intake(model, logs),
-          repair(model, forwarding) {}
+          repair(model, intake, forwarding) {}
 
     const Options options;
     Model model;

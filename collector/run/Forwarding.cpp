@@ -1,5 +1,6 @@
 #include "collector/run/Forwarding.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <set>
@@ -286,12 +287,28 @@ api::CommandResult Forwarding::send(const api::Command& command) {
     return result;
 }
 
+bool Forwarding::isAlive(const reading::Guid& application) {
+    const Visit visit(*this);
+    if (visit.forwarder == nullptr || !ORX_MonitoringForwarder_lock_application_registry(visit.forwarder))
+        return true; // nothing tells that it is not
+    Matches matches;
+    const std::string expression = "/applications/" + reading::guidText(application);
+    const bool isFound = !ORX_MonitoringForwarder_find_matching_applications(
+                             visit.forwarder, &matches.value, expression.c_str()) ||
+                         ORX_MonitoringForwarderApplicationResourcePtrSeq_get_length(&matches.value) != 0;
+    ORX_MonitoringForwarder_unlock_application_registry(visit.forwarder);
+    return isFound;
+}
+
 void Forwarding::requestRegistries(const std::vector<reading::Guid>& applications) {
-    api::Command command;
-    command.kind = api::CommandKind::requestResourceRegistry;
-    for (const reading::Guid& each : applications)
-        command.applications.push_back("/applications/" + reading::guidText(each));
-    static_cast<void>(send(command));
+    constexpr std::size_t atATime = 1'000; // what a command has room for
+    for (std::size_t from = 0; from < applications.size(); from += atATime) {
+        api::Command command;
+        command.kind = api::CommandKind::requestResourceRegistry;
+        for (std::size_t i = from; i < std::min(from + atATime, applications.size()); ++i)
+            command.applications.push_back("/applications/" + reading::guidText(applications[i]));
+        static_cast<void>(send(command));
+    }
 }
 
 } // namespace collector::run

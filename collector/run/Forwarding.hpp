@@ -32,6 +32,8 @@ public:
 
     Intake::Readers readers() const;
     api::CommandResult send(const api::Command& command) override;
+    // False for an application that has ended, or was never there.
+    bool isAlive(const reading::Guid& application);
     // Asks the applications for what they are made of; blocks as a command does.
     void requestRegistries(const std::vector<reading::Guid>& applications);
 

@@ -57,6 +57,10 @@ bool Intake::start(const Readers& readers, std::string& error) {
         detach();
         return false;
     }
+    {
+        const std::lock_guard lock(lossesLock_);
+        counted_ = {readers.event, readers.periodic, readers.logging};
+    }
     thread_ = std::thread([this] { run(); });
     pthread_setname_np(thread_.native_handle(), "orx-intake");
     return true;
@@ -105,6 +109,11 @@ void Intake::stop() {
         thread_.join();
     }
     detach();
+    const std::lock_guard lock(lossesLock_);
+    for (std::size_t i = 0; i < counted_.size(); ++i) {
+        lastNotCached_[i] = notCachedOf(i);
+        counted_[i] = nullptr;
+    }
 }
 
 void Intake::detach() {
@@ -122,17 +131,25 @@ void Intake::detach() {
     stopped_ = nullptr;
 }
 
+std::uint64_t Intake::notCachedOf(std::size_t topic) const {
+    if (counted_[topic] == nullptr)
+        return lastNotCached_[topic];
+    DDS_DataReaderCountersI counters{};
+    DDS_DataReader_get_countersI(counted_[topic], &counters);
+    return counters.dropped_cache_full + counters.dropped_no_memory;
+}
+
 std::array<Intake::TopicLosses, 3> Intake::losses() const {
+    const std::lock_guard lock(lossesLock_);
     std::array<TopicLosses, 3> losses{};
-    const std::array<DDS_DataReader*, 3> readers{readers_.event, readers_.periodic, readers_.logging};
-    for (std::size_t i = 0; i < readers.size(); ++i) {
-        DDS_DataReaderCountersI counters{};
-        if (readers[i] != nullptr)
-            DDS_DataReader_get_countersI(readers[i], &counters);
-        losses[i] = {topics[i], counters.dropped_cache_full + counters.dropped_no_memory,
-            failed_[i].load(std::memory_order_relaxed)};
-    }
+    for (std::size_t i = 0; i < losses.size(); ++i)
+        losses[i] = {topics[i], notCachedOf(i), failed_[i].load(std::memory_order_relaxed)};
     return losses;
+}
+
+std::uint64_t Intake::eventLosses() const {
+    const TopicLosses events = losses()[0];
+    return events.notCached + events.failed;
 }
 
 } // namespace collector::run

@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -40,6 +41,8 @@ public:
         std::uint64_t failed;    // were taken, but not taken over, for lack of memory
     };
     std::array<TopicLosses, 3> losses() const;
+    // Both kinds, of the topic that tells of the tree.
+    std::uint64_t eventLosses() const;
 
 private:
     bool attach(DDS_DataReader* reader, DDS_ReadCondition*& condition);
@@ -49,9 +52,15 @@ private:
     void takeLogs();
     void detach();
 
+    std::uint64_t notCachedOf(std::size_t topic) const;
+
     Model& model_;
     LogIntake& logs_;
     Readers readers_;
+    // Of what follows: whoever asks for losses may come when the readers are about to go.
+    mutable std::mutex lossesLock_;
+    std::array<DDS_DataReader*, 3> counted_{}; // null once it has stopped
+    std::array<std::uint64_t, 3> lastNotCached_{};
     DDS_WaitSet* waitSet_ = nullptr;
     DDS_GuardCondition* stopped_ = nullptr;
     std::array<DDS_ReadCondition*, 3> conditions_{};

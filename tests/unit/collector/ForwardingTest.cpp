@@ -37,8 +37,10 @@ TEST(Forwarding, RefusesCommandsBeforeItOpensAndOnceItCloses) {
     std::string error;
     ASSERT_TRUE(forwarding.open(ownDomain(), error)) << error;
     EXPECT_EQ(forwarding.send(toAll()).retCode, 3) << "there is no application";
+    EXPECT_FALSE(forwarding.isAlive({1, 2, 3}));
     forwarding.close();
     EXPECT_EQ(forwarding.send(toAll()).errorMessage, "the collector ends");
+    EXPECT_TRUE(forwarding.isAlive({1, 2, 3})) << "nobody knows any more";
     forwarding.close(); // again
 }
 

@@ -163,6 +163,35 @@ TEST_F(Modelling, AnIncompleteApplicationIsToldAgainWhenItWasNotHealed) {
     EXPECT_EQ(model.takeIncomplete(100).size(), 1U);
 }
 
+TEST_F(Modelling, WhenSamplesOfWhomeverWereLostEveryApplicationIsInDoubt) {
+    FakeApplication other(model, 2, "other");
+    other.tellRegistry();
+    app.createSmallTree();
+    app.tellRegistry();
+    app.lose([&] { app.create(7, 1, ResourceClass::publisher, "lost"); }); // the last that it does
+    EXPECT_TRUE(model.takeIncomplete(100).empty()) << "nothing tells of it";
+    model.doubtAll();
+    EXPECT_EQ(model.statistics().incompleteApplications, 2U);
+    EXPECT_EQ(model.takeIncomplete(100).size(), 2U);
+    model.doubtAll();
+    EXPECT_TRUE(model.takeIncomplete(100).empty()) << "they were asked a moment ago";
+    app.tellRegistry();
+    other.tellRegistry();
+    EXPECT_TRUE(model.resource(app.guidOf(7)).has_value());
+    EXPECT_EQ(model.statistics().incompleteApplications, 0U);
+}
+
+TEST_F(Modelling, AnApplicationWhoseEndWasLostCanBeEnded) {
+    FakeApplication other(model, 2, "other");
+    other.tellRegistry();
+    app.createSmallTree();
+    model.applicationGone(app.guid(), nowNs);
+    EXPECT_FALSE(model.application(app.guid()).has_value());
+    EXPECT_EQ(model.statistics().resources, 1U);
+    model.applicationGone(app.guid(), nowNs); // again
+    EXPECT_TRUE(model.application(other.guid()).has_value());
+}
+
 TEST_F(Modelling, ARegistryThatWasMadeBeforeACreationIsAskedForAgain) {
     app.createSmallTree();
     app.tellRegistry();
