@@ -80,6 +80,16 @@ protected:
         });
     }
 
+    // No more than workers keep up with that share the machine with all producers: what they are behind stays
+    // in memory, up to gigabytes.
+    static void pace(unsigned round) {
+        if (round % 128 == 127)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    bool logPaced(ZDDS_Config_LogFacility facility, unsigned round) {
+        pace(round);
+        return logAs(facility, round);
+    }
     bool logAs(ZDDS_Config_LogFacility facility, unsigned round) {
         const auto level = static_cast<ZDDS_Config_SyslogLevel>(round % 8);
         return ZDDS_Config_Logger_log(logger, facility, level, round, round % 2 == 0 ? "Stress" : nullptr,
@@ -88,6 +98,7 @@ protected:
 
     // Under the mutex that the message's own queue has, and under those of the events.
     bool logUnderLocks(unsigned round) {
+        pace(round);
         const auto index = static_cast<DDS_UnsignedLong>(
             ORXOsapiThread_getCurrentThreadID() % library.property.logging.concurrency_level);
         const auto kind = round % 2 == 0 ? ORX_MONITORING_LOCK_KIND_LOGGING : ORX_MONITORING_LOCK_KIND_METRIC;
@@ -99,6 +110,7 @@ protected:
     }
 
     bool assertAndDelete(unsigned round) {
+        pace(round);
         DDS_Entity* entity = passing[round % passingTopics];
         auto* topic = library.assertResource(
             ORX_MONITORING_TOPIC_CLASS_ID, ("passing" + std::to_string(round)).c_str(), participant, entity);
@@ -111,6 +123,7 @@ protected:
     }
 
     bool pauseAndResume(unsigned round) {
+        pace(round);
         auto* topic = topics[round % fixedTopics];
         Library::lockLibrary();
         const bool isDone = library.table->pauseResourceMetricsFunction(library.table, topic) != 0 &&
@@ -190,13 +203,14 @@ private:
 TEST_F(Stress, AllProducersTogether) {
     for (size_t i = 0; i < 2; ++i) {
         add("push", [this, i](unsigned round) {
+            pace(round);
             const DDS_Monitoring_InconsistentTopicStatus status{static_cast<DDS_Long>(round), 1};
             return library.push(topics[(i + round) % fixedTopics], inconsistentTopicGroup, &status);
         });
     }
-    add("user message", [this](unsigned round) { return logAs(ZDDS_CONFIG_LOG_FACILITY_USER, round); });
+    add("user message", [this](unsigned round) { return logPaced(ZDDS_CONFIG_LOG_FACILITY_USER, round); });
     add("middleware message",
-        [this](unsigned round) { return logAs(ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE, round); });
+        [this](unsigned round) { return logPaced(ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE, round); });
     add("message under locks", [this](unsigned round) { return logUnderLocks(round); });
     add("assert and delete", [this](unsigned round) { return assertAndDelete(round); });
     add("pause and resume", [this](unsigned round) { return pauseAndResume(round); });
