@@ -133,6 +133,7 @@ protected:
     }
     // "facility=verbosity" of each entry, with blanks between.
     std::string settingsOf(uint8_t number, bool isForwarding) {
+        ORX_MonitoringForwarder_lock_application_registry(forwarder.self);
         const auto& config = forwarder.application(number)->loggingConfig;
         const auto& list = isForwarding ? config.logging_forwarding : config.logging_collection;
         std::string text;
@@ -141,6 +142,7 @@ protected:
             text += (text.empty() ? "" : " ") + std::to_string(one->facility) + "=" +
                     std::to_string(static_cast<int>(one->verbosity));
         }
+        ORX_MonitoringForwarder_unlock_application_registry(forwarder.self);
         return text;
     }
 
