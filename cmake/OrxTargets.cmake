@@ -47,8 +47,10 @@ function(orx_add_test name)
   if(NOT arg_SLOTS)
     set(arg_SLOTS 4)
   endif()
-  # What only waits otherwise is at work for longer under a sanitizer.
-  if(ORX_SANITIZE AND arg_SLOTS EQUAL 2)
+  # What only waits otherwise is at work for longer under a sanitizer, and for most of its time under that of threads.
+  if(arg_SLOTS EQUAL 2 AND ORX_SANITIZE STREQUAL "thread")
+    set(arg_SLOTS 4)
+  elseif(arg_SLOTS EQUAL 2 AND ORX_SANITIZE)
     set(arg_SLOTS 3)
   endif()
   if(NOT arg_SECONDS)
