@@ -310,22 +310,16 @@ bool Server::Daemon::open(int listenSocket) {
     const auto quiet = [](void*, const char*, va_list) {};
     // poll and not epoll: the library's use of epoll is edge-triggered, and the end of a client can get lost
     // between two edges. With some hundred connections there is nothing to be won by it.
-    unsigned flags =
+    constexpr unsigned flags =
         MHD_USE_POLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ITC | MHD_USE_ERROR_LOG;
-    if (listenSocket < 0)
-        flags |= MHD_USE_NO_LISTEN_SOCKET;
     // Of its own limit there is more, so that ours closes at once what is too much.
     const auto limit = static_cast<unsigned>(options.connections.total + 16);
-    std::array<MHD_OptionItem, 2> place{
-        {{MHD_OPTION_LISTEN_SOCKET, listenSocket, nullptr}, {MHD_OPTION_END, 0, nullptr}}};
-    if (listenSocket < 0)
-        place[0].option = MHD_OPTION_END;
     daemon = MHD_start_daemon(flags, 0, onAccept, this, onAccess, this, MHD_OPTION_EXTERNAL_LOGGER,
         static_cast<MHD_LogCallback>(quiet), nullptr, MHD_OPTION_NOTIFY_COMPLETED, onCompleted, this,
         MHD_OPTION_NOTIFY_CONNECTION, onConnection, this, MHD_OPTION_URI_LOG_CALLBACK, onTarget, this,
         MHD_OPTION_CONNECTION_MEMORY_LIMIT, options.headerMemory, MHD_OPTION_CONNECTION_LIMIT, limit,
-        MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(options.silence.count()), MHD_OPTION_ARRAY,
-        place.data(), MHD_OPTION_END);
+        MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(options.silence.count()),
+        MHD_OPTION_LISTEN_SOCKET, listenSocket, MHD_OPTION_END);
     if (daemon == nullptr)
         return false;
     watcher = std::thread([this] { watch(); });
@@ -380,19 +374,10 @@ std::unique_ptr<Server> Server::start(
     auto daemon = std::make_unique<Daemon>(options, service);
     if (!daemon->open(listenSocket)) {
         error = "cannot start the HTTP server";
-        if (listenSocket >= 0)
-            close(listenSocket);
+        close(listenSocket);
         return nullptr;
     }
     return std::unique_ptr<Server>(new Server(std::move(daemon)));
-}
-
-bool Server::adopt(int socket) {
-    sockaddr_storage address{};
-    socklen_t length = sizeof address;
-    getpeername(socket, reinterpret_cast<sockaddr*>(&address), &length);
-    return MHD_add_connection(daemon_->daemon, socket, reinterpret_cast<sockaddr*>(&address), length) ==
-           MHD_YES;
 }
 
 void Server::stop() {

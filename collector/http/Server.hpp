@@ -40,16 +40,13 @@ struct ServerCounters {
 
 class Server {
 public:
-    // Takes the socket over in either case; a negative one listens nowhere, and connections are given by
-    // adopt.
+    // Takes the listening socket over in either case.
     static std::unique_ptr<Server> start(
         const ServerOptions& options, const Service& service, int listenSocket, std::string& error);
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    // A connected stream socket, taken over.
-    bool adopt(int socket);
     // Requests that wait get 503, streams end, connections close. Then `finish` once the lanes can end.
     void stop();
     // Waits for what the lanes still work on.
