@@ -217,6 +217,7 @@ std::string textOf(DDS_UnsignedLong classId, DDS_UnsignedLong group, const void*
 }
 
 pthread_mutex_t treeMutex = PTHREAD_MUTEX_INITIALIZER;
+bool isEnded = false; // under the mutex
 std::map<std::string, std::string>& written = *new std::map<std::string, std::string>;
 
 // As the periodic thread does it: neither the entity lock nor a metric mutex.
@@ -245,8 +246,12 @@ void* runPolls(void* period) {
     for (;;) {
         nanosleep(&time, nullptr);
         pthread_mutex_lock(&treeMutex);
-        poll(root);
+        const bool ends = isEnded;
+        if (!ends)
+            poll(root);
         pthread_mutex_unlock(&treeMutex);
+        if (ends)
+            return nullptr;
     }
 }
 
@@ -372,7 +377,11 @@ void setUpLogging() {
     ADVLOGLogger_setDevice(5, ZDDS_Config_Logger_createADVLOGLoggerDevice(&device), 0, 0);
 }
 
+// No entity is looked at any more once this has returned.
 DDS_Boolean prefinalize(ORX_MonitoringClass*) {
+    pthread_mutex_lock(&treeMutex);
+    isEnded = true;
+    pthread_mutex_unlock(&treeMutex);
     write("prefinalize");
     return DDS_BOOLEAN_TRUE;
 }
