@@ -25,10 +25,42 @@ struct Attachment {
     DDS_WaitSetImpl* waitSet;
     Attachment* nextOfCondition = nullptr;
     MemberPlace<Attachment> place{}; // in the wait set
-    // Was not triggered when it was looked at last, and nothing but a wake-up can have changed that.
-    bool isQuiet = false;
+    Attachment* nextCandidate = nullptr;
+    Attachment** linkCandidate = nullptr; // what points here; null while it is no candidate
 
     const DDS_ConditionImpl* member() const { return condition; }
+};
+
+// Those of a wait set that may be triggered, in the order in which they came to be: a waiter looks at no
+// others, so that a wake-up costs what it concerns, however many conditions there are. One joins when it is
+// attached and when its condition is woken, and leaves when it was found not to be triggered.
+class Candidates {
+public:
+    Candidates() = default;
+    Candidates(const Candidates&) = delete;
+    Candidates& operator=(const Candidates&) = delete;
+
+    Attachment* first() const { return first_; }
+    // Again is fine, for both.
+    void add(Attachment& one) {
+        if (one.linkCandidate != nullptr)
+            return;
+        one.nextCandidate = nullptr;
+        one.linkCandidate = end_;
+        *end_ = &one;
+        end_ = &one.nextCandidate;
+    }
+    void remove(Attachment& one) {
+        if (one.linkCandidate == nullptr)
+            return;
+        *one.linkCandidate = one.nextCandidate;
+        (one.nextCandidate != nullptr ? one.nextCandidate->linkCandidate : end_) = one.linkCandidate;
+        one.linkCandidate = nullptr;
+    }
+
+private:
+    Attachment* first_ = nullptr;
+    Attachment** end_ = &first_; // where the next one is linked
 };
 
 } // namespace zdds::conditions
@@ -60,6 +92,7 @@ struct DDS_GuardConditionImpl : DDS_ConditionImpl {
 
 struct DDS_WaitSetImpl {
     zdds::conditions::MemberTable<zdds::conditions::Attachment> attachments;
+    zdds::conditions::Candidates candidates;
     DDS_Long attachmentCount = 0;
     bool isWaiting = false; // one thread at a time
     bool isWoken = false;   // since the waiter looked last: once is enough

@@ -36,7 +36,7 @@ void Waker::wake(const DDS_ConditionImpl& condition) {
         conditionsMutex.lock();
     holdsMutex_ = true;
     for (Attachment* a = condition.attachments; a != nullptr; a = a->nextOfCondition) {
-        a->isQuiet = false;
+        a->waitSet->candidates.add(*a);
         if (a->waitSet->isWoken)
             continue;
         a->waitSet->isWoken = true;

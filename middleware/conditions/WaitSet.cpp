@@ -17,6 +17,7 @@ void unlink(Attachment& attachment) {
     *link = attachment.nextOfCondition;
     --attachment.condition->attachmentCount;
     attachment.waitSet->attachments.remove(attachment);
+    attachment.waitSet->candidates.remove(attachment);
     --attachment.waitSet->attachmentCount;
 }
 
@@ -26,28 +27,29 @@ void link(Attachment& attachment) {
     attachment.condition->attachments = &attachment;
     ++attachment.condition->attachmentCount;
     attachment.waitSet->attachments.add(attachment);
+    attachment.waitSet->candidates.add(attachment);
     ++attachment.waitSet->attachmentCount;
 }
 
-// Whoever triggers it wakes its wait sets, in any case.
+// Whoever triggers it wakes its wait sets, in any case. Reading a sample, or a change of an instance without
+// one, triggers a read condition that looks at such states, and wakes nobody: it stays a candidate.
 bool isTold(const DDS_ConditionImpl& condition) {
-    return condition.kind == ConditionKind::read &&
+    return condition.kind != ConditionKind::read ||
            static_cast<const DDS_ReadConditionImpl&>(condition).awaitsSamples();
 }
 
-// Lists the triggered conditions, at most `room`, which the sequence has already. The mutex is held. Of the
-// many that wait for a sample of their own only those are looked at that were woken since.
+// Lists the triggered conditions, at most `room`, which the sequence has already. The mutex is held.
 DDS_Long listTriggered(DDS_WaitSetImpl& waitSet, DDS_ConditionSeq& active, DDS_Long room) {
     waitSet.isWoken = false;
     DDS_ConditionSeq_set_length(&active, room);
     DDS_Long count = 0;
-    for (Attachment* a = waitSet.attachments.first(); a != nullptr && count < room; a = a->place.next) {
-        if (a->isQuiet)
-            continue;
+    for (Attachment* a = waitSet.candidates.first(); a != nullptr && count < room;) {
+        Attachment* next = a->nextCandidate;
         if (isTriggered(*a->condition))
             *DDS_ConditionSeq_get_reference(&active, count++) = a->condition;
-        else
-            a->isQuiet = isTold(*a->condition);
+        else if (isTold(*a->condition))
+            waitSet.candidates.remove(*a);
+        a = next;
     }
     DDS_ConditionSeq_set_length(&active, count);
     return count;

@@ -1,4 +1,8 @@
 // Conditions and wait sets.
+#include <algorithm>
+#include <array>
+#include <random>
+#include <set>
 #include <thread>
 
 #include "tests/unit/middleware/EntityFixture.hpp"
@@ -128,6 +132,173 @@ TEST(WaitSet, TheNthFailingAllocationLeavesNothing) {
         EXPECT_EQ(heap.live(), 0) << n;
     }
     EXPECT_TRUE(isDone);
+}
+
+// Many guard conditions in one wait set, of which nobody has triggered any.
+class ManyGuards {
+public:
+    explicit ManyGuards(size_t count) : guards_(count) {
+        for (DDS_GuardCondition*& each : guards_) {
+            each = DDS_GuardCondition_new();
+            DDS_WaitSet_attach_condition(waitSet_, DDS_GuardCondition_as_condition(each));
+        }
+        EXPECT_EQ(DDS_WaitSet_wait(waitSet_, &active_, &zero), DDS_RETCODE_TIMEOUT);
+    }
+    ~ManyGuards() {
+        DDS_WaitSet_delete(waitSet_);
+        for (DDS_GuardCondition* each : guards_)
+            DDS_GuardCondition_delete(each);
+        DDS_ConditionSeq_finalize(&active_);
+    }
+    ManyGuards(const ManyGuards&) = delete;
+    ManyGuards& operator=(const ManyGuards&) = delete;
+
+    std::chrono::nanoseconds timeOfWakes() {
+        constexpr size_t wakes = 100;
+        const auto start = std::chrono::steady_clock::now();
+        for (size_t i = 0; i < wakes; ++i) {
+            DDS_GuardCondition* one = guards_[i * 7 % guards_.size()];
+            DDS_GuardCondition_set_trigger_value(one, DDS_BOOLEAN_TRUE);
+            EXPECT_EQ(DDS_WaitSet_wait(waitSet_, &active_, &zero), DDS_RETCODE_OK);
+            EXPECT_EQ(DDS_ConditionSeq_get_length(&active_), 1);
+            DDS_GuardCondition_set_trigger_value(one, DDS_BOOLEAN_FALSE);
+        }
+        return std::chrono::steady_clock::now() - start;
+    }
+
+private:
+    DDS_WaitSet* const waitSet_ = DDS_WaitSet_new();
+    std::vector<DDS_GuardCondition*> guards_;
+    DDS_ConditionSeq active_{};
+};
+
+// The quickest of interleaved rounds, so that a busy machine has no say.
+TEST(WaitSet, AWakeCostsTheSameHoweverManyConditionsWait) {
+    ManyGuards few(10);
+    ManyGuards many(20'000);
+    auto ofFew = std::chrono::nanoseconds::max(), ofMany = ofFew;
+    for (int round = 0; round < 15; ++round) {
+        ofFew = std::min(ofFew, few.timeOfWakes());
+        ofMany = std::min(ofMany, many.timeOfWakes());
+    }
+    EXPECT_LT(ofMany, 20 * ofFew);
+}
+
+// Conditions that come, go and change in any order, against a model.
+TEST(WaitSet, ListsWhatIsTriggeredWhateverHappenedBefore) {
+    std::mt19937 random(20'240'611);
+    const auto below = [&](unsigned bound) { return static_cast<size_t>(random() % bound); };
+    std::array<DDS_GuardCondition*, 12> guards{};
+    std::set<DDS_GuardCondition*> triggered;
+    struct {
+        DDS_WaitSet* waitSet = DDS_WaitSet_new();
+        std::set<DDS_GuardCondition*> attached;
+    } sets[3];
+    DDS_ConditionSeq active{};
+    for (int step = 0; step < 20'000; ++step) {
+        DDS_GuardCondition*& guard = guards[below(guards.size())];
+        auto& [waitSet, attached] = sets[below(3)];
+        if (guard == nullptr)
+            guard = DDS_GuardCondition_new();
+        DDS_Condition* condition = DDS_GuardCondition_as_condition(guard);
+        switch (below(6)) {
+        case 0:
+            ASSERT_EQ(DDS_WaitSet_attach_condition(waitSet, condition), DDS_RETCODE_OK);
+            attached.insert(guard);
+            break;
+        case 1:
+            if (attached.erase(guard) != 0) {
+                ASSERT_EQ(DDS_WaitSet_detach_condition(waitSet, condition), DDS_RETCODE_OK);
+            }
+            break;
+        case 2:
+            DDS_GuardCondition_set_trigger_value(guard, DDS_BOOLEAN_TRUE);
+            triggered.insert(guard);
+            break;
+        case 3:
+            DDS_GuardCondition_set_trigger_value(guard, DDS_BOOLEAN_FALSE);
+            triggered.erase(guard);
+            break;
+        case 4:
+            if (below(8) != 0)
+                break;
+            ASSERT_EQ(DDS_GuardCondition_delete(guard), DDS_RETCODE_OK);
+            for (auto& each : sets)
+                each.attached.erase(guard);
+            triggered.erase(guard);
+            guard = nullptr;
+            break;
+        default:
+            std::set<DDS_Condition*> expected, listed;
+            for (DDS_GuardCondition* each : attached) {
+                if (triggered.contains(each))
+                    expected.insert(DDS_GuardCondition_as_condition(each));
+            }
+            ASSERT_EQ(DDS_WaitSet_wait(waitSet, &active, &zero),
+                expected.empty() ? DDS_RETCODE_TIMEOUT : DDS_RETCODE_OK);
+            for (DDS_Long i = 0; i < DDS_ConditionSeq_get_length(&active); ++i)
+                ASSERT_TRUE(listed.insert(DDS_ConditionSeq_get(&active, i)).second) << "once";
+            ASSERT_EQ(listed, expected) << "step " << step;
+        }
+    }
+    for (auto& each : sets)
+        EXPECT_EQ(DDS_WaitSet_delete(each.waitSet), DDS_RETCODE_OK);
+    for (DDS_GuardCondition* each : guards) {
+        if (each != nullptr)
+            DDS_GuardCondition_delete(each);
+    }
+    DDS_ConditionSeq_finalize(&active);
+}
+
+// Nothing that is triggered while others come and go is missed.
+TEST(WaitSet, ThreadsThatTriggerAndLeaveAreHeard) {
+    DDS_WaitSet* waitSet = DDS_WaitSet_new();
+    DDS_ConditionSeq active{};
+    constexpr int threadCount = 3, turns = 200;
+    std::vector<std::jthread> threads;
+    std::array<std::atomic<int>, threadCount> heard{};
+    std::array<std::atomic<DDS_GuardCondition*>, threadCount> current{};
+    std::atomic<int> done{0};
+    for (int t = 0; t < threadCount; ++t) {
+        const auto mine = static_cast<size_t>(t);
+        threads.emplace_back([&, mine] {
+            for (int i = 0; i < turns; ++i) {
+                DDS_GuardCondition* guard = DDS_GuardCondition_new();
+                current[mine] = guard;
+                DDS_WaitSet_attach_condition(waitSet, DDS_GuardCondition_as_condition(guard));
+                DDS_GuardCondition_set_trigger_value(guard, DDS_BOOLEAN_TRUE);
+                while (heard[mine] <= i)
+                    heard[mine].wait(i);
+                DDS_GuardCondition_delete(guard);
+            }
+            ++done;
+        });
+    }
+    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (done < threadCount && std::chrono::steady_clock::now() < giveUp) {
+        const DDS_Duration_t moment{0, 50'000'000U};
+        if (DDS_WaitSet_wait(waitSet, &active, &moment) != DDS_RETCODE_OK)
+            continue;
+        for (DDS_Long i = 0; i < DDS_ConditionSeq_get_length(&active); ++i) {
+            for (size_t t = 0; t < threadCount; ++t) {
+                DDS_GuardCondition* guard = current[t];
+                if (guard != nullptr &&
+                    DDS_GuardCondition_as_condition(guard) == DDS_ConditionSeq_get(&active, i)) {
+                    current[t] = nullptr;
+                    ++heard[t];
+                    heard[t].notify_all();
+                }
+            }
+        }
+    }
+    EXPECT_EQ(done, threadCount);
+    for (std::atomic<int>& each : heard) { // also where they gave up
+        each = turns;
+        each.notify_all();
+    }
+    threads.clear();
+    DDS_WaitSet_delete(waitSet);
+    DDS_ConditionSeq_finalize(&active);
 }
 
 class EntityConditions : public WriterAndReader {
