@@ -64,10 +64,7 @@ bool ReaderCache::take(CachedSample& cached, const engine::IncomingSample& sampl
         forgetIfEmpty(*instance);
         return false;
     }
-    if (depth_ != 0 && instance->samples >= depth_)
-        dropOldest(*instance);
-    makeRoom(*instance, sample.bytes.size());
-    if (!fits(*instance, sample.bytes.size())) {
+    if (!makeRoom(*instance, sample.bytes.size())) {
         forgetIfEmpty(*instance);
         ++counters_.dropped_cache_full;
         return false;
@@ -85,10 +82,7 @@ bool ReaderCache::insertMade(CachedSample& sample, engine::SampleKind kind, cons
         DDS_GUID_t writer;
         DDS_InstanceHandle_to_guid(&sample.info.publication_handle, &writer);
         changeState(*instance, kind, writer);
-        if (depth_ != 0 && instance->samples >= depth_)
-            dropOldest(*instance);
-        makeRoom(*instance, sample.size);
-        isTaken = fits(*instance, sample.size);
+        isTaken = makeRoom(*instance, sample.size);
         if (isTaken)
             link(sample, *instance);
         else
@@ -210,23 +204,21 @@ void ReaderCache::drop(CachedSample& sample) {
         CachedSample::destroy(&sample, plugin_);
 }
 
-// A keep-last history makes room for the new.
-void ReaderCache::dropOldest(Instance& instance) {
-    ++instance.samples; // it stays, though this may be its last
-    drop(*instance.first);
+// The instance that something is to be put into stays, though this may be its last sample.
+void ReaderCache::dropFor(Instance& instance, CachedSample& sample) {
+    ++instance.samples;
+    drop(sample);
     --instance.samples;
 }
 
-// The instance stays, though its last sample may be what goes.
-void ReaderCache::makeRoom(Instance& instance, size_t bytes) {
-    if (!keepsNewest_ || bytes > maxBytes_)
-        return;
-    while (first_ != nullptr && !fits(instance, bytes)) {
-        ++instance.samples;
-        drop(*first_);
-        --instance.samples;
+bool ReaderCache::makeRoom(Instance& instance, size_t bytes) {
+    if (depth_ != 0 && instance.samples >= depth_)
+        dropFor(instance, *instance.first);
+    while (keepsNewest_ && bytes <= maxBytes_ && first_ != nullptr && !fits(instance, bytes)) {
+        dropFor(instance, *first_);
         ++counters_.dropped_cache_full;
     }
+    return fits(instance, bytes);
 }
 
 // ---- Reading ----

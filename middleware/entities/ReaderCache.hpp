@@ -87,9 +87,11 @@ private:
     void link(CachedSample& sample, Instance& instance);
     void unlink(CachedSample& sample);
     void forgetIfEmpty(Instance& instance);
-    void dropOldest(Instance& instance);
     void drop(CachedSample& sample);
-    void makeRoom(Instance& instance, size_t bytes);
+    void dropFor(Instance& instance, CachedSample& sample);
+    // For one more sample of the instance, by the history and where the newest are kept. False when it does
+    // not fit.
+    bool makeRoom(Instance& instance, size_t bytes);
     void changeState(Instance& instance, engine::SampleKind kind, const DDS_GUID_t& writer);
     static bool selects(const SampleSelection& selection, const CachedSample& sample);
     static bool selectsAny(const SampleSelection& selection, const Instance& instance);

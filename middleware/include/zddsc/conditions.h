@@ -43,10 +43,14 @@ ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_delete_readcondition(
 ZDDSC_EXPORT DDS_Condition* DDS_ReadCondition_as_condition(DDS_ReadCondition* self);
 
 /* A read condition that also looks at the key: use it wherever a read condition is wanted. The expression
- * compares one member of the key of the reader's type with a constant, service_id = 4 instance_id.value =
- * &hex(00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F) an integer with a decimal number, octets with as many
- * pairs of hexadecimal digits as there are; white space is free. Parameters are not used: null, or an empty
- * sequence. Null for anything else, with a line of the log that says what is not understood. */
+ * compares one member of the key of the reader's type with a constant:
+ *
+ *   service_id = 4
+ *   instance_id.value = &hex(00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F)
+ *
+ * An integer is compared with a decimal number, octets with as many pairs of hexadecimal digits as there are;
+ * white space is free. Parameters are not used: null, or an empty sequence. Null for anything else, with a
+ * line of the log that says what is not understood. */
 typedef DDS_ReadCondition DDS_QueryCondition;
 ZDDSC_EXPORT DDS_QueryCondition* DDS_DataReader_create_querycondition(DDS_DataReader* self,
     DDS_SampleStateMask sampleStates, DDS_ViewStateMask viewStates, DDS_InstanceStateMask instanceStates,
