@@ -5,6 +5,7 @@
 #include <map>
 
 #include "orxmonitoring2d/dds_entities_distribution_support.h"
+#include "reading/Joining.hpp"
 #include "src/dataModel/MetricCatalogue.h"
 #include "zddsc/conditions.h"
 #include "zddsc/service_request.h"
@@ -15,29 +16,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr char eventTopicName[] = "DCPSEventStatusMonitoring";
-constexpr char eventTypeName[] = "dds::monitoring::Event";
+constexpr reading::MonitoringTopic eventTopic{
+    "DCPSEventStatusMonitoring", "dds::monitoring::Event", DDS_Monitoring_EventTypeSupport_register_type};
 constexpr DDS_Long commandServiceId = 4;
 constexpr DDS_Long replyServiceId = 5;
 constexpr DDS_Long samplesPerTake = 64;
 constexpr DDS_Long cachedSamples = 1024; // what is missed comes again with no snapshot, but names come early
 constexpr auto settlingTime = 500ms;     // for other applications to show, when none was named
 constexpr std::size_t maximalApplications = 4096;
-
-// A QoS that is finalized with its scope.
-template <typename Qos, DDS_ReturnCode_t (*initialize)(Qos*), DDS_ReturnCode_t (*finalize)(Qos*)>
-struct Scoped {
-    Qos value{};
-    Scoped() { initialize(&value); }
-    ~Scoped() { finalize(&value); }
-    Scoped(const Scoped&) = delete;
-    Scoped& operator=(const Scoped&) = delete;
-};
-using ParticipantQos =
-    Scoped<DDS_DomainParticipantQos, DDS_DomainParticipantQos_initialize, DDS_DomainParticipantQos_finalize>;
-using ReaderQos = Scoped<DDS_DataReaderQos, DDS_DataReaderQos_initialize, DDS_DataReaderQos_finalize>;
-using TopicQos = Scoped<DDS_TopicQos, DDS_TopicQos_initialize, DDS_TopicQos_finalize>;
-using SubscriberQos = Scoped<DDS_SubscriberQos, DDS_SubscriberQos_initialize, DDS_SubscriberQos_finalize>;
 
 Guid guidOf(const DDS_InstanceHandle_t& handle) {
     DDS_GUID_t guid{};
@@ -109,29 +95,20 @@ std::unique_ptr<Session> Session::open(
 bool Session::create(int domain, const std::vector<std::string>& peers, std::string& error) {
     Entities& entities = *entities_;
     entities.factory = DDS_DomainParticipantFactory_get_instance();
-    ParticipantQos qos;
-    error = "the built-in profile is missing";
-    if (entities.factory == nullptr ||
-        DDS_DomainParticipantFactory_get_participant_qos_from_profile(entities.factory, &qos.value,
-            DDS_BUILTIN_QOS_LIB, DDS_PROFILE_GENERIC_MONITORING2) != DDS_RETCODE_OK)
+    reading::ParticipantQos qos;
+    if (!reading::fillParticipantQos(qos, peers, error))
         return false;
     qos.value.discovery_config.enabled_builtin_channels |= DDS_DISCOVERYCONFIG_SERVICE_REQUEST_CHANNEL;
-    const auto peerCount = static_cast<DDS_Long>(peers.size());
-    DDS_StringSeq& initialPeers = qos.value.discovery.initial_peers;
-    bool isCopied = DDS_StringSeq_ensure_length(&initialPeers, peerCount, peerCount) != 0;
-    for (DDS_Long i = 0; isCopied && i < peerCount; ++i)
-        isCopied = DDS_String_replace(DDS_StringSeq_get_reference(&initialPeers, i),
-                       peers[static_cast<std::size_t>(i)].c_str()) != nullptr;
     error = "out of memory";
     entities.waitset = DDS_WaitSet_new();
-    if (!isCopied || entities.waitset == nullptr)
+    if (entities.waitset == nullptr)
         return false;
     error = "cannot join domain " + std::to_string(domain);
     entities.participant = DDS_DomainParticipantFactory_create_participant(
         entities.factory, domain, &qos.value, nullptr, DDS_STATUS_MASK_NONE);
     if (entities.participant == nullptr)
         return false;
-    error = std::string("cannot read ") + eventTopicName;
+    error = std::string("cannot read ") + eventTopic.name;
     if (!createEventReader())
         return false;
     error = "the participant has no channel for service requests";
@@ -140,24 +117,13 @@ bool Session::create(int domain, const std::vector<std::string>& peers, std::str
 
 bool Session::createEventReader() {
     Entities& entities = *entities_;
-    SubscriberQos subscriberQos;
+    reading::SubscriberQos subscriberQos;
     entities.subscriber = DDS_DomainParticipant_create_subscriber(
         entities.participant, &subscriberQos.value, nullptr, DDS_STATUS_MASK_NONE);
-    TopicQos topicQos;
-    ReaderQos qos;
-    if (entities.subscriber == nullptr ||
-        DDS_Monitoring_EventTypeSupport_register_type(entities.participant, eventTypeName) != DDS_RETCODE_OK)
+    if (entities.subscriber == nullptr)
         return false;
-    DDS_Topic* topic = DDS_DomainParticipant_create_topic(
-        entities.participant, eventTopicName, eventTypeName, &topicQos.value, nullptr, DDS_STATUS_MASK_NONE);
-    if (topic == nullptr || DDS_DomainParticipantFactory_get_datareader_qos_from_profile_w_topic_name(
-                                entities.factory, &qos.value, DDS_BUILTIN_QOS_LIB,
-                                DDS_PROFILE_GENERIC_MONITORING2, eventTopicName) != DDS_RETCODE_OK)
-        return false;
-    qos.value.resource_limits.max_samples = cachedSamples;
-    qos.value.resource_limits.max_samples_per_instance = cachedSamples;
-    entities.events = DDS_Subscriber_create_datareader(
-        entities.subscriber, DDS_Topic_as_topicdescription(topic), &qos.value, nullptr, DDS_STATUS_MASK_NONE);
+    entities.events =
+        reading::createMonitoringReader(entities.participant, entities.subscriber, eventTopic, cachedSamples);
     return entities.events != nullptr && entities.attach(entities.events, DDS_DATA_AVAILABLE_STATUS);
 }
 

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <set>
 
+#include "reading/Joining.hpp"
 #include "zddsc/conditions.h"
 #include "zddsc/entities.h"
 
@@ -15,15 +16,19 @@ namespace {
 
 constexpr int topicCount = 3;
 constexpr int eventTopic = 0;
-struct TopicNames {
-    const char* topic;
-    const char* type;
+struct Topic {
+    reading::MonitoringTopic published;
     const char* shown;
 };
-constexpr std::array<TopicNames, topicCount> topics{{
-    {"DCPSEventStatusMonitoring", "dds::monitoring::Event", "event"},
-    {"DCPSPeriodicStatusMonitoring", "dds::monitoring::Periodic", "periodic"},
-    {"DCPSLoggingStatusMonitoring", "dds::monitoring::Logging", "logging"},
+constexpr std::array<Topic, topicCount> topics{{
+    {{"DCPSEventStatusMonitoring", "dds::monitoring::Event", DDS_Monitoring_EventTypeSupport_register_type},
+        "event"},
+    {{"DCPSPeriodicStatusMonitoring", "dds::monitoring::Periodic",
+         DDS_Monitoring_PeriodicTypeSupport_register_type},
+        "periodic"},
+    {{"DCPSLoggingStatusMonitoring", "dds::monitoring::Logging",
+         DDS_Monitoring_LoggingTypeSupport_register_type},
+        "logging"},
 }};
 constexpr DDS_Long samplesPerTake = 256;
 constexpr DDS_Long cachedSamples = 16'384; // of each topic: a flood is dropped and not stored without bound
@@ -32,33 +37,6 @@ std::int64_t nanosecondsOf(clockid_t clock) {
     timespec time{};
     clock_gettime(clock, &time);
     return time.tv_sec * std::int64_t{1'000'000'000} + time.tv_nsec;
-}
-
-// A QoS that is finalized with its scope.
-template <typename Qos, DDS_ReturnCode_t (*initialize)(Qos*), DDS_ReturnCode_t (*finalize)(Qos*)>
-struct Scoped {
-    Qos value{};
-    Scoped() { initialize(&value); }
-    ~Scoped() { finalize(&value); }
-    Scoped(const Scoped&) = delete;
-    Scoped& operator=(const Scoped&) = delete;
-};
-using ParticipantQos =
-    Scoped<DDS_DomainParticipantQos, DDS_DomainParticipantQos_initialize, DDS_DomainParticipantQos_finalize>;
-using ReaderQos = Scoped<DDS_DataReaderQos, DDS_DataReaderQos_initialize, DDS_DataReaderQos_finalize>;
-using TopicQos = Scoped<DDS_TopicQos, DDS_TopicQos_initialize, DDS_TopicQos_finalize>;
-using SubscriberQos = Scoped<DDS_SubscriberQos, DDS_SubscriberQos_initialize, DDS_SubscriberQos_finalize>;
-
-DDS_ReturnCode_t registerType(int topic, DDS_DomainParticipant* participant) {
-    const char* name = topics[static_cast<std::size_t>(topic)].type;
-    switch (topic) {
-    case eventTopic:
-        return DDS_Monitoring_EventTypeSupport_register_type(participant, name);
-    case 1:
-        return DDS_Monitoring_PeriodicTypeSupport_register_type(participant, name);
-    default:
-        return DDS_Monitoring_LoggingTypeSupport_register_type(participant, name);
-    }
 }
 
 // Takes what a reader holds, in loans of bounded size.
@@ -108,30 +86,16 @@ std::unique_ptr<Session> Session::open(const Options& options, Interpreter& inte
 bool Session::create(const Options& options, std::string& error) {
     Entities& entities = *entities_;
     entities.factory = DDS_DomainParticipantFactory_get_instance();
-    ParticipantQos qos;
-    if (entities.factory == nullptr ||
-        DDS_DomainParticipantFactory_get_participant_qos_from_profile(entities.factory, &qos.value,
-            DDS_BUILTIN_QOS_LIB, DDS_PROFILE_GENERIC_MONITORING2) != DDS_RETCODE_OK) {
-        error = "the built-in profile is missing";
+    reading::ParticipantQos qos;
+    if (!reading::fillParticipantQos(qos, options.peers, error))
         return false;
-    }
-    const auto peerCount = static_cast<DDS_Long>(options.peers.size());
-    bool copied = DDS_StringSeq_ensure_length(&qos.value.discovery.initial_peers, peerCount, peerCount) != 0;
-    for (DDS_Long i = 0; copied && i < peerCount; ++i) {
-        copied = DDS_String_replace(DDS_StringSeq_get_reference(&qos.value.discovery.initial_peers, i),
-                     options.peers[static_cast<std::size_t>(i)].c_str()) != nullptr;
-    }
-    if (!copied) {
-        error = "out of memory";
-        return false;
-    }
     entities.participant = DDS_DomainParticipantFactory_create_participant(
         entities.factory, options.domain, &qos.value, nullptr, DDS_STATUS_MASK_NONE);
     if (entities.participant == nullptr) {
         error = "cannot join domain " + std::to_string(options.domain);
         return false;
     }
-    SubscriberQos subscriberQos;
+    reading::SubscriberQos subscriberQos;
     entities.subscriber = DDS_DomainParticipant_create_subscriber(
         entities.participant, &subscriberQos.value, nullptr, DDS_STATUS_MASK_NONE);
     entities.waitset = DDS_WaitSet_new();
@@ -148,23 +112,10 @@ bool Session::create(const Options& options, std::string& error) {
 
 bool Session::createReader(int topic, std::string& error) {
     Entities& entities = *entities_;
-    const TopicNames& names = topics[static_cast<std::size_t>(topic)];
-    error = std::string("cannot read ") + names.topic;
-    TopicQos topicQos;
-    ReaderQos qos;
-    if (registerType(topic, entities.participant) != DDS_RETCODE_OK)
-        return false;
-    DDS_Topic* described = DDS_DomainParticipant_create_topic(
-        entities.participant, names.topic, names.type, &topicQos.value, nullptr, DDS_STATUS_MASK_NONE);
-    if (described == nullptr || DDS_DomainParticipantFactory_get_datareader_qos_from_profile_w_topic_name(
-                                    entities.factory, &qos.value, DDS_BUILTIN_QOS_LIB,
-                                    DDS_PROFILE_GENERIC_MONITORING2, names.topic) != DDS_RETCODE_OK) {
-        return false;
-    }
-    qos.value.resource_limits.max_samples = cachedSamples;
-    qos.value.resource_limits.max_samples_per_instance = cachedSamples;
-    DDS_DataReader* reader = DDS_Subscriber_create_datareader(entities.subscriber,
-        DDS_Topic_as_topicdescription(described), &qos.value, nullptr, DDS_STATUS_MASK_NONE);
+    const reading::MonitoringTopic& published = topics[static_cast<std::size_t>(topic)].published;
+    error = std::string("cannot read ") + published.name;
+    DDS_DataReader* reader =
+        reading::createMonitoringReader(entities.participant, entities.subscriber, published, cachedSamples);
     if (reader == nullptr)
         return false;
     entities.readers[static_cast<std::size_t>(topic)] = reader;

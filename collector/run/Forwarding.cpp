@@ -7,6 +7,7 @@
 
 #include "orxmonitoring2d/orx_remote_administration_support.h"
 #include "reading/Guid.hpp"
+#include "reading/Joining.hpp"
 #include "reading/Sequences.hpp"
 #include "zddsc/conditions.h"
 #include "zddsc/qos.h"
@@ -16,22 +17,7 @@ namespace collector::run {
 
 namespace {
 
-struct ParticipantQos {
-    DDS_DomainParticipantQos value{};
-    ParticipantQos() { DDS_DomainParticipantQos_initialize(&value); }
-    ~ParticipantQos() { DDS_DomainParticipantQos_finalize(&value); }
-    ParticipantQos(const ParticipantQos&) = delete;
-    ParticipantQos& operator=(const ParticipantQos&) = delete;
-};
-
-// A schema value that is finalized with its scope.
-template <typename Value, auto initialize, auto finalize> struct Scoped {
-    Value value{};
-    Scoped() { initialize(&value); }
-    ~Scoped() { finalize(&value); }
-    Scoped(const Scoped&) = delete;
-    Scoped& operator=(const Scoped&) = delete;
-};
+using reading::Scoped;
 using Exception = Scoped<DDS_Monitoring_MonitoringCommandError,
     DDS_Monitoring_MonitoringCommandError_initialize, DDS_Monitoring_MonitoringCommandError_finalize>;
 template <typename Sequence, auto finalize> struct ScopedSequence {
@@ -149,17 +135,9 @@ std::string applicationPart(const std::string& selector) {
 
 bool Forwarding::open(const Options& options, std::string& error) {
     DDS_DomainParticipantFactory* const factory = DDS_DomainParticipantFactory_get_instance();
-    ParticipantQos qos;
-    if (factory == nullptr ||
-        DDS_DomainParticipantFactory_get_participant_qos_from_profile(
-            factory, &qos.value, DDS_BUILTIN_QOS_LIB, DDS_PROFILE_GENERIC_MONITORING2) != DDS_RETCODE_OK) {
-        error = "the built-in profile is missing";
+    reading::ParticipantQos qos;
+    if (!reading::fillParticipantQos(qos, options.peers, error))
         return false;
-    }
-    if (!options.peers.empty() && !fill(qos.value.discovery.initial_peers, options.peers)) {
-        error = "out of memory";
-        return false;
-    }
     ORX_MonitoringForwarderProperty_t property = ORX_MONITORING_FORWARDER_PROPERTY_DEFAULT;
     property.domain_id = options.domain;
     property.participant_qos = &qos.value;
