@@ -19,6 +19,7 @@
 #include "agent/Sampler.hpp"
 #include "agent/Settings.hpp"
 #include "agent/logs/LogCapture.hpp"
+#include "zddscore/inline_memory_bound.h"
 
 namespace orx::agent {
 
@@ -98,6 +99,7 @@ bool startLibrary() {
         return false;
     const bool isFilled = fillProperty(property);
     applyCollection();
+    applyQueueLimit();
     const DDS_Duration_t& period = property.periodic.polling_period;
     pollingPeriodNs = int64_t{period.sec} * 1'000'000'000 + period.nanosec;
     const bool isStarted = isFilled && ORX_MonitoringHost_load_library(std::getenv("ORX_AGENT_LIBRARY")) &&
@@ -182,7 +184,8 @@ void tellLosses() {
     } losses[] = {{"queue full", counters.dropped_queue_full},
         {"refused by the engine", counters.dropped_engine}, {"not encodable", counters.dropped_encoding},
         {"no memory", counters.dropped_no_memory}, {"time-out", counters.dropped_timeout},
-        {"no destination in time", counters.dropped_deadline}};
+        {"no destination in time", counters.dropped_deadline},
+        {"no room in a queue at its limit", REDAInlineMemory_getRefusalCountI()}};
     char text[512] = "";
     size_t length = 0;
     for (const auto& loss : losses) {

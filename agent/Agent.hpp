@@ -22,6 +22,9 @@ bool fillProperty(ORX_MonitoringProperty_t& property);
 // Sets what the logger collects of each facility, from the environment. Before the library is created.
 void applyCollection();
 
+// Bounds what each queue of the library may take, by the environment. Before the library is created.
+void applyQueueLimit();
+
 } // namespace orx::agent
 
 extern "C" __attribute__((visibility("default"))) const OrxAgentTable* orxAgent_start(

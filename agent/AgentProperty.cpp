@@ -7,6 +7,7 @@
 #include "agent/AgentLog.hpp"
 #include "agent/ResourceName.hpp"
 #include "agent/Settings.hpp"
+#include "zddscore/inline_memory_bound.h"
 
 namespace orx::agent {
 
@@ -133,6 +134,12 @@ bool fillProperty(ORX_MonitoringProperty_t& property) {
     if (!isFilled)
         AGENT_ERROR(FAILED_TO_SET, "properties of the monitoring");
     return isFilled;
+}
+
+void applyQueueLimit() {
+    REDAInlineMemorySize limit = defaultQueueLimit;
+    takeNumber("ORX_AGENT_QUEUE_LIMIT", limit);
+    (void)REDAInlineMemory_setOpenMaximalI(limit);
 }
 
 void applyCollection() {

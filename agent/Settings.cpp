@@ -100,9 +100,13 @@ bool secondsOf(std::string_view text, int64_t& nanoseconds) {
 }
 
 bool numberOf(std::string_view text, int64_t& number) {
-    if (text.find('.') != std::string_view::npos || !secondsOf(text, number))
+    constexpr size_t mostDigits = 10;
+    if (text.empty() || text.size() > mostDigits ||
+        text.find_first_not_of("0123456789") != std::string_view::npos)
         return false;
-    number /= second;
+    number = 0;
+    for (const char digit : text)
+        number = number * 10 + (digit - '0');
     return true;
 }
 
@@ -224,6 +228,10 @@ constexpr Option optionTable[] = {
         1024, 268435456},
     {"logging-queue-size", "BYTES", "ORX_AGENT_LOGGING_QUEUE_SIZE", false, checkNumber,
         "the same of each queue of log messages (default 10240)", 1024, 268435456},
+    {"queue-limit", "BYTES", "ORX_AGENT_QUEUE_LIMIT", false, checkNumber,
+        "memory that each of these queues may grow to, 4096 to 2147483647\n"
+        "bytes (default 67108864); what does not fit is dropped and counted",
+        4096, 2147483647},
     {"log-history", "N", "ORX_AGENT_LOG_HISTORY", false, checkNumber,
         "log messages that are kept for collectors that come later, 0 to\n"
         "100000 (default 128)",

@@ -21,7 +21,8 @@ struct Problem {
 enum class Verbosity { silent, error, warning, info, debug };
 
 constexpr int32_t defaultDomain = 2;
-constexpr int32_t maximumDomain = 230; // the last one that has ports
+constexpr int32_t maximumDomain = 230;                  // the last one that has ports
+constexpr int32_t defaultQueueLimit = 64 * 1024 * 1024; // bytes
 constexpr Verbosity defaultVerbosity = Verbosity::warning;
 
 struct Option {

@@ -48,7 +48,7 @@ bool createAndPost(ORX_MonitoringEventTaskExecutor& self, const Event& event, OR
 
 bool orx::event::reportFailedPost(
     ORX_UINT32 metricGroupIndex, ORX_MonitoringEventTaskKind kind, ORX_UINT32 concurrencyIndex) {
-    return ORX_ERROR(FAILED_TO_POST,
+    return ORX_FLOOD_ERROR(FAILED_TO_POST,
         "Distribution data for event kind '%s' with metric group index %u in concurrency queue with "
         "index %u\n",
         ORX_MonitoringEventTaskKind_toString(kind), metricGroupIndex, concurrencyIndex);

@@ -26,8 +26,9 @@ struct Arena {
         void* buffer =
             REDAInlineMemory_reserveBufferI(memoryManager, static_cast<REDAInlineMemorySize>(size), 1);
         if (buffer == nullptr) {
-            return ORX_ERROR(FAILED_TO_ALLOCATE, "'%s' with size %u, in the memory manager with index %u.\n",
-                what, static_cast<unsigned>(size), concurrencyIndex);
+            return ORX_FLOOD_ERROR(FAILED_TO_ALLOCATE,
+                "'%s' with size %u, in the memory manager with index %u.\n", what,
+                static_cast<unsigned>(size), concurrencyIndex);
         }
         return buffer;
     }
@@ -37,7 +38,8 @@ void* mapGroup(const Arena& arena, const ORX_Monitoring_MetricGroupInfo* groups,
     const void* applicationMetricGroup) {
     void* memory = groups[index].mapAppToDistMetricGroupFunction(applicationMetricGroup, arena.memoryManager);
     if (memory == nullptr) {
-        return ORX_ERROR(FAILED_TO_CONVERT_TYPE, "Map Distribution data for metric group index %u\n", index);
+        return ORX_FLOOD_ERROR(
+            FAILED_TO_CONVERT_TYPE, "Map Distribution data for metric group index %u\n", index);
     }
     return memory;
 }

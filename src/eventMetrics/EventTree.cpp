@@ -9,6 +9,9 @@ namespace {
 
 constexpr ORX_UINT32 orxLogSubmodule = orx::log::submodule::event;
 
+// A bound of its own, in place of the queues': a tree that did not fit could never be published.
+constexpr REDAInlineMemorySize treeBound = 2147483646;
+
 const ORX_Monitoring_MetricGroupInfo& registryGroup() {
     return ORX_Monitoring_getMetricGroupInfo(
         ORX_MONITORING_APPLICATION_CLASS_ID)[ORX_MONITORING_APPLICATION_RESOURCE_REGISTRY_GROUP];
@@ -39,8 +42,8 @@ void orx::event::deleteTreeGroup(ORX_MonitoringEventTaskExecutor& self, void* tr
 
 bool orx::event::initializeTreeMemory(
     ORX_MonitoringEventTaskExecutor& self, const ORX_MonitoringEventProperty_t& eventProperty) {
-    const REDAInlineMemoryProperty property =
-        orx::taskExecutor::arenaProperty(eventProperty.initial_memory_size);
+    REDAInlineMemoryProperty property = orx::taskExecutor::arenaProperty(eventProperty.initial_memory_size);
+    property.maximal = treeBound;
     self.treeMemory = REDAInlineMemory_new(&property);
     if (self.treeMemory == nullptr)
         return ORX_ERROR(FAILED_TO_CREATE, "Memory manager of tree snapshots\n");

@@ -121,7 +121,7 @@ Payload* createCompact(
     const size_t size = CompactMessage::bytes(textSize + categorySize);
     void* buffer = reserve(memoryManager, size);
     if (buffer == nullptr) {
-        return ORX_ERROR(FAILED_TO_ALLOCATE, "'struct ORX_MonitoringLoggingPayload' with size %u\n",
+        return ORX_FLOOD_ERROR(FAILED_TO_ALLOCATE, "'struct ORX_MonitoringLoggingPayload' with size %u\n",
             static_cast<unsigned>(size));
     }
     auto* self = static_cast<CompactMessage*>(buffer);

@@ -89,7 +89,7 @@ bool postFromDevice(ORX_MonitoringLogging& self, const ZDDS_Config_LogMessage& m
     ORX_MonitoringLoggingPayload* payload = ORX_MonitoringLoggingPayload_createUpdate(&self, memoryManager,
         message.text, level, message.message_id, &message.timestamp, message.facility, nullptr, category);
     if (payload == nullptr)
-        return ORX_ERROR(FAILED_TO_CREATE, "Monitoring logging message\n");
+        return ORX_FLOOD_ERROR(FAILED_TO_CREATE, "Monitoring logging message\n");
     if (!post(self, index, payload))
         return ORX_ERROR(FAILED_TO_POST, "Logging message to executor\n");
     return true;
@@ -217,7 +217,7 @@ int ORX_MonitoringLogging_postMessage(ORX_MonitoringLogging* self, const char* t
             facility, static_cast<const DDS_Monitoring_StructuredDataMapEntrySeq*>(structured_data),
             category != nullptr ? category : noCategory);
     if (payload == nullptr)
-        return ORX_ERROR(FAILED_TO_CREATE, "Monitoring logging message");
+        return ORX_FLOOD_ERROR(FAILED_TO_CREATE, "Monitoring logging message");
     if (!post(*self, concurrencyIndex, payload))
         return ORX_ERROR(FAILED_TO_POST, "Security event message to executor");
     return 1;

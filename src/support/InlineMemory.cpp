@@ -11,6 +11,7 @@
 #include "zddscore/inline_memory.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -19,6 +20,7 @@
 
 #include "src/support/Sanitizers.hpp"
 #include "zddscore/heap.h"
+#include "zddscore/inline_memory_bound.h"
 
 namespace {
 
@@ -27,6 +29,10 @@ constexpr std::uint32_t releasedMark = 0xDEAD0000U;
 constexpr std::uint32_t liveMark = 0x11FE0001U;
 constexpr std::size_t smallestBlock = 128;
 constexpr std::size_t smallestGrowth = 1024;
+
+// Relaxed, both: the bound is set before the arenas are made, and the count is a figure.
+constinit std::atomic<REDAInlineMemorySize> openMaximal{REDA_INLINE_MEMORY_MAXIMAL_OPEN};
+constinit std::atomic<ORX_UINT64> refusals{0};
 
 constexpr std::size_t roundUp(std::size_t size, std::size_t unit) {
     return (size + unit - 1) & ~(unit - 1);
@@ -188,13 +194,17 @@ BufferHeader* takeFromFreeBlock(REDAInlineMemory& arena, std::size_t span, std::
     return nullptr;
 }
 
-BufferHeader* takeFromNewBlock(REDAInlineMemory& arena, std::size_t span, std::size_t alignment) {
+// isAtBound: there is memory, but not for this arena.
+BufferHeader* takeFromNewBlock(
+    REDAInlineMemory& arena, std::size_t span, std::size_t alignment, bool& isAtBound) {
     if (arena.contiguous)
         return nullptr;
     const std::size_t needed = span + (alignment > granule ? alignment : 0);
     const std::size_t left = arena.maximal - arena.blockBytes;
-    if (needed > left)
+    if (needed > left) {
+        isAtBound = true;
         return nullptr;
+    }
     const std::size_t grown = std::max(arena.blockBytes * arena.increment / 100, smallestGrowth);
     const std::size_t capacity = std::min(roundUp(std::max(grown, needed), granule), left);
     Block* block = addBlock(arena, capacity);
@@ -244,9 +254,13 @@ BufferHeader* takeFromAnyBlock(REDAInlineMemory& arena, std::size_t span, std::s
         return header;
     if (BufferHeader* header = takeFromFreeBlock(arena, span, alignment))
         return header;
-    if (BufferHeader* header = takeFromNewBlock(arena, span, alignment))
+    bool isAtBound = false;
+    if (BufferHeader* header = takeFromNewBlock(arena, span, alignment, isAtBound))
         return header;
-    return takeFromAnyBlock(arena, span, alignment);
+    BufferHeader* header = takeFromAnyBlock(arena, span, alignment);
+    if (header == nullptr && isAtBound)
+        refusals.fetch_add(1, std::memory_order_relaxed);
+    return header;
 }
 
 void startAfresh(Block& block) {
@@ -256,12 +270,35 @@ void startAfresh(Block& block) {
     block.wrapped = false;
 }
 
+// Bytes of all blocks. Where the process sets it, room for the first block is there whatever it says.
+std::size_t boundOf(const REDAInlineMemoryProperty& property) {
+    const bool isOpen = property.maximal < 0 || property.maximal == REDA_INLINE_MEMORY_MAXIMAL_OPEN;
+    if (!isOpen)
+        return static_cast<std::size_t>(property.maximal);
+    const auto open = static_cast<std::size_t>(openMaximal.load(std::memory_order_relaxed));
+    const std::size_t first =
+        std::max(roundUp(static_cast<std::size_t>(property.initial), granule), smallestBlock);
+    constexpr auto most = std::size_t{REDA_INLINE_MEMORY_MAXIMAL_OPEN};
+    return std::min(std::max(open, first), most);
+}
+
 bool isUsable(const REDAInlineMemoryProperty& property) {
     return property.lowerLevelAllocator != nullptr && property.lowerLevelFree != nullptr &&
            property.initial >= 0;
 }
 
 } // namespace
+
+int REDAInlineMemory_setOpenMaximalI(REDAInlineMemorySize maximal) {
+    if (maximal < 1)
+        return ORX_FALSE;
+    openMaximal.store(maximal, std::memory_order_relaxed);
+    return ORX_TRUE;
+}
+
+ORX_UINT64 REDAInlineMemory_getRefusalCountI(void) {
+    return refusals.load(std::memory_order_relaxed);
+}
 
 void* REDAInlineMemoryLowerLevelAllocator_mallocAllocate(void*, size_t size) {
     void* memory = nullptr;
@@ -277,9 +314,7 @@ void REDAInlineMemoryLowerLevelAllocator_mallocFree(void*, void* memory) {
 REDAInlineMemory* REDAInlineMemory_new(const REDAInlineMemoryProperty* property) {
     if (property == nullptr || !isUsable(*property))
         return nullptr;
-    const std::size_t bound = property->maximal < 0
-                                  ? std::size_t{std::numeric_limits<REDAInlineMemorySize>::max()}
-                                  : static_cast<std::size_t>(property->maximal);
+    const std::size_t bound = boundOf(*property);
     const std::size_t initial =
         std::max(roundUp(static_cast<std::size_t>(property->initial), granule), smallestBlock);
     // A multiple of the granule, so that every block is one.

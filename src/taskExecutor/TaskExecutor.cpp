@@ -220,7 +220,7 @@ int ORX_MonitoringTaskExecutor_postTask(ORX_MonitoringTaskExecutor* self, int* p
         *postedInQueue = 0;
     if (!ORX_MonitoringTaskExecutor_postTaskWithParams(
             self, postedInQueue, concurrencyIndex, payload, deletePayloadFnc, concurrencyIndex, nullptr, 1)) {
-        return ORX_ERROR(FAILED_TO_POST, "Task in concurrency queue with index %u\n", concurrencyIndex);
+        return ORX_FLOOD_ERROR(FAILED_TO_POST, "Task in concurrency queue with index %u\n", concurrencyIndex);
     }
     return signalNewTask(*self);
 }

@@ -112,7 +112,7 @@ bool orx::taskExecutor::addTask(Queue& queue, const Task& task) {
         return false;
     void* buffer = REDAInlineMemory_reserveBufferI(&queue.memoryManager, sizeof(Task), 1);
     if (buffer == nullptr) {
-        return ORX_ERROR(FAILED_TO_ALLOCATE,
+        return ORX_FLOOD_ERROR(FAILED_TO_ALLOCATE,
             "'struct ORX_MonitoringTaskExecutorTask' with size %u\n, in the memory manager with index %u.\n",
             static_cast<unsigned>(sizeof(Task)), queue.concurrencyIndex);
     }

@@ -124,6 +124,7 @@ TEST(OrxRun, ExplainsEveryOptionWithVariableUnitAndDefault) {
         {"logging-queues", "N", "LOGGING_QUEUES", "1 to 64", "(default 5)"},
         {"event-queue-size", "BYTES", "EVENT_QUEUE_SIZE", "bytes", "(default 10240)"},
         {"logging-queue-size", "BYTES", "LOGGING_QUEUE_SIZE", "BYTES", "(default 10240)"},
+        {"queue-limit", "BYTES", "QUEUE_LIMIT", "bytes", "(default 67108864)"},
         {"log-history", "N", "LOG_HISTORY", "log messages", "(default 128)"},
         {"logs-per-update", "N", "LOGS_PER_UPDATE", "log messages", "(default 512)"},
         {"forward", "LEVELS", "FORWARD", "informational, debug", "(default warning)"},

@@ -8,6 +8,7 @@
 #include "agent/AgentLog.hpp"
 #include "agent/Settings.hpp"
 #include "tests/helpers/FailingHeap.hpp"
+#include "zddscore/inline_memory_bound.h"
 
 namespace {
 
@@ -112,6 +113,36 @@ TEST_F(PropertyTest, CollectionGoesToTheLogger) {
     ZDDS_Config_Logger_finalize_instance();
 }
 
+// What an arena of the queues' kind can hold, in buffers of a kilobyte; at most 100,000.
+int kilobytesThatFit() {
+    const REDAInlineMemoryProperty arena{.initial = 10240,
+        .maximal = REDA_INLINE_MEMORY_MAXIMAL_OPEN,
+        .increment = 50,
+        .forceContiguousMemory = 0,
+        .initializeBuffersToZero = 0,
+        .lowerLevelAllocator = REDAInlineMemoryLowerLevelAllocator_mallocAllocate,
+        .lowerLevelFree = REDAInlineMemoryLowerLevelAllocator_mallocFree,
+        .lowerLevelAllocatorData = nullptr};
+    REDAInlineMemory* queue = REDAInlineMemory_new(&arena);
+    int count = 0;
+    while (queue != nullptr && count < 100'000 && REDAInlineMemory_reserveBufferI(&queue, 1024, 1) != nullptr)
+        ++count;
+    REDAInlineMemory_delete(queue);
+    return count;
+}
+
+TEST_F(PropertyTest, QueuesAreBoundedByTheLimit) {
+    set("QUEUE_LIMIT", "65536");
+    applyQueueLimit();
+    EXPECT_GT(kilobytesThatFit(), 40);
+    EXPECT_LT(kilobytesThatFit(), 64);
+    unsetenv("ORX_AGENT_QUEUE_LIMIT");
+    applyQueueLimit();
+    EXPECT_GT(kilobytesThatFit(), 50'000);
+    EXPECT_LT(kilobytesThatFit(), 65'536);
+    ASSERT_TRUE(REDAInlineMemory_setOpenMaximalI(REDA_INLINE_MEMORY_MAXIMAL_OPEN));
+}
+
 // The help promises these.
 TEST_F(PropertyTest, DefaultsAreThoseOfTheHelp) {
     ASSERT_TRUE(fillProperty(property));
@@ -177,7 +208,10 @@ TEST_F(PropertyTest, EachDefaultInTheHelpIsWhatStandsWithoutTheVariable) {
         ASSERT_TRUE(ORX_MonitoringLoggingVerbositySetting_t_get_from_logger(&now, logger));
         EXPECT_TRUE(ORX_MonitoringLoggingVerbositySetting_t_equals(&now, &collected)) << option.name;
     }
-    EXPECT_EQ(count, 14);
+    EXPECT_EQ(count, 15);
+    int32_t limit = 0;
+    EXPECT_TRUE(parseNumber("ORX_AGENT_QUEUE_LIMIT", std::getenv("ORX_AGENT_QUEUE_LIMIT"), limit));
+    EXPECT_EQ(limit, defaultQueueLimit);
     Verbosity verbosity{};
     EXPECT_TRUE(parseVerbosity(std::getenv("ORX_AGENT_VERBOSITY"), verbosity));
     EXPECT_EQ(verbosity, defaultVerbosity);

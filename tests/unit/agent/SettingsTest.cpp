@@ -129,7 +129,11 @@ TEST(Settings, TakesNumbersWithinTheLimitsOfTheOption) {
     EXPECT_TRUE(parseNumber("ORX_AGENT_EVENT_QUEUES", "64", number));
     EXPECT_EQ(number, 64);
     EXPECT_TRUE(parseNumber("ORX_AGENT_EVENT_QUEUE_SIZE", "268435456", number));
-    for (const char* wrong : {"", "0", "65", "-1", "1.0", "x", "4294967297"})
+    EXPECT_TRUE(parseNumber("ORX_AGENT_QUEUE_LIMIT", "2147483647", number));
+    EXPECT_EQ(number, 2147483647);
+    EXPECT_FALSE(parseNumber("ORX_AGENT_QUEUE_LIMIT", "2147483648", number));
+    EXPECT_FALSE(parseNumber("ORX_AGENT_QUEUE_LIMIT", "4095", number));
+    for (const char* wrong : {"", "0", "65", "-1", "1.0", "x", "4294967297", "99999999999999999999"})
         EXPECT_FALSE(parseNumber("ORX_AGENT_EVENT_QUEUES", wrong, number)) << wrong;
     EXPECT_FALSE(parseNumber("ORX_NO_SUCH_OPTION", "1", number));
 }

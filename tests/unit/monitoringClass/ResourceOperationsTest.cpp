@@ -1,9 +1,11 @@
 #include "src/monitoringClass/ResourceOperations.h"
 
+#include "src/eventMetrics/EventTaskExecutor.h"
 #include "src/monitoringClass/EntityLock.h"
 #include "tests/helpers/HeapCount.hpp"
 #include "tests/helpers/LogCapture.hpp"
 #include "tests/unit/monitoringClass/Library.hpp"
+#include "zddscore/inline_memory_bound.h"
 #include "gtest/gtest.h"
 
 namespace {
@@ -267,6 +269,59 @@ TEST_F(ResourceOperationsTest, APushCallsNoHeapOnceWarm) {
     };
     (void)round(200);
     EXPECT_EQ(round(1000), 0U);
+}
+
+// The worker cannot free what it has published while this thread keeps the metric mutex, so the flood meets
+// the bound for certain.
+TEST(QueueBound, AFloodStaysUnderTheBoundOfTheProcessAndEndsInDropsThatAreCounted) {
+    constexpr REDAInlineMemorySize bound = 64 * 1024;
+    constexpr int pushes = 20'000;
+    LogCapture log;
+    Library library;
+    library.select("//*", "*");
+    ASSERT_TRUE(REDAInlineMemory_setOpenMaximalI(bound));
+    ASSERT_TRUE(library.start());
+    ASSERT_TRUE(REDAInlineMemory_setOpenMaximalI(REDA_INLINE_MEMORY_MAXIMAL_OPEN));
+    auto* topic = library.topic("t", library.participant("p"));
+    ASSERT_NE(topic, nullptr) << log.text();
+    EventReader reader{Library::domain};
+    DDS_Monitoring_InconsistentTopicStatus status{};
+    const auto queueBytes = [&] {
+        REDAInlineMemoryInfo info{};
+        const auto* executor = library.impl().eventTaskExecutor->taskExecutor;
+        REDAInlineMemory_getInfo(executor->queues[topic->concurrencyIndex].memoryManager, &info);
+        return info.blockBytes;
+    };
+    const auto refusals = REDAInlineMemory_getRefusalCountI();
+    log.clear();
+
+    int dropped = 0;
+    Library::lockMetric(topic->concurrencyIndex);
+    for (int i = 0; i < pushes; ++i) {
+        dropped += library.table->pushEventMetricFunction(
+                       library.table, &status, topic, inconsistentTopicGroup) == DDS_BOOLEAN_FALSE;
+    }
+    const size_t bytes = queueBytes();
+    Library::unlockMetric(topic->concurrencyIndex);
+    EXPECT_GT(dropped, pushes / 2);
+    EXPECT_LT(dropped, pushes);
+    EXPECT_LE(bytes, size_t{bound});
+    EXPECT_GE(REDAInlineMemory_getRefusalCountI() - refusals, static_cast<ORX_UINT64>(dropped));
+    EXPECT_GT(log.countLevel(ORX_LOG_BIT_ERROR), 0U);
+    EXPECT_LT(log.lines().size(), static_cast<size_t>(dropped)) << "a flood of drops is no flood of lines";
+
+    status.total_count = 77;
+    EventSamples samples;
+    bool isPushed = false;
+    EXPECT_TRUE(reader.takeUntilThat(samples, [&] {
+        isPushed = isPushed || library.push(topic, inconsistentTopicGroup, &status);
+        for (const auto& sample : samples)
+            if (sample->value._d == ORX_MONITORING_TOPIC_CLASS_ID &&
+                sample->value._u.topic.status_inconsistent_topic != nullptr &&
+                sample->value._u.topic.status_inconsistent_topic->total_count == 77)
+                return true;
+        return false;
+    }));
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 
 #include "src/support/Sanitizers.hpp"
 #include "tests/unit/support/TestHeap.hpp"
+#include "zddscore/inline_memory_bound.h"
 
 namespace {
 
@@ -404,6 +405,59 @@ TEST(InlineMemory, HeapIsTheOrdinaryLowerLevel) {
         return grown;
     }),
         3);
+}
+
+// The bound of the process, put back at the end.
+struct OpenMaximal {
+    explicit OpenMaximal(REDAInlineMemorySize maximal) {
+        EXPECT_TRUE(REDAInlineMemory_setOpenMaximalI(maximal));
+    }
+    ~OpenMaximal() { EXPECT_TRUE(REDAInlineMemory_setOpenMaximalI(REDA_INLINE_MEMORY_MAXIMAL_OPEN)); }
+    OpenMaximal(const OpenMaximal&) = delete;
+    OpenMaximal& operator=(const OpenMaximal&) = delete;
+};
+
+TEST(InlineMemory, TheProcessBoundsArenasThatLeaveTheirBoundOpen) {
+    LowerLevel level;
+    Arena before(propertyOf(level));
+    const OpenMaximal open(4096);
+    Arena bounded(propertyOf(level));
+    Arena negative(propertyOf(level, 1024, -1));
+    Arena own(propertyOf(level, 1024, 8192));
+    Arena first(propertyOf(level, 6000)); // larger than the bound from the start
+    for (Arena* arena : {&before, &bounded, &negative, &own, &first})
+        for (int i = 0; i < 200; ++i)
+            (void)arena->reserve(100);
+    EXPECT_GT(infoOf(before.manager).blockBytes, 8192U);
+    EXPECT_EQ(infoOf(bounded.manager).blockBytes, 4096U);
+    EXPECT_EQ(infoOf(negative.manager).blockBytes, 4096U);
+    EXPECT_EQ(infoOf(own.manager).blockBytes, 8192U);
+    EXPECT_EQ(infoOf(first.manager).blockBytes, 6000U);
+    EXPECT_FALSE(REDAInlineMemory_setOpenMaximalI(0));
+    EXPECT_FALSE(REDAInlineMemory_setOpenMaximalI(-1));
+}
+
+TEST(InlineMemory, RefusalsAtTheBoundAreCountedAndMissingMemoryIsNot) {
+    LowerLevel level;
+    const OpenMaximal open(1024);
+    Arena arena(propertyOf(level));
+    const auto before = REDAInlineMemory_getRefusalCountI();
+    std::vector<void*> live;
+    while (void* buffer = arena.reserve(100))
+        live.push_back(buffer);
+    EXPECT_EQ(arena.reserve(2000), nullptr);
+    EXPECT_EQ(REDAInlineMemory_getRefusalCountI() - before, 2U);
+    ASSERT_FALSE(live.empty());
+    for (void* buffer : live)
+        EXPECT_TRUE(REDAInlineMemBuffer_release(buffer));
+    EXPECT_NE(arena.reserve(100), nullptr) << "what was released is there again";
+    EXPECT_EQ(REDAInlineMemory_getRefusalCountI() - before, 2U);
+    LowerLevel poor;
+    Arena growing(propertyOf(poor, 128, 4096));
+    poor.failFrom = 0;
+    while (growing.reserve(100) != nullptr) {
+    }
+    EXPECT_EQ(REDAInlineMemory_getRefusalCountI() - before, 2U);
 }
 
 #ifdef ZDDS_ADDRESS_SANITIZER

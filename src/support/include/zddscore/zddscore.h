@@ -10,6 +10,7 @@
 #include "zddscore/host.h"
 #include "zddscore/inline_list.h"
 #include "zddscore/inline_memory.h"
+#include "zddscore/inline_memory_bound.h"
 #include "zddscore/log.h"
 #include "zddscore/semaphore.h"
 #include "zddscore/skiplist.h"
