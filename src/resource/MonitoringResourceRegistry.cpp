@@ -6,7 +6,9 @@
 #include "orxmonitoring2d/monitoring_resource_support.h"
 #include "src/log/Log.hpp"
 #include "src/resource/GuidText.hpp"
+#include "src/resource/ResourceMemory.hpp"
 #include "src/resource/ResourcePin.h"
+#include "zddscore/fast_buffer_pool.h"
 #include "zddscore/heap.h"
 
 namespace {
@@ -69,24 +71,17 @@ ORX_MonitoringResource* findNext(
                                           : REDAInlineListNode_getNext(&resource->node.node));
 }
 
-// A walk over more resources than the caches hold would wait for each of them. So what it comes to next is
-// asked for while its caller is at work on this one: two steps ahead the resource, one step ahead what its
-// groups lie in. Under the mutex a resource that is not paused does not become so, and its sequence stands
-// still.
+// A walk over more resources than the caches hold would wait for each of them. So what it comes to two steps
+// ahead is asked for while its caller is at work on this one: the resource, and behind it the groups of most.
 void prefetchBehind(const ORX_MonitoringResource& resource) {
     constexpr size_t line = 64;
     const REDAInlineListNode* node = REDAInlineListNode_getNext(&resource.node.node);
-    if (node == nullptr)
-        return;
-    const ORX_MonitoringResource* next = toResource(node);
-    if (!ORX_MonitoringResource_isPaused(next))
-        __builtin_prefetch(
-            DDS_UnsignedLongSeq_get_contiguous_buffer(&next->monitoredPeriodicMetricGroupIndex));
-    node = REDAInlineListNode_getNext(node);
+    if (node != nullptr)
+        node = REDAInlineListNode_getNext(node);
     if (node == nullptr)
         return;
     const char* second = reinterpret_cast<const char*>(node) - offsetof(ORX_MonitoringResource, node);
-    for (size_t i = 0; i < sizeof resource; i += line)
+    for (size_t i = 0; i <= sizeof resource; i += line)
         __builtin_prefetch(second + i);
 }
 
@@ -154,6 +149,9 @@ static bool initializeContainers(ORX_MonitoringResourceRegistry* self) {
     if (self->resourceList == nullptr)
         return ORX_ERROR(FAILED_TO_CREATE, "Monitoring resource list\n");
     REDAInlineList_init(&self->resourceDeepFirstList);
+    self->resourcePool = orx::resource::newResourcePool();
+    if (self->resourcePool == nullptr)
+        return ORX_ERROR(FAILED_TO_CREATE, "Monitoring resource pool\n");
     if (!DDS_Monitoring_ResourceRegistry_initialize(&self->base))
         return ORX_ERROR(FAILED_TO_INITIALIZE, "Monitoring resource registry base\n");
     return true;
@@ -183,6 +181,8 @@ void ORX_MonitoringResourceRegistry_finalizeContainersI(ORX_MonitoringResourceRe
     ORXOsapiHeap_freeArray(self->references);
     self->references = nullptr;
     self->referenceCapacity = 0;
+    REDAFastBufferPool_delete(self->resourcePool);
+    self->resourcePool = nullptr;
     ORXOsapiSemaphore_delete(self->resourcesMutex);
     self->resourcesMutex = nullptr;
     self->metricSelectionList = nullptr;

@@ -25,6 +25,7 @@ struct ORX_MonitoringResourceRegistry {
     struct REDAInlineList* metricSelectionList;   /* borrowed; every new resource is held against it */
     DDS_Monitoring_ResourceReference* references; /* owned; what base.resources has on loan */
     ORX_INT32 referenceCapacity;
+    struct REDAFastBufferPool* resourcePool; /* in which all resources lie (ResourceMemory.hpp) */
 };
 typedef struct ORX_MonitoringResourceRegistry ORX_MonitoringResourceRegistry;
 

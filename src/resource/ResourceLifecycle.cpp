@@ -9,6 +9,7 @@
 #include "src/resource/GuidText.hpp"
 #include "src/resource/MetricSubscription.h"
 #include "src/resource/ResourceIdentity.h"
+#include "src/resource/ResourceMemory.hpp"
 #include "zddscore/heap.h"
 #include "zddscore/text.h"
 
@@ -129,15 +130,18 @@ bool makeMetricSequences(ORX_MonitoringResource& self) {
     const ORX_Monitoring_ResourceInfo* info = ORX_Monitoring_getResourceInfo(self.base.class_id);
     if (info == nullptr)
         return ORX_ERROR(FAILED_TO_GET, "Resource info for class ID %ull.", self.base.class_id);
-    const auto make = [](DDS_UnsignedLongSeq* sequence, DDS_UnsignedLong maximum, const char* what) -> bool {
+    DDS_UnsignedLongSeq* periodicGroups = &self.monitoredPeriodicMetricGroupIndex;
+    const auto make = [&](DDS_UnsignedLongSeq* sequence, DDS_UnsignedLong maximum, const char* what) -> bool {
         if (!DDS_UnsignedLongSeq_initialize(sequence))
             return ORX_ERROR(FAILED_TO_INITIALIZE, "%s sequence.", what);
-        if (!DDS_UnsignedLongSeq_set_maximum(sequence, static_cast<DDS_Long>(maximum)))
+        const bool hasRoom = sequence == periodicGroups
+                                 ? orx::resource::makePeriodicGroups(self, maximum)
+                                 : DDS_UnsignedLongSeq_set_maximum(sequence, static_cast<DDS_Long>(maximum));
+        if (!hasRoom)
             return ORX_ERROR(FAILED_TO_SET, "%s sequence with maximum %u.", what, maximum);
         return true;
     };
-    return make(&self.monitoredPeriodicMetricGroupIndex, info->periodicMetricGroupCount,
-               "Monitored periodic metric group index") &&
+    return make(periodicGroups, info->periodicMetricGroupCount, "Monitored periodic metric group index") &&
            make(&self.monitoredEventMetricGroupIndex, info->eventMetricGroupCount,
                "Monitored event metric group index") &&
            make(&self.base.metric_ids, info->metricCount, "Monitored metric IDs") &&
@@ -188,7 +192,7 @@ void freeResource(ORX_MonitoringResource* self) {
         (void)ORX_ERROR(FAILED_TO_FINALIZE, "%s", what);
         return;
     }
-    ORXOsapiHeap_freeStructure(self);
+    orx::resource::returnResource(*self);
 }
 
 // Whether a removal can be posted as asked. One that cannot for want of its objects is reported, and is not
@@ -225,10 +229,10 @@ ORX_MonitoringResource* ORX_MonitoringResourceRegistry_assertResource(ORX_Monito
     if (resource != nullptr)
         return resource;
 
-    if (!ORXOsapiHeap_allocateStructure(&resource, struct ORX_MonitoringResource))
+    resource = orx::resource::takeResource(*self);
+    if (resource == nullptr)
         return ORX_ERROR(FAILED_TO_ALLOCATE, "'struct ORX_MonitoringResource' with size %u\n",
             static_cast<unsigned>(sizeof *resource));
-    resource->registry = self;
     std::memcpy(resource->base.guid, expectedGuid, sizeof resource->base.guid);
     resource->userResource = userResource;
     if (describe(*resource, request) && linkToParent(*resource, parentResource) &&

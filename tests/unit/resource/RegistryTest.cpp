@@ -120,6 +120,7 @@ TEST(RegistryLife, EveryAllocationMayFail) {
             std::string("FAILED_TO_CREATE Resources mutex in the resource list"),
             std::string("FAILED_TO_CREATE Monitoring resource list description\n"),
             std::string("FAILED_TO_CREATE Monitoring resource list\n"),
+            std::string("FAILED_TO_CREATE Monitoring resource pool\n"),
             std::string("FAILED_TO_INITIALIZE ORX_MonitoringResourceRegistry\n")})
         EXPECT_TRUE(reasons.contains(reason)) << reason;
 }

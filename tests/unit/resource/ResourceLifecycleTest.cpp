@@ -244,8 +244,9 @@ TEST_F(Lifecycle, ClassesWithoutTablesOrLabelsAreRefused) {
 }
 
 TEST_F(Lifecycle, EveryAllocationMayFail) {
+    constexpr auto classId = ORX_MONITORING_APPLICATION_CLASS_ID; /* many groups of both kinds */
     selections.add("//*", {"*"});
-    remove(add(root, ORX_MONITORING_DATA_WRITER_CLASS_ID, "warm")); /* the parent's list keeps its buffer */
+    remove(add(root, classId, "warm")); /* the parent's list keeps its buffer */
     bool isDone = false;
     std::set<std::string> reasons;
     for (uint64_t n = 1; !isDone && n < 100; ++n) {
@@ -253,7 +254,7 @@ TEST_F(Lifecycle, EveryAllocationMayFail) {
         FailingHeap heap;
         LogCapture log;
         heap.failAt(n, 1000);
-        auto* resource = add(root, ORX_MONITORING_DATA_WRITER_CLASS_ID, "w");
+        auto* resource = add(root, classId, "w");
         isDone = resource != nullptr;
         for (const auto& line : log.lines())
             reasons.insert(line.identifier + " " + line.subject.substr(0, line.subject.find(" (GUID: 0x")));
@@ -267,18 +268,59 @@ TEST_F(Lifecycle, EveryAllocationMayFail) {
         expectSoundTree();
     }
     EXPECT_TRUE(isDone);
-    const auto* info = ORX_Monitoring_getResourceInfo(ORX_MONITORING_DATA_WRITER_CLASS_ID);
+    const auto* info = ORX_Monitoring_getResourceInfo(classId);
     const auto sequence = [](const char* what, DDS_UnsignedLong maximum) {
         return "FAILED_TO_SET Monitored " + std::string(what) + " sequence with maximum " +
                std::to_string(maximum) + ".";
     };
-    for (const std::string& reason : {"FAILED_TO_ALLOCATE 'struct ORX_MonitoringResource' with size " +
-                                          std::to_string(sizeof(ORX_MonitoringResource)) + "\n",
-             std::string("FAILED_TO_COPY Monitoring resource name 'w'\n"),
+    for (const std::string& reason : {std::string("FAILED_TO_COPY Monitoring resource name 'w'\n"),
              sequence("periodic metric group index", info->periodicMetricGroupCount),
              sequence("event metric group index", info->eventMetricGroupCount),
              sequence("metric IDs", info->metricCount), sequence("metric info index", info->metricCount)})
         EXPECT_TRUE(reasons.contains(reason)) << reason;
+}
+
+// Resources share their memory's pool, so that the heap has something to refuse only when all of it is used.
+TEST_F(Lifecycle, AResourceThatFindsNoMemoryIsNotMade) {
+    REDAFastBufferPoolInfo pool{};
+    const auto isFull = [&] {
+        REDAFastBufferPool_getInfo(registry->resourcePool, &pool);
+        return pool.bufferInUse == pool.bufferAllocated;
+    };
+    while (!isFull())
+        ASSERT_NE(add(root, ORX_MONITORING_PUBLISHER_CLASS_ID, "p"), nullptr);
+    const Names before = deepFirst();
+    const ORX_UINT64 live = ORXOsapiHeap_getLiveBufferCount();
+    {
+        FailingHeap heap;
+        LogCapture log;
+        heap.failAt(1);
+        EXPECT_EQ(add(root, ORX_MONITORING_PUBLISHER_CLASS_ID, "p"), nullptr);
+        EXPECT_TRUE(log.has("'struct ORX_MonitoringResource' with size " +
+                                std::to_string(sizeof(ORX_MonitoringResource)) + "\n",
+            "FAILED_TO_ALLOCATE"))
+            << log.text();
+    }
+    EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), live);
+    EXPECT_EQ(deepFirst(), before);
+    EXPECT_NE(add(root, ORX_MONITORING_PUBLISHER_CLASS_ID, "p"), nullptr);
+    EXPECT_FALSE(isFull());
+    expectSoundTree();
+}
+
+// A deleted resource's place is the next one's, which finds nothing of it.
+TEST_F(Lifecycle, APlaceIsUsedAgain) {
+    selections.add("//*", {"*"});
+    auto* first = add(root, ORX_MONITORING_DATA_WRITER_CLASS_ID, "w", this);
+    const auto groups = toVector(first->monitoredPeriodicMetricGroupIndex);
+    EXPECT_FALSE(groups.empty());
+    remove(first);
+    auto* second = add(root, ORX_MONITORING_PUBLISHER_CLASS_ID, "p");
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(second->userResource, nullptr);
+    EXPECT_TRUE(toVector(second->monitoredPeriodicMetricGroupIndex).empty());
+    EXPECT_EQ(second->lockCounter, 0U);
+    expectSoundTree();
 }
 
 // When the parent's list of GUIDs or the index of the registry cannot grow, nothing is linked.
