@@ -120,7 +120,11 @@ void Api::addTo(http::Router& router) {
         const Parameters none(request, {});
         return resource(guid);
     });
-    add("GET", "/api/v1/logs", Lane::quick, [this](auto& request, auto&) { return logs(request); });
+    add("GET", "/api/v1/logs", Lane::quick, [this](auto& request, auto&) {
+        http::Response response = logs(request);
+        response.varyBy("Accept"); // a list or a stream
+        return response;
+    });
     add("GET", "/api/v1/events", Lane::quick, [this](auto& request, auto&) { return events(request); });
     for (std::size_t i = 0; i < commandNames.size(); ++i) {
         const auto kind = static_cast<CommandKind>(i);
@@ -132,6 +136,7 @@ void Api::addTo(http::Router& router) {
 http::Response Api::metrics(const http::Request& request) {
     const ExpositionFormat format = formatFor(request.header("accept"));
     http::Response response;
+    response.varyBy("Accept");
     response.contentType = contentType(format);
     response.body = exposition_.render(format);
     return response;

@@ -104,6 +104,15 @@ std::string_view Response::header(std::string_view name) const {
     return {};
 }
 
+void Response::varyBy(std::string_view header) {
+    const auto vary =
+        std::find_if(headers.begin(), headers.end(), [](auto& each) { return each.first == "Vary"; });
+    if (vary == headers.end())
+        set("Vary", std::string(header));
+    else
+        vary->second.append(", ").append(header);
+}
+
 Response error(int status, std::string_view code, std::string_view message) {
     Response response;
     response.status = status;

@@ -44,6 +44,8 @@ struct Response {
 
     void set(std::string name, std::string value) { headers.emplace_back(std::move(name), std::move(value)); }
     std::string_view header(std::string_view name) const; // as it was set
+    // That another value of this header of the request would give another answer, for caches on the way.
+    void varyBy(std::string_view header);
 };
 
 constexpr std::string_view jsonType = "application/json; charset=utf-8";

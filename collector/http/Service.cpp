@@ -93,7 +93,7 @@ void compress(const Request& request, Response& response) {
         return;
     if (response.body.size() < smallestCompressed)
         return;
-    response.set("Vary", "Accept-Encoding");
+    response.varyBy("Accept-Encoding");
     const std::string_view accepted = request.header("accept-encoding");
     const auto named = weightOf(accepted, "gzip");
     if (named.value_or(weightOf(accepted, "*").value_or(0)) <= 0)

@@ -205,6 +205,9 @@ TEST_F(ApiRoutes, LogsAreFollowed) {
     ASSERT_NE(silent.stream, nullptr);
     ASSERT_NE(opening.stream, nullptr);
     EXPECT_EQ(silent.contentType, http::eventStreamType);
+    EXPECT_EQ(opening.header("Vary"), "Accept");
+    EXPECT_EQ(world.get("/api/v1/logs").header("Vary"), "Accept");
+    EXPECT_EQ(world.get("/api/v1/applications").header("Vary"), "");
     EXPECT_EQ(readAll(*silent.stream), "");
     EXPECT_NE(readAll(*opening.stream).find("before"), std::string::npos);
     world.ring.add(world.message("after", 1));
@@ -353,6 +356,7 @@ TEST_F(ApiRoutes, MetricsInTwoFormats) {
     EXPECT_TRUE(open.body.ends_with("# EOF\n"));
     const auto compressed = world.ask("GET", "/metrics", {{"accept-encoding", "gzip"}});
     EXPECT_EQ(compressed.header("Content-Encoding"), "gzip");
+    EXPECT_EQ(compressed.header("Vary"), "Accept, Accept-Encoding");
     EXPECT_LT(compressed.body.size(), text.body.size() / 2);
 }
 
