@@ -17,6 +17,7 @@
 
 #include "collector/http/EventStream.hpp"
 #include "collector/http/Exchange.hpp"
+#include "collector/http/Pacer.hpp"
 #include "collector/http/Workers.hpp"
 
 namespace collector::http {
@@ -122,6 +123,7 @@ struct Server::Daemon {
     const Service& service;
     Connections connections;
     MHD_Daemon* daemon = nullptr;
+    Pacer pacer;
     Workers quick;
     Workers slow;
     std::array<std::atomic<std::uint64_t>, 6> byClass{};
@@ -283,7 +285,8 @@ bool Server::Daemon::open(int listenSocket) {
             connection, method, data, size, static_cast<Exchange*>(*exchange));
     };
     const MHD_AcceptPolicyCallback onAccept = [](void* self, const sockaddr* address, socklen_t) {
-        return static_cast<Daemon*>(self)->connections.mayEnter(addressText(address)) ? MHD_YES : MHD_NO;
+        Connections& all = static_cast<Daemon*>(self)->connections;
+        return Pacer::isOurs(address) || all.mayEnter(addressText(address)) ? MHD_YES : MHD_NO;
     };
     using UriLog = void* (*)(void*, const char*, MHD_Connection*);
     const UriLog onTarget = [](void*, const char* target, MHD_Connection*) -> void* {
@@ -298,13 +301,17 @@ bool Server::Daemon::open(int listenSocket) {
     };
     const MHD_NotifyConnectionCallback onConnection = [](void* self, MHD_Connection* connection, void** id,
                                                           MHD_ConnectionNotificationCode code) {
-        Connections& all = static_cast<Daemon*>(self)->connections;
-        if (code == MHD_CONNECTION_NOTIFY_CLOSED)
-            return all.leave(reinterpret_cast<Connections::Id>(*id));
-        const auto* const address = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+        auto& server = *static_cast<Daemon*>(self);
+        const bool isEnd = code == MHD_CONNECTION_NOTIFY_CLOSED;
+        const auto* const info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+        const sockaddr* const address = info != nullptr ? info->client_addr : nullptr;
+        if (Pacer::isOurs(address))
+            return isEnd ? server.pacer.closed(server.daemon) : server.pacer.started(connection);
+        if (isEnd)
+            return server.connections.leave(reinterpret_cast<Connections::Id>(*id));
         const auto* const socket = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-        *id = reinterpret_cast<void*>(all.enter(socket != nullptr ? socket->connect_fd : -1,
-            addressText(address != nullptr ? address->client_addr : nullptr)));
+        *id = reinterpret_cast<void*>(
+            server.connections.enter(socket != nullptr ? socket->connect_fd : -1, addressText(address)));
     };
     // What it would print of clients that speak no HTTP is theirs to make, line by line.
     const auto quiet = [](void*, const char*, va_list) {};
@@ -322,6 +329,7 @@ bool Server::Daemon::open(int listenSocket) {
         MHD_OPTION_LISTEN_SOCKET, listenSocket, MHD_OPTION_END);
     if (daemon == nullptr)
         return false;
+    pacer.keep(daemon);
     watcher = std::thread([this] { watch(); });
     pthread_setname_np(watcher.native_handle(), "orx-watch");
     return true;
@@ -332,6 +340,7 @@ void Server::Daemon::watch() {
     while (!changed.wait_for(lock, options.watchPeriod, [this] { return isStopping; })) {
         lock.unlock();
         connections.watch(Connections::Clock::now());
+        pacer.keep(daemon);
         lock.lock();
     }
 }
@@ -356,6 +365,7 @@ void Server::Daemon::stop() {
         changed.wait_for(lock, options.patienceAtEnd, [this] { return exchanges == 0; });
     }
     connections.endStreams(); // of requests that were answered meanwhile
+    pacer.end();
     MHD_stop_daemon(daemon);
     daemon = nullptr;
     if (listening >= 0)

@@ -71,26 +71,13 @@ private:
         return client;
     }
 
-    // Once in some hundred thousand connections, on virtual machines, the thread that waits in poll(2) for
-    // connections was not woken by one: the socket was ready, and whatever interrupted the call let the
-    // thread go on. The next client does that. A connection that the server itself forgot stays open.
-    void awaitReadable(int client) {
-        constexpr int turn = 5'000;
-        constexpr int turns = 12;
-        for (int i = 0; i < turns; ++i) {
-            pollfd readable{client, POLLIN, 0};
-            if (poll(&readable, 1, turn) > 0)
-                return;
-            close(connected());
-        }
-        require(false, "a connection that does not end");
-    }
-
-    std::string readToTheEnd(int client) {
+    static std::string readToTheEnd(int client) {
         std::string all;
         char buffer[65536];
         for (;;) {
-            awaitReadable(client);
+            constexpr int patience = 60'000;
+            pollfd readable{client, POLLIN, 0};
+            require(poll(&readable, 1, patience) > 0, "a connection that does not end");
             const ssize_t size = recv(client, buffer, sizeof buffer, 0);
             if (size <= 0)
                 return all;
