@@ -121,6 +121,9 @@ struct ParticipantInfo {
     // Addresses to announce to, for hosts without multicast. A domain is configured by its first participant
     // in the process: later ones join it as it is, and their peers are reported as not honoured.
     std::span<const char* const> peers;
+    // In a process that is about other things: what the environment tells the engine is meant for those. The
+    // file that it names for tracing is left to their domains.
+    bool isGuest = false;
 };
 
 class Participant {

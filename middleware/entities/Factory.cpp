@@ -34,6 +34,7 @@ bool attachEngine(DDS_DomainParticipantImpl& participant) {
     info.name = participant.qos.participant_name.name;
     info.peers = textsOf(participant.qos.discovery.initial_peers);
     info.leaseNs = leaseOf(participant.qos);
+    info.isGuest = BuiltinWriterWatch::isThere(); // of the library, which the host is starting
     if (info.leaseNs < 0)
         return ZDDS_FAIL(false, INCONSISTENT_QOS, "property %s", DDS_PARTICIPANT_LEASE_PROPERTYI);
     participant.engineParticipant = engine::instance().createParticipant(info);

@@ -168,4 +168,8 @@ void BuiltinWriterWatch::note(DDS_DomainParticipantImpl& participant) {
         currentWatch->participant_ = &participant;
 }
 
+bool BuiltinWriterWatch::isThere() {
+    return currentWatch != nullptr;
+}
+
 } // namespace zdds

@@ -89,6 +89,8 @@ public:
     // The last one; null when there was none.
     DDS_DomainParticipantImpl* participant() const { return participant_; }
     static void note(DDS_DomainParticipantImpl& participant);
+    // Whether there is one on the calling thread.
+    static bool isThere();
 
 private:
     BuiltinWriterWatch* const outer_;

@@ -57,6 +57,24 @@ TEST(DomainConfiguration, WhatIsNoAddressIsRefused) {
     EXPECT_EQ(configurationOf(nullptr, {nullptr}), "refused");
 }
 
+TEST(DomainConfiguration, AGuestsTraceGoesNowhere) {
+    eng::HeapArray<char> text{"test"};
+    ASSERT_TRUE(eng::writeDomainConfiguration(text, "<a/>", {}, true));
+    const std::string written(text.begin());
+    EXPECT_EQ(written.rfind("<a/>,<CycloneDDS>", 0), 0U) << written;
+    EXPECT_NE(written.find("<OutputFile>/dev/null</OutputFile>"), std::string::npos) << written;
+    EXPECT_EQ(written.find("Peer"), std::string::npos) << written;
+}
+
+TEST(DomainConfiguration, AFileForTracingMayBeNamedInFiles) {
+    for (const char* named : {"<Tracing><outputfile>x</outputfile></Tracing>", "file:///etc/x.xml",
+             "/etc/x.xml", "<General/>,file:///etc/x.xml"})
+        EXPECT_TRUE(eng::mayNameTraceFile(named)) << named;
+    for (const char* other : {"", " ", "<General/>", " ,<Tracing><Verbosity>config</Verbosity></Tracing>"})
+        EXPECT_FALSE(eng::mayNameTraceFile(other)) << other;
+    EXPECT_FALSE(eng::mayNameTraceFile(nullptr));
+}
+
 TEST(Domain, BadPeerFailsTheParticipant) {
     EXPECT_FALSE(participantWithPeers({"not an address"}));
     EXPECT_TRUE(participantWithPeers({"127.0.0.1"})) << "and spoils nothing";

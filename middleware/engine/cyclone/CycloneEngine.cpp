@@ -43,17 +43,21 @@ bool CycloneEngine::enterDomain(const ParticipantInfo& info) {
         ++known->participants;
         return true;
     }
-    if (info.peers.empty())
+    const char* environment = std::getenv("CYCLONEDDS_URI");
+    const bool leavesTrace = info.isGuest && mayNameTraceFile(environment);
+    if (info.peers.empty() && !leavesTrace)
         return true;
     HeapArray<char> text{"domain configuration"};
-    if (!writeDomainConfiguration(text, std::getenv("CYCLONEDDS_URI"), info.peers)) {
+    if (!writeDomainConfiguration(text, environment, info.peers, leavesTrace)) {
         ZDDS_LOG_ERROR(CONFIG_FAILURE, "configuration of domain %d with its peers", info.domainId);
         return false;
     }
     const dds_entity_t entity = dds_create_domain(static_cast<dds_domainid_t>(info.domainId), text.begin());
     if (entity == code::preconditionNotMet) {
-        ZDDS_LOG_AT(ORX_LOG_BIT_STATUS, PROCESSING,
-            "domain %d exists already and keeps its own configuration; peers are not added", info.domainId);
+        if (!info.peers.empty())
+            ZDDS_LOG_AT(ORX_LOG_BIT_STATUS, PROCESSING,
+                "domain %d exists already and keeps its own configuration; peers are not added",
+                info.domainId);
         return true;
     }
     if (entity < 0) {

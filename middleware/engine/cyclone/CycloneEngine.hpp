@@ -4,7 +4,8 @@
 // makes it, from the environment's CYCLONEDDS_URI followed by what unicast discovery needs; later settings
 // win, so the peers hold, and everything else of the environment stays. Otherwise the domain is joined as it
 // is (or comes to be from the environment alone, as with any program), and peers that could not be honoured
-// are reported at status level.
+// are reported at status level. A guest makes the domain likewise when the environment may name a file for
+// tracing, as the engine would empty that file for each domain.
 #ifndef ZDDSC_ENGINE_CYCLONE_ENGINE_HPP
 #define ZDDSC_ENGINE_CYCLONE_ENGINE_HPP
 

@@ -26,23 +26,41 @@ bool appendPeer(HeapArray<char>& text, const char* peer) {
 // more often than the library's 30 s. Multicast is left for discovery alone, since samples must not rely on
 // it here.
 constexpr const char* head =
-    "<CycloneDDS><Domain id=\"any\"><General><AllowMulticast>spdp</AllowMulticast></General><Discovery>"
+    ",<CycloneDDS><Domain id=\"any\"><General><AllowMulticast>spdp</AllowMulticast></General><Discovery>"
     "<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>99</MaxAutoParticipantIndex>"
     "<SPDPInterval>10s</SPDPInterval><Peers>";
 constexpr const char* tail = "</Peers></Discovery></Domain></CycloneDDS>";
 
-} // namespace
+// The engine opens the file anew for each domain of the process, and empties it.
+constexpr const char* traceToNowhere = ",<CycloneDDS><Domain id=\"any\"><Tracing><OutputFile>/dev/null"
+                                       "</OutputFile></Tracing></Domain></CycloneDDS>";
 
-bool writeDomainConfiguration(
-    HeapArray<char>& text, const char* environment, std::span<const char* const> peers) {
-    if (environment != nullptr && *environment != '\0' && !(append(text, environment) && append(text, ",")))
-        return false;
+bool appendPeers(HeapArray<char>& text, std::span<const char* const> peers) {
+    if (peers.empty())
+        return true;
     if (!append(text, head))
         return false;
     for (const char* peer : peers)
         if (!appendPeer(text, peer))
             return false;
-    return append(text, tail) && text.append('\0');
+    return append(text, tail);
+}
+
+} // namespace
+
+// Elements are written in any case.
+bool mayNameTraceFile(const char* environment) {
+    if (environment == nullptr)
+        return false;
+    const char* start = environment + std::strspn(environment, ", \t\n");
+    return *start != '\0' && (*start != '<' || strcasestr(start, "OutputFile") != nullptr ||
+                                strcasestr(start, "file:") != nullptr);
+}
+
+bool writeDomainConfiguration(HeapArray<char>& text, const char* environment,
+    std::span<const char* const> peers, bool leavesTrace) {
+    return append(text, environment != nullptr ? environment : "") && appendPeers(text, peers) &&
+           (!leavesTrace || append(text, traceToNowhere)) && text.append('\0');
 }
 
 } // namespace zdds::engine

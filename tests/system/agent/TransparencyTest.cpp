@@ -1,6 +1,9 @@
 // A program under the agent sees and does what it does without.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
+
+#include <fstream>
 
 #include "Record.hpp"
 
@@ -33,6 +36,28 @@ TEST(Transparency, TheMonitoringDomainMayBeTheProgramsOwn) {
     const Outcome with = run(underAgent(transcript), {{"PROGRAM_DOMAIN", testDomainText(1)}});
     EXPECT_EQ(with.exitCode, 23) << with.errors;
     EXPECT_EQ(with.output, without.output);
+}
+
+// Lines of the program's own domain about its configuration, and all lines there are.
+std::pair<size_t, size_t> countTraced(const std::string& file) {
+    std::ifstream stream(file);
+    const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+    return {linesWith(text, {"[" + testDomainText(3) + "]", "config:"}).size(), linesOf(text).size()};
+}
+
+// The engine empties the file for each domain of the process.
+TEST(Transparency, TheProgramsTraceFileHoldsWhatItHoldsWithoutTheAgent) {
+    const std::string file = testing::TempDir() + "orx_trace_" + std::to_string(getpid());
+    const Environment environment = {{"PROGRAM_DOMAIN", testDomainText(3)},
+        {"CYCLONEDDS_URI", "<General><Interfaces><NetworkInterface name=\"lo\"/></Interfaces></General>,"
+                           "<Tracing><Verbosity>config</Verbosity><OutputFile>" +
+                               file + "</OutputFile></Tracing>"}};
+    ASSERT_EQ(run(transcript, environment).exitCode, 23);
+    const auto without = countTraced(file);
+    EXPECT_GT(without.first, 50u);
+    EXPECT_EQ(run(underAgent(transcript), environment).exitCode, 23);
+    EXPECT_EQ(countTraced(file), without);
+    unlink(file.c_str());
 }
 
 TEST(Transparency, ALibraryThatCannotBeMadeDisablesMonitoringAlone) {
