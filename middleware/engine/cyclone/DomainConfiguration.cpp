@@ -54,11 +54,11 @@ bool mayNameTraceFile(const char* environment) {
         return false;
     const char* start = environment + std::strspn(environment, ", \t\n");
     return *start != '\0' && (*start != '<' || strcasestr(start, "OutputFile") != nullptr ||
-                                strcasestr(start, "file:") != nullptr);
+                                 strcasestr(start, "file:") != nullptr);
 }
 
-bool writeDomainConfiguration(HeapArray<char>& text, const char* environment,
-    std::span<const char* const> peers, bool leavesTrace) {
+bool writeDomainConfiguration(
+    HeapArray<char>& text, const char* environment, std::span<const char* const> peers, bool leavesTrace) {
     return append(text, environment != nullptr ? environment : "") && appendPeers(text, peers) &&
            (!leavesTrace || append(text, traceToNowhere)) && text.append('\0');
 }
