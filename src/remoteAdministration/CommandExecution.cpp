@@ -15,6 +15,14 @@ using Dispatcher = ORX_MonitoringCommandDispatcher;
 using EventData = ORX_MonitoringCommandDispatcherEventData;
 
 // The logging commands give the library lock back before they are processed: they change no resource.
+//
+// The others keep it to their end, and are not cut into slices that let others in between two resources:
+// - A deletion waits for the pins of its resource while it holds this lock. Let in, it would wait for a pin
+//   that the command gives back at its end, and the command for the lock.
+// - A resource that is made takes its metrics from the store of selections, which learns of the command once
+//   all resources have it. Made in between it would be in neither, and nothing would tell that it was missed.
+// So a resource that is made meanwhile waits. It is the host's own thread that does, and never one of the
+// program; what a command costs is bounded by SelectionPlan.
 bool keepsLibraryLock(const EventData& eventData) {
     switch (eventData.command.data._d) {
     case orx::operation::request_resource_registry:

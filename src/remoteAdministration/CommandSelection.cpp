@@ -5,7 +5,7 @@
 #include "src/remoteAdministration/Operations.hpp"
 #include "src/resource/MonitoringResourceRegistry.h"
 #include "src/resource/ResourceIdentity.h"
-#include "src/utils/PathMatcher.h"
+#include "src/utils/ExpressionSet.hpp"
 
 namespace {
 
@@ -109,18 +109,54 @@ DDS_Long firstMatch(const Matcher& matcher, const ORX_MonitoringResource* resour
     return count;
 }
 
+// The selectors of one command, and the first of them that a resource is among the matches of. Each selector
+// that does not match has its line where such lines are wanted, so that then all are asked one by one.
+class Selectors {
+public:
+    Selectors(const Matcher& matcher, const DDS_Monitoring_MetricSelectorSeq* metrics, DDS_Long count)
+        : matcher_(matcher), metrics_(metrics), count_(count) {
+        const auto textAt = [](const void* texts, ORX_UINT32 index) -> const char* {
+            return DDS_Monitoring_MetricSelectorSeq_get_reference(
+                static_cast<const DDS_Monitoring_MetricSelectorSeq*>(texts), static_cast<DDS_Long>(index))
+                ->resource_selector;
+        };
+        if (!orx::log::isEnabled(ORX_LOG_BIT_STATUS, orxLogSubmodule))
+            (void)expressions_.prepare(
+                static_cast<ORX_UINT32>(count), textAt, metrics, matcher.accessor, opaque(matcher.root));
+    }
+    // As firstMatch.
+    DDS_Long first(const ORX_MonitoringResource* resource) const {
+        if (expressions_.isPrepared()) {
+            orx::path::Branch branch(opaque(resource), opaque(matcher_.root), matcher_.accessor);
+            if (branch.isComplete()) {
+                using Matches = orx::path::ExpressionSet::Matches;
+                const ORX_INT32 index = Matches(expressions_, opaque(resource), branch).next();
+                return index == Matches::end ? count_ : index == Matches::failed ? -1 : index;
+            }
+        }
+        return firstMatch(matcher_, resource, metrics_, count_);
+    }
+
+private:
+    const Matcher& matcher_;
+    const DDS_Monitoring_MetricSelectorSeq* metrics_;
+    DDS_Long count_;
+    orx::path::ExpressionSet expressions_;
+};
+
 // Each resource against the selectors, so that none stands twice. The walk ends when the dispatcher is
 // stopped: with thousands of selectors it can be long.
 Return selectByAny(Dispatcher* self, const Matcher& matcher, Resources* resources, Error& error,
     const DDS_Monitoring_MetricSelectorSeq* metrics, DDS_Long count) {
     const ORX_MonitoringResourceRegistry* registry =
         ORX_Monitoring_getResourceRegistry(self->monitoringClass);
+    const Selectors selectors(matcher, metrics, count);
     for (ORX_MonitoringResource* resource = ORX_MonitoringResourceRegistry_getFirstResource(registry, 0, 0);
          resource != nullptr;
          resource = ORX_MonitoringResourceRegistry_getNextResource(registry, resource, 0, 0)) {
         if (!ORX_MonitoringCommandDispatcher_isRunning(self))
             return failed;
-        const DDS_Long match = firstMatch(matcher, resource, metrics, count);
+        const DDS_Long match = selectors.first(resource);
         if (match < 0) {
             ORX_ERROR(FAILED_TO_PROCESS, "Resource matching the resource_selector expression.");
             return failSelection(resources, error, resourcesMessage);

@@ -7,6 +7,7 @@
 #include "src/remoteAdministration/CommandText.hpp"
 #include "src/remoteAdministration/Operations.hpp"
 #include "src/resource/MetricSubscription.h"
+#include "src/resource/MetricSubscriptionPlan.hpp"
 
 namespace {
 
@@ -37,16 +38,17 @@ Return failModification(Error& error, bool isUpdate) {
 // The first failure ends it; what was changed stays changed. So does a stop of the dispatcher, for which
 // nobody is to wait until thousands of resources are done.
 Return modify(Dispatcher& self, Error& error, ORX_MonitoringResourcePtrSeq* resources,
-    const REDAInlineList* selections, bool isUpdate) {
+    const REDAInlineList& selections, bool isUpdate) {
     const auto& library = *reinterpret_cast<const ORX_MonitoringClassImpl*>(self.monitoringClass);
     const DDS_Long count = ORX_MonitoringResourcePtrSeq_get_length(resources);
+    orx::resource::SelectionPlan plan(selections);
     for (DDS_Long i = 0; i < count; ++i) {
         if (!ORX_MonitoringCommandDispatcher_isRunning(&self))
             return failed;
         ORX_MonitoringResource* resource = *ORX_MonitoringResourcePtrSeq_get_reference(resources, i);
         ORX_REFUSE_IF(resource == ORX_NULL);
-        if (ORX_MonitoringResource_modifyMetricSelection(
-                resource, library.eventTaskExecutor, selections, library.parent.rootResource, isUpdate))
+        if (orx::resource::modifyMetricSelection(
+                *resource, library.eventTaskExecutor, plan, library.parent.rootResource, isUpdate))
             continue;
         ORX_ERROR(FAILED_TO_SET, "Metrics for resource '%s' with GUID:" ORX_UUID_FORMAT, resource->base.name,
             ORX_GUID_ARGUMENTS(resource->base.guid));
@@ -91,7 +93,7 @@ ORX_MonitoringCommandDispatcher_processSetOrUpdateMetricSubscriptionState(
     REDAInlineList_init(&selections);
     if (!ORX_Monitoring_metricSelectionSeqToList(metricSelectionSequence, &selections, pool))
         return failWithReply(*commandError, "Failed to convert the metric selection sequence into a list");
-    Return result = modify(*self, *commandError, resources, &selections, isUpdate != 0);
+    Return result = modify(*self, *commandError, resources, selections, isUpdate != 0);
     if (result == done)
         result = persist(*self, *commandError, resources, &selections, isUpdate != 0);
     ORX_Monitoring_clearMetricSelectionList(&selections, pool);

@@ -5,6 +5,7 @@
 #include "src/log/Log.hpp"
 #include "src/resource/GuidText.hpp"
 #include "src/resource/IndexSequence.h"
+#include "src/resource/MetricSubscriptionPlan.hpp"
 #include "src/resource/MetricSubscriptionSelect.hpp"
 #include "src/resource/MonitoringResourceRegistry.h"
 #include "src/resource/ResourcePin.h"
@@ -43,6 +44,24 @@ bool updateAndPost(ORX_MonitoringResource* self, ORX_MonitoringEventTaskExecutor
     if (!ORX_MonitoringEventTaskExecutor_postResourceChangeTask(eventTaskExecutor, self, applicationResource))
         return ORX_ERROR(FAILED_TO_POST, "Resource change task");
     return true;
+}
+
+// With the metrics that `compute` gives the resource.
+template <typename Compute>
+bool modify(ORX_MonitoringResource& self, ORX_MonitoringEventTaskExecutor* eventTaskExecutor,
+    const ORX_MonitoringResource* applicationResource, bool isUpdateCommand, Compute compute) {
+    if (!isUpdateCommand && !DDS_UnsignedLongSeq_set_length(&self.monitoredMetricInfoIndex, 0))
+        return ORX_ERROR(FAILED_TO_SET, "Monitored metric info index sequence length to %d", 0);
+    if (!compute())
+        return ORX_ERROR(FAILED_TO_PROCESS, "Metric info index list");
+    if (!ORX_MonitoringResource_pauseMetrics(&self))
+        return ORX_ERROR(FAILED_TO_PROCESS, "Pause resource");
+    bool isDone = updateAndPost(&self, eventTaskExecutor, applicationResource);
+    if (!ORX_MonitoringResource_resumeMetrics(&self, eventTaskExecutor)) {
+        (void)ORX_ERROR(FAILED_TO_PROCESS, "Resume resource");
+        isDone = false;
+    }
+    return isDone;
 }
 
 } // namespace
@@ -110,18 +129,15 @@ int ORX_MonitoringResource_modifyMetricSelection(ORX_MonitoringResource* self,
     ORX_FAIL_IF(eventTaskExecutor == ORX_NULL);
     ORX_FAIL_IF(metricSelectionList == ORX_NULL);
     ORX_FAIL_IF(applicationResource == ORX_NULL);
-    if (!isUpdateCommand && !DDS_UnsignedLongSeq_set_length(&self->monitoredMetricInfoIndex, 0))
-        return ORX_ERROR(FAILED_TO_SET, "Monitored metric info index sequence length to %d", 0);
-    if (!ORX_MonitoringResource_computeMetricInfoIndexList(self, metricSelectionList))
-        return ORX_ERROR(FAILED_TO_PROCESS, "Metric info index list");
-    if (!ORX_MonitoringResource_pauseMetrics(self))
-        return ORX_ERROR(FAILED_TO_PROCESS, "Pause resource");
-    bool isDone = updateAndPost(self, eventTaskExecutor, applicationResource);
-    if (!ORX_MonitoringResource_resumeMetrics(self, eventTaskExecutor)) {
-        (void)ORX_ERROR(FAILED_TO_PROCESS, "Resume resource");
-        isDone = false;
-    }
-    return isDone;
+    return modify(*self, eventTaskExecutor, applicationResource, isUpdateCommand != 0,
+        [&] { return ORX_MonitoringResource_computeMetricInfoIndexList(self, metricSelectionList) != 0; });
+}
+
+bool orx::resource::modifyMetricSelection(ORX_MonitoringResource& self,
+    ORX_MonitoringEventTaskExecutor* eventTaskExecutor, SelectionPlan& plan,
+    const ORX_MonitoringResource* applicationResource, bool isUpdateCommand) {
+    return modify(
+        self, eventTaskExecutor, applicationResource, isUpdateCommand, [&] { return plan.compute(self); });
 }
 
 int ORX_MonitoringResource_pauseMetrics(ORX_MonitoringResource* self) {

@@ -46,6 +46,12 @@ ZDDS_END_C
 
 namespace orx::resource {
 
+class SelectionPlan;
+// ORX_MonitoringResource_modifyMetricSelection with the plan's list, for one of many resources.
+bool modifyMetricSelection(ORX_MonitoringResource& self,
+    struct ORX_MonitoringEventTaskExecutor* eventTaskExecutor, SelectionPlan& plan,
+    const ORX_MonitoringResource* applicationResource, bool isUpdateCommand);
+
 // The same in line, for the push. A class has ten event groups at most.
 inline bool publishesEventGroup(const ORX_MonitoringResource& resource, ORX_UINT32 metricGroupIndex) {
     const DDS_UnsignedLongSeq& groups = resource.monitoredEventMetricGroupIndex;

@@ -13,51 +13,13 @@
 // - "//name" looks at no classes and finds a GUID through the index; that is done here likewise.
 // Where GUIDs may repeat (no index), or the resource is not below the root, the walk itself is asked.
 #include "src/log/Log.hpp"
-#include "src/utils/PathPair.hpp"
+#include "src/utils/ExpressionClimb.hpp"
 
 namespace {
 
 constexpr ORX_UINT32 orxLogSubmodule = orx::log::submodule::utils;
 using namespace orx::path;
 using Resource = ORX_MonitoringOpaqueResource;
-
-// A set of token positions; the position behind the last token is one too.
-using Positions = ORX_UINT64;
-constexpr Positions at(ORX_UINT32 position) {
-    return Positions{1} << position;
-}
-static_assert(ORX_MONITORING_RESOURCE_PATH_MAX_TOKENS < 64);
-
-struct Expression {
-    const char* const* tokens;
-    ORX_UINT32 count;
-    Positions starts; /* of pairs and "$", in the one way in which the tokens can be read */
-
-    explicit Expression(const ORX_MonitoringResourceTokenizer& tokenizer)
-        : tokens(tokenizer.tokens), count(tokenizer.tokenCount), starts(0) {
-        for (ORX_UINT32 i = 0; i < count; i += isAnyLevel(tokens[i]) ? 1 : 2)
-            starts |= at(i);
-    }
-
-    // Positions from which the walk, standing at the resource, comes to the target. `below`: the same of the
-    // ancestor's child on the way; of the target itself, the position behind the last token alone.
-    Positions climb(const ORX_MonitoringOpaqueResourceInfo& info, Positions below) const {
-        Positions positions = 0;
-        for (ORX_UINT32 i = count; i-- > 0;) {
-            if ((starts & at(i)) == 0)
-                continue;
-            if (isAnyLevel(tokens[i])) {
-                // The section starts here, or further down. Behind the last token there is no section.
-                if (i + 1 < count && ((positions & at(i + 1)) != 0 || (below & at(i)) != 0))
-                    positions |= at(i);
-            } else if (i + 1 < count && (below & at(i + 2)) != 0 &&
-                       matchPair(tokens[i], tokens[i + 1], info) != ORX_MONITORING_RESOURCE_NO_MATCH) {
-                positions |= at(i);
-            }
-        }
-        return positions;
-    }
-};
 
 bool isBelow(
     const Resource* resource, const Resource* root, const ORX_MonitoringOpaqueResourceAccessor& accessor) {

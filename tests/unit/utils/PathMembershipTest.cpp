@@ -7,7 +7,7 @@
 #include <random>
 #include <set>
 
-#include "src/utils/PathMatcher.h"
+#include "src/utils/ExpressionSet.hpp"
 #include "tests/helpers/FailingHeap.hpp"
 #include "tests/helpers/LogCapture.hpp"
 #include "tests/helpers/OpaqueTree.hpp"
@@ -212,6 +212,112 @@ TEST(PathMembership, AgreesWithTheWalk) {
     EXPECT_GT(cases, 100000u);
     EXPECT_GT(matching, cases / 50);
     EXPECT_GT(failing, 50u);
+}
+
+// Indexes of the expressions that the node is among the matches of, up to the first that fails, which is -1.
+std::vector<int> askEach(const Node& node, const std::vector<std::string>& expressions,
+    const ORX_MonitoringOpaqueResourceAccessor& accessor, const Node& root) {
+    std::vector<int> matches;
+    for (size_t i = 0; i < expressions.size(); ++i) {
+        const int answer = askMembership(node, expressions[i], accessor, root);
+        if (answer != 0)
+            matches.push_back(answer > 0 ? static_cast<int>(i) : -1);
+        if (answer < 0)
+            break;
+    }
+    return matches;
+}
+
+using orx::path::ExpressionSet;
+
+bool prepare(ExpressionSet& set, const std::vector<std::string>& expressions,
+    const ORX_MonitoringOpaqueResourceAccessor& accessor, const Node& root) {
+    const auto textAt = [](const void* texts, ORX_UINT32 index) {
+        return (*static_cast<const std::vector<std::string>*>(texts))[index].c_str();
+    };
+    return set.prepare(
+        static_cast<ORX_UINT32>(expressions.size()), textAt, &expressions, accessor, root.opaque());
+}
+
+std::vector<int> askSet(const ExpressionSet& set, const Node& node, orx::path::Branch& branch) {
+    std::vector<int> matches;
+    ExpressionSet::Matches all(set, node.opaque(), branch);
+    for (int index = all.next(); index != ExpressionSet::Matches::end; index = all.next()) {
+        matches.push_back(index == ExpressionSet::Matches::failed ? -1 : index);
+        if (matches.back() < 0)
+            break;
+    }
+    return matches;
+}
+
+TEST(PathMembership, ASetOfExpressionsAgreesWithEachOfThemAlone) {
+    LogCapture quiet;
+    const auto accessor = OpaqueTree::accessor();
+    size_t cases = 0;
+    size_t matching = 0;
+    size_t failing = 0;
+    for (unsigned seed = 1; seed <= 1500; ++seed) {
+        Random random(seed);
+        const auto tree = makeTree(random);
+        const Node& root = *tree->nodes[0];
+        std::vector<std::string> expressions;
+        while (expressions.size() < 1 + seed % 20)
+            expressions.push_back(makeExpression(random, *tree));
+        ExpressionSet set;
+        quiet.clear();
+        ASSERT_TRUE(prepare(set, expressions, accessor, root));
+        EXPECT_TRUE(quiet.lines().empty()) << "only questions have messages: " << quiet.text();
+        for (const auto& node : tree->nodes) {
+            orx::path::Branch branch(node->opaque(), root.opaque(), accessor);
+            if (!branch.isComplete())
+                continue;
+            const auto expected = askEach(*node, expressions, accessor, root);
+            ASSERT_EQ(askSet(set, *node, branch), expected) << "seed " << seed << " node " << node->name;
+            ++cases;
+            matching += !expected.empty() && expected.back() >= 0;
+            failing += !expected.empty() && expected.back() < 0;
+        }
+    }
+    EXPECT_GT(cases, 15000u);
+    EXPECT_GT(matching, cases / 20);
+    EXPECT_GT(failing, 50u);
+}
+
+TEST(PathMembership, ABranchEndsAtTheRootOrIsNotComplete) {
+    OpaqueTree tree;
+    std::vector<Node*> nodes{tree.add(nullptr, ORX_MONITORING_APPLICATION_CLASS_ID, "a")};
+    while (nodes.size() < 12)
+        nodes.push_back(tree.add(nodes.back(), ORX_MONITORING_TOPIC_CLASS_ID, "t"));
+    const auto accessor = OpaqueTree::accessor();
+    for (size_t depth = 0; depth < nodes.size(); ++depth) {
+        const orx::path::Branch branch(nodes[depth]->opaque(), nodes[0]->opaque(), accessor);
+        EXPECT_EQ(branch.isComplete(), depth < 8) << depth;
+    }
+    EXPECT_FALSE(
+        orx::path::Branch(nodes[0]->opaque(), nodes[1]->opaque(), accessor).isComplete()); // not below it
+}
+
+TEST(PathMembership, ASetWithoutMemoryIsNotPrepared) {
+    LogCapture quiet;
+    OpaqueTree tree;
+    const Node* root = tree.add(nullptr, ORX_MONITORING_APPLICATION_CLASS_ID, "a");
+    const auto accessor = OpaqueTree::accessor();
+    const std::vector<std::string> expressions{"//*", "//a", "/applications/a//b"};
+    const auto live = ORXOsapiHeap_getLiveBufferCount();
+    int failures = 0;
+    for (bool isPrepared = false; !isPrepared && failures < 100; failures += isPrepared ? 0 : 1) {
+        ExpressionSet set;
+        {
+            FailingHeap heap;
+            heap.failAt(failures + 1);
+            isPrepared = prepare(set, expressions, accessor, *root);
+        }
+        EXPECT_EQ(set.isPrepared(), isPrepared);
+    }
+    EXPECT_EQ(failures, 5);
+    EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), live);
+    ExpressionSet set;
+    EXPECT_FALSE(prepare(set, expressions, OpaqueTree::accessor(false), *root)) << "GUIDs may repeat";
 }
 
 TEST(PathMembership, WalkAgreesWithAPlainReadingOfTheLanguage) {
