@@ -9,6 +9,7 @@
 #include <cstring>
 #include <utility>
 
+#include "src/support/HeapBuffer.hpp"
 #include "zddscore/heap.h"
 #include "zddscore/inline_memory.h"
 
@@ -17,7 +18,8 @@ namespace zdds::types {
 // The buffers of one new value, in a few blocks of the heap.
 class ValueBatch {
 public:
-    // blockSize: what one of them has for buffers and what each adds.
+    // blockSize: what one of them has for buffers and what each adds; headerRoom at least.
+    static constexpr size_t headerRoom = 64;
     explicit ValueBatch(size_t blockSize) : blockSize_(blockSize) {}
     ValueBatch(const ValueBatch&) = delete;
     ValueBatch& operator=(const ValueBatch&) = delete;
@@ -25,19 +27,24 @@ public:
 
     // Null when the buffer should rather stand alone.
     void* take(size_t size, size_t alignment, size_t* budget) {
-        if (void* buffer = ORXOsapiHeap_takeFromBatch(&batch_, size, alignment))
-            return buffer;
-        if (size > blockSize_ / 2 || (budget != nullptr && blockSize_ > *budget))
+        void* buffer = takeFromBatch(batch_, size, alignment);
+        return __builtin_expect(buffer != nullptr, 1) ? buffer : takeFromNext(size, alignment, budget);
+    }
+
+private:
+    [[gnu::noinline]] void* takeFromNext(size_t size, size_t alignment, size_t* budget) {
+        // What does not fit into the rest of a block is worth a new one when it is not most of it.
+        if (size > (batch_.block == nullptr ? blockSize_ - headerRoom : blockSize_ / 2) ||
+            (budget != nullptr && blockSize_ > *budget))
             return nullptr;
         ORXOsapiHeap_closeBatch(&batch_);
         if (!ORXOsapiHeap_openBatch(&batch_, blockSize_, "buffers of a value"))
             return nullptr;
         if (budget != nullptr)
             *budget -= blockSize_;
-        return ORXOsapiHeap_takeFromBatch(&batch_, size, alignment);
+        return takeFromBatch(batch_, size, alignment);
     }
 
-private:
     ORXOsapiHeapBatch batch_{};
     const size_t blockSize_;
 };
@@ -86,7 +93,7 @@ struct Memory {
         if (how.isArena)
             REDAInlineMemBuffer_release(memory);
         else if (how.frees != nullptr)
-            ORXOsapiHeap_freeTogether(how.frees, memory);
+            freeTogether(*how.frees, memory);
         else
             ORXOsapiHeap_freeMemoryInternal(memory);
     }

@@ -1,4 +1,3 @@
-#include <atomic>
 #include <cstdint>
 #include <new>
 
@@ -7,14 +6,7 @@
 
 namespace {
 
-// At the start of a block.
-struct alignas(zdds::minimumAlignment) Block {
-    // Buffers alive. The open batch stands for more than there can be, so that taking one counts nothing.
-    std::atomic<std::size_t> users;
-    std::size_t size;
-
-    std::byte* first() { return reinterpret_cast<std::byte*>(this + 1); }
-};
+using Block = zdds::BatchBlock;
 
 constexpr std::size_t openBatch = SIZE_MAX / 2;
 
@@ -37,12 +29,12 @@ void freeToBlock(void* context, void* buffer) {
 } // namespace
 
 int ORXOsapiHeap_openBatch(ORXOsapiHeapBatch* batch, size_t size, const char* typeName) {
-    *batch = {nullptr, nullptr, nullptr, 0};
+    *batch = {};
     void* memory = nullptr;
     if (size > SIZE_MAX - sizeof(Block) ||
         !ORXOsapiHeap_reallocateMemoryInternal(&memory, sizeof(Block) + size, alignof(Block), 0, typeName))
         return ORX_FALSE;
-    auto* block = new (memory) Block{openBatch, sizeof(Block) + size};
+    auto* block = new (memory) Block{openBatch, sizeof(Block) + size, freeToBlock};
     zdds::poison(block->first(), size);
     batch->block = block;
     batch->next = reinterpret_cast<char*>(block->first());
@@ -51,22 +43,7 @@ int ORXOsapiHeap_openBatch(ORXOsapiHeapBatch* batch, size_t size, const char* ty
 }
 
 void* ORXOsapiHeap_takeFromBatch(ORXOsapiHeapBatch* batch, size_t size, size_t alignment) {
-    if (alignment < zdds::minimumAlignment)
-        alignment = zdds::minimumAlignment;
-    // Addresses are no larger than half of their range, so only the size can make the sum go round.
-    const auto next = reinterpret_cast<std::uintptr_t>(batch->next);
-    const auto end = reinterpret_cast<std::uintptr_t>(batch->end);
-    const std::uintptr_t at = (next + sizeof(zdds::BufferHeader) + alignment - 1) & ~(alignment - 1);
-    if (batch->block == nullptr || at > end || size > end - at)
-        return nullptr;
-    char* buffer = batch->next + (at - next);
-    zdds::unpoison(buffer, size);
-    auto* header = zdds::headerOf(buffer);
-    *header = {size, freeToBlock, batch->block, 0};
-    zdds::poison(header, sizeof *header);
-    batch->next = buffer + size;
-    ++batch->taken;
-    return buffer;
+    return zdds::takeFromBatch(*batch, size, alignment);
 }
 
 void ORXOsapiHeap_closeBatch(ORXOsapiHeapBatch* batch) {
@@ -77,7 +54,7 @@ void ORXOsapiHeap_closeBatch(ORXOsapiHeapBatch* batch) {
         if (alive == 0)
             giveBack(block);
     }
-    *batch = {nullptr, nullptr, nullptr, 0};
+    *batch = {};
 }
 
 void ORXOsapiHeap_freeTogether(ORXOsapiHeapFrees* frees, void* memory) {
