@@ -5,6 +5,7 @@
 #include "middleware/types/MaximumSize.hpp"
 #include "middleware/types/Values.hpp"
 #include "middleware/types/WireReader.hpp"
+#include "middleware/types/WireTarget.hpp"
 #include "middleware/types/WireWriter.hpp"
 #include "middleware/types/Xcdr.hpp"
 #include "middleware/types/XcdrReader.hpp"
@@ -147,20 +148,26 @@ bool read(
     const size_t size = length - encapsulationSize;
     const size_t allowed =
         size > SIZE_MAX / 2 / memoryPerByte ? SIZE_MAX / 2 : size * memoryPerByte + memoryPerSample;
-    if (*value == nullptr) {
-        const Memory unbounded{nullptr, nullptr, batch};
-        *value = createValue(programs.shape, defaultAllocation, unbounded);
-        if (*value == nullptr)
-            return false;
-    }
+    const bool isNew = *value == nullptr;
+    const bool isWire = encapsulation.isXcdr2 && !encapsulation.isBigEndian;
+    const Memory unbounded{nullptr, nullptr, batch};
+    if (isNew && !(*value = createValue(
+                       programs.shape, isWire ? NewTarget::newAllocation : defaultAllocation, unbounded)))
+        return false;
     size_t budget = allowed;
     const Memory memory{nullptr, &budget, batch};
     auto* at = static_cast<char*>(*value);
-    if (encapsulation.isXcdr2 && !encapsulation.isBigEndian) {
-        const ReadResult result = readWire(programs.wire, at, bytes, size, memory);
+    if (isWire) {
+        const ReadResult result = isNew ? readWireIntoNew(programs.wire, at, bytes, size, memory)
+                                        : readWire(programs.wire, at, bytes, size, memory);
         if (result != ReadResult::other)
             return result == ReadResult::done;
-        budget = allowed; // what was allocated is used again
+        budget = allowed; // what was allocated is used again, or gone
+        if (isNew) {
+            finalizeValue(programs.shape, at, defaultDeallocation, false);
+            if (!initializeValue(programs.shape, at, defaultAllocation, unbounded))
+                return false;
+        }
     }
     return readXcdr(programs, encapsulation, at, bytes, size, memory);
 }
@@ -176,13 +183,11 @@ void* createFrom(const DDS_TypeDescriptor& type, const char* buffer, size_t leng
     const DDS_TypePrograms* programs = programsOf(&type);
     if (programs == nullptr)
         return nullptr;
-    // Few buffers cost less alone. Most values take some twice their encoding in memory, beside what they are
-    // themselves.
-    constexpr size_t leastEncoded = 512;
+    // Most values take some twice their encoding in memory, beside what they are themselves.
     constexpr size_t mostEncoded = 4096;
-    ValueBatch batch(programs->shape.size + 64 + 2 * std::min(length, mostEncoded));
+    ValueBatch batch(programs->shape.size + ValueBatch::headerRoom + 2 * std::min(length, mostEncoded));
     void* value = nullptr;
-    if (!read(*programs, &value, buffer, length, length < leastEncoded ? nullptr : &batch))
+    if (!read(*programs, &value, buffer, length, &batch))
         destroyValue(programs->shape, &value, defaultDeallocation, false);
     return value;
 }

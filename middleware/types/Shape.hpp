@@ -50,6 +50,7 @@ struct Arms {
     const Arm* list;
     const ArmLabel* labels;
     const Arm* fallback; // where no label fits; null for none
+    bool needsOwners;    // an arm has texts or references
 
     static constexpr uint32_t indexSize = 32;
     bool isIndexed;
@@ -116,6 +117,7 @@ struct Shape {
     const uint8_t* image = nullptr; // null: zeros
     const Owned* owned = nullptr;
     uint32_t ownedCount = 0;
+    uint32_t ownedPointers = 0; // the first so many of them
     bool hasArms = false;       // a union that is not plain lies in the value itself
     bool hasTexts = false;      // strings that are not optional lie in it
     bool hasReferences = false; // references likewise

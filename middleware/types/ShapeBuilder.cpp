@@ -153,6 +153,7 @@ bool ShapeBuilderBase::pushArm(const DDS_TypeMember& member, const DDS_TypeProgr
     if (shape.image != nullptr && !putImage(member.offset, shape.image, shape.size))
         return false;
     isPlainUnion_ = isPlainUnion_ && shape.isPlain();
+    armsNeedOwners_ = armsNeedOwners_ || shape.hasTexts || shape.hasReferences;
     return programs_.armList.push({static_cast<uint32_t>(member.offset), &shape, &inner});
 }
 
@@ -198,7 +199,7 @@ bool ShapeBuilderBase::collectLabels() {
     programs_.arms = {static_cast<uint32_t>(type_.discriminatorOffset),
         static_cast<uint32_t>(programs_.armList.size()), static_cast<uint32_t>(programs_.armLabels.size()),
         resolve(type_.discriminator), type_.defaultDiscriminator, programs_.armList.data(),
-        programs_.armLabels.data(), fallback, false, 0, {}};
+        programs_.armLabels.data(), fallback, armsNeedOwners_, false, 0, {}};
     programs_.arms.makeIndex();
     return true;
 }
@@ -274,6 +275,9 @@ bool ShapeBuilderBase::finish() {
     for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op)
         if (!collectOwned(*op))
             return false;
+    Owned* others = std::partition(programs_.owned.begin(), programs_.owned.end(),
+        [](const Owned& owned) { return owned.code <= OpCode::reference; });
+    shape.ownedPointers = static_cast<uint32_t>(others - programs_.owned.begin());
     shape.owned = programs_.owned.data();
     shape.ownedCount = static_cast<uint32_t>(programs_.owned.size());
     for (const Op* op = shape.owners(); op != shape.ownersEnd(); ++op)

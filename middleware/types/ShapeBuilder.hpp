@@ -30,6 +30,7 @@ protected:
     DDS_TypePrograms& programs_;
     const DDS_TypeDescriptor& type_;
     bool isPlainUnion_ = true;
+    bool armsNeedOwners_ = false;
 };
 
 // Nested: a function that gives the programs of a type within, or null.

@@ -1,4 +1,4 @@
-// strlen for texts that are mostly short: without a call.
+// strlen, and a copy that checks, for texts that are mostly short: without a call.
 #ifndef ZDDSC_TYPES_TEXT_LENGTH_HPP
 #define ZDDSC_TYPES_TEXT_LENGTH_HPP
 
@@ -7,11 +7,14 @@
 #include <cstdint>
 #include <cstring>
 
+#include "middleware/types/ByteCopy.hpp"
 #include "src/support/Sanitizers.hpp"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #if defined(__SSE2__) && !defined(ZDDS_ADDRESS_SANITIZER) && !defined(ZDDS_THREAD_SANITIZER)
 #define ZDDSC_TEXT_BY_BLOCKS 1
-#include <emmintrin.h>
 #endif
 
 namespace zdds::types {
@@ -67,6 +70,31 @@ inline size_t textLength(const char* text) {
     return std::strlen(text);
 }
 #endif
+
+// Copies a text of `size` bytes, at least 1: false when any but the last is 0, or the last is not. Then part
+// of it is copied. What lies before `end` may be read; `to` has room for 16 bytes, and those that do not
+// belong to the text become anything.
+[[gnu::always_inline]] inline bool copyText(char* to, const char* from, size_t size, const char* end) {
+#if defined(__SSE2__)
+    const auto copy = [](char* target, const char* source) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(target), block);
+        return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_setzero_si128())));
+    };
+    if (size > 16) {
+        const char* last = from + size - 16; // the block that ends with the text
+        char* toLast = to + size - 16;
+        for (; from < last; from += 16, to += 16)
+            if (copy(to, from) != 0)
+                return false;
+        return copy(toLast, last) == 0x8000;
+    }
+    if (end - from >= 16)
+        return static_cast<size_t>(std::countr_zero(copy(to, from))) == size - 1;
+#endif
+    copyBytes(to, from, size);
+    return std::memchr(from, '\0', size) == from + size - 1;
+}
 
 } // namespace zdds::types
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "middleware/types/ByteCopy.hpp"
+#include "middleware/types/MemberAccess.hpp"
 #include "middleware/types/Sequence.hpp"
 #include "middleware/types/TextLength.hpp"
 
@@ -28,18 +29,12 @@ size_t lengthOf(const char* text) {
     return text == nullptr ? 0 : std::strlen(text);
 }
 
-void copyImage(const Shape& shape, void* value) {
-    if (shape.image == nullptr)
-        std::memset(value, 0, shape.size);
-    else
-        std::memcpy(value, shape.image, shape.size);
-}
-
-// The image stands; makes what it does not cover.
 bool needsOwners(const Shape& shape, const DDS_TypeAllocationParams_t& params) {
     return (shape.hasTexts && params.allocate_memory) || (shape.hasReferences && params.allocate_pointers) ||
            (params.allocate_optional_members && !shape.isPlain());
 }
+
+} // namespace
 
 bool initializeOwners(
     const Shape& shape, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory) {
@@ -88,8 +83,6 @@ bool initializeOwners(
     return true;
 }
 
-} // namespace
-
 bool assignText(char** destination, const char* text, size_t length, const Memory& memory) {
     char* old = *destination;
     if (old != nullptr && textLength(old) >= length) {
@@ -137,46 +130,65 @@ bool initializeValue(
     return false;
 }
 
+namespace {
+
+// Four pointers that a value may own.
+bool areNull(const char* base, const Owned* owned) {
+    const auto word = [=](int i) { return reinterpret_cast<uintptr_t>(pointerAt(base + owned[i].offset)); };
+    return (word(0) | word(1) | word(2) | word(3)) == 0;
+}
+
+[[gnu::always_inline]] inline void finalizeOwned(
+    const Owned& owned, char* at, const DDS_TypeDeallocationParams_t& params, const Releasing& how) {
+    void*& pointer = *reinterpret_cast<void**>(at);
+    if (pointer == nullptr && owned.code <= OpCode::reference)
+        return;
+    switch (owned.code) {
+    case OpCode::optionalString:
+        if (!params.delete_optional_members)
+            break;
+        [[fallthrough]];
+    case OpCode::string:
+        Memory::release(pointer, how);
+        pointer = nullptr;
+        break;
+    case OpCode::sequence: {
+        auto& sequence = *reinterpret_cast<DDS_SequenceBase*>(at);
+        if (sequence._contiguous_buffer != nullptr || sequence._loaned)
+            finalizeSequence(elementOf(*owned.shape), sequence, how);
+        break;
+    }
+    case OpCode::optional:
+        if (params.delete_optional_members)
+            destroyValue(*owned.shape, &pointer, params, how);
+        break;
+    case OpCode::reference:
+        if (params.delete_pointers)
+            destroyValue(*owned.shape, &pointer, params, how);
+        break;
+    case OpCode::loop:
+        for (uint32_t i = 0; i < owned.count; ++i)
+            finalizeValue(*owned.shape, at + i * owned.shape->size, params, how);
+        break;
+    case OpCode::plain:
+    case OpCode::arms:
+        break;
+    }
+}
+
+} // namespace
+
 void finalizeValue(
     const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params, const Releasing& how) {
     char* base = static_cast<char*>(value);
-    for (const Owned *owned = shape.owned, *end = owned + shape.ownedCount; owned != end; ++owned) {
-        char* at = base + owned->offset;
-        void*& pointer = *reinterpret_cast<void**>(at);
-        if (pointer == nullptr && owned->code <= OpCode::reference)
-            continue; // most of what a value may own is absent
-        switch (owned->code) {
-        case OpCode::optionalString:
-            if (!params.delete_optional_members)
-                break;
-            [[fallthrough]];
-        case OpCode::string:
-            Memory::release(pointer, how);
-            pointer = nullptr;
-            break;
-        case OpCode::sequence: {
-            auto& sequence = *reinterpret_cast<DDS_SequenceBase*>(at);
-            if (sequence._contiguous_buffer != nullptr || sequence._loaned)
-                finalizeSequence(elementOf(*owned->shape), sequence, how);
-            break;
-        }
-        case OpCode::optional:
-            if (params.delete_optional_members)
-                destroyValue(*owned->shape, &pointer, params, how);
-            break;
-        case OpCode::reference:
-            if (params.delete_pointers)
-                destroyValue(*owned->shape, &pointer, params, how);
-            break;
-        case OpCode::loop:
-            for (uint32_t i = 0; i < owned->count; ++i)
-                finalizeValue(*owned->shape, at + i * owned->shape->size, params, how);
-            break;
-        case OpCode::plain:
-        case OpCode::arms:
-            break;
-        }
-    }
+    const Owned* owned = shape.owned;
+    // Most of what a value may own is absent.
+    for (const Owned* end = owned + shape.ownedPointers; end - owned >= 8; owned += 4)
+        if (!areNull(base, owned))
+            for (int i = 0; i < 4; ++i)
+                finalizeOwned(owned[i], base + owned[i].offset, params, how);
+    for (const Owned* end = shape.owned + shape.ownedCount; owned != end; ++owned)
+        finalizeOwned(*owned, base + owned->offset, params, how);
 }
 
 void finalizeOptionalMembers(const Shape& shape, void* value, const DDS_TypeDeallocationParams_t& params) {

@@ -20,6 +20,16 @@ inline const DDS_TypeAllocationParams_t& bareAllocation(const Shape& shape) {
     return shape.hasArms ? defaultAllocation : bare;
 }
 
+// Raw memory becomes what the default value is without texts and references.
+inline void copyImage(const Shape& shape, void* value) {
+    if (shape.image == nullptr)
+        std::memset(value, 0, shape.size);
+    else
+        std::memcpy(value, shape.image, shape.size);
+}
+// Makes what the image does not cover. On failure some of it is there.
+bool initializeOwners(
+    const Shape& shape, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory);
 // Raw memory becomes the default value. On failure nothing is left allocated, and the value can be finalized.
 bool initializeValue(
     const Shape& shape, void* value, const DDS_TypeAllocationParams_t& params, const Memory& memory);

@@ -3,11 +3,7 @@
 #include <algorithm>
 
 #include "middleware/types/ByteCopy.hpp"
-#include "middleware/types/MemberAccess.hpp"
-#include "middleware/types/Programs.hpp"
-#include "middleware/types/Sequence.hpp"
-#include "middleware/types/TextLength.hpp"
-#include "middleware/types/Values.hpp"
+#include "middleware/types/WireTarget.hpp"
 #include "middleware/types/Xcdr.hpp"
 
 namespace zdds::types {
@@ -23,12 +19,12 @@ namespace {
 
 // The place in the bytes, and their end, are kept in local variables; null stands for failure, and says
 // nothing more.
-class Reader {
+template <typename Target> class Reader {
 public:
-    Reader(const char* bytes, const Memory& memory) : base_(bytes), memory_(memory) {}
+    Reader(const char* bytes, const Memory& memory) : base_(bytes), target_(memory) {}
 
     // Did memory run out, rather than that the bytes have another form?
-    bool isOutOfMemory() const { return isOutOfMemory_; }
+    bool isOutOfMemory() const { return target_.isOutOfMemory(); }
 
     const char* run(const Wire& wire, char* value, const char* from, const char* limit) {
         Optionals optionals;
@@ -39,28 +35,7 @@ public:
     }
 
 private:
-    // Optional values that were made for the bytes at hand. When reading fails they go: they may be
-    // incomplete.
-    class Optionals {
-    public:
-        void enter(void** pointer, const Shape* shape) { entries_[depth_++] = {pointer, shape}; }
-        void leave() { --depth_; }
-        void drop() {
-            while (depth_ > 0) {
-                const Entry& entry = entries_[--depth_];
-                if (entry.shape != nullptr)
-                    destroyValue(*entry.shape, entry.pointer, defaultDeallocation, false);
-            }
-        }
-
-    private:
-        struct Entry {
-            void** pointer;
-            const Shape* shape; // null: it was there before
-        };
-        Entry entries_[DDS_TYPE_MAXIMUM_NESTING + 2];
-        unsigned depth_ = 0;
-    };
+    using Optionals = typename Target::Optionals;
 
     // NOLINTNEXTLINE: one loop is the point.
     const char* runRow(
@@ -82,11 +57,9 @@ private:
                 const uint32_t header = nextWord(from, limit);
                 const OptionalMember* member = wire.optionals + i->c;
                 const Instruction* first = i - member->distance;
-                for (; member->memory != noMember && member->header != header; ++member) {
-                    void** absent = reinterpret_cast<void**>(value + member->memory);
-                    if (*absent != nullptr)
-                        removeOptional(first[member->distance], absent);
-                }
+                for (; member->memory != noMember && member->header != header; ++member)
+                    Target::removeOptional(
+                        first[member->distance], reinterpret_cast<void**>(value + member->memory));
                 i = first + member->distance;
                 if (member->memory == noMember) {
                     --i; // the next one is what comes behind the group
@@ -110,8 +83,7 @@ private:
                 if (from == limit || static_cast<unsigned char>(*from) > 1)
                     return nullptr;
                 if (*from++ == 0) {
-                    if (*pointer != nullptr)
-                        removeOptional(*i, pointer);
+                    Target::removeOptional(*i, pointer);
                     i += i->a;
                 } else {
                     if (!enter(*i, pointer, optionals))
@@ -135,7 +107,7 @@ private:
                 if (from == limit || static_cast<unsigned char>(*from) > 1)
                     return nullptr;
                 if (*from++ == 0)
-                    removeText(reinterpret_cast<char**>(to));
+                    Target::removeText(reinterpret_cast<char**>(to));
                 else if (!(from = readText(reinterpret_cast<char**>(to), i->a, from, limit)))
                     return nullptr;
                 break;
@@ -290,91 +262,57 @@ private:
         return segment + i.a;
     }
 
-    // What was copied before a check failed must not stay: a value has booleans and enumerators only.
-    [[gnu::cold]] static const char* discard(const Instruction& i, char* value) {
-        for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
-            char* at = value + piece->memory;
-            if (piece->code == Code::boolean) {
-                *at = *at != 0;
-            } else if (piece->code == Code::literal) {
-                if (!hasLiteral(*piece->programs->type, static_cast<DDS_Long>(wordAt(at))))
-                    putWord(at, static_cast<uint32_t>(defaultLiteral(piece->programs->type)));
-            } else if (piece->code == Code::range && wordAt(at) - piece->a >= piece->b) {
-                putWord(at, piece->a);
-            }
-        }
+    static const char* discard(const Instruction& i, char* value) {
+        Target::discard(i, value);
         return nullptr;
     }
 
     const char* getOptionalSegment(
         const Instruction& i, void** pointer, const char* from, const char*& limit, const void** slots) {
-        const bool isNew = *pointer == nullptr;
-        if (isNew && !makeOptional(i, pointer))
+        const bool isNew = Target::isNew || *pointer == nullptr;
+        if (isNew && !target_.optional(i, pointer))
             return nullptr;
         from = getSegment(i, static_cast<char*>(*pointer), from, limit, slots);
         if (from == nullptr && isNew)
-            removeOptional(i, pointer);
+            Target::removeOptional(i, pointer);
         return from;
     }
 
     // An optional value that is present, made if it was not there.
     bool enter(const Instruction& i, void** pointer, Optionals& optionals) {
-        const bool isNew = *pointer == nullptr;
-        if (isNew && !makeOptional(i, pointer))
+        const bool isNew = Target::isNew || *pointer == nullptr;
+        if (isNew && !target_.optional(i, pointer))
             return false;
         optionals.enter(pointer, isNew ? &i.programs->shape : nullptr);
         return true;
     }
 
-    const char* outOfMemory() {
-        isOutOfMemory_ = true;
-        return nullptr;
-    }
-
-    bool makeOptional(const Instruction& i, void** pointer) {
-        *pointer = createValue(i.programs->shape, bareAllocation(i.programs->shape), memory_);
-        isOutOfMemory_ = *pointer == nullptr;
-        return *pointer != nullptr;
-    }
-
-    static void removeText(char** text) {
-        Memory::release(*text, false);
-        *text = nullptr;
-    }
-    static void removeOptional(const Instruction& i, void** pointer) {
-        if (i.isText)
-            removeText(reinterpret_cast<char**>(pointer));
-        else
-            destroyValue(i.programs->shape, pointer, defaultDeallocation, false);
-    }
-
     [[gnu::always_inline]] const char* readText(
-        char** text, size_t bound, const char* from, const char* limit) {
+        char** text, uint32_t bound, const char* from, const char* limit) {
         if (!(from = take(from, limit, 4, 4)))
             return nullptr;
-        const uint32_t length = wordAt(from);
+        const uint32_t size = wordAt(from); // 0 is as wrong as one beyond the bound
         from += 4;
-        // The terminator is looked at first, so that the search for an earlier one ends within the bytes.
-        if (length > static_cast<size_t>(limit - from) || length == 0 || length - 1 > bound ||
-            from[length - 1] != '\0' || textLength(from) != length - 1)
+        if (size > static_cast<size_t>(limit - from) || size - 1 > bound)
             return nullptr;
-        if (*text == nullptr) {
-            *text = static_cast<char*>(memory_.allocate(length, 1, "char"));
-            if (*text == nullptr)
-                return outOfMemory();
-        } else if (textLength(*text) < length - 1 && !assignText(text, from, length - 1, memory_)) {
-            return outOfMemory();
-        }
-        copyBytes(*text, from, length);
-        return from + length;
+        // Of a value that lives on nothing changes before the bytes have been looked at: the terminator
+        // first, so that the search for an earlier one ends within them.
+        if (!Target::isNew && (from[size - 1] != '\0' || textLength(from) != size - 1))
+            return nullptr;
+        char* to = target_.text(text, size);
+        if (to == nullptr)
+            return nullptr;
+        if (!Target::isNew)
+            copyBytes(to, from, size);
+        else if (!copyText(to, from, size, limit))
+            return nullptr;
+        return from + size;
     }
 
     const char* readReference(
         const DDS_TypePrograms& programs, void*& pointer, const char* from, const char* limit) {
-        if (pointer == nullptr)
-            pointer = createValue(programs.shape, defaultAllocation, memory_);
-        return pointer == nullptr ? outOfMemory()
-                                  : run(programs.wire, static_cast<char*>(pointer), from, limit);
+        void* value = target_.reference(programs.shape, &pointer);
+        return value == nullptr ? nullptr : run(programs.wire, static_cast<char*>(value), from, limit);
     }
 
     // Past a DHEADER; `limit` becomes the end that it tells.
@@ -403,33 +341,41 @@ private:
         const auto left = static_cast<size_t>(limit - from);
         if (count > i.a || count > (isBlock ? left / shape.size : left))
             return nullptr;
-        const Element element = elementOf(shape);
         const uint32_t complete = sequence._maximum;
-        if (count > complete && !reserveElements(element, sequence, count, memory_, &bareAllocation(shape)))
-            return outOfMemory();
+        const char* block = from;
+        if (isBlock && count > 0 && !(block = take(from, limit, i.alignment, size_t{count} * shape.size)))
+            return nullptr;
+        if (!target_.elements(shape, sequence, count, isBlock))
+            return nullptr;
         if (isBlock && count > 0 && sequence._contiguous_buffer != nullptr) {
             const size_t bytes = size_t{count} * shape.size;
-            if (!(from = take(from, limit, i.alignment, bytes)))
-                return nullptr;
-            copyBytes(static_cast<char*>(sequence._contiguous_buffer), from, bytes);
-            from += bytes;
+            copyBytes(static_cast<char*>(sequence._contiguous_buffer), block, bytes);
+            from = block + bytes;
         } else {
             for (uint32_t n = 0; n < count; ++n) {
-                char* at = elementAt(element, sequence, n);
-                from = i.code == Code::textSequence ? readText(reinterpret_cast<char**>(at), i.b, from, limit)
-                                                    : run(i.programs->wire, at, from, limit);
+                from = readElement(i, elementAt(elementOf(shape), sequence, n), from, limit);
                 if (from != nullptr)
                     continue;
-                dropElements(element, sequence, std::max(n, complete));
+                Target::dropElements(shape, sequence, std::max(n, complete));
                 return nullptr;
             }
         }
         if (i.hasSize && from != limit) {
-            dropElements(element, sequence, complete);
+            Target::dropElements(shape, sequence, complete);
             return nullptr;
         }
         sequence._length = count;
         return from;
+    }
+
+    [[gnu::always_inline]] const char* readElement(
+        const Instruction& i, char* at, const char* from, const char* limit) {
+        if (i.code == Code::textSequence)
+            return readText(reinterpret_cast<char**>(at), i.b, from, limit);
+        if (i.code == Code::referenceSequence)
+            return readReference(
+                *i.programs->wire.program->programs, *reinterpret_cast<void**>(at), from, limit);
+        return run(i.programs->wire, at, from, limit);
     }
 
     const char* readUnion(const Instruction& i, char* value, const char* from, const char* limit) {
@@ -454,9 +400,9 @@ private:
         }
         const DDS_LongLong discriminator =
             i.alignment == 4 ? wordLabel(i, wordAt(scratch)) : arms.valueOf(scratch);
-        if (!switchArm(arms, value, discriminator, memory_))
-            return outOfMemory();
         const Arm* arm = arms.select(discriminator);
+        if (!target_.select(i, value, discriminator, arm))
+            return nullptr;
         return arm == nullptr ? from : run(arm->programs->wire, value + arm->offset, from, limit);
     }
 
@@ -464,17 +410,26 @@ private:
         UINT32_MAX; // a member that has it all the same fails when it is read
 
     const char* base_;
-    const Memory& memory_;
-    bool isOutOfMemory_ = false;
+    Target target_;
 };
+
+template <typename Target>
+ReadResult readInto(const Wire& wire, char* value, const char* bytes, size_t size, const Memory& memory) {
+    Reader<Target> reader(bytes, memory);
+    if (reader.run(wire, value, bytes, bytes + size) != nullptr)
+        return ReadResult::done;
+    return reader.isOutOfMemory() ? ReadResult::failed : ReadResult::other;
+}
 
 } // namespace
 
 ReadResult readWire(const Wire& wire, char* value, const char* bytes, size_t size, const Memory& memory) {
-    Reader reader(bytes, memory);
-    if (reader.run(wire, value, bytes, bytes + size) != nullptr)
-        return ReadResult::done;
-    return reader.isOutOfMemory() ? ReadResult::failed : ReadResult::other;
+    return readInto<LivingTarget>(wire, value, bytes, size, memory);
+}
+
+ReadResult readWireIntoNew(
+    const Wire& wire, char* value, const char* bytes, size_t size, const Memory& memory) {
+    return readInto<NewTarget>(wire, value, bytes, size, memory);
 }
 
 } // namespace zdds::types

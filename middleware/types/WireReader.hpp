@@ -17,6 +17,10 @@ enum class ReadResult {
 
 // `bytes` begin behind the encapsulation header. The value is initialized; memory that it has is used again.
 ReadResult readWire(const Wire& wire, char* value, const char* bytes, size_t size, const Memory& memory);
+// The same into a new value that has no texts and references yet: NewTarget::newAllocation. When it is not
+// done, the value is good for finalizeValue alone.
+ReadResult readWireIntoNew(
+    const Wire& wire, char* value, const char* bytes, size_t size, const Memory& memory);
 
 // Most characters of a text on the wire that is longer than it may be in memory are refused here: the length
 // counts the terminator, 0 stands for "" too, and no other byte is 0.

@@ -48,6 +48,31 @@ TEST(Creation, ANewValueIsTheOneThatWasWritten) {
     EXPECT_EQ(ORXOsapiHeap_getLiveBufferCount(), live);
 }
 
+TEST(Creation, ArmsThatAreNotSelectedAreWhole) {
+    tt::OwnedValue source(&tt::updateType);
+    source.as<tt::Update>()._d = 1;
+    void* value = create(&tt::updateType, serialize(&tt::updateType, source.get()));
+    ASSERT_NE(value, nullptr);
+    EXPECT_STREQ(static_cast<tt::Update*>(value)->_u.creation.name, "");
+    DDS_Type_destroy_data(&tt::updateType, value);
+}
+
+// Another form than a writer's own: what was made of the bytes before that was seen goes.
+TEST(Creation, ABeginningAloneHasDefaultsBehindIt) {
+    tt::OwnedValue source(&tt::messageType);
+    tt::RandomValue(7).fill(&tt::messageType, source.get());
+    Bytes bytes = serialize(&tt::messageType, source.get());
+    bytes.resize(4 + 4 + 8); // the number of the message alone
+    bytes[3] = 0;
+    bytes[4] = 8;
+    bytes[5] = bytes[6] = bytes[7] = 0;
+    void* value = create(&tt::messageType, bytes);
+    ASSERT_NE(value, nullptr);
+    EXPECT_EQ(static_cast<tt::Message*>(value)->sn, source.as<tt::Message>().sn);
+    EXPECT_STREQ(static_cast<tt::Message*>(value)->text, "");
+    DDS_Type_destroy_data(&tt::messageType, value);
+}
+
 // Texts enough for blocks.
 tt::OwnedValue& fillLarge(tt::OwnedValue& owned) {
     tt::RandomValue random(3);
