@@ -16,13 +16,14 @@ namespace tail {
 using reading::Leaf;
 
 enum class ChangeKind {
-    created,    // a resource came to be
-    deleted,    // a resource ended, or an ancestor of it
-    selection,  // the metrics enabled on a resource changed
-    group,      // values of a metric group
-    log,        // a log message
-    gone,       // an application's writer left
-    undecodable // samples that could not be decoded
+    created,     // a resource came to be
+    deleted,     // a resource ended, or an ancestor of it
+    selection,   // the metrics enabled on a resource changed
+    group,       // values of a metric group
+    log,         // a log message
+    gone,        // an application's writer left
+    undecodable, // samples that could not be decoded
+    lost         // samples of an application that did not come
 };
 
 struct Change {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "orxmonitoring2d/metric_catalogue.h"
 #include "reading/Samples.hpp"
@@ -14,7 +15,8 @@ using reading::guidOf;
 namespace {
 
 constexpr std::size_t maximalApplications = 10'000; // event writers remembered
-constexpr std::size_t maximalWaiting = 10'000;      // changes of one application, and applications
+constexpr std::int64_t secondNs = 1'000'000'000;
+constexpr std::size_t maximalWaiting = 10'000; // changes of one application, and applications
 
 } // namespace
 
@@ -72,8 +74,14 @@ void Interpreter::event(const DDS_Monitoring_Event& sample, const DDS_SampleInfo
         applicationsByPrefix_[prefixOf(info)] = application;
         strangersSinceNs_.erase(prefixOf(info));
     }
-    count("event", info, sample.info.is_snapshot != 0);
-    countEpochs(sample, application);
+    // What was lost on the way is missing from both; what its application dropped from the epochs, and of
+    // snapshots from the numbers alone.
+    const std::uint64_t missing = count("event", info, sample.info.is_snapshot != 0);
+    const std::uint64_t lost = std::max(missing, countEpochs(sample, application));
+    if (lost != 0 && (lost_.size() < maximalApplications || lost_.contains(application))) {
+        lost_[application] += lost;
+        lossTimeNs_ = reading::sourceTimeOf(info);
+    }
     Visitor visitor(*this, sample, info);
     reading::visit(sample, visitor);
 }
@@ -138,15 +146,15 @@ void Interpreter::message(const DDS_Monitoring_LoggingMessage& message, Change c
     tell(std::move(change));
 }
 
-void Interpreter::count(const char* topic, const DDS_SampleInfo& info, bool isSnapshot) {
+std::uint64_t Interpreter::count(const char* topic, const DDS_SampleInfo& info, bool isSnapshot) {
     const auto& number = info.publication_sequence_number;
     const auto high = static_cast<std::uint32_t>(number.high);
-    statistics_.received(
+    return statistics_.received(
         topic, guidOf(info.publication_handle), (std::uint64_t{high} << 32U) | number.low, isSnapshot);
 }
 
 // Snapshots and changes of a selection move neither epoch.
-void Interpreter::countEpochs(const DDS_Monitoring_Event& sample, const Guid& application) {
+std::uint64_t Interpreter::countEpochs(const DDS_Monitoring_Event& sample, const Guid& application) {
     auto moved = sample.info.is_snapshot != 0 ? Statistics::Moved::none : Statistics::Moved::metric;
     const bool isApplication = sample.value._d == static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
     const auto* update = isApplication ? sample.value._u.application.resource_update : nullptr;
@@ -155,7 +163,7 @@ void Interpreter::countEpochs(const DDS_Monitoring_Event& sample, const Guid& ap
                     ? Statistics::Moved::none
                     : Statistics::Moved::resource;
     }
-    statistics_.eventEpochs(application, sample.info.epoch_resource, sample.info.epoch_metric, moved);
+    return statistics_.eventEpochs(application, sample.info.epoch_resource, sample.info.epoch_metric, moved);
 }
 
 Resource Interpreter::resourceOf(const reading::Described& described, const Guid& application) {
@@ -357,9 +365,28 @@ void Interpreter::tick(std::int64_t nowNs) {
     }
     for (const Guid& application : late)
         tellWaiting(application);
+    if (!lost_.empty() && nowNs - lossesToldNs_ >= secondNs)
+        tellLosses();
+}
+
+void Interpreter::tellLosses() {
+    lossesToldNs_ = nowNs_;
+    for (const auto& [application, count] : std::exchange(lost_, {})) {
+        Change change;
+        change.kind = ChangeKind::lost;
+        change.timeNs = lossTimeNs_;
+        change.topic = "event";
+        change.applicationGuid = change.guid = application;
+        change.application = tree_.applicationName(application);
+        change.classId = ORX_MONITORING_APPLICATION_CLASS_ID;
+        change.path = tree_.find(application) != nullptr ? tree_.path(application) : "";
+        change.values.push_back({"samples", std::to_string(count), false});
+        report_(change);
+    }
 }
 
 void Interpreter::flush() {
+    tellLosses();
     while (!waiting_.empty())
         tellWaiting(waiting_.begin()->first);
 }

@@ -6,7 +6,10 @@
 // An application tells its name in its registry, a moment after its first changes: those wait for it, for a
 // bounded time, so that they are shown under their names. A snapshot repeats what was told before, for the
 // sake of whoever came later: values that were shown already are not shown again. Of periodic values, which
-// come whether they changed or not, those are shown that did. Threads: one owner.
+// come whether they changed or not, those are shown that did.
+//
+// Events that did not come, by the numbers of those that did, are told too, once a second at most. Nobody is
+// asked for them: what is sent for one reader goes to all. Threads: one owner.
 #ifndef TAIL_INTERPRETER_HPP
 #define TAIL_INTERPRETER_HPP
 
@@ -41,7 +44,7 @@ public:
     // Samples that could not be decoded, by topic.
     void undecodable(const char* topic, std::uint64_t count, std::int64_t timeNs);
 
-    // Tells the time, monotonic: whose name did not come is shown without.
+    // Tells the time, monotonic: whose name did not come is shown without, and what was lost is told.
     void tick(std::int64_t nowNs);
     // Tells everything that still waits.
     void flush();
@@ -71,8 +74,9 @@ private:
     bool wasShown(const Change& change);
     void keepChanged(Change& change);
     bool isHeldBack(const DDS_SampleInfo& info, const Guid& resource);
-    void count(const char* topic, const DDS_SampleInfo& info, bool isSnapshot);
-    void countEpochs(const DDS_Monitoring_Event& sample, const Guid& application);
+    std::uint64_t count(const char* topic, const DDS_SampleInfo& info, bool isSnapshot);
+    std::uint64_t countEpochs(const DDS_Monitoring_Event& sample, const Guid& application);
+    void tellLosses();
     void message(const DDS_Monitoring_LoggingMessage& message, Change change);
 
     // The participant that a writer belongs to.
@@ -98,6 +102,9 @@ private:
     std::map<Prefix, Guid> applicationsByPrefix_;     // by the participant of its event writer
     std::map<Prefix, std::int64_t> strangersSinceNs_; // participants whose application was not told yet
     std::map<std::string, std::uint64_t> undecodable_;
+    std::map<Guid, std::uint64_t> lost_; // events since the losses were told, by application
+    std::int64_t lossesToldNs_ = 0;
+    std::int64_t lossTimeNs_ = 0; // source time of what came after the last of them
 };
 
 } // namespace tail

@@ -29,6 +29,8 @@ const char* kindText(ChangeKind kind) {
         return "gone";
     case ChangeKind::undecodable:
         return "undecodable";
+    case ChangeKind::lost:
+        return "lost";
     }
     return "unknown";
 }
@@ -57,6 +59,7 @@ const char* colourOf(ChangeKind kind) {
     case ChangeKind::gone:
         return "\x1B[31m";
     case ChangeKind::undecodable:
+    case ChangeKind::lost:
     case ChangeKind::log:
         return "\x1B[33m";
     case ChangeKind::group:
@@ -191,6 +194,8 @@ std::string Printer::personLine(const Change& change, bool colours) {
     }
     if (change.kind == ChangeKind::undecodable)
         return line;
+    if (change.kind == ChangeKind::lost)
+        return line + "  the tree may be incomplete";
     return line + "  " + painted(dim, originOf(change));
 }
 

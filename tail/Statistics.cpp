@@ -4,11 +4,14 @@
 
 namespace tail {
 
-void Gaps::add(std::uint64_t number, std::uint64_t step) {
+std::uint64_t Gaps::add(std::uint64_t number, std::uint64_t step) {
+    std::uint64_t missing = 0;
     // A number below the last one is a source that began anew.
     if (last_ && number > *last_)
-        lost_ += number - *last_ - std::min(step, number - *last_);
+        missing = number - *last_ - std::min(step, number - *last_);
     last_ = number;
+    lost_ += missing;
+    return missing;
 }
 
 bool SerialNumbers::add(std::uint64_t number) {
@@ -31,7 +34,7 @@ std::uint64_t SerialNumbers::lost() const {
     return count_ == 0 ? 0 : last_ - first_ - (count_ - 1);
 }
 
-void Statistics::received(
+std::uint64_t Statistics::received(
     const std::string& topic, const Guid& writer, std::uint64_t sequenceNumber, bool isSnapshot) {
     TopicCounts& counts = topics_[topic];
     ++counts.received;
@@ -40,20 +43,21 @@ void Statistics::received(
     auto known = writers_.find(key);
     if (known == writers_.end()) {
         if (sequenceNumber == 0 || writers_.size() >= maximalSources)
-            return;
+            return 0;
         known = writers_.emplace(key, Gaps{}).first;
     }
-    const std::uint64_t before = known->second.lost();
-    known->second.add(sequenceNumber);
-    counts.lost += known->second.lost() - before;
+    const std::uint64_t missing = known->second.add(sequenceNumber);
+    counts.lost += missing;
+    return missing;
 }
 
-void Statistics::eventEpochs(
+std::uint64_t Statistics::eventEpochs(
     const Guid& application, std::uint64_t resource, std::uint64_t metric, Moved moved) {
-    if (Application* known = find(application)) {
-        known->resourceEpochs.add(resource, moved == Moved::resource ? 1 : 0);
-        known->metricEpochs.add(metric, moved == Moved::metric ? 1 : 0);
-    }
+    Application* known = find(application);
+    if (known == nullptr)
+        return 0;
+    known->metricEpochs.add(metric, moved == Moved::metric ? 1 : 0);
+    return known->resourceEpochs.add(resource, moved == Moved::resource ? 1 : 0);
 }
 
 void Statistics::logEpoch(const Guid& application, std::uint64_t epoch, bool isSnapshot) {

@@ -24,7 +24,8 @@ namespace tail {
 class Gaps {
 public:
     // The number at hand, and by how much it may have grown since the last one.
-    void add(std::uint64_t number, std::uint64_t step = 1);
+    // Gives how many are missing between the two.
+    std::uint64_t add(std::uint64_t number, std::uint64_t step = 1);
     std::uint64_t lost() const { return lost_; }
 
 private:
@@ -75,14 +76,17 @@ class Statistics {
 public:
     static constexpr std::array<const char*, 3> topics{"event", "periodic", "logging"};
 
-    void received(
+    // How many are missing before this one.
+    std::uint64_t received(
         const std::string& topic, const Guid& writer, std::uint64_t sequenceNumber, bool isSnapshot);
     // Totals of the reader.
     void undecodable(const std::string& topic, std::uint64_t count) { topics_[topic].undecodable = count; }
     void notCached(const std::string& topic, std::uint64_t count) { topics_[topic].notCached = count; }
     // Which of the two epochs the sample moved: none, the resources', the metrics'.
     enum class Moved { none, resource, metric };
-    void eventEpochs(const Guid& application, std::uint64_t resource, std::uint64_t metric, Moved moved);
+    // How many changes of the resources are missing before this one.
+    std::uint64_t eventEpochs(
+        const Guid& application, std::uint64_t resource, std::uint64_t metric, Moved moved);
     void logEpoch(const Guid& application, std::uint64_t epoch, bool isSnapshot);
     // False for a message that came before.
     bool logMessage(const Guid& application, unsigned facility, std::uint64_t serialNumber);

@@ -7,6 +7,7 @@
 #include <initializer_list>
 
 #include "src/dataModel/MetricCatalogue.h"
+#include "tail/Printer.hpp"
 
 namespace {
 
@@ -530,6 +531,37 @@ TEST_F(Interpreting, EpochsOfEventsAreCountedByWhatMovedThem) {
     EXPECT_EQ(losses(), std::pair(std::uint64_t{2}, std::uint64_t{4})) << "a snapshot moves none itself";
     interpreter.writerLeft(tail::Guid{7}, 0);
     EXPECT_TRUE(interpreter.statistics().applications().at(0).isGone);
+}
+
+TEST_F(Interpreting, LostEventsAreToldByApplicationOnceASecondAtMost) {
+    constexpr std::int64_t second = 1'000'000'000;
+    createSmallTree();
+    const auto tell = [&](std::uint64_t sequenceNumber, std::uint64_t resourceEpoch) {
+        Event event;
+        event->value._d = static_cast<DDS_Long>(ORX_MONITORING_APPLICATION_CLASS_ID);
+        setGuid(event->info.root_resource_guid, 1);
+        setGuid(event->resource_guid, 1);
+        event->info.epoch_resource = resourceEpoch;
+        event->info.is_snapshot = DDS_BOOLEAN_TRUE;
+        interpreter.event(*event, numbered(7, static_cast<DDS_UnsignedLong>(sequenceNumber)));
+    };
+    tell(1, 0);
+    interpreter.tick(second);
+    EXPECT_EQ(changes.size(), 0U) << "what was sent before is no loss";
+    tell(4, 2); // 2 and 3 were lost on the way
+    interpreter.tick(2 * second);
+    tell(5, 7); // the application dropped 5 changes
+    interpreter.tick(2 * second + 1);
+    ASSERT_EQ(changes.size(), 1U);
+    EXPECT_EQ(changes[0].kind, ChangeKind::lost);
+    EXPECT_EQ(changes[0].path, "/applications/app");
+    EXPECT_EQ(changes[0].values[0].text, "2");
+    interpreter.flush();
+    ASSERT_EQ(changes.size(), 2U);
+    EXPECT_EQ(changes[1].values[0].text, "5");
+    EXPECT_NE(tail::Printer::personLine(changes[1])
+                  .find("  app  /applications/app  lost  samples=5  the tree may be incomplete"),
+        std::string::npos);
 }
 
 } // namespace
