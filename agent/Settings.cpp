@@ -41,21 +41,8 @@ void checkApplicationName(const Option&, std::string_view value, Problem& proble
             maximumApplicationName, width(value), value.data(), value.size());
 }
 
-void checkPeers(const Option&, std::string_view value, Problem& problem) {
-    size_t count = 0;
-    std::string_view peer;
-    for (std::string_view rest = value; nextItem(rest, peer);) {
-        if (peer.empty())
-            return report(problem, "'%.*s' holds an empty address", width(value), value.data());
-        constexpr std::string_view allowed =
-            "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.:-_[]%/";
-        if (peer.find_first_not_of(allowed) != std::string_view::npos)
-            return report(problem, "'%.*s' is no address", width(peer), peer.data());
-        if (++count > maximumPeers)
-            return report(problem, "more than %zu addresses", maximumPeers);
-    }
-    if (count == 0)
-        report(problem, "the list of addresses is empty");
+void checkPeerList(const Option&, std::string_view value, Problem& problem) {
+    checkPeers(value, problem);
 }
 
 void checkSelections(const Option&, std::string_view value, Problem& problem) {
@@ -185,12 +172,12 @@ void checkLevels(const Option&, std::string_view value, Problem& problem) {
 
 constexpr Option optionTable[] = {
     {"domain", "N", "ORX_AGENT_DOMAIN", false, checkDomain,
-        "domain of the monitoring, 0 to 230 (default 2). The program keeps its\n"
+        "domain of the monitoring, 0 to 232 (default 2). The program keeps its\n"
         "own domains; it must not configure this one itself."},
     {"app-name", "NAME", "ORX_AGENT_APP_NAME", false, checkApplicationName,
         "name of the application, 1 to 255 bytes (default: made of the host's\n"
         "name, the process id and a random number)"},
-    {"peers", "LIST", "ORX_AGENT_PEERS", false, checkPeers,
+    {"peers", "LIST", "ORX_AGENT_PEERS", false, checkPeerList,
         "addresses of collectors, with commas between them, at most 64, for\n"
         "networks without multicast (default: none)"},
     {"select", "SELECTION", "ORX_AGENT_SELECT", true, checkSelections,
@@ -373,6 +360,23 @@ bool parseDomain(std::string_view text, int32_t& domain) {
         return false;
     domain = value;
     return true;
+}
+
+void checkPeers(std::string_view value, Problem& problem) {
+    size_t count = 0;
+    std::string_view peer;
+    for (std::string_view rest = value; nextItem(rest, peer);) {
+        if (peer.empty())
+            return report(problem, "'%.*s' holds an empty address", width(value), value.data());
+        constexpr std::string_view allowed =
+            "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.:-_[]%/";
+        if (peer.find_first_not_of(allowed) != std::string_view::npos)
+            return report(problem, "'%.*s' is no address", width(peer), peer.data());
+        if (++count > maximumPeers)
+            return report(problem, "more than %zu addresses", maximumPeers);
+    }
+    if (count == 0)
+        report(problem, "the list of addresses is empty");
 }
 
 bool parseVerbosity(std::string_view text, Verbosity& verbosity) {

@@ -21,7 +21,7 @@ struct Problem {
 enum class Verbosity { silent, error, warning, info, debug };
 
 constexpr int32_t defaultDomain = 2;
-constexpr int32_t maximumDomain = 230;                  // the last one that has ports
+constexpr int32_t maximumDomain = 232;                  // the last one that has ports
 constexpr int32_t defaultQueueLimit = 64 * 1024 * 1024; // bytes
 constexpr Verbosity defaultVerbosity = Verbosity::warning;
 
@@ -39,6 +39,9 @@ struct Option {
 std::span<const Option> options();
 
 bool parseDomain(std::string_view text, int32_t& domain);
+
+// A list of addresses with commas between them.
+void checkPeers(std::string_view list, Problem& problem);
 bool parseVerbosity(std::string_view text, Verbosity& verbosity);
 
 // Seconds as a decimal number, "2" or "0.25", to nanoseconds, within the limits of the option that has this

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <iostream>
 
-#include "agent/Settings.hpp"
+#include "agent/PeerLists.hpp"
 
 namespace send {
 
@@ -148,6 +148,7 @@ Parsed parseOptions(int argc, char** argv) {
     Options& options = parsed.options;
     std::string operation;
     std::vector<std::string> selectors;
+    std::vector<std::string> peers;
     CLI::App app{"Sends one command to one monitored application, and prints its reply.\n"
                  "Exit codes: 0 done, 2 error, 3 nothing matched, 4 no reply."};
     app.option_defaults()->always_capture_default();
@@ -163,8 +164,10 @@ Parsed parseOptions(int argc, char** argv) {
         ->check(CLI::Range(0, 232))
         ->envname("ORX_DOMAIN")
         ->capture_default_str();
-    app.add_option("--peers", options.peers, "addresses to announce to, on a network without multicast")
-        ->delimiter(',')
+    app.add_option("--peers", peers,
+           "addresses to announce to, with commas between them, on a network without multicast")
+        ->check(orx::agent::problemOfPeers, "")
+        ->allow_extra_args(false)
         ->envname("ORX_PEERS");
     app.add_option("--timeout", options.seconds, "seconds for finding the application and for its reply")
         ->check(isDuration, "SECONDS");
@@ -177,6 +180,7 @@ Parsed parseOptions(int argc, char** argv) {
         return parsed;
     }
     options.operation = findOperation(operation);
+    options.peers = orx::agent::peersOf(peers);
     std::optional<std::string> problem;
     if (selectors.size() > maximumSelectors)
         problem = "more than " + std::to_string(maximumSelectors) + " selectors";

@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "agent/PeerLists.hpp"
+
 namespace tail {
 
 namespace {
@@ -23,14 +25,17 @@ Parsed parseOptions(int argc, char** argv) {
     Parsed parsed;
     Options& options = parsed.options;
     double seconds = 0;
+    std::vector<std::string> peers;
     CLI::App app{"Prints what monitored applications publish, a line for each change, until interrupted."};
     app.option_defaults()->always_capture_default();
     app.add_option("--domain", options.domain, "domain of the monitoring")
         ->check(CLI::Range(0, 232))
         ->envname("ORX_DOMAIN")
         ->capture_default_str();
-    app.add_option("--peers", options.peers, "addresses to announce to, on a network without multicast")
-        ->delimiter(',')
+    app.add_option("--peers", peers,
+           "addresses to announce to, with commas between them, on a network without multicast")
+        ->check(orx::agent::problemOfPeers, "")
+        ->allow_extra_args(false)
         ->envname("ORX_PEERS");
     auto* forOption = app.add_option("--for", seconds, "end after this many seconds")
                           ->check(isDuration, "SECONDS")
@@ -48,6 +53,7 @@ Parsed parseOptions(int argc, char** argv) {
         parsed.exitCode = app.exit(error) == 0 ? 0 : 2;
         return parsed;
     }
+    options.peers = orx::agent::peersOf(peers);
     if (forOption->count() != 0)
         options.seconds = seconds;
     return parsed;

@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "agent/PeerLists.hpp"
+
 namespace collector::run {
 
 namespace {
@@ -27,6 +29,7 @@ Parsed parseOptions(int argc, const char* const* argv) {
     Parsed parsed;
     Options& options = parsed.options;
     std::string listen = "127.0.0.1:9464";
+    std::vector<std::string> peers;
     CLI::App app{
         "Reads every monitored application of a domain and serves what they publish over HTTP: metrics for "
         "Prometheus, an API, log messages. Ends at SIGTERM and SIGINT; opens its log file again at SIGHUP."};
@@ -35,8 +38,10 @@ Parsed parseOptions(int argc, const char* const* argv) {
     app.add_option("--domain", options.domain, "domain of the monitoring")
         ->check(CLI::Range(0, 232))
         ->envname("ORX_DOMAIN");
-    app.add_option("--peers", options.peers, "addresses to announce to, on a network without multicast")
-        ->delimiter(',')
+    app.add_option("--peers", peers,
+           "addresses to announce to, with commas between them, on a network without multicast")
+        ->check(orx::agent::problemOfPeers, "")
+        ->allow_extra_args(false)
         ->envname("ORX_PEERS");
     app.add_option("--listen", listen,
            "where to serve; port 0 takes a free one, :PORT every interface. Whoever reaches it may read, and "
@@ -68,6 +73,7 @@ Parsed parseOptions(int argc, const char* const* argv) {
         return parsed;
     }
     options.listen = *http::parseAddress(listen);
+    options.peers = orx::agent::peersOf(peers);
     return parsed;
 }
 

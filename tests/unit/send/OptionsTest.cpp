@@ -34,6 +34,17 @@ send::Parsed parseLine(std::vector<std::string> arguments) {
     return parsed;
 }
 
+TEST(SendOptions, PeersAreOneList) {
+    const send::Parsed parsed = parseLine({"--peers", "10.0.0.1,[::1]:7410", "request_resource_registry",
+        "//applications/a", "//applications/b"});
+    EXPECT_FALSE(parsed.exitCode);
+    EXPECT_THAT(parsed.options.peers, ElementsAre("10.0.0.1", "[::1]:7410"));
+    EXPECT_EQ(parsed.options.selectors.size(), 2U);
+    for (const char* wrong : {"", ",", "a b", "<a>"})
+        EXPECT_EQ(parseLine({"--peers", wrong, "request_resource_registry", "//applications/a"}).exitCode, 2)
+            << wrong;
+}
+
 TEST(SendOptions, MetricSelectorsHavePatternsOnAndOff) {
     const auto selector =
         parse(SelectorKind::metrics, "//data_writers/*=dds_*,!dds_data_writer_*number_low,*number_high");
