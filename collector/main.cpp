@@ -17,6 +17,7 @@
 
 #include "collector/run/Collector.hpp"
 #include "collector/run/Options.hpp"
+#include "reading/StandardStreams.hpp"
 #include "zddsc/logger.h"
 #include "zddscore/log.h"
 
@@ -79,6 +80,7 @@ void boundTheEnd() {
 } // namespace
 
 int main(int argc, char** argv) {
+    reading::holdStandardStreams();
     const collector::run::Parsed parsed = collector::run::parseOptions(argc, argv);
     if (parsed.exitCode)
         return *parsed.exitCode;

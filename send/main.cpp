@@ -4,6 +4,7 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "reading/StandardStreams.hpp"
 #include "send/Options.hpp"
 #include "send/Request.hpp"
 #include "send/Session.hpp"
@@ -104,6 +105,7 @@ void print(const send::Options& options, const Report& report) {
 } // namespace
 
 int main(int argc, char** argv) {
+    reading::holdStandardStreams();
     const send::Parsed parsed = send::parseOptions(argc, argv);
     if (parsed.exitCode)
         return *parsed.exitCode;

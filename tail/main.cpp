@@ -2,12 +2,15 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <iostream>
 
+#include "reading/StandardStreams.hpp"
 #include "tail/Interpreter.hpp"
 #include "tail/Options.hpp"
 #include "tail/Printer.hpp"
@@ -29,9 +32,18 @@ std::int64_t deadlineAfter(double seconds) {
     return now.tv_sec * std::int64_t{1'000'000'000} + now.tv_nsec + std::llround(seconds * 1e9);
 }
 
+// The exit code. Who closes the pipe has seen enough.
+int exitCodeOf(int outputError) {
+    if (outputError == 0 || outputError == EPIPE)
+        return 0;
+    std::cerr << "orx-tail: cannot write: " << std::strerror(outputError) << '\n';
+    return 1;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    reading::holdStandardStreams();
     const tail::Parsed parsed = tail::parseOptions(argc, argv);
     if (parsed.exitCode)
         return *parsed.exitCode;
@@ -42,13 +54,19 @@ int main(int argc, char** argv) {
 
     const bool colours = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
     tail::Printer printer(std::cout, parsed.options.json, colours);
+    int outputError = 0; // the first
+    const auto print = [&](const auto& printed) {
+        if (outputError != 0)
+            return;
+        errno = 0;
+        printer.print(printed);
+        if (std::cout)
+            return;
+        outputError = errno != 0 ? errno : EIO;
+        interrupted.store(true, std::memory_order_relaxed);
+    };
     tail::Interpreter interpreter(
-        [&](const tail::Change& change) {
-            printer.print(change);
-            if (!std::cout)
-                interrupted.store(true, std::memory_order_relaxed);
-        },
-        patienceForNames, parsed.options.all);
+        [&](const tail::Change& change) { print(change); }, patienceForNames, parsed.options.all);
     std::string error;
     const auto session = tail::Session::open(parsed.options, interpreter, error);
     if (session == nullptr) {
@@ -58,8 +76,8 @@ int main(int argc, char** argv) {
     session->run(interrupted, deadline);
     interpreter.flush();
     if (parsed.options.stats)
-        printer.print(interpreter.statistics());
+        print(interpreter.statistics());
     if (parsed.options.tree)
-        printer.print(interpreter.tree());
-    return 0;
+        print(interpreter.tree());
+    return exitCodeOf(outputError);
 }

@@ -46,6 +46,20 @@ TEST(CommandLine, EndsWhenNobodyReads) {
     EXPECT_EQ(outcome.exitCode, 0);
 }
 
+// A closed stream is none that a socket of the engine may take the place of.
+TEST(CommandLine, TellsThatItCannotWrite) {
+    const std::pair<std::string, std::string> outputs[] = {
+        {"/dev/full", "No space left on device"}, {"&-", "Bad file descriptor"}};
+    for (const auto& [target, reason] : outputs) {
+        const Outcome outcome = run({"sh", "-c", "exec \"$@\" >" + target, "sh", bin("orx-tail"), "--domain",
+                                        testDomainText(1), "--for", "0", "--stats"},
+            loopbackOnly());
+        EXPECT_EQ(outcome.exitCode, 1) << target;
+        EXPECT_NE(outcome.errors.find("orx-tail: cannot write: " + reason), std::string::npos)
+            << outcome.errors;
+    }
+}
+
 TEST(CommandLine, NamesAWrongOption) {
     struct Wrong {
         Command options;
@@ -53,7 +67,9 @@ TEST(CommandLine, NamesAWrongOption) {
     };
     const std::vector<Wrong> wrong = {{{"--colour"}, "--colour"}, {{"--for", "soon"}, "--for"},
         {{"--for", "-1"}, "--for"}, {{"--for"}, "--for"}, {{"--for", "nan"}, "--for"},
-        {{"--domain", "233"}, "--domain"}, {{"--domain", "two"}, "--domain"}, {{"surplus"}, "surplus"}};
+        {{"--domain", "233"}, "--domain"}, {{"--domain", "two"}, "--domain"}, {{"surplus"}, "surplus"},
+        {{"--peers", ""}, "--peers"}, {{"--peers", "a,,b"}, "--peers"},
+        {{"--peers", "<a>"}, "'<a>' is no address"}, {{"--peers", "a", "surplus"}, "surplus"}};
     for (const Wrong& each : wrong) {
         Command command{bin("orx-tail")};
         command.insert(command.end(), each.options.begin(), each.options.end());
