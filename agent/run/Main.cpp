@@ -108,6 +108,17 @@ const char* preloadShim() {
 
 enum SpecialOption { optionHelp = 1000, optionVersion };
 
+// What getopt did not take: `choice` is its answer, `word` what it was looking at.
+std::string refusalOf(int choice, const char* word) {
+    if (choice == ':')
+        return std::string("option '") + word + "' needs a value";
+    const char* value = std::strchr(word, '=');
+    // It tells which option has got a value that it does not take.
+    if (optopt != 0 && value != nullptr && word[1] == '-')
+        return "option '" + std::string(word, value) + "' takes no value";
+    return std::string("unknown option '") + word + "'";
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -124,16 +135,17 @@ int main(int argc, char** argv) {
 
     bool given[maximumOptions] = {};
     opterr = 0;
-    for (int choice = 0; (choice = getopt_long(argc, argv, "+:", longOptions, nullptr)) != -1;) {
+    for (;;) {
+        const char* word = argv[optind]; // several letters in one word leave it where it is
+        const int choice = getopt_long(argc, argv, "+:", longOptions, nullptr);
+        if (choice == -1)
+            break;
         if (choice == optionHelp)
             return printHelp(), 0;
         if (choice == optionVersion)
             return std::puts("orx-run " ORX_VERSION), 0;
-        const char* text = optind > 0 ? argv[optind - 1] : "";
-        if (choice == '?')
-            return wrongUse((std::string("unknown option '") + text + "'").c_str());
-        if (choice == ':')
-            return wrongUse((std::string("option '") + text + "' needs a value").c_str());
+        if (choice == '?' || choice == ':')
+            return wrongUse(refusalOf(choice, word).c_str());
         const Option& entry = table[static_cast<size_t>(choice)];
         const char* value = entry.argument != nullptr ? optarg : "1";
         Problem problem;

@@ -24,8 +24,8 @@ TEST(OrxRun, RefusesWrongOptionsBeforeTheProgramStarts) {
         options.insert(options.end(), program.begin(), program.end());
         return options;
     };
-    expectRefused(with({"--domain", "231"}), "--domain: '231' is no domain: a number from 0 to 230 is");
-    expectRefused(with({"--domain", "x"}), "--domain: 'x' is no domain: a number from 0 to 230 is");
+    expectRefused(with({"--domain", "233"}), "--domain: '233' is no domain: a number from 0 to 232 is");
+    expectRefused(with({"--domain", "x"}), "--domain: 'x' is no domain: a number from 0 to 232 is");
     expectRefused(
         with({"--app-name", ""}), "--app-name: an application's name has 1 to 255 bytes, and '' has 0");
     expectRefused(with({"--peers", "a,,b"}), "--peers: 'a,,b' holds an empty address");
@@ -62,6 +62,9 @@ TEST(OrxRun, RefusesWrongOptionsBeforeTheProgramStarts) {
     expectRefused(
         with({"--collect", "user=debug,error"}), "--collect: 'error' has no '=' between facility and level");
     expectRefused(with({"--nonsense"}), "unknown option '--nonsense'");
+    expectRefused(with({"-abc"}), "unknown option '-abc'");
+    expectRefused(with({"--nonsense=1"}), "unknown option '--nonsense=1'");
+    expectRefused(with({"--off=1"}), "option '--off' takes no value");
     expectRefused({"--domain"}, "option '--domain' needs a value");
     expectRefused({}, "no program is named");
     expectRefused({"--"}, "no program is named");
@@ -112,7 +115,7 @@ TEST(OrxRun, ExplainsEveryOptionWithVariableUnitAndDefault) {
         const char* unit;
         const char* standard;
     } options[] = {
-        {"domain", "N", "DOMAIN", "0 to 230", "(default 2)"},
+        {"domain", "N", "DOMAIN", "0 to 232", "(default 2)"},
         {"app-name", "NAME", "APP_NAME", "1 to 255 bytes", "(default:"},
         {"peers", "LIST", "PEERS", "addresses", "(default: none)"},
         {"select", "SELECTION", "SELECT", "EXPRESSION=PATTERN", "Default:"},
