@@ -35,6 +35,9 @@ constexpr int64_t publicationNs = 150'000'000;
 constexpr int64_t lateNs = 500'000'000;
 constexpr size_t workUnderOneLock = 64;
 
+// Whether the program's stderr was open when it began: what has got its number since is no place for lines.
+bool hasStderr = true;
+
 // Never destroyed: callbacks of the engine may come until the process is gone.
 Registry& theRegistry() {
     alignas(Registry) static char memory[sizeof(Registry)];
@@ -224,16 +227,22 @@ void quiesce() {
     tellLosses();
 }
 
+bool refuse(const char* reason) {
+    if (hasStderr)
+        std::fprintf(stderr, "orx-agent: not monitoring: %s\n", reason);
+    return false;
+}
+
 bool applySettings(int32_t& domain) {
     Problem problem;
     checkEnvironment(problem);
     if (problem)
-        return std::fprintf(stderr, "orx-agent: not monitoring: %s\n", problem.text), false;
+        return refuse(problem.text);
     const char* verbosityText = std::getenv("ORX_AGENT_VERBOSITY");
     Verbosity verbosity = defaultVerbosity;
     if (verbosityText != nullptr)
         parseVerbosity(verbosityText, verbosity);
-    setVerbosity(verbosity);
+    setVerbosity(hasStderr ? verbosity : Verbosity::silent);
     const char* domainText = std::getenv("ORX_AGENT_DOMAIN");
     domain = defaultDomain;
     if (domainText != nullptr)
@@ -293,10 +302,9 @@ bool processWork(Registry& registry, size_t maximum) {
 const OrxAgentTable* orxAgent_start(const OrxShimStart* start) {
     using namespace orx::agent;
     int32_t domain = 0;
-    if (!isSameEngine(*start->engine)) {
-        std::fputs("orx-agent: not monitoring: the program uses another copy of the DDS library\n", stderr);
-        return nullptr;
-    }
+    hasStderr = start->hasStderr;
+    if (!isSameEngine(*start->engine))
+        return refuse("the program uses another copy of the DDS library"), nullptr;
     if (!applySettings(domain) || !ORX_MonitoringHost_initialize() ||
         !startLogCapture(start->setCollectedCategories))
         return nullptr;

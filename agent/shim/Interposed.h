@@ -110,6 +110,7 @@ struct OrxShimStart {
     /* Whether data calls on a handle are counted, and where. */
     OrxDataEntryFunction attachData;
     OrxDataEntryFunction detachData;
+    bool hasStderr; /* whether it was open when the program began */
 };
 
 /* What the agent answers. Calls that come from one of the ranges are the monitoring's own: they go straight

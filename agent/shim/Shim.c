@@ -12,6 +12,7 @@
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <limits.h>
 #include <link.h>
 #include <pthread.h>
@@ -46,10 +47,18 @@ static _Atomic(enum State) state = STATE_IDLE;
 static const struct OrxAgentTable* agent;
 static pid_t startedIn; /* children that no handler of a fork has seen are told by it */
 
+static bool hasStderr = true;
+
+/* Before the program opens anything: a file of its own may get the number. */
+__attribute__((constructor)) static void lookForStderr(void) {
+    hasStderr = fcntl(STDERR_FILENO, F_GETFD) >= 0;
+}
+
 /* One line on stderr, unless the user wants silence. Lines come before the log of the libraries exists. */
 __attribute__((format(printf, 1, 2))) static void say(const char* format, ...) {
     const char* verbosity = getenv("ORX_AGENT_VERBOSITY");
-    if (verbosity != NULL && (strcmp(verbosity, "silent") == 0 || strcmp(verbosity, "error") == 0))
+    if (!hasStderr ||
+        (verbosity != NULL && (strcmp(verbosity, "silent") == 0 || strcmp(verbosity, "error") == 0)))
         return;
     char line[PATH_MAX + 256];
     va_list arguments;
@@ -218,7 +227,8 @@ static const struct OrxAgentTable* loadAgent(void) {
         .setCollectedCategories = orxShim_setCollectedCategories,
         .codeRangeOf = codeRangeOf,
         .attachData = orxShim_attachData,
-        .detachData = orxShim_detachData};
+        .detachData = orxShim_detachData,
+        .hasStderr = hasStderr};
     return start(&arguments);
 }
 

@@ -1,5 +1,6 @@
 /* A program with a mode for each thing that programs do to the entities that the agent observes. It exits
  * with 0, or with the number of the line that failed. */
+#include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
@@ -300,6 +301,12 @@ static void subscribe(int count) {
     }
 }
 
+/* A program that was started without a standard error may open a file in its place. */
+static void openInPlaceOfStderr(const char* path) {
+    CHECK(open(path, O_CREAT | O_RDWR | O_TRUNC, 0600) == STDERR_FILENO);
+    openParticipant();
+}
+
 int main(int argc, char** argv) {
     CHECK(argc > 1);
     const char* mode = argv[1];
@@ -328,6 +335,8 @@ int main(int argc, char** argv) {
         openParticipant(), exit(number);
     else if (strcmp(mode, "kill") == 0)
         openParticipant(), raise(number);
+    else if (strcmp(mode, "file") == 0)
+        openInPlaceOfStderr(argv[2]);
     else if (strcmp(mode, "atexit") == 0)
         atexit(endAtExit), leftOpen = openParticipant();
     else

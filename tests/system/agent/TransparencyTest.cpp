@@ -60,13 +60,27 @@ TEST(Transparency, TheProgramsTraceFileHoldsWhatItHoldsWithoutTheAgent) {
     unlink(file.c_str());
 }
 
+TEST(Transparency, AFileInPlaceOfAClosedStderrStaysTheProgramsOwn) {
+    const std::string file = testing::TempDir() + "orx_file_" + std::to_string(getpid());
+    const Command program = {"sh", "-c", "exec \"$@\" 2>&-", "sh"};
+    Command command =
+        underAgent({testProgram("agent_AgentProgram"), "file", file}, {"--library", "/no/library"});
+    command.insert(command.begin(), program.begin(), program.end());
+    EXPECT_EQ(run(command).exitCode, 0);
+    std::ifstream stream(file);
+    EXPECT_TRUE(stream.is_open());
+    EXPECT_EQ(std::string((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>()), "");
+    unlink(file.c_str());
+}
+
 TEST(Transparency, ALibraryThatCannotBeMadeDisablesMonitoringAlone) {
     const Outcome without = run(transcript);
     const Record record;
     const Outcome with = run(underAgent(transcript), record.environment({{"ORX_TEST_FAIL_CREATE", "1"}}));
     EXPECT_EQ(with.exitCode, 23);
     EXPECT_EQ(with.output, without.output);
-    EXPECT_NE(with.errors.find("runs on without monitoring"), std::string::npos) << with.errors;
+    EXPECT_EQ(linesWith(with.errors, {" WARNING AGENT/", "runs on without monitoring"}).size(), 1u)
+        << with.errors;
     const Outcome missing = run(underAgent(transcript, {"--library", "/no/such/library.so"}));
     EXPECT_EQ(missing.exitCode, 23);
     EXPECT_EQ(missing.output, without.output);
