@@ -116,6 +116,9 @@ const char* levelName(std::uint32_t level) {
     }
 }
 
+// Of a program's lines through the libraries' log: see agent/AgentLog.hpp.
+constexpr std::uint32_t agentModule = 0x320000;
+
 void appendModule(LineText& text, std::uint32_t module) {
     switch (module) {
     case ORX_LOG_MODULE_SUPPORT:
@@ -126,6 +129,9 @@ void appendModule(LineText& text, std::uint32_t module) {
         break;
     case ORX_LOG_MODULE_MONITORING:
         text.append("MONITORING");
+        break;
+    case agentModule:
+        text.append("AGENT");
         break;
     default:
         text.append("0x%X", module);
