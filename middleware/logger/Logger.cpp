@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <ctime>
+#include <limits>
 
 #include "middleware/host/Host.hpp"
 #include "middleware/log/DdsLog.hpp"
@@ -156,6 +157,16 @@ void postToLibrary(const Message& message) {
     ORX_Monitoring_unlockI(ORX_MONITORING_LOCK_KIND_LOGGING, index, 1);
 }
 
+DDS_Duration_t bounded(ORX_INT64 seconds, DDS_UnsignedLong nanoseconds) {
+    constexpr DDS_Long least = std::numeric_limits<DDS_Long>::min();
+    constexpr DDS_Long most = std::numeric_limits<DDS_Long>::max();
+    if (seconds < least)
+        return {least, 0};
+    if (seconds > most)
+        return {most, 999'999'999};
+    return {static_cast<DDS_Long>(seconds), nanoseconds};
+}
+
 bool isForDevices(ZDDS_Config_LogFacility facility) {
     return facility == ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE || facility == ZDDS_CONFIG_LOG_FACILITY_SERVICE;
 }
@@ -173,7 +184,18 @@ int positionOf(ZDDS_Config_LogFacility facility) {
 DDS_Duration_t now() {
     timespec time{};
     clock_gettime(CLOCK_REALTIME, &time);
-    return {static_cast<DDS_Long>(time.tv_sec), static_cast<DDS_UnsignedLong>(time.tv_nsec)};
+    return bounded(time.tv_sec, static_cast<DDS_UnsignedLong>(time.tv_nsec));
+}
+
+DDS_Duration_t timeOf(ORX_INT64 timeNs) {
+    constexpr ORX_INT64 second = 1'000'000'000;
+    ORX_INT64 seconds = timeNs / second;
+    ORX_INT64 rest = timeNs % second;
+    if (rest < 0) {
+        rest += second;
+        --seconds;
+    }
+    return bounded(seconds, static_cast<DDS_UnsignedLong>(rest));
 }
 
 } // namespace zdds::logger

@@ -40,6 +40,9 @@ inline bool mayDeliver() {
 void deliver(const ZDDS_Config_LogMessage& message);
 // Time of a message that is made now.
 DDS_Duration_t now();
+// Nanoseconds since 1970, or before it, as messages carry them: their seconds have 32 bits, and what lies
+// beyond is the furthest that those can tell.
+DDS_Duration_t timeOf(ORX_INT64 timeNs);
 
 // Longest category and text, in bytes.
 constexpr int maximumCategoryLength = 35;

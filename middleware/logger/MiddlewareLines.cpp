@@ -1,17 +1,27 @@
 // The middleware's own lines, as messages of the facility middleware.
 //
 // A precondition and an error are of level ERROR, a warning WARNING, a status INFORMATIONAL, the rest DEBUG.
-// The text is the level's word and the line's text, without the line break that many subjects end in; the
-// message's id is the number of the module. Nothing here waits or allocates: the line is formatted already.
+// The text is the level's word, the module's name as the category, and the line's text, without the line
+// break that many subjects end in; the message's id is the number of the module. Nothing here waits or
+// allocates: the line is formatted already.
 #include "middleware/logger/Text.hpp"
 #include "zddscore/log.h"
 
 namespace zdds::logger {
 namespace {
 
-bool isOfMiddleware(ORX_UINT32 module) {
-    return module == ORX_LOG_MODULE_DDS || module == ORX_LOG_MODULE_SUPPORT ||
-           module == ORX_LOG_MODULE_MONITORING;
+// Null for a module that is not of the middleware.
+const char* categoryOf(ORX_UINT32 module) {
+    switch (module) {
+    case ORX_LOG_MODULE_DDS:
+        return "DDS";
+    case ORX_LOG_MODULE_SUPPORT:
+        return "Support";
+    case ORX_LOG_MODULE_MONITORING:
+        return "Monitoring";
+    default:
+        return nullptr;
+    }
 }
 
 ZDDS_Config_LogLevel levelOf(ORX_UINT32 bit) {
@@ -23,15 +33,11 @@ ZDDS_Config_LogLevel levelOf(ORX_UINT32 bit) {
                                            : ZDDS_CONFIG_LOG_LEVEL_DEBUG;
 }
 
-DDS_Duration_t timeOf(const ORXLogLine& line) {
-    constexpr ORX_INT64 second = 1'000'000'000;
-    return {static_cast<DDS_Long>(line.timeNs / second), static_cast<DDS_UnsignedLong>(line.timeNs % second)};
-}
-
 // The message without the line breaks at its end.
-const char* textOf(TextBuffer& buffer, ZDDS_Config_LogLevel level, const ORXLogLine& line) {
+const char* textOf(
+    TextBuffer& buffer, ZDDS_Config_LogLevel level, const char* category, const ORXLogLine& line) {
     std::size_t length =
-        composeText(buffer, ZDDS_Config_SyslogLevel_from_log_level(level), nullptr, line.message);
+        composeText(buffer, ZDDS_Config_SyslogLevel_from_log_level(level), category, line.message);
     while (buffer.bytes[length - 1] == '\n') // the level's word stands in front
         --length;
     buffer.bytes[length] = '\0';
@@ -42,7 +48,8 @@ const char* textOf(TextBuffer& buffer, ZDDS_Config_LogLevel level, const ORXLogL
 
 void onMiddlewareLine(void* context, const ORXLogLine* line) {
     const auto& self = *static_cast<const ZDDS_Config_Logger*>(context);
-    if (!isOfMiddleware(line->module) || !mayDeliver())
+    const char* category = categoryOf(line->module);
+    if (category == nullptr || !mayDeliver())
         return;
     const ZDDS_Config_LogLevel level = levelOf(line->level);
     const auto verbosity =
@@ -50,11 +57,11 @@ void onMiddlewareLine(void* context, const ORXLogLine* line) {
     if ((verbosity & level) == 0)
         return;
     TextBuffer buffer;
-    deliver({.text = textOf(buffer, level, *line),
+    deliver({.text = textOf(buffer, level, category, *line),
         .level = level,
         .is_security_message = DDS_BOOLEAN_FALSE,
         .message_id = line->module,
-        .timestamp = timeOf(*line),
+        .timestamp = timeOf(line->timeNs),
         .facility = ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE});
 }
 

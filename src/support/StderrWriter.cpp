@@ -142,10 +142,12 @@ void appendModule(LineText& text, std::uint32_t module) {
 std::size_t formatLine(const ORXLogLine& line, std::uint64_t held, char* buffer) {
     LineText text(buffer, slotSize);
     constexpr std::int64_t nanoseconds = 1'000'000'000;
+    // Before 1970, too, the fraction counts from the second's begin.
+    const std::int64_t fraction = (line.timeNs % nanoseconds + nanoseconds) % nanoseconds;
     ORXOsapiUtcTime utc{};
-    ORXOsapiUtility_getUtcTime(&utc, line.timeNs / nanoseconds);
+    ORXOsapiUtility_getUtcTime(&utc, (line.timeNs - fraction) / nanoseconds);
     text.append("%04d-%02d-%02dT%02d:%02d:%02d.%06dZ %s ", utc.year, utc.month, utc.day, utc.hour, utc.minute,
-        utc.second, static_cast<int>(line.timeNs % nanoseconds / 1000), levelName(line.level));
+        utc.second, static_cast<int>(fraction / 1000), levelName(line.level));
     appendModule(text, line.module);
     if (line.messageTemplate != nullptr)
         text.append("/%s", line.messageTemplate->identifier);

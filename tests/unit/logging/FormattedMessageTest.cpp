@@ -98,7 +98,8 @@ TEST_F(FormattedMessage, EndsInOneLineBreakAndHasNoOther) {
 TEST_F(FormattedMessage, OfALineOfTheMiddlewareIsWhole) {
     ORXLogMessageParamString_printWithParams(-1, ORX_LOG_BIT_WARNING, ORX_LOG_MODULE_DDS, __FILE__, __LINE__,
         __func__, &ORX_LOG_FAILED_TO_CREATE_TEMPLATE, "%s", "a thing\n");
-    EXPECT_EQ(lines(), std::vector<std::string>{"MIDDLEWARE (sn:0) WARNING failed to create: a thing\n"});
+    EXPECT_EQ(
+        lines(), std::vector<std::string>{"MIDDLEWARE (sn:0) WARNING [|LC:DDS]failed to create: a thing\n"});
 }
 
 } // namespace

@@ -158,7 +158,8 @@ TEST_F(LoggingPost, ALineOfTheMiddlewareBecomesAMessage) {
         __func__, &ORX_LOG_FAILED_TO_CREATE_TEMPLATE, "%s", "a thing\n");
     const auto messages = published();
     ASSERT_EQ(messages.size(), 1U);
-    EXPECT_EQ(messages[0].message, "WARNING failed to create: a thing");
+    EXPECT_EQ(messages[0].message, "WARNING [|LC:DDS]failed to create: a thing");
+    EXPECT_EQ(messages[0].category(), "DDS");
     EXPECT_EQ(messages[0].severity, DDS_Monitoring_LoggingLevel_WARNING_LEVEL);
     EXPECT_EQ(messages[0].facility, 23);
 }

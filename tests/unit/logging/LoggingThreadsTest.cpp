@@ -133,7 +133,7 @@ TEST_F(LoggingThreads, WhatAnotherWorkerLogsIsOneMessage) {
     LoggingWorld::log("after", service);
     ASSERT_TRUE(world.reader->takeMessages(messages, 2));
     EXPECT_EQ(messages.size(), 2U);
-    EXPECT_EQ(messages[0].message, "ERROR worker");
+    EXPECT_EQ(messages[0].message, "ERROR [|LC:Monitoring]worker");
     EXPECT_EQ(messages[1].message, "ERROR after");
 }
 
