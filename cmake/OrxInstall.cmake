@@ -13,6 +13,8 @@ install(EXPORT orxmonitoring2d FILE orxmonitoring2dConfig.cmake NAMESPACE orxmon
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/orxmonitoring2dConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/orxmonitoring2dConfigVersion.cmake DESTINATION ${package})
 
+# From where the file lies, since --prefix may put everything elsewhere.
+file(RELATIVE_PATH orx_prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${CMAKE_SOURCE_DIR}/cmake/orxmonitoring2d.pc.in ${CMAKE_BINARY_DIR}/orxmonitoring2d.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/orxmonitoring2d.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
