@@ -99,7 +99,7 @@ TEST_F(SelectionPlanTest, WithoutMemoryOrWithMessagesOfEachStepItIsThePlainWay) 
     SelectionList list;
     list.add("//T", {"*"});
     LogCapture log;
-    for (int n = 1; n <= 12; ++n) {
+    for (uint64_t n = 1; n <= 12; ++n) {
         ASSERT_TRUE(DDS_UnsignedLongSeq_set_length(&topic->monitoredMetricInfoIndex, 0));
         FailingHeap heap;
         heap.failAt(n);

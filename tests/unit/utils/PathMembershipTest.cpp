@@ -309,7 +309,7 @@ TEST(PathMembership, ASetWithoutMemoryIsNotPrepared) {
         ExpressionSet set;
         {
             FailingHeap heap;
-            heap.failAt(failures + 1);
+            heap.failAt(static_cast<uint64_t>(failures) + 1);
             isPrepared = prepare(set, expressions, accessor, *root);
         }
         EXPECT_EQ(set.isPrepared(), isPrepared);
