@@ -2,7 +2,7 @@
 #include "src/utils/PathMatcher.h"
 
 #include "src/log/Log.hpp"
-#include "src/utils/PathPair.hpp"
+#include "src/utils/ExpressionClimb.hpp"
 
 namespace {
 
@@ -81,6 +81,29 @@ bool findScope(ApplicationScope& scope, ORX_MonitoringOpaqueResourceSeq* resourc
     const Lookup lookup = lookUp(resources, guid, accessor, roots);
     scope.isSettled = lookup == Lookup::found;
     return lookup != Lookup::failed;
+}
+
+// Whether the expression, which ends with a GUID, addresses the resource of that GUID, told by the climb from
+// it to the first resource or one of its next siblings. False when the walk has to tell.
+bool climbFromGuid(int& isMatching, const ORX_MonitoringResourceTokenizer& tokenizer,
+    const ORX_MonitoringOpaqueResourceAccessor& accessor, const ORX_MonitoringOpaqueResource* first) {
+    DDS_Monitoring_GUID_t guid;
+    if (accessor.findByGuidFunction == nullptr ||
+        !DDS_Monitoring_GUID_fromStr(&guid, tokenizer.tokens[tokenizer.tokenCount - 1]))
+        return false;
+    const Expression expression(tokenizer);
+    const auto* resource = accessor.findByGuidFunction(first, guid);
+    isMatching = 0;
+    if (resource == nullptr || !expression.endsWithPair())
+        return true;
+    for (const auto* root = first; root != nullptr; root = accessor.getNextSiblingFunction(root)) {
+        Branch branch(resource, root, accessor);
+        if (!branch.isComplete())
+            continue;
+        isMatching = expression.matches(branch) ? 1 : 0;
+        return true;
+    }
+    return false;
 }
 
 bool makeRootSequence(OwnedResourceSeq& roots, const ORX_MonitoringOpaqueResource* rootResource) {
@@ -205,6 +228,9 @@ int ORX_Monitoring_matchAllGuidInExpression(int* isMatching, const char* resourc
         return 1;
 
     tokenizer->tokenCount = tokenizer->currentTokenIndex + 1;
+    // A sender may ask for as many as a command holds, and each walk comes to the whole tree more than once.
+    if (climbFromGuid(*isMatching, *tokenizer, *resourceAccessor, firstApplicationResource))
+        return 1;
     ORX_MonitoringResourceTokenizer_getFirstToken(tokenizer);
     OwnedResourceSeq resources;
     if (!ORX_Monitoring_getMatchingResourcesWithTokenizer(

@@ -283,6 +283,37 @@ TEST(PathMembership, ASetOfExpressionsAgreesWithEachOfThemAlone) {
     EXPECT_GT(failing, 50u);
 }
 
+// Without an index the walk tells.
+TEST(PathMembership, TheLastGuidOfAnExpressionIsMatchedAsByTheWalk) {
+    LogCapture quiet;
+    const auto indexed = OpaqueTree::accessor();
+    const auto walked = OpaqueTree::accessor(false);
+    size_t asked = 0;
+    size_t matching = 0;
+    for (unsigned seed = 1; seed <= 3000; ++seed) {
+        Random random(seed);
+        const auto tree = makeTree(random);
+        const Node& root = *tree->nodes[0];
+        for (int round = 0; round < 8; ++round) {
+            const std::string expression = makeExpression(random, *tree);
+            int expected = -7;
+            int answer = -7;
+            const int result = ORX_Monitoring_matchAllGuidInExpression(
+                &expected, expression.c_str(), &walked, root.opaque());
+            ASSERT_EQ(
+                ORX_Monitoring_matchAllGuidInExpression(&answer, expression.c_str(), &indexed, root.opaque()),
+                result);
+            ASSERT_EQ(answer, expected) << "seed " << seed << " expression " << expression;
+            const bool hasGuid = expression.find("GUID(") != std::string::npos;
+            asked += hasGuid;
+            matching += hasGuid && answer == 1;
+        }
+        quiet.clear();
+    }
+    EXPECT_GT(asked, 8000u);
+    EXPECT_GT(matching, 500u);
+}
+
 TEST(PathMembership, ABranchEndsAtTheRootOrIsNotComplete) {
     OpaqueTree tree;
     std::vector<Node*> nodes{tree.add(nullptr, ORX_MONITORING_APPLICATION_CLASS_ID, "a")};
