@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "middleware/types/Serialization.hpp"
 #include "zddscore/heap.h"
 
 namespace zdds {
@@ -68,17 +69,17 @@ void CachedSample::destroy(CachedSample* sample, const DDS_TypePlugin& plugin) {
     ORXOsapiHeap_freeMemoryInternal(sample);
 }
 
-bool CachedSample::decode(const DDS_TypePlugin& plugin) {
+Decoding CachedSample::decode(const DDS_TypePlugin& plugin) {
     if (value != nullptr)
-        return true;
-    if (info.valid_data) {
-        value = DDS_TypePlugin_create_sample_from_cdr(&plugin, reinterpret_cast<const char*>(bytes()), size);
-        return value != nullptr;
-    }
-    value = DDS_TypePlugin_create_sample(&plugin);
-    if (value != nullptr)
+        return Decoding::done;
+    bool isOutOfMemory = true;
+    if (info.valid_data)
+        value = types::createFrom(*plugin.type, reinterpret_cast<const char*>(bytes()), size, &isOutOfMemory);
+    else if ((value = DDS_TypePlugin_create_sample(&plugin)) != nullptr)
         key.fill(plugin, value);
-    return value != nullptr;
+    if (value != nullptr)
+        return Decoding::done;
+    return isOutOfMemory ? Decoding::outOfMemory : Decoding::malformed;
 }
 
 } // namespace zdds

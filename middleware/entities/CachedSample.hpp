@@ -42,6 +42,8 @@ struct Instance {
     DDS_Long rank = 0;            // scratch of a collection
 };
 
+enum class Decoding { done, malformed, outOfMemory };
+
 struct CachedSample {
     CachedSample* previous; // in the cache, in the order of arrival
     CachedSample* next;
@@ -63,8 +65,8 @@ struct CachedSample {
     // Without bytes: of a sample that is made by hand, whose value may follow.
     static CachedSample* createMade(const engine::IncomingSample& sample, uint32_t countedSize);
     static void destroy(CachedSample* sample, const DDS_TypePlugin& plugin);
-    // Decodes once; callers serialize. False when the bytes are no value of the type, or memory is out.
-    bool decode(const DDS_TypePlugin& plugin);
+    // Decodes once; callers serialize.
+    Decoding decode(const DDS_TypePlugin& plugin);
 };
 
 } // namespace zdds

@@ -40,12 +40,15 @@ DDS_ReturnCode_t collectInto(DDS_DataReaderImpl& reader, const SampleSelection& 
                 reader.topic->name);
         loan->count = reader.cache.collect(selection, room, take, loan->samples, loan->infos);
         const bool isTakenByOthers = loan->count == 0;
-        loan->decode(reader.cache);
+        const bool hadMemory = loan->decode(reader.cache);
         if (loan->count > 0) {
             *result = loan;
             return DDS_RETCODE_OK;
         }
         SampleLoan::destroy(loan);
+        if (!hadMemory)
+            return ZDDS_FAIL(DDS_RETCODE_OUT_OF_RESOURCES, FAILED_TO_ALLOCATE, "samples of topic '%s'",
+                reader.topic->name);
         // A read leaves what it cannot decode in the cache: looking again would find the same.
         if (!take || isTakenByOthers)
             return DDS_RETCODE_NO_DATA;

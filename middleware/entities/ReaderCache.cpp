@@ -355,15 +355,15 @@ void ReaderCache::release(CachedSample& sample) {
         CachedSample::destroy(&sample, plugin_);
 }
 
-bool ReaderCache::decode(CachedSample& sample) {
+Decoding ReaderCache::decode(CachedSample& sample) {
     Guard guard(decodeMutex_);
-    const bool isDecoded = sample.decode(plugin_);
+    const Decoding decoding = sample.decode(plugin_);
     guard.release();
-    if (isDecoded)
-        return true;
+    if (decoding == Decoding::done)
+        return decoding;
     Guard counting(mutex_);
-    ++counters_.dropped_decoding;
-    return false;
+    ++(decoding == Decoding::outOfMemory ? counters_.dropped_no_memory : counters_.dropped_decoding);
+    return decoding;
 }
 
 DDS_DataReaderCountersI ReaderCache::counters() const {

@@ -66,8 +66,8 @@ public:
     // read.
     DDS_Long collect(const SampleSelection& selection, DDS_Long limit, bool take, CachedSample** samples,
         DDS_SampleInfo* infos);
-    // Makes the value of a collected sample. False, and counted, when it has none.
-    bool decode(CachedSample& sample);
+    // Makes the value of a collected sample, and counts it when that fails.
+    Decoding decode(CachedSample& sample);
     // Gives back what collect gave.
     void release(CachedSample& sample);
 

@@ -26,10 +26,13 @@ void SampleLoan::destroy(SampleLoan* loan) {
     ORXOsapiHeap_freeMemoryInternal(loan);
 }
 
-void SampleLoan::decode(ReaderCache& cache) {
+bool SampleLoan::decode(ReaderCache& cache) {
     DDS_Long kept = 0;
+    bool hadMemory = true;
     for (DDS_Long i = 0; i < count; ++i) {
-        if (!cache.decode(*samples[i])) {
+        const Decoding decoding = cache.decode(*samples[i]);
+        hadMemory = hadMemory && decoding != Decoding::outOfMemory;
+        if (decoding != Decoding::done) {
             cache.release(*samples[i]);
             continue;
         }
@@ -39,6 +42,7 @@ void SampleLoan::decode(ReaderCache& cache) {
         ++kept;
     }
     count = kept;
+    return hadMemory;
 }
 
 void SampleLoan::releaseSamples(ReaderCache& cache) {

@@ -24,7 +24,8 @@ struct SampleLoan {
     static void destroy(SampleLoan* loan);
 
     // Decodes what was collected and closes the gaps that undecodable samples leave, which are given back.
-    void decode(ReaderCache& cache);
+    // False when memory was out for one.
+    bool decode(ReaderCache& cache);
     void releaseSamples(ReaderCache& cache);
 };
 

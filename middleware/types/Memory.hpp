@@ -62,6 +62,7 @@ struct Memory {
     REDAInlineMemory** arena = nullptr; // null: the heap
     size_t* budget = nullptr;           // bytes that may still be allocated; null: no limit
     ValueBatch* batch = nullptr;        // for new buffers of the heap; null: each stands alone
+    bool* isOut = nullptr;              // set when the heap refuses; null: nobody asks
 
     // Not cleared; null on failure.
     void* allocate(size_t size, size_t alignment, const char* typeName) const {
@@ -77,15 +78,14 @@ struct Memory {
                 arena, static_cast<REDAInlineMemorySize>(size), static_cast<int>(alignment));
         }
         void* memory = nullptr;
-        return ORXOsapiHeap_reallocateMemoryInternal(&memory, size, alignment, 0, typeName) ? memory
-                                                                                            : nullptr;
+        return resize(&memory, size, alignment, typeName) ? memory : nullptr;
     }
     // Heap only: resizes, and leaves the buffer as it was on failure.
     bool reallocate(void** memory, size_t size, size_t alignment, const char* typeName) const {
         if (batch != nullptr && *memory == nullptr)
             if ((*memory = batch->take(size, alignment, budget)) != nullptr)
                 return true;
-        return take(size) && ORXOsapiHeap_reallocateMemoryInternal(memory, size, alignment, 0, typeName) != 0;
+        return take(size) && resize(memory, size, alignment, typeName);
     }
     static void release(void* memory, const Releasing& how) {
         if (memory == nullptr)
@@ -99,6 +99,13 @@ struct Memory {
     }
 
 private:
+    bool resize(void** memory, size_t size, size_t alignment, const char* typeName) const {
+        if (ORXOsapiHeap_reallocateMemoryInternal(memory, size, alignment, 0, typeName))
+            return true;
+        if (isOut != nullptr)
+            *isOut = true;
+        return false;
+    }
     bool take(size_t size) const {
         if (budget == nullptr)
             return true;

@@ -130,8 +130,8 @@ bool serializeInto(const DDS_TypeDescriptor& type, uint16_t representation, cons
 namespace {
 
 // `value` may be null: then it is made, once the header is looked at.
-bool read(
-    const DDS_TypePrograms& programs, void** value, const char* buffer, size_t length, ValueBatch* batch) {
+bool read(const DDS_TypePrograms& programs, void** value, const char* buffer, size_t length,
+    ValueBatch* batch, bool* isOutOfMemory) {
     if (length < encapsulationSize)
         return false;
     const auto* header = reinterpret_cast<const unsigned char*>(buffer);
@@ -150,12 +150,12 @@ bool read(
         size > SIZE_MAX / 2 / memoryPerByte ? SIZE_MAX / 2 : size * memoryPerByte + memoryPerSample;
     const bool isNew = *value == nullptr;
     const bool isWire = encapsulation.isXcdr2 && !encapsulation.isBigEndian;
-    const Memory unbounded{nullptr, nullptr, batch};
+    const Memory unbounded{nullptr, nullptr, batch, isOutOfMemory};
     if (isNew && !(*value = createValue(
                        programs.shape, isWire ? NewTarget::newAllocation : defaultAllocation, unbounded)))
         return false;
     size_t budget = allowed;
-    const Memory memory{nullptr, &budget, batch};
+    const Memory memory{nullptr, &budget, batch, isOutOfMemory};
     auto* at = static_cast<char*>(*value);
     if (isWire) {
         const ReadResult result = isNew ? readWireIntoNew(programs.wire, at, bytes, size, memory)
@@ -176,18 +176,20 @@ bool read(
 
 bool deserialize(const DDS_TypeDescriptor& type, void* value, const char* buffer, size_t length) {
     const DDS_TypePrograms* programs = programsOf(&type);
-    return programs != nullptr && read(*programs, &value, buffer, length, nullptr);
+    return programs != nullptr && read(*programs, &value, buffer, length, nullptr, nullptr);
 }
 
-void* createFrom(const DDS_TypeDescriptor& type, const char* buffer, size_t length) {
+void* createFrom(const DDS_TypeDescriptor& type, const char* buffer, size_t length, bool* isOutOfMemory) {
     const DDS_TypePrograms* programs = programsOf(&type);
+    if (isOutOfMemory != nullptr)
+        *isOutOfMemory = programs == nullptr;
     if (programs == nullptr)
         return nullptr;
     // Most values take some twice their encoding in memory, beside what they are themselves.
     constexpr size_t mostEncoded = 4096;
     ValueBatch batch(programs->shape.size + ValueBatch::headerRoom + 2 * std::min(length, mostEncoded));
     void* value = nullptr;
-    if (!read(*programs, &value, buffer, length, &batch))
+    if (!read(*programs, &value, buffer, length, &batch, isOutOfMemory))
         destroyValue(programs->shape, &value, defaultDeallocation, false);
     return value;
 }

@@ -21,8 +21,10 @@ bool serialize(const DDS_TypeDescriptor& type, uint16_t representation, const vo
 // Into a buffer of *length bytes; then *length is what was written.
 bool serializeInto(
     const DDS_TypeDescriptor& type, uint16_t representation, const void* value, char* buffer, size_t* length);
-// A new value on the heap; null on failure.
-void* createFrom(const DDS_TypeDescriptor& type, const char* buffer, size_t length);
+// A new value on the heap; null on failure. Then *isOutOfMemory (may be null) tells whether the heap refused,
+// rather than that the bytes are malformed or want more than they may.
+void* createFrom(
+    const DDS_TypeDescriptor& type, const char* buffer, size_t length, bool* isOutOfMemory = nullptr);
 bool deserialize(const DDS_TypeDescriptor& type, void* value, const char* buffer, size_t length);
 
 } // namespace zdds::types

@@ -2,9 +2,10 @@
  * merges them into one result, and reports it.
  *
  * All replied with success or with nothing found, and one with success: success. All found nothing: nothing
- * found. Any other reply is a failure at once, with that reply's message. One of them silent: a time-out. The
- * result stands in the handler's commandException. A reply counts once, and only when it comes from a
- * destination of the command. Whatever was written is disposed of at the end.
+ * found. Any other reply is a failure at once, with that reply's message, and so is one that there is no
+ * memory to take. One of them silent, or lost before it could be taken: a time-out. The result stands in the
+ * handler's commandException. A reply counts once, and only when it comes from a destination of the command.
+ * Whatever was written is disposed of at the end.
  *
  * Threads: new and delete by the owner; everything else by any number of threads at once, until delete
  * returns. One thread of the manager's wait set, "oMoComMa", runs all callbacks, and sends the self-managed

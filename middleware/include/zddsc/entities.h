@@ -249,7 +249,8 @@ ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_get_matched_publications(
 /* The core of all typed reads and takes. `samples` is the typed sequence seen through its layout: an empty
  * sequence of maximum 0 gets a loan, to be returned with return_loan; otherwise values are copied into it, at
  * most its maximum. max_samples may be DDS_LENGTH_UNLIMITED. DDS_RETCODE_NO_DATA when there is nothing. A
- * sample that cannot be decoded is skipped and counted. */
+ * sample that cannot be decoded is skipped and counted; DDS_RETCODE_OUT_OF_RESOURCES when none could, and one
+ * of them for lack of memory. What a take has skipped is lost. */
 ZDDSC_EXPORT DDS_ReturnCode_t DDS_DataReader_read_or_take_untypedI(DDS_DataReader* self,
     struct DDS_SequenceBase* samples, DDS_SampleInfoSeq* infos, DDS_Long maxSamples,
     DDS_SampleStateMask sampleStates, DDS_ViewStateMask viewStates, DDS_InstanceStateMask instanceStates,

@@ -141,6 +141,29 @@ TEST_F(Reading, KeepLastKeepsTheLast) {
     EXPECT_EQ(readerCounters().dropped_cache_full, 0U);
 }
 
+TEST_F(Reading, ATakeThatFindsNoMemorySaysSoAndCountsWhatItLost) {
+    makeBoth();
+    uint64_t lost = 0;
+    bool isTaken = false;
+    for (long n = 1; !isTaken && n < 50; ++n) {
+        { const Loan rest(reader, true); }
+        ASSERT_EQ(write(1), DDS_RETCODE_OK);
+        FailingHeap heap(n);
+        test_type::Samples samples{};
+        DDS_SampleInfoSeq infos{};
+        const DDS_ReturnCode_t result =
+            DDS_DataReader_read_or_take_untypedI(reader, samples.base(), &infos, DDS_LENGTH_UNLIMITED,
+                DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, DDS_BOOLEAN_TRUE);
+        isTaken = result == DDS_RETCODE_OK && !heap.hasFailed();
+        EXPECT_EQ(result, heap.hasFailed() ? DDS_RETCODE_OUT_OF_RESOURCES : DDS_RETCODE_OK) << n;
+        EXPECT_EQ(DDS_DataReader_return_loan_untypedI(reader, samples.base(), &infos), DDS_RETCODE_OK);
+        lost = readerCounters().dropped_no_memory;
+    }
+    EXPECT_TRUE(isTaken);
+    EXPECT_GT(lost, 0U);
+    EXPECT_EQ(readerCounters().dropped_decoding, 0U);
+}
+
 TEST_F(Reading, WhatCannotBeDecodedIsSkippedAndCounted) {
     makeBoth();
     const uint8_t garbage[] = {0, 9, 0, 0, 1, 2, 3};
