@@ -1,6 +1,5 @@
 #include "middleware/conditions/ConditionImpl.hpp"
 #include "middleware/conditions/ConditionsMutex.hpp"
-#include "middleware/conditions/ReadConditionImpl.hpp"
 #include "middleware/log/DdsLog.hpp"
 #include "middleware/log/Memory.hpp"
 
@@ -31,14 +30,8 @@ void link(Attachment& attachment) {
     ++attachment.waitSet->attachmentCount;
 }
 
-// Whoever triggers it wakes its wait sets, in any case. Reading a sample, or a change of an instance without
-// one, triggers a read condition that looks at such states, and wakes nobody: it stays a candidate.
-bool isTold(const DDS_ConditionImpl& condition) {
-    return condition.kind != ConditionKind::read ||
-           static_cast<const DDS_ReadConditionImpl&>(condition).awaitsSamples();
-}
-
-// Lists the triggered conditions, at most `room`, which the sequence has already. The mutex is held.
+// Lists the triggered conditions, at most `room`, which the sequence has already. The mutex is held. Whoever
+// triggers one of the others wakes this again.
 DDS_Long listTriggered(DDS_WaitSetImpl& waitSet, DDS_ConditionSeq& active, DDS_Long room) {
     waitSet.isWoken = false;
     DDS_ConditionSeq_set_length(&active, room);
@@ -47,7 +40,7 @@ DDS_Long listTriggered(DDS_WaitSetImpl& waitSet, DDS_ConditionSeq& active, DDS_L
         Attachment* next = a->nextCandidate;
         if (isTriggered(*a->condition))
             *DDS_ConditionSeq_get_reference(&active, count++) = a->condition;
-        else if (isTold(*a->condition))
+        else
             waitSet.candidates.remove(*a);
         a = next;
     }

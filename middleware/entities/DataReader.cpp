@@ -31,6 +31,8 @@ void DDS_DataReaderImpl::Sink::onSample(const zdds::engine::IncomingSample& samp
     zdds::InstanceKey key;
     if (reader.cache.insert(sample, &key))
         raiseDataAvailable(&key);
+    else
+        reader.readConditions.wakeOnStates();
 }
 
 void DDS_DataReaderImpl::Sink::onMatched(const zdds::engine::RemoteEndpoint& writer) {
@@ -43,6 +45,8 @@ void DDS_DataReaderImpl::Sink::onUnmatched(const zdds::engine::RemoteEndpoint& w
     count(writer, false);
     if (hasNews)
         raiseDataAvailable(nullptr);
+    else
+        reader.readConditions.wakeOnStates();
 }
 
 void DDS_DataReaderImpl::Sink::count(const zdds::engine::RemoteEndpoint& writer, bool isMatch) {

@@ -40,6 +40,7 @@ DDS_ReturnCode_t collectInto(DDS_DataReaderImpl& reader, const SampleSelection& 
                 reader.topic->name);
         loan->count = reader.cache.collect(selection, room, take, loan->samples, loan->infos);
         const bool isTakenByOthers = loan->count == 0;
+        reader.readConditions.wakeOnStates();
         const bool hadMemory = loan->decode(reader.cache);
         if (loan->count > 0) {
             *result = loan;

@@ -22,6 +22,7 @@ void ReadConditionList::add(DDS_ReadConditionImpl& condition) {
     if (chain != nullptr)
         chain->linkAwaiting = &condition.nextAwaiting;
     chain = &condition;
+    onStates_ += condition.awaitsSamples() ? 0U : 1U;
 }
 
 bool ReadConditionList::remove(DDS_ReadConditionImpl& condition) {
@@ -32,6 +33,7 @@ bool ReadConditionList::remove(DDS_ReadConditionImpl& condition) {
     *condition.linkAwaiting = condition.nextAwaiting;
     if (condition.nextAwaiting != nullptr)
         condition.nextAwaiting->linkAwaiting = condition.linkAwaiting;
+    onStates_ -= condition.awaitsSamples() ? 0U : 1U;
     return true;
 }
 
@@ -64,6 +66,18 @@ void ReadConditionList::wakeWaiters(const InstanceKey* key) {
     const size_t hash = hashOfKeyTail(key->bytes + keyTailOffset(keyBytes_), keyBytes_);
     for (DDS_ReadConditionImpl* one = byTail_[hash % bucketCount]; one != nullptr; one = one->nextAwaiting) {
         if (one->selection.key.accepts(*key))
+            waker.wake(*one);
+    }
+}
+
+// Who waits with such a condition was counted before it looked at the states: one of the two sees the other.
+void ReadConditionList::wakeOnStates() {
+    if (onStates_ == 0)
+        return;
+    Guard guard(mutex_);
+    conditions::Waker waker;
+    for (DDS_ReadConditionImpl* one = others_; one != nullptr; one = one->nextAwaiting) {
+        if (!one->awaitsSamples())
             waker.wake(*one);
     }
 }

@@ -5,6 +5,7 @@
 #define ZDDSC_ENTITIES_READ_CONDITION_LIST_HPP
 
 #include <array>
+#include <atomic>
 
 #include "middleware/conditions/MemberTable.hpp"
 #include "middleware/entities/InstanceKey.hpp"
@@ -25,6 +26,9 @@ public:
     bool isEmpty() const;
     // Lets the waiters look again: a sample with that key arrived. Null: any may have.
     void wakeWaiters(const InstanceKey* key);
+    // The same: samples were read, or an instance changed without one. Concerns those that look at such
+    // states alone, and costs nothing without them.
+    void wakeOnStates();
 
 private:
     static constexpr size_t bucketCount = 512;
@@ -36,6 +40,7 @@ private:
     // Each is in one chain: by the tail that it awaits, or among the others.
     std::array<DDS_ReadConditionImpl*, bucketCount> byTail_{};
     DDS_ReadConditionImpl* others_ = nullptr;
+    std::atomic<unsigned> onStates_{0}; // those of the others that do not await samples
 };
 
 } // namespace zdds

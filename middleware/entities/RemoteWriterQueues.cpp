@@ -141,8 +141,10 @@ DDS_ReturnCode_t put(DDS_DataReader* self, const void* value, const DDS_GUID_t* 
             "sample to the remote writer queue of the reader of topic '%s'", self->topic->name);
     sample->info.source_guid = given.source_guid;
     sample->info.related_source_guid = given.related_source_guid;
-    if (!self->cache.insertMade(*sample, kind, key))
+    if (!self->cache.insertMade(*sample, kind, key)) {
+        self->readConditions.wakeOnStates();
         return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
     self->sink.raiseDataAvailable(&key);
     return DDS_RETCODE_OK;
 }

@@ -368,6 +368,30 @@ TEST_F(EntityConditions, AnEntityThatGoesLeavesItsWaitSets) {
     EXPECT_EQ(wait(zero), DDS_RETCODE_TIMEOUT);
 }
 
+// Something is read, or the last writer goes: no sample comes, but the states that are waited for do.
+TEST_F(EntityConditions, AChangeOfStatesWakesWhoWaitsForThem) {
+    makeBoth();
+    DDS_ReadCondition* isRead = DDS_DataReader_create_readcondition(
+        reader, DDS_READ_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
+    DDS_ReadCondition* isOrphan = DDS_DataReader_create_readcondition(
+        reader, DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE);
+    for (DDS_ReadCondition* each : {isRead, isOrphan})
+        DDS_WaitSet_attach_condition(waitSet, DDS_ReadCondition_as_condition(each));
+    ASSERT_EQ(write(1), DDS_RETCODE_OK);
+    EXPECT_EQ(wait(zero), DDS_RETCODE_TIMEOUT);
+    auto waiter = std::async(std::launch::async, [&] { return wait(generous); });
+    { Loan loan(reader, false); }
+    EXPECT_EQ(waiter.get(), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_ConditionSeq_get(&active, 0), DDS_ReadCondition_as_condition(isRead));
+    ASSERT_EQ(DDS_WaitSet_detach_condition(waitSet, DDS_ReadCondition_as_condition(isRead)), DDS_RETCODE_OK);
+    EXPECT_EQ(wait(zero), DDS_RETCODE_TIMEOUT);
+    ASSERT_EQ(DDS_Publisher_delete_datawriter(publisher, writer), DDS_RETCODE_OK);
+    EXPECT_EQ(wait(generous), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_ConditionSeq_get(&active, 0), DDS_ReadCondition_as_condition(isOrphan));
+    for (DDS_ReadCondition* each : {isRead, isOrphan})
+        EXPECT_EQ(DDS_DataReader_delete_readcondition(reader, each), DDS_RETCODE_OK);
+}
+
 TEST_F(EntityConditions, AReadConditionFollowsTheStates) {
     makeBoth();
     DDS_ReadCondition* condition = DDS_DataReader_create_readcondition(
