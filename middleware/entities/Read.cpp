@@ -116,6 +116,10 @@ DDS_ReturnCode_t readOrTake(DDS_DataReaderImpl& reader, DDS_SequenceBase& sample
     if (isLent)
         return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_LOAN,
             "samples of topic '%s': the sequence holds a loan", reader.topic->name);
+    // Both are lent, or both are the caller's: half a loan could not be returned.
+    if (infos._loaned || (wantsLoan(samples) && infos._maximum != 0))
+        return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_LOAN,
+            "samples of topic '%s': the sequence of infos is not as that of the samples", reader.topic->name);
     const DDS_Long limit = limitOf(samples, maxSamples);
     ZDDS_REQUIRE(limit >= 0, DDS_RETCODE_BAD_PARAMETER);
     // Before looking: what arrives meanwhile raises it again.

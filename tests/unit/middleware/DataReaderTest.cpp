@@ -141,6 +141,25 @@ TEST_F(Reading, KeepLastKeepsTheLast) {
     EXPECT_EQ(readerCounters().dropped_cache_full, 0U);
 }
 
+// Half a loan could not be returned: it would keep the reader for ever.
+TEST_F(Reading, SamplesAndInfosAreLentTogetherOrNotAtAll) {
+    makeBoth();
+    ASSERT_EQ(write(1), DDS_RETCODE_OK);
+    test_type::Samples samples{};
+    DDS_SampleInfoSeq infos{};
+    const auto take = [&] {
+        return DDS_DataReader_read_or_take_untypedI(reader, samples.base(), &infos, DDS_LENGTH_UNLIMITED,
+            DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE, DDS_BOOLEAN_TRUE);
+    };
+    ASSERT_TRUE(DDS_SampleInfoSeq_set_maximum(&infos, 4));
+    EXPECT_EQ(take(), DDS_RETCODE_PRECONDITION_NOT_MET);
+    EXPECT_EQ(samples.length(), 0);
+    DDS_SampleInfoSeq_finalize(&infos);
+    EXPECT_EQ(take(), DDS_RETCODE_OK) << "nothing was lost";
+    EXPECT_EQ(samples.length(), 1);
+    EXPECT_EQ(DDS_DataReader_return_loan_untypedI(reader, samples.base(), &infos), DDS_RETCODE_OK);
+}
+
 TEST_F(Reading, ATakeThatFindsNoMemorySaysSoAndCountsWhatItLost) {
     makeBoth();
     uint64_t lost = 0;
