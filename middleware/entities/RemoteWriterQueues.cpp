@@ -66,7 +66,9 @@ bool RemoteWriterQueues::count(const DDS_GUID_t& writer, int64_t wanted, int64_t
     Queue* queue = *find(writer);
     if (queue == nullptr)
         return false;
-    queue->lastNumber = wanted != 0 ? wanted : queue->lastNumber + 1;
+    // A number comes from a remote writer, which may have sent any.
+    const bool isLast = queue->lastNumber == INT64_MAX;
+    queue->lastNumber = wanted != 0 ? wanted : queue->lastNumber + (isLast ? 0 : 1);
     *number = queue->lastNumber;
     return true;
 }

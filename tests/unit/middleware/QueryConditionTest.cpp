@@ -258,6 +258,17 @@ TEST_F(Queries, ASampleByHandNeedsAQueueAndCarriesWhatItIsGiven) {
         DDS_DataReader_delete_remote_writer_queue(peer.reader, &writer), DDS_RETCODE_PRECONDITION_NOT_MET);
 }
 
+// The number of a sample is its remote writer's: the largest is no reason to go astray behind it.
+TEST_F(Queries, NoNumberFollowsTheLargest) {
+    ASSERT_EQ(DDS_DataReader_assert_remote_writer_queue(peer.reader, &writer, nullptr), DDS_RETCODE_OK);
+    DDS_WriteParams_t params = DDS_WRITEPARAMS_DEFAULT;
+    params.identity = {INT32_MAX, UINT32_MAX};
+    ASSERT_EQ(put(writer, Request(command, "a"), &params), DDS_RETCODE_OK);
+    ASSERT_EQ(put(writer, Request(command, "b")), DDS_RETCODE_OK);
+    for (const Taken& each : peer.take())
+        EXPECT_EQ(each.info.publication_sequence_number.high, INT32_MAX);
+}
+
 TEST_F(Queries, MatchedWritersAndTheirParticipantsAreKnownAndRemembered) {
     const DDS_GUID_t other = guidOf("nobody");
     DDS_InstanceHandle_t handle, nobody;
