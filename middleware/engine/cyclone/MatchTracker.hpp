@@ -120,7 +120,8 @@ private:
         int64_t samples;
         bool known; // remote is valid, and the sink has been told
     };
-    static constexpr std::size_t pastSize = 32;
+    // As many may part at once when a host goes, while a sample of the first is still on its way.
+    static constexpr std::size_t pastSize = 512;
 
     Match* lowerBound(uint64_t handle) {
         return std::lower_bound(matches_.begin(), matches_.end(), handle,

@@ -94,6 +94,18 @@ TEST_F(Tracker, SampleAfterTheEndIsDropped) {
     EXPECT_EQ(told(), "+7-7+7");
 }
 
+// A host goes with all its writers, while a sample of the first is still on its way.
+TEST_F(Tracker, SampleAfterTheEndOfHundredsIsDropped) {
+    tracker_.attach(endpoint_);
+    for (uint64_t handle = 1; handle <= 300; ++handle) {
+        know(handle);
+        tracker_.onMatched(handle);
+    }
+    for (uint64_t handle = 1; handle <= 300; ++handle)
+        tracker_.onUnmatched(handle);
+    EXPECT_EQ(deliver(1), 0) << "it would be matched for ever";
+}
+
 TEST_F(Tracker, MatchThatCannotBeResolvedIsToldByItsFirstSample) {
     tracker_.attach(endpoint_);
     tracker_.onMatched(7);
