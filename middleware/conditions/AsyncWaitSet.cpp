@@ -7,6 +7,7 @@ namespace {
 
 constexpr const char* defaultThreadName = "oZddsAsync";
 constexpr int joinTimeoutMs = 20'000;
+constexpr ORXNtpTime pauseWithoutMemory{.sec = 0, .frac = 0x03000000}; // 12 ms
 
 } // namespace
 
@@ -233,6 +234,8 @@ void DDS_AsyncWaitSetImpl::work() {
         const DDS_ReturnCode_t waited = DDS_WaitSet_wait(waitSet_, &active, &property_.wait_timeout);
         if (waited == DDS_RETCODE_TIMEOUT && listener_.on_wait_timeout != nullptr)
             listener_.on_wait_timeout(listener_.listener_data, id);
+        if (waited == DDS_RETCODE_OUT_OF_RESOURCES)
+            ORXOsapiThread_sleep(&pauseWithoutMemory);
         for (DDS_Long i = 0; waited == DDS_RETCODE_OK && i < DDS_ConditionSeq_get_length(&active); ++i)
             handle(*DDS_ConditionSeq_get(&active, i));
     }

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <future>
 #include <mutex>
@@ -269,6 +271,38 @@ TEST_F(AsyncWaitSet, ManyThreadsAttachTriggerAndDetach) {
     for (std::thread& one : threads)
         one.join();
     EXPECT_EQ(heard.detached, 400);
+}
+
+// It cannot even wait: it must not turn into a loop that eats a processor, and fills the log.
+TEST_F(AsyncWaitSet, WithoutMemoryItPausesAndGoesOnLater) {
+    struct {
+        std::atomic<bool> isOut{true};
+        std::atomic<int> refusals{0};
+    } heap;
+    using Heap = decltype(heap);
+    const ORXOsapiHeapAllocator allocator{[](void* self, size_t size, size_t, const char* name) -> void* {
+                                              auto& mine = *static_cast<Heap*>(self);
+                                              if (!mine.isOut || std::strcmp(name, "sequence buffer") != 0)
+                                                  return std::malloc(size);
+                                              ++mine.refusals;
+                                              return nullptr;
+                                          },
+        [](void*, void* memory) { std::free(memory); }, &heap};
+    Guarded guarded;
+    ASSERT_EQ(DDS_AsyncWaitSet_attach_condition(waitSet, guarded.condition), DDS_RETCODE_OK);
+    const auto start = std::chrono::steady_clock::now();
+    ORXOsapiHeap_setAllocator(&allocator);
+    EXPECT_EQ(DDS_AsyncWaitSet_start(waitSet), DDS_RETCODE_OK);
+    while (heap.refusals < 10 && std::chrono::steady_clock::now() - start < std::chrono::seconds(60))
+        std::this_thread::yield();
+    EXPECT_GE(heap.refusals, 10); // two in each try
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 4 * std::chrono::milliseconds(10));
+    heap.isOut = false;
+    guarded.trigger();
+    EXPECT_TRUE(guarded.waitForCalls(1));
+    EXPECT_EQ(DDS_AsyncWaitSet_stop(waitSet), DDS_RETCODE_OK);
+    ORXOsapiHeap_setAllocator(nullptr);
+    EXPECT_EQ(DDS_AsyncWaitSet_detach_condition(waitSet, guarded.condition), DDS_RETCODE_OK);
 }
 
 TEST(AsyncWaitSetMemory, EveryFailureLeavesNothing) {
