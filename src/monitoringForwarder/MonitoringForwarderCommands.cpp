@@ -6,6 +6,7 @@
 #include "src/remoteAdministration/ForwarderCommandManager.h"
 #include "src/remoteAdministration/ForwarderCommands.h"
 #include "src/resource/ApplicationRegistryLock.hpp"
+#include "zddscore/heap.h"
 #include "zddscore/thread.h"
 
 namespace {
@@ -120,15 +121,24 @@ int ORX_MonitoringForwarder_deleteCommandManager(ORX_MonitoringForwarderImpl* se
     if (self->applicationRegistry == nullptr)
         return 1;
     Manager* manager = takeManager(*self);
-    if (manager != nullptr && !ORX_MonitoringForwarderCommandManager_delete(manager)) {
+    if (manager != nullptr && !ORX_MonitoringForwarderCommandManager_finalize(manager)) {
         std::atomic_ref(self->commandManager).store(manager, std::memory_order_release);
         return ORX_ERROR(FAILED_TO_DELETE, "Monitoring Forwarder command manager\n");
     }
     constexpr ORXNtpTime interval{.sec = 0, .frac = 0x01000000}; // 4 ms
-    // They have given their handlers back, and leave.
+    // They have given their handlers back, and leave; one that found the manager before it was taken away may
+    // still come to it, and is turned away there.
     while (isAnyoneInside(*self))
         ORXOsapiThread_sleep(&interval);
+    ORXOsapiHeap_freeStructure(manager);
     return 1;
+}
+
+DDS_Boolean ORX_MonitoringForwarder_end_commandsI(ORX_MonitoringForwarder* self) {
+    ORX_FAIL_IF(self == ORX_NULL);
+    return ORX_MonitoringForwarder_deleteCommandManager(reinterpret_cast<Forwarder*>(self))
+               ? DDS_BOOLEAN_TRUE
+               : DDS_BOOLEAN_FALSE;
 }
 
 int ORX_MonitoringForwarder_requestResourceRegistryFromDestination(

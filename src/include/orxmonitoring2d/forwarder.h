@@ -100,6 +100,13 @@ ORX_SCHEMA_EXPORT ORX_MonitoringForwarder* ORX_MonitoringForwarder_new_w_partici
  * line of the log, and delete may be called again. */
 ORX_SCHEMA_EXPORT void ORX_MonitoringForwarder_delete(ORX_MonitoringForwarder* self);
 
+/* Ends the commands that wait for replies, with "Timedout", and returns when their callers have left; whoever
+ * comes later gets "Timedout" at once, and the forwarder sends nothing any more. Data and look-ups go on. For
+ * an owner whose users may be about to send: it ends the commands, sees its users off, and deletes. False, to
+ * be called again, when a command was not given back within command_manager_timeout. Not with the registry
+ * locked. */
+ORX_SCHEMA_EXPORT DDS_Boolean ORX_MonitoringForwarder_end_commandsI(ORX_MonitoringForwarder* self);
+
 /* ---- The applications ---- */
 
 /* The registry's mutex is reentrant; the thread that locked it unlocks it, as often. The data of all

@@ -4,6 +4,7 @@
 #include <set>
 #include <string>
 
+#include "src/remoteAdministration/ForwarderCommandManager.h"
 #include "tests/helpers/FailingHeap.hpp"
 #include "tests/unit/monitoringForwarder/ForwarderWorld.hpp"
 #include "zddscore/thread.h"
@@ -91,6 +92,38 @@ TEST_P(ForwarderLifecycle, GoesInTheMidstOfThings) {
         isStopping = true;
         applications.get();
     }
+}
+
+// A caller may have found the command manager and not have come to it yet: it is there until that has left.
+TEST_P(ForwarderLifecycle, EndsCommandsForGoodAndStaysForWhoIsInside) {
+    ASSERT_TRUE(forwarder.make());
+    auto& impl = *reinterpret_cast<ORX_MonitoringForwarderImpl*>(forwarder.self);
+    std::atomic_ref inside(impl.commandsInside);
+    auto* manager = impl.commandManager;
+    ++inside;
+    auto end =
+        std::async(std::launch::async, [&] { return ORX_MonitoringForwarder_end_commandsI(forwarder.self); });
+    ASSERT_TRUE(eventually([&] { return std::atomic_ref(impl.commandManager).load() == nullptr; }));
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(end.wait_for(std::chrono::milliseconds(1)), std::future_status::timeout);
+        auto* handler = ORX_MonitoringForwarderCommandManager_getCommandHandler(manager);
+        if (handler != nullptr) { // it was not turned away yet
+            EXPECT_TRUE(ORX_MonitoringForwarderCommandManager_returnCommandHandler(manager, handler));
+        }
+    }
+    --inside;
+    EXPECT_TRUE(end.get());
+    EXPECT_TRUE(ORX_MonitoringForwarder_end_commandsI(forwarder.self)) << "again";
+    DDS_Monitoring_MonitoringCommandError exception;
+    DDS_Monitoring_MonitoringCommandError_initialize(&exception);
+    DDS_Monitoring_ResourcePathExpressionSequence expressions{};
+    ORX_MonitoringForwarder_request_resource_registry(forwarder.self, &exception, &expressions);
+    EXPECT_STREQ(exception.error_message, "Timedout");
+    DDS_Monitoring_MonitoringCommandError_finalize(&exception);
+    EXPECT_TRUE(ORX_MonitoringForwarder_lock_application_registry(forwarder.self)) << "look-ups go on";
+    EXPECT_TRUE(ORX_MonitoringForwarder_unlock_application_registry(forwarder.self));
+    forwarder.drop();
+    EXPECT_TRUE(log.lines().empty()) << log.text();
 }
 
 // A loan of the user's that is out keeps it; delete comes again once it is back.
@@ -251,6 +284,7 @@ TEST_F(ForwarderFailure, ArgumentsAreChecked) {
     EXPECT_TRUE(log.has("\"property == ((void *)0)\"\n", "PRECONDITION"));
     EXPECT_EQ(ORX_MonitoringForwarder_new_w_participant(nullptr, &forwarder.property), nullptr);
     EXPECT_TRUE(log.has("\"participant == ((void *)0)\"\n", "PRECONDITION"));
+    EXPECT_FALSE(ORX_MonitoringForwarder_end_commandsI(nullptr));
     EXPECT_FALSE(ORX_MonitoringForwarder_lock_application_registry(nullptr));
     EXPECT_FALSE(ORX_MonitoringForwarder_unlock_application_registry(nullptr));
     EXPECT_FALSE(ORX_MonitoringForwarder_find_matching_applications(nullptr, nullptr, ""));
