@@ -191,15 +191,22 @@ DDS_ReturnCode_t DDS_AsyncWaitSetImpl::stop() {
         return ZDDS_FAIL(DDS_RETCODE_PRECONDITION_NOT_MET, FAILED_TO_FINALIZE,
             "asynchronous wait set: this is its own thread");
     zdds::Guard guard(mutex_);
+    while (isJoining_)
+        changed_.wait(mutex_);
     ORXOsapiJoinableThread* thread = thread_;
     if (thread == nullptr)
         return DDS_RETCODE_OK;
-    isStopping_ = true;
+    isStopping_ = isJoining_ = true;
     DDS_GuardCondition_set_trigger_value(wakeUp_, DDS_BOOLEAN_TRUE);
     guard.release();
-    if (!ORXOsapiJoinableThread_stopAndDelete(thread, joinTimeoutMs))
-        return ZDDS_FAIL(DDS_RETCODE_TIMEOUT, FAILED_TO_FINALIZE, "thread of an asynchronous wait set");
+    const bool hasEnded = ORXOsapiJoinableThread_stopAndDelete(thread, joinTimeoutMs) != 0;
     guard.take();
+    isJoining_ = false;
+    changed_.wakeAll();
+    if (!hasEnded) {
+        guard.release();
+        return ZDDS_FAIL(DDS_RETCODE_TIMEOUT, FAILED_TO_FINALIZE, "thread of an asynchronous wait set");
+    }
     thread_ = nullptr;
     isRunning_ = false;
     threadId_ = 0;

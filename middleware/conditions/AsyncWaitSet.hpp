@@ -64,6 +64,7 @@ private:
     ORX_UINT64 threadId_ = 0;
     bool isRunning_ = false; // from start until stop has joined the thread
     bool isStopping_ = false;
+    bool isJoining_ = false; // somebody waits for the end of the thread, and will free it
 };
 
 #endif

@@ -231,6 +231,24 @@ TEST_F(AsyncWaitSet, AStoppedOneHandlesNothingAndStartsAgain) {
     EXPECT_TRUE(guarded.waitForCalls(1));
 }
 
+TEST_F(AsyncWaitSet, SeveralMayStopItAtOnce) {
+    std::promise<void> release;
+    Guarded guarded([&] { release.get_future().wait(); });
+    ASSERT_EQ(DDS_AsyncWaitSet_attach_condition(waitSet, guarded.condition), DDS_RETCODE_OK);
+    ASSERT_EQ(DDS_AsyncWaitSet_start(waitSet), DDS_RETCODE_OK);
+    guarded.trigger();
+    ASSERT_TRUE(guarded.waitForCalls(1));
+    std::vector<std::future<DDS_ReturnCode_t>> stops;
+    for (int i = 0; i < 4; ++i)
+        stops.push_back(std::async(std::launch::async, [&] { return DDS_AsyncWaitSet_stop(waitSet); }));
+    EXPECT_EQ(stops[0].wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    release.set_value();
+    for (auto& each : stops)
+        EXPECT_EQ(each.get(), DDS_RETCODE_OK);
+    EXPECT_EQ(heard.deleted, 1);
+    EXPECT_EQ(DDS_AsyncWaitSet_detach_condition(waitSet, guarded.condition), DDS_RETCODE_OK);
+}
+
 TEST_F(AsyncWaitSet, ItsOwnThreadCannotEndIt) {
     std::atomic<int> stopped{-1}, deleted{-1};
     Guarded guarded([&] {
