@@ -37,10 +37,12 @@ CycloneEngine::Domain* CycloneEngine::findDomain(DDS_DomainId_t id) {
     return domain;
 }
 
-bool CycloneEngine::enterDomain(const ParticipantInfo& info) {
+bool CycloneEngine::enterDomain(const ParticipantInfo& info, bool* isCounted) {
     std::lock_guard lock(mutex_);
+    *isCounted = false;
     if (Domain* known = findDomain(info.domainId)) {
         ++known->participants;
+        *isCounted = true;
         return true;
     }
     const char* environment = std::getenv("CYCLONEDDS_URI");
@@ -71,6 +73,7 @@ bool CycloneEngine::enterDomain(const ParticipantInfo& info) {
         return false;
     }
     domains_ = domain;
+    *isCounted = true;
     return true;
 }
 

@@ -29,8 +29,9 @@ private:
     struct Domain;
 
     bool isUsable();
-    // False only when memory is out or the configuration is refused.
-    bool enterDomain(const ParticipantInfo& info);
+    // False only when memory is out or the configuration is refused. *isCounted: the domain is this engine's,
+    // and is to be left.
+    bool enterDomain(const ParticipantInfo& info, bool* isCounted);
     void leaveDomain(DDS_DomainId_t id);
     Domain* findDomain(DDS_DomainId_t id);
 
@@ -58,6 +59,7 @@ public:
 private:
     CycloneEngine& engine_;
     const DDS_DomainId_t domainId_;
+    bool isCounted_ = false; // among the participants of a domain that the engine made
     dds_entity_t entity_ = 0;
     DDS_GUID_t guid_{};
 };

@@ -7,20 +7,19 @@
 namespace zdds::engine {
 
 CycloneParticipant::~CycloneParticipant() {
-    if (entity_ <= 0)
-        return;
-    dds_delete(entity_);
-    engine_.leaveDomain(domainId_);
+    if (entity_ > 0)
+        dds_delete(entity_);
+    if (isCounted_)
+        engine_.leaveDomain(domainId_);
 }
 
 bool CycloneParticipant::create(const ParticipantInfo& info) {
-    if (!engine_.enterDomain(info))
+    if (!engine_.enterDomain(info, &isCounted_))
         return false;
     entity_ = dds_create_participant(
         static_cast<dds_domainid_t>(domainId_), participantQos(info.name, info.leaseNs).get(), nullptr);
     if (entity_ <= 0) {
         ZDDS_LOG_ERROR(FAILED_TO_CREATE, "participant in domain %d: %s", domainId_, dds_strretcode(entity_));
-        engine_.leaveDomain(domainId_);
         return false;
     }
     guid_ = guidOf(entity_);
