@@ -4,14 +4,13 @@
 #include <chrono>
 #include <cmath>
 #include <set>
+#include <utility>
 
 #include "orxmonitoring2d/orx_remote_administration_support.h"
 #include "reading/Guid.hpp"
 #include "reading/Joining.hpp"
 #include "reading/Sequences.hpp"
-#include "zddsc/conditions.h"
 #include "zddsc/qos.h"
-#include "zddscore/log.h"
 
 namespace collector::run {
 
@@ -150,14 +149,6 @@ bool Forwarding::open(const Options& options, std::string& error) {
         error = "cannot join domain " + std::to_string(options.domain);
         return false;
     }
-    keeper_ = DDS_DataReader_create_readcondition(
-        readers().event, DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
-    if (keeper_ == nullptr) {
-        error = "out of memory";
-        ORX_MonitoringForwarder_delete(forwarder_);
-        forwarder_ = nullptr;
-        return false;
-    }
     const std::lock_guard lock(mutex_);
     isClosing_ = false;
     return true;
@@ -189,33 +180,22 @@ private:
     Forwarding& host_;
 };
 
-// A forwarder that is deleted ends the commands that wait, and goes. A caller that has not reached it yet
-// must still find it, so it goes in two steps while somebody is inside: a condition keeps it allocated, with
-// nothing sent any more, until all have left. True when they have.
-bool Forwarding::endCommands(std::unique_lock<std::mutex>& lock) {
-    constexpr auto longest = std::chrono::minutes(1); // the end of the process is bounded elsewhere
-    lock.unlock();
-    ORXLog_setStderrEnabled(0); // it would tell that it stays
-    ORX_MonitoringForwarder_delete(forwarder_);
-    ORXLog_setStderrEnabled(1);
-    lock.lock();
-    return left_.wait_for(lock, longest, [this] { return inside_ == 0; });
-}
-
+// Nobody comes in any more; who waits for a command comes out when it ends, and then the forwarder is
+// nobody's but the owner's.
 void Forwarding::close() {
+    constexpr auto longest = std::chrono::minutes(1); // the end of the process is bounded elsewhere
     if (forwarder_ == nullptr)
         return;
     std::unique_lock lock(mutex_);
     isClosing_ = true;
-    ORX_MonitoringForwarder* const forwarder = forwarder_;
-    DDS_DataReader* const reader = readers().event;
-    const bool isKept = inside_ != 0 && !endCommands(lock);
-    forwarder_ = nullptr;
-    if (isKept)
-        return;
     lock.unlock();
-    DDS_DataReader_delete_readcondition(reader, keeper_);
-    ORX_MonitoringForwarder_delete(forwarder);
+    ORX_MonitoringForwarder_end_commandsI(forwarder_);
+    lock.lock();
+    const bool haveLeft = left_.wait_for(lock, longest, [this] { return inside_ == 0; });
+    ORX_MonitoringForwarder* const forwarder = std::exchange(forwarder_, nullptr);
+    lock.unlock();
+    if (haveLeft)
+        ORX_MonitoringForwarder_delete(forwarder);
 }
 
 Intake::Readers Forwarding::readers() const {

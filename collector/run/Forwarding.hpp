@@ -39,10 +39,8 @@ public:
 
 private:
     class Visit;
-    bool endCommands(std::unique_lock<std::mutex>& lock);
 
     ORX_MonitoringForwarder* forwarder_ = nullptr; // of the owner
-    DDS_ReadCondition* keeper_ = nullptr;          // keeps the forwarder from going with the commands
     std::mutex mutex_;
     std::condition_variable left_;
     std::size_t inside_ = 0; // callers
