@@ -10,6 +10,7 @@ namespace {
 
 constexpr DDS_Long samplesPerTake = 256;
 constexpr std::array<const char*, 3> topics{"event", "periodic", "logging"};
+constexpr std::size_t eventTopic = 0, periodicTopic = 1, loggingTopic = 2;
 
 // Takes what a reader holds now, in loans of bounded size, and hands on what is valid.
 template <typename Sequence, auto take, auto getReference, auto returnLoan, typename Reader, typename Handle>
@@ -36,30 +37,29 @@ void takeAll(
 
 } // namespace
 
-bool Intake::attach(DDS_DataReader* reader, DDS_ReadCondition*& condition) {
-    if (reader == nullptr)
+bool Intake::attach(std::size_t topic) {
+    if (readers_[topic] == nullptr)
         return true;
+    DDS_ReadCondition*& condition = conditions_[topic];
     condition = DDS_DataReader_create_readcondition(
-        reader, DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
+        readers_[topic], DDS_ANY_SAMPLE_STATE, DDS_ANY_VIEW_STATE, DDS_ANY_INSTANCE_STATE);
     return condition != nullptr && DDS_WaitSet_attach_condition(
                                        waitSet_, DDS_ReadCondition_as_condition(condition)) == DDS_RETCODE_OK;
 }
 
 bool Intake::start(const Readers& readers, std::string& error) {
-    readers_ = readers;
+    {
+        const std::lock_guard lock(lossesLock_);
+        readers_ = {readers.event, readers.periodic, readers.logging};
+    }
     waitSet_ = DDS_WaitSet_new();
     stopped_ = DDS_GuardCondition_new();
     if (waitSet_ == nullptr || stopped_ == nullptr ||
         DDS_WaitSet_attach_condition(waitSet_, DDS_GuardCondition_as_condition(stopped_)) != DDS_RETCODE_OK ||
-        !attach(readers.event, conditions_[0]) || !attach(readers.periodic, conditions_[1]) ||
-        !attach(readers.logging, conditions_[2])) {
+        !attach(eventTopic) || !attach(periodicTopic) || !attach(loggingTopic)) {
         error = "cannot wait for samples";
         detach();
         return false;
-    }
-    {
-        const std::lock_guard lock(lossesLock_);
-        counted_ = {readers.event, readers.periodic, readers.logging};
     }
     thread_ = std::thread([this] { run(); });
     pthread_setname_np(thread_.native_handle(), "orx-intake");
@@ -82,23 +82,23 @@ void Intake::run() {
 void Intake::takeEvents() {
     takeAll<DDS_Monitoring_EventSeq, DDS_Monitoring_EventDataReader_take,
         DDS_Monitoring_EventSeq_get_reference, DDS_Monitoring_EventDataReader_return_loan>(
-        DDS_Monitoring_EventDataReader_narrow(readers_.event), failed_[0], isStopped_,
+        DDS_Monitoring_EventDataReader_narrow(readers_[eventTopic]), failed_[eventTopic], isStopped_,
         [this](const auto& sample, const auto& info) { model_.event(sample, info); });
 }
 
 void Intake::takePeriodics() {
     takeAll<DDS_Monitoring_PeriodicSeq, DDS_Monitoring_PeriodicDataReader_take,
         DDS_Monitoring_PeriodicSeq_get_reference, DDS_Monitoring_PeriodicDataReader_return_loan>(
-        DDS_Monitoring_PeriodicDataReader_narrow(readers_.periodic), failed_[1], isStopped_,
+        DDS_Monitoring_PeriodicDataReader_narrow(readers_[periodicTopic]), failed_[periodicTopic], isStopped_,
         [this](const auto& sample, const auto& info) { model_.periodic(sample, info); });
 }
 
 void Intake::takeLogs() {
-    if (readers_.logging == nullptr)
+    if (readers_[loggingTopic] == nullptr)
         return;
     takeAll<DDS_Monitoring_LoggingSeq, DDS_Monitoring_LoggingDataReader_take,
         DDS_Monitoring_LoggingSeq_get_reference, DDS_Monitoring_LoggingDataReader_return_loan>(
-        DDS_Monitoring_LoggingDataReader_narrow(readers_.logging), failed_[2], isStopped_,
+        DDS_Monitoring_LoggingDataReader_narrow(readers_[loggingTopic]), failed_[loggingTopic], isStopped_,
         [this](const auto& sample, const auto& info) { logs_.take(sample, info); });
 }
 
@@ -109,33 +109,30 @@ void Intake::stop() {
         thread_.join();
     }
     detach();
-    const std::lock_guard lock(lossesLock_);
-    for (std::size_t i = 0; i < counted_.size(); ++i) {
-        lastNotCached_[i] = notCachedOf(i);
-        counted_[i] = nullptr;
-    }
 }
 
 void Intake::detach() {
     if (waitSet_ != nullptr)
         DDS_WaitSet_delete(waitSet_); // detaches its conditions
     waitSet_ = nullptr;
-    const std::array<DDS_DataReader*, 3> readers{readers_.event, readers_.periodic, readers_.logging};
-    for (std::size_t i = 0; i < readers.size(); ++i) {
-        if (conditions_[i] != nullptr)
-            DDS_DataReader_delete_readcondition(readers[i], conditions_[i]);
-        conditions_[i] = nullptr;
-    }
     if (stopped_ != nullptr)
         DDS_GuardCondition_delete(stopped_);
     stopped_ = nullptr;
+    const std::lock_guard lock(lossesLock_);
+    for (std::size_t i = 0; i < readers_.size(); ++i) {
+        if (conditions_[i] != nullptr)
+            DDS_DataReader_delete_readcondition(readers_[i], conditions_[i]);
+        conditions_[i] = nullptr;
+        lastNotCached_[i] = notCachedOf(i);
+        readers_[i] = nullptr;
+    }
 }
 
 std::uint64_t Intake::notCachedOf(std::size_t topic) const {
-    if (counted_[topic] == nullptr)
+    if (readers_[topic] == nullptr)
         return lastNotCached_[topic];
     DDS_DataReaderCountersI counters{};
-    DDS_DataReader_get_countersI(counted_[topic], &counters);
+    DDS_DataReader_get_countersI(readers_[topic], &counters);
     return counters.dropped_cache_full + counters.dropped_no_memory;
 }
 
@@ -148,7 +145,7 @@ std::array<Intake::TopicLosses, 3> Intake::losses() const {
 }
 
 std::uint64_t Intake::eventLosses() const {
-    const TopicLosses events = losses()[0];
+    const TopicLosses events = losses()[eventTopic];
     return events.notCached + events.failed;
 }
 

@@ -45,7 +45,7 @@ public:
     std::uint64_t eventLosses() const;
 
 private:
-    bool attach(DDS_DataReader* reader, DDS_ReadCondition*& condition);
+    bool attach(std::size_t topic);
     void run();
     void takeEvents();
     void takePeriodics();
@@ -56,10 +56,10 @@ private:
 
     Model& model_;
     LogIntake& logs_;
-    Readers readers_;
-    // Of what follows: whoever asks for losses may come when the readers are about to go.
+    // Of what follows, when it changes: whoever asks for losses may come when the readers are about to go.
+    // The thread takes from them without it, since they change before it begins and after it has ended.
     mutable std::mutex lossesLock_;
-    std::array<DDS_DataReader*, 3> counted_{}; // null once it has stopped
+    std::array<DDS_DataReader*, 3> readers_{}; // in the order of the topics; null where nothing is taken
     std::array<std::uint64_t, 3> lastNotCached_{};
     DDS_WaitSet* waitSet_ = nullptr;
     DDS_GuardCondition* stopped_ = nullptr;
