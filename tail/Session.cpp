@@ -202,7 +202,7 @@ void Session::drain() {
         DDS_DataReaderCountersI counters{};
         DDS_DataReader_get_countersI(readers[topic], &counters);
         interpreter_.undecodable(topics[topic].shown, counters.dropped_decoding, now);
-        interpreter_.notCached(topics[topic].shown, counters.dropped_cache_full);
+        interpreter_.notCached(topics[topic].shown, counters.dropped_cache_full + counters.dropped_no_memory);
     }
 }
 
