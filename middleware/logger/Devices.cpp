@@ -1,6 +1,8 @@
 // The devices by slot, and how a message reaches them.
 #include <pthread.h>
 
+#include <bit>
+
 #include "middleware/log/DdsLog.hpp"
 #include "middleware/log/Memory.hpp"
 #include "middleware/logger/Logger.hpp"
@@ -13,6 +15,9 @@ namespace zdds::logger {
 namespace {
 
 constinit CountedSlot<ADVLOGLoggerDevice*> slots[deviceSlotCount];
+// A bit for each slot that has ever had a device, so that a message does not look at the others. A bit is
+// set, with release, before its slot is filled for the first time, and stays.
+constinit std::atomic<unsigned> usedSlots{0};
 
 [[gnu::constructor]] void watchForks() {
     pthread_atfork(nullptr, nullptr, [] {
@@ -30,9 +35,9 @@ void release(ADVLOGLoggerDevice* device) {
 } // namespace
 
 void deliver(const ZDDS_Config_LogMessage& message) {
-    for (unsigned i = 0; i < deviceSlotCount; ++i) {
-        slots[i].visit(
-            1U << i, [&](ADVLOGLoggerDevice* wrapper) { wrapper->device->write(wrapper->device, &message); });
+    for (unsigned left = usedSlots.load(std::memory_order_relaxed); left != 0; left &= left - 1) {
+        slots[std::countr_zero(left)].visit(left & -left,
+            [&](ADVLOGLoggerDevice* wrapper) { wrapper->device->write(wrapper->device, &message); });
     }
 }
 
@@ -52,6 +57,8 @@ int ADVLOGLogger_setDevice(int slot, ADVLOGLoggerDevice* device, int, int) {
     ADVLOGLoggerDevice* before = nullptr;
     bool wasFull = false;
     const unsigned bit = 1U << slot;
+    if (device != nullptr)
+        zdds::logger::usedSlots.fetch_or(bit, std::memory_order_release);
     if (!zdds::logger::slots[slot].exchange(bit, device != nullptr ? &device : nullptr, &before, &wasFull))
         return ZDDS_FAIL(0, FAILED_TO_SET, "logger device %d: another thread is changing it", slot);
     drop.dismiss();

@@ -1,7 +1,7 @@
 // The three forms of a level.
 #include <bit>
 
-#include "zddsc/logger.h"
+#include "middleware/logger/Logger.hpp"
 
 namespace {
 constexpr unsigned levelBits = ZDDS_CONFIG_SYSLOG_VERBOSITY_DEBUG;
@@ -38,6 +38,5 @@ ZDDS_Config_LogVerbosity ZDDS_Config_LogVerbosity_from_syslog_verbosity(
 }
 
 ORX_UINT32 ORXSyslog_getInstrumentBitFromSyslogLevel(ZDDS_Config_SyslogLevel level) {
-    const auto number = static_cast<unsigned>(numberOf(level));
-    return number <= ZDDS_CONFIG_SYSLOG_LEVEL_DEBUG ? 1U << number : 0;
+    return zdds::logger::bitOf(numberOf(level));
 }

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <bit>
 #include <ctime>
 #include <limits>
 
@@ -120,7 +121,7 @@ void deliverToDevices(const Message& message) {
     TextBuffer buffer;
     composeText(buffer, message.level, message.category, message.text);
     deliver({.text = buffer.bytes,
-        .level = ZDDS_Config_LogLevel_from_syslog_level(message.level),
+        .level = static_cast<ZDDS_Config_LogLevel>(bitOf(message.level)),
         .is_security_message = DDS_BOOLEAN_FALSE,
         .message_id = message.id,
         .timestamp = now(),
@@ -140,7 +141,7 @@ DDS_UnsignedLong loggingIndexOfThisThread() {
 }
 
 void postToLibrary(const Message& message) {
-    if (!ORX_MonitoringHost_is_enabled())
+    if (!host::host().enabled.load(std::memory_order_relaxed)) // asked again with the lock
         return;
     const DDS_UnsignedLong index = loggingIndexOfThisThread();
     TextBuffer buffer;
@@ -174,9 +175,15 @@ bool isForDevices(ZDDS_Config_LogFacility facility) {
 } // namespace
 
 int positionOf(ZDDS_Config_LogFacility facility) {
-    for (int i = 0; i < 4; ++i) {
-        if (facilities[i] == facility)
-            return i;
+    switch (facility) {
+    case ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE:
+        return middlewarePosition;
+    case ZDDS_CONFIG_LOG_FACILITY_SECURITY_EVENT:
+        return 1;
+    case ZDDS_CONFIG_LOG_FACILITY_SERVICE:
+        return 2;
+    case ZDDS_CONFIG_LOG_FACILITY_USER:
+        return 3;
     }
     return -1;
 }
@@ -276,7 +283,7 @@ int ZDDS_Config_Logger_log(ZDDS_Config_Logger* self, ZDDS_Config_LogFacility fac
     ZDDS_REQUIRE(text != nullptr, 0);
     const int position = positionOf(facility);
     ZDDS_REQUIRE(position >= 0, 0);
-    const ORX_UINT32 bit = ORXSyslog_getInstrumentBitFromSyslogLevel(level);
+    const ORX_UINT32 bit = bitOf(std::bit_cast<int>(level));
     ZDDS_REQUIRE(bit != 0, 0);
     ZDDS_REQUIRE(category == nullptr || isCategory(category), 0);
     if ((self->verbosities[position].load(std::memory_order_relaxed) & bit) == 0 || !mayDeliver())

@@ -24,6 +24,12 @@ namespace zdds::logger {
 // Positions of the facilities; -1 for one that does not exist.
 int positionOf(ZDDS_Config_LogFacility facility);
 
+// A level's bit of a verbosity, which is the log level too; 0 for a number that is no level. (Callers in C
+// may pass one.)
+inline ORX_UINT32 bitOf(int level) {
+    return level >= 0 && level <= ZDDS_CONFIG_SYSLOG_LEVEL_DEBUG ? 1U << level : 0;
+}
+
 // Bits of insideOf: the device slots have 0 to 7.
 constexpr unsigned deviceSlotCount = 8;
 constexpr unsigned insideDevice = (1U << deviceSlotCount) - 1;

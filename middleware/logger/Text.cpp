@@ -27,15 +27,14 @@ bool isCategory(const char* category) {
 }
 
 // A character of UTF-8 has at most 4 bytes; what continues for longer is no UTF-8 and is cut anywhere.
-std::size_t boundedLength(const char* text, std::size_t maximum) {
-    const std::size_t length = strnlen(text, maximum);
-    if (length < maximum || text[length] == '\0' || !isContinuation(text[length]))
-        return length;
-    for (std::size_t begin = length; begin > 0 && length - begin < 4; --begin) {
+std::size_t cutLength(const char* text, std::size_t maximum) {
+    if (text[maximum] == '\0' || !isContinuation(text[maximum]))
+        return maximum;
+    for (std::size_t begin = maximum; begin > 0 && maximum - begin < 4; --begin) {
         if (!isContinuation(text[begin - 1]))
             return begin - 1;
     }
-    return length;
+    return maximum;
 }
 
 std::size_t composeText(

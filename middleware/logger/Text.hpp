@@ -3,6 +3,7 @@
 #define ZDDSC_LOGGER_TEXT_HPP
 
 #include <cstddef>
+#include <cstring>
 
 #include "middleware/logger/Logger.hpp"
 
@@ -25,9 +26,15 @@ std::size_t composeText(
 // A text that goes to no device: `text` itself, or what fits of it in the buffer.
 const char* boundText(TextBuffer& buffer, const char* text);
 
-// Length of `text`, at most `maximum`, without the part of a UTF-8 character at the end that a cut would
-// leave.
-std::size_t boundedLength(const char* text, std::size_t maximum);
+// Length of a text of at least `maximum` bytes, cut there, without the part of a UTF-8 character at the end
+// that the cut would leave.
+std::size_t cutLength(const char* text, std::size_t maximum);
+
+// Length of `text`, at most `maximum`, cut likewise.
+inline std::size_t boundedLength(const char* text, std::size_t maximum) {
+    const std::size_t length = strnlen(text, maximum);
+    return length < maximum ? length : cutLength(text, maximum);
+}
 
 } // namespace zdds::logger
 
