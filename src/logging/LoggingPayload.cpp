@@ -1,16 +1,13 @@
-// A message is one buffer when nothing of it comes from outside but texts: payload, message, the one entry of
-// structured data, its one pair, and the texts, one behind the other. One reservation and one release are
-// what a thread that logs, and the worker, pay for it. With structured data of the caller's the message is
-// put together from buffers of its own.
+// Messages and requests of snapshots as payloads of their own. With structured data of the caller's a message
+// is put together from several buffers; without, it is one (CompactMessage.hpp).
 #include "src/logging/LoggingPayload.h"
 
-#include <atomic>
-#include <charconv>
 #include <climits>
 #include <cstring>
 #include <new>
 
 #include "src/log/Log.hpp"
+#include "src/logging/CompactMessage.hpp"
 #include "src/logging/StructuredData.h"
 #include "zddscore/text.h"
 
@@ -18,45 +15,14 @@ namespace {
 
 constexpr ORX_UINT32 orxLogSubmodule = orx::log::submodule::logging;
 
+using namespace orx::logging;
+
 using Payload = ORX_MonitoringLoggingPayload;
 using Message = DDS_Monitoring_LoggingMessage;
 using Entry = DDS_Monitoring_StructuredDataMapEntry;
-using Pair = DDS_Monitoring_NameValuePair;
 using EntrySeq = DDS_Monitoring_StructuredDataMapEntrySeq;
 
-constexpr char entryKey[] = "Zentrox";
-constexpr char pairName[] = "category";
 constexpr size_t idTextSize = 51;
-
-// What the producer gives.
-struct Source {
-    const char* text;
-    ZDDS_Config_SyslogLevel severity;
-    DDS_UnsignedLong messageId;
-    const DDS_Duration_t* timestamp;
-    ZDDS_Config_LogFacility facility;
-    const char* category;
-};
-
-int counterOf(ZDDS_Config_LogFacility facility) {
-    switch (facility) {
-    case ZDDS_CONFIG_LOG_FACILITY_USER:
-        return 0;
-    case ZDDS_CONFIG_LOG_FACILITY_SECURITY_EVENT:
-        return 1;
-    case ZDDS_CONFIG_LOG_FACILITY_SERVICE:
-        return 2;
-    case ZDDS_CONFIG_LOG_FACILITY_MIDDLEWARE:
-        break;
-    }
-    return 3;
-}
-
-// A message that fails later leaves a gap, which tells a reader that there was one.
-ORX_UINT64 takeNumber(ORX_MonitoringLogging& logging, ZDDS_Config_LogFacility facility) {
-    return std::atomic_ref(logging.sequenceNumber[counterOf(facility)])
-        .fetch_add(1, std::memory_order_relaxed);
-}
 
 // All that is no text, but the number.
 void setHeader(Message& message, const Source& source) {
@@ -82,72 +48,25 @@ Payload* reservePayload(REDAInlineMemory** memoryManager) {
 
 // ---- In one buffer ----
 
-// By the C library's function: a compiler that knows the size makes a string instruction of it, which takes
-// longer to start than this takes altogether. So it is not told.
-void clear(void* memory, size_t size) {
-    asm("" : "+r"(size));
-    std::memset(memory, 0, size);
-}
-
-struct CompactMessage {
-    Payload payload; // first
-    Message message;
-    Entry entry;
-    Pair pair;
-    char key[sizeof entryKey];
-    char name[sizeof pairName];
-    char id[11]; // the longest number and a terminator
-    char texts[1];
-
-    static constexpr size_t bytes(size_t textBytes) { return offsetof(CompactMessage, texts) + textBytes; }
-};
-
 bool isCompact(const Payload& payload) {
     return payload.base == &reinterpret_cast<const CompactMessage&>(payload).message;
 }
 
-// One element, which is the caller's memory.
-template <class Sequence, class Element> void lend(Sequence& sequence, Element& element) {
-    sequence._contiguous_buffer = &element;
-    sequence._length = 1;
-    sequence._maximum = 1;
-    sequence._loaned = DDS_BOOLEAN_TRUE;
-}
-
 Payload* createCompact(
     ORX_MonitoringLogging& logging, REDAInlineMemory** memoryManager, const Source& source) {
-    const size_t textSize = std::strlen(source.text) + 1;
-    const size_t categorySize = std::strlen(source.category) + 1;
-    const size_t size = CompactMessage::bytes(textSize + categorySize);
-    void* buffer = reserve(memoryManager, size);
-    if (buffer == nullptr) {
+    const size_t size = sizeof(CompactMessage) + bytesBehind(source);
+    auto* self = static_cast<CompactMessage*>(reserve(memoryManager, size));
+    if (self == nullptr) {
         return ORX_FLOOD_ERROR(FAILED_TO_ALLOCATE, "'struct ORX_MonitoringLoggingPayload' with size %u\n",
             static_cast<unsigned>(size));
     }
-    auto* self = static_cast<CompactMessage*>(buffer);
-    // Before the message is written: an atomic addition waits for all stores that came before it.
-    const ORX_UINT64 number = takeNumber(logging, source.facility);
-    clear(self, offsetof(CompactMessage, key));
-    std::memcpy(self->key, entryKey, sizeof entryKey);
-    std::memcpy(self->name, pairName, sizeof pairName);
-    *std::to_chars(self->id, self->id + sizeof self->id - 1, source.messageId).ptr = '\0';
-    std::memcpy(self->texts, source.text, textSize);
-    std::memcpy(self->texts + textSize, source.category, categorySize);
-    self->pair = {self->name, self->texts + textSize};
-    self->entry.key = self->key;
-    lend(self->entry.pairs, self->pair);
-    lend(self->message.structured_data, self->entry);
-    self->message.msgid = self->id;
-    self->message.message = self->texts;
-    setHeader(self->message, source);
-    self->message.sn = number;
-    self->payload.base = &self->message;
+    fillCompact(*self, logging, source);
     return &self->payload;
 }
 
 // ---- In buffers of its own ----
 
-bool copyText(char** destination, REDAInlineMemory** memoryManager, const char* source) {
+bool duplicate(char** destination, REDAInlineMemory** memoryManager, const char* source) {
     return ORXCdrType_copyStringExWMemoryManager(destination, memoryManager, source, INT_MAX, 1) != nullptr;
 }
 
@@ -168,14 +87,14 @@ bool setStructuredData(
 }
 
 bool setTexts(Message& message, REDAInlineMemory** memoryManager, const Source& source) {
-    if (!copyText(&message.message, memoryManager, source.text))
+    if (!duplicate(&message.message, memoryManager, source.text))
         return ORX_ERROR(FAILED_TO_COPY, "Logging message string");
     char id[idTextSize];
     if (ORXOsapiUtility_snprintf(id, sizeof id, "%u", source.messageId) < 0) {
         return ORX_ERROR(
             FAILED_TO_CONVERT_TYPE, "Logging message ID string from value '%u'\n", source.messageId);
     }
-    if (!copyText(&message.msgid, memoryManager, id))
+    if (!duplicate(&message.msgid, memoryManager, id))
         return ORX_ERROR(FAILED_TO_COPY, "Logging message ID string");
     return true;
 }
@@ -207,7 +126,13 @@ Payload* createFromParts(ORX_MonitoringLogging& logging, REDAInlineMemory** memo
     return self;
 }
 
+constexpr DDS_Monitoring_NameValuePair pairWithoutCategory{
+    const_cast<char*>(pairName), const_cast<char*>(noCategory)};
+
 } // namespace
+
+constexpr DDS_Monitoring_StructuredDataMapEntry orx::logging::entryWithoutCategory{
+    const_cast<char*>(entryKey), oneOf<DDS_Monitoring_NameValuePairSeq>(pairWithoutCategory)};
 
 ORX_MonitoringLoggingPayload* ORX_MonitoringLoggingPayload_createUpdate(ORX_MonitoringLogging* logging,
     REDAInlineMemory** memoryManager, const char* text, ZDDS_Config_SyslogLevel severity,
@@ -218,7 +143,14 @@ ORX_MonitoringLoggingPayload* ORX_MonitoringLoggingPayload_createUpdate(ORX_Moni
     ORX_FAIL_IF(text == ORX_NULL);
     ORX_FAIL_IF(timestamp == ORX_NULL);
     ORX_FAIL_IF(categoryString == ORX_NULL);
-    const Source source{text, severity, message_id, timestamp, facility, categoryString};
+    const Source source{.text = text,
+        .textLength = std::strlen(text),
+        .severity = severity,
+        .messageId = message_id,
+        .timestamp = timestamp,
+        .facility = facility,
+        .category = categoryString,
+        .categoryLength = std::strlen(categoryString)};
     return structuredData == nullptr ? createCompact(*logging, memoryManager, source)
                                      : createFromParts(*logging, memoryManager, source, *structuredData);
 }

@@ -8,6 +8,8 @@
 #ifndef ORX_RESERVED_TASK_HPP
 #define ORX_RESERVED_TASK_HPP
 
+#include <cstddef>
+
 #include "src/taskExecutor/TaskQueue.hpp"
 
 namespace orx::taskExecutor {

@@ -81,6 +81,27 @@ TEST_F(LoggingPost, ASecurityMessageOfTheMiddlewareIsMarked) {
     EXPECT_EQ(messages[1].category(), "Discovery,Security");
 }
 
+TEST_F(LoggingPost, AMessageIsOneBufferOfTheQueue) {
+    start();
+    const auto live = world.liveBuffers();
+    EXPECT_TRUE(LoggingWorld::log("of a service", service));
+    EXPECT_TRUE(LoggingWorld::log("of a user", user, "Mine"));
+    EXPECT_EQ(world.liveBuffers(), live + 2);
+}
+
+TEST_F(LoggingPost, ATextIsWholeWhateverIsInItThatIsNoCategory) {
+    start();
+    const std::string text = "a|b [|L" + std::string(3000, 'x') + "|";
+    EXPECT_TRUE(LoggingWorld::log(text.c_str(), service));
+    EXPECT_TRUE(LoggingWorld::log("", service));
+    const auto messages = published();
+    ASSERT_EQ(messages.size(), 2U) << log.text();
+    EXPECT_EQ(messages[0].message, "ERROR " + text);
+    EXPECT_EQ(messages[0].category(), "N/A");
+    EXPECT_EQ(messages[1].message, "ERROR ");
+    EXPECT_EQ(messages[1].category(), "N/A");
+}
+
 TEST_F(LoggingPost, AMessageWithoutACategoryThatCanBeFormedIsDropped) {
     start();
     LoggingWorld::log("[|LC:Discovery text", service);
