@@ -167,7 +167,7 @@ TEST_F(Reading, ATakeThatFindsNoMemorySaysSoAndCountsWhatItLost) {
     for (long n = 1; !isTaken && n < 50; ++n) {
         { const Loan rest(reader, true); }
         ASSERT_EQ(write(1), DDS_RETCODE_OK);
-        FailingHeap heap(n);
+        FailingHeap heap(n, 1'000);
         test_type::Samples samples{};
         DDS_SampleInfoSeq infos{};
         const DDS_ReturnCode_t result =

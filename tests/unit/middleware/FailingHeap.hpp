@@ -8,10 +8,11 @@
 #include "zddsc/type_engine.h"
 #include "zddscore/heap.h"
 
-// While one lives, the n-th allocation from its making on fails, and that one alone; 0 fails none.
+// While one lives, the n-th allocation from its making on fails, and that one alone, or so many; 0 fails
+// none.
 class FailingHeap {
 public:
-    explicit FailingHeap(long failAt = 0) : failAt_(failAt) {
+    explicit FailingHeap(long failAt = 0, long times = 1) : failAt_(failAt), times_(times) {
         const ORXOsapiHeapAllocator allocator{&FailingHeap::allocate, &FailingHeap::release, this};
         ORXOsapiHeap_setAllocator(&allocator);
     }
@@ -33,7 +34,8 @@ private:
     static void* allocate(void* context, size_t size, size_t alignment, const char*) {
         auto* self = static_cast<FailingHeap*>(context);
         ++ofThisThread_;
-        if (++self->allocations_ == self->failAt_) {
+        const long number = ++self->allocations_;
+        if (self->failAt_ != 0 && number >= self->failAt_ && number - self->failAt_ < self->times_) {
             self->hasFailed_ = true;
             return nullptr;
         }
@@ -50,6 +52,7 @@ private:
 
     static inline thread_local long ofThisThread_ = 0;
     const long failAt_;
+    const long times_;
     std::atomic<long> allocations_{0};
     std::atomic<long> live_{0};
     std::atomic<bool> hasFailed_{false};
