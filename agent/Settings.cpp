@@ -137,11 +137,19 @@ bool parseLevel(std::string_view text, int& level) {
 }
 
 int* levelOf(Levels& levels, std::string_view facility) {
-    return facility == "middleware"       ? &levels.middleware
-           : facility == "security_event" ? &levels.securityEvent
-           : facility == "service"        ? &levels.service
-           : facility == "user"           ? &levels.user
-                                          : nullptr;
+    const reading::Facility* const known = reading::facilityNamed(facility);
+    switch (known != nullptr ? known->number : 0) {
+    case 1:
+        return &levels.user;
+    case 10:
+        return &levels.securityEvent;
+    case 22:
+        return &levels.service;
+    case 23:
+        return &levels.middleware;
+    default:
+        return nullptr;
+    }
 }
 
 void checkLevel(std::string_view level, Problem& problem) {
@@ -164,7 +172,7 @@ void checkLevels(const Option&, std::string_view value, Problem& problem) {
             return report(problem, "'%.*s' has no '=' between facility and level", width(item), item.data());
         const std::string_view facility = item.substr(0, divider);
         if (levelOf(ignored, facility) == nullptr)
-            return report(problem, "'%.*s' is no facility: middleware, security_event, service and user are",
+            return report(problem, "'%.*s' is no facility: user, security, service and middleware are",
                 width(facility), facility.data());
         checkLevel(item.substr(divider + 1), problem);
     }
@@ -228,7 +236,7 @@ constexpr Option optionTable[] = {
     {"forward", "LEVELS", "ORX_AGENT_FORWARD", false, checkLevels,
         "log messages to publish: a level for all facilities, or\n"
         "FACILITY=LEVEL with commas between them; a level takes in the more\n"
-        "severe ones. Facilities: middleware, security_event, service, user.\n"
+        "severe ones. Facilities: user, security, service, middleware.\n"
         "Levels: silent, emergency, alert, critical, error, warning, notice,\n"
         "informational, debug (default warning)"},
     {"collect", "LEVELS", "ORX_AGENT_COLLECT", false, checkLevels,

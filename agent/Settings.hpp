@@ -11,6 +11,8 @@
 #include <span>
 #include <string_view>
 
+#include "reading/Words.hpp"
+
 namespace orx::agent {
 
 struct Problem {
@@ -21,7 +23,7 @@ struct Problem {
 enum class Verbosity { silent, error, warning, info, debug };
 
 constexpr int32_t defaultDomain = 2;
-constexpr int32_t maximumDomain = 232;                  // the last one that has ports
+constexpr int32_t maximumDomain = reading::lastDomain;
 constexpr int32_t defaultQueueLimit = 64 * 1024 * 1024; // bytes
 constexpr Verbosity defaultVerbosity = Verbosity::warning;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ctl/Names.hpp"
+#include "reading/Words.hpp"
 
 namespace ctl {
 
@@ -40,7 +41,7 @@ std::string checkPath(const std::string& text) {
 } // namespace
 
 std::string names::checkFacility(const std::string& text) {
-    return checkWord(facilities, "facility", text);
+    return reading::facilityNamed(text) != nullptr ? "" : checkWord(facilities, "facility", text);
 }
 std::string names::checkLevel(const std::string& text) {
     return checkWord(levels, "level", text);

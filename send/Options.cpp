@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "agent/PeerLists.hpp"
+#include "reading/Words.hpp"
 
 namespace send {
 
@@ -16,8 +17,6 @@ struct NamedNumber {
     const char* name;
     int number;
 };
-constexpr NamedNumber facilities[] = {
-    {"middleware", 23}, {"security_event", 10}, {"service", 22}, {"user", 1}};
 constexpr NamedNumber levels[] = {{"silent", 0}, {"emergency", 1}, {"alert", 3}, {"critical", 7},
     {"error", 15}, {"warning", 31}, {"notice", 63}, {"informational", 127}, {"debug", 255}};
 
@@ -29,9 +28,9 @@ std::optional<int> find(const NamedNumber (&table)[count], const std::string& na
     return std::nullopt;
 }
 
-template <std::size_t count> std::string namesOf(const NamedNumber (&table)[count]) {
+std::string namesOf(const auto& table) {
     std::string all;
-    for (const NamedNumber& each : table)
+    for (const auto& each : table)
         all += (all.empty() ? "" : ", ") + std::string(each.name);
     return all;
 }
@@ -71,13 +70,13 @@ std::optional<std::string> parseMetricGroups(const std::string& text, Selector& 
 
 std::optional<std::string> parseLevel(const std::string& text, Selector& selector) {
     const std::size_t colon = text.find(':');
-    const auto facility = find(facilities, text.substr(0, colon));
-    if (!facility)
-        return "'" + text.substr(0, colon) + "' is no facility; there are " + namesOf(facilities);
+    const reading::Facility* const facility = reading::facilityNamed(text.substr(0, colon));
+    if (facility == nullptr)
+        return "'" + text.substr(0, colon) + "' is no facility; there are " + namesOf(reading::facilities);
     const auto level = colon == std::string::npos ? std::nullopt : find(levels, text.substr(colon + 1));
     if (!level)
         return "'" + text + "' names no level behind ':'; there are " + namesOf(levels);
-    selector.levels.push_back({static_cast<std::uint8_t>(*facility), *level});
+    selector.levels.push_back({facility->number, *level});
     return std::nullopt;
 }
 
@@ -161,7 +160,7 @@ Parsed parseOptions(int argc, char** argv) {
            "name of the application; without it there must be just one in the domain")
         ->always_capture_default(false);
     app.add_option("--domain", options.domain, "domain of the monitoring")
-        ->check(CLI::Range(0, 232))
+        ->check(CLI::Range(0, reading::lastDomain))
         ->envname("ORX_DOMAIN")
         ->capture_default_str();
     app.add_option("--peers", peers,

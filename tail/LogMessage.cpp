@@ -4,24 +4,15 @@
 #include <string_view>
 
 #include "reading/LogMessages.hpp"
+#include "reading/Words.hpp"
 
 namespace tail {
 
 namespace {
 
 std::string facilityName(unsigned facility) {
-    switch (facility) {
-    case 1:
-        return "user";
-    case 10:
-        return "security_event";
-    case 22:
-        return "service";
-    case 23:
-        return "middleware";
-    default:
-        return "facility_" + std::to_string(facility);
-    }
+    const std::string_view name = reading::facilityName(facility);
+    return name.empty() ? "facility_" + std::to_string(facility) : std::string(name);
 }
 
 std::string severityName(DDS_Monitoring_LoggingLevel severity) {

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "agent/PeerLists.hpp"
+#include "reading/Words.hpp"
 
 namespace tail {
 
@@ -29,7 +30,7 @@ Parsed parseOptions(int argc, char** argv) {
     CLI::App app{"Prints what monitored applications publish, a line for each change, until interrupted."};
     app.option_defaults()->always_capture_default();
     app.add_option("--domain", options.domain, "domain of the monitoring")
-        ->check(CLI::Range(0, 232))
+        ->check(CLI::Range(0, reading::lastDomain))
         ->envname("ORX_DOMAIN")
         ->capture_default_str();
     app.add_option("--peers", peers,

@@ -1,22 +1,15 @@
 #include "collector/api/Names.hpp"
 
-#include <array>
 #include <charconv>
 
 #include "reading/LogMessages.hpp"
+#include "reading/Words.hpp"
 
 namespace collector::api {
 
 namespace {
 
 using reading::severityNames;
-
-struct Facility {
-    std::uint8_t number;
-    const char* name;
-};
-constexpr std::array<Facility, 4> facilities{
-    {{1, "user"}, {10, "security"}, {22, "service"}, {23, "middleware"}}};
 
 template <typename Number> std::optional<Number> numberOf(std::string_view text, std::uint32_t most) {
     std::uint32_t number = 0;
@@ -29,11 +22,8 @@ template <typename Number> std::optional<Number> numberOf(std::string_view text,
 } // namespace
 
 Json facilityJson(std::uint8_t facility) {
-    for (const Facility& each : facilities) {
-        if (each.number == facility)
-            return each.name;
-    }
-    return facility;
+    const std::string_view name = reading::facilityName(facility);
+    return name.empty() ? Json(facility) : Json(name);
 }
 
 std::string facilityText(std::uint8_t facility) {
@@ -42,10 +32,8 @@ std::string facilityText(std::uint8_t facility) {
 }
 
 std::optional<std::uint8_t> facilityOf(std::string_view text) {
-    for (const Facility& each : facilities) {
-        if (each.name == text)
-            return each.number;
-    }
+    if (const reading::Facility* const known = reading::facilityNamed(text))
+        return known->number;
     return numberOf<std::uint8_t>(text, 255);
 }
 

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "agent/PeerLists.hpp"
+#include "reading/Words.hpp"
 
 namespace collector::run {
 
@@ -36,7 +37,7 @@ Parsed parseOptions(int argc, const char* const* argv) {
     app.name("orx-collector");
     app.option_defaults()->always_capture_default();
     app.add_option("--domain", options.domain, "domain of the monitoring")
-        ->check(CLI::Range(0, 232))
+        ->check(CLI::Range(0, reading::lastDomain))
         ->envname("ORX_DOMAIN");
     app.add_option("--peers", peers,
            "addresses to announce to, with commas between them, on a network without multicast")

@@ -58,7 +58,7 @@ TEST(OrxRun, RefusesWrongOptionsBeforeTheProgramStarts) {
     expectRefused(with({"--forward", "loud"}), "--forward: 'loud' " + levels);
     expectRefused(with({"--collect", "user=loud"}), "--collect: 'loud' " + levels);
     expectRefused(with({"--forward", "users=debug"}),
-        "--forward: 'users' is no facility: middleware, security_event, service and user are");
+        "--forward: 'users' is no facility: user, security, service and middleware are");
     expectRefused(
         with({"--collect", "user=debug,error"}), "--collect: 'error' has no '=' between facility and level");
     expectRefused(with({"--nonsense"}), "unknown option '--nonsense'");

@@ -227,7 +227,7 @@ TEST(Tail, ShowsLogMessagesOfSeveralApplicationsAndTheirSnapshots) {
     tail.await({"  two  user ERROR  sn=0  N/A  [live 1]  hello"});
     second.command("history 1 1 0 N/A hello");
     second.command("history 1 10 3 Security who goes there");
-    tail.await({"  two  security_event ERROR  sn=3  Security  [snapshot 1]  who goes there"});
+    tail.await({"  two  security ERROR  sn=3  Security  [snapshot 1]  who goes there"});
     EXPECT_EQ(linesWith(tail.output(), {"hello"}).size(), 1u) << "a snapshot repeats what was shown";
 }
 

@@ -148,6 +148,8 @@ TEST(Settings, TakesLevelsOfFacilities) {
     EXPECT_TRUE(parseLevels("user=silent,security_event=emergency", levels));
     EXPECT_EQ(levels.user, Levels::silent);
     EXPECT_EQ(levels.securityEvent, 0);
+    EXPECT_TRUE(parseLevels("security=alert", levels));
+    EXPECT_EQ(levels.securityEvent, 1);
     EXPECT_EQ(levels.middleware, 7) << "not named";
     for (const char* wrong : {"", "loud", "user=", "user=loud", "=debug", "users=debug", "user=debug,",
              "user=debug,error", "debug,error"})

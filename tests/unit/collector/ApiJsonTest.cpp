@@ -60,6 +60,7 @@ TEST(ApiJson, TimesAreInUtc) {
 TEST(ApiNames, FacilitiesAndLevels) {
     for (const char* name : {"user", "security", "service", "middleware"})
         EXPECT_EQ(facilityJson(facilityOf(name).value()), name);
+    EXPECT_EQ(facilityOf("security_event"), 10);
     EXPECT_EQ(facilityOf("23"), 23);
     EXPECT_EQ(facilityOf("256"), std::nullopt);
     EXPECT_EQ(facilityOf("User"), std::nullopt);

@@ -47,10 +47,12 @@ TEST(Commands, SetLevelsByWordAndByNumber) {
         "set_logging_collection_level",
         R"({"logging_groups": [{"application_selector": "/applications/pinger", "logging_settings": [
             {"facility": "middleware", "verbosity": "debug"}, {"facility": 10, "verbosity": 7}]}]})");
-    expectSent({"logging", "forwarding", "1a2b3c4d.5e6f7a8b.9c0d1e2f.3a4b5c6d", "user=silent"},
+    expectSent({"logging", "forwarding", "1a2b3c4d.5e6f7a8b.9c0d1e2f.3a4b5c6d", "user=silent",
+                   "security_event=debug"},
         "set_logging_forwarding_level",
         R"x({"logging_groups": [{"application_selector": "//GUID(1A2B3C4D.5E6F7A8B.9C0D1E2F.3A4B5C6D)",
-            "logging_settings": [{"facility": "user", "verbosity": "silent"}]}]})x");
+            "logging_settings": [{"facility": "user", "verbosity": "silent"},
+                {"facility": "security_event", "verbosity": "debug"}]}]})x");
 }
 
 TEST(Commands, RequestTheRegistry) {

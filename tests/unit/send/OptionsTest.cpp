@@ -54,16 +54,17 @@ TEST(SendOptions, MetricSelectorsHavePatternsOnAndOff) {
 }
 
 TEST(SendOptions, LevelSelectorsHaveFacilitiesAndLevels) {
-    const auto selector =
-        parse(SelectorKind::levels, "//applications/a=b=middleware:debug,security_event:silent,user:warning");
+    const auto selector = parse(SelectorKind::levels,
+        "//applications/a=b=middleware:debug,security_event:silent,user:warning,security:debug");
     EXPECT_EQ(selector.expression, "//applications/a=b");
-    ASSERT_EQ(selector.levels.size(), 3U);
+    ASSERT_EQ(selector.levels.size(), 4U);
     EXPECT_EQ(selector.levels[0].facility, 23);
     EXPECT_EQ(selector.levels[0].verbosity, 255);
     EXPECT_EQ(selector.levels[1].facility, 10);
     EXPECT_EQ(selector.levels[1].verbosity, 0);
     EXPECT_EQ(selector.levels[2].facility, 1);
     EXPECT_EQ(selector.levels[2].verbosity, 31);
+    EXPECT_EQ(selector.levels[3].facility, 10);
 }
 
 TEST(SendOptions, RefusesWhatAnApplicationWouldRefuse) {
