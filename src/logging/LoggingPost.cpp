@@ -101,8 +101,8 @@ void fetchForWriting(std::uintptr_t address) {
 }
 
 // The worker has read the lines that the next messages will lie in, most often on another processor, and who
-// writes them would wait for each. Buffers of the arena follow each
-// other, and messages are about alike in length, so what lies behind the next one is asked for.
+// writes them would wait for each. Buffers of the arena follow each other, and messages are about alike in
+// length, so what lies behind the next one is asked for.
 void fetchAhead(const void* buffer, std::size_t size) {
     constexpr std::size_t line = 64;
     constexpr std::size_t most = 8 * line;
