@@ -32,9 +32,18 @@ std::int64_t deadlineAfter(double seconds) {
     return now.tv_sec * std::int64_t{1'000'000'000} + now.tv_nsec + std::llround(seconds * 1e9);
 }
 
-// The exit code. Who closes the pipe has seen enough.
+// Calls are not begun again behind a signal: one that waits for a reader who is stuck ends.
+void endAtSignals() {
+    struct sigaction action {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+// The exit code. Who closes the pipe has seen enough, and so has who interrupts.
 int exitCodeOf(int outputError) {
-    if (outputError == 0 || outputError == EPIPE)
+    if (outputError == 0 || outputError == EPIPE || outputError == EINTR)
         return 0;
     std::cerr << "orx-tail: cannot write: " << std::strerror(outputError) << '\n';
     return 1;
@@ -47,8 +56,7 @@ int main(int argc, char** argv) {
     const tail::Parsed parsed = tail::parseOptions(argc, argv);
     if (parsed.exitCode)
         return *parsed.exitCode;
-    std::signal(SIGINT, onSignal);
-    std::signal(SIGTERM, onSignal);
+    endAtSignals();
     std::signal(SIGPIPE, SIG_IGN); // a closed pipe shows as a failed stream
     const std::int64_t deadline = parsed.options.seconds ? deadlineAfter(*parsed.options.seconds) : -1;
 
@@ -68,7 +76,7 @@ int main(int argc, char** argv) {
     tail::Interpreter interpreter(
         [&](const tail::Change& change) { print(change); }, patienceForNames, parsed.options.all);
     std::string error;
-    const auto session = tail::Session::open(parsed.options, interpreter, error);
+    auto session = tail::Session::open(parsed.options, interpreter, error);
     if (session == nullptr) {
         std::cerr << "orx-tail: " << error << '\n';
         return 1;
@@ -79,5 +87,9 @@ int main(int argc, char** argv) {
         print(interpreter.statistics());
     if (parsed.options.tree)
         print(interpreter.tree());
-    return exitCodeOf(outputError);
+    session.reset();
+    const int exitCode = exitCodeOf(outputError);
+    if (outputError != 0)
+        _exit(exitCode); // what could not be written would be tried again
+    return exitCode;
 }

@@ -1,6 +1,9 @@
 // Options of orx-tail, and how it ends.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "Tail.hpp"
 
@@ -30,6 +33,33 @@ TEST(CommandLine, EndsAtASignal) {
         EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
         EXPECT_EQ(outcome.errors, "");
     }
+}
+
+// A pipe that is full, and stays so: whoever prints waits.
+TEST(CommandLine, EndsAtASignalWhileItsReaderIsStuck) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(fcntl(ends[1], F_SETFL, O_NONBLOCK), 0);
+    const std::string filling(1024, ' ');
+    while (write(ends[1], filling.data(), filling.size()) > 0) {
+    }
+    ASSERT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
+    const std::string domain = testDomainText(2);
+    Process tail({"sh", "-c", "exec \"$@\" >&" + std::to_string(ends[1]), "sh", bin("orx-tail"), "--domain",
+                     domain, "--stats"},
+        loopbackOnly());
+    Writer writer(domain, 9);
+    writer.command("match 1"); // it runs
+    siginfo_t end{};
+    for (int i = 0; i < patience * 10 && end.si_pid == 0; ++i) {
+        tail.signal(SIGTERM);
+        usleep(100'000);
+        waitid(P_PID, static_cast<id_t>(tail.id()), &end, WEXITED | WNOHANG | WNOWAIT);
+    }
+    EXPECT_EQ(end.si_code, CLD_EXITED);
+    EXPECT_EQ(end.si_status, 0);
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST(CommandLine, EndsWhenNobodyReads) {
