@@ -109,8 +109,7 @@ DDS_Long firstMatch(const Matcher& matcher, const ORX_MonitoringResource* resour
     return count;
 }
 
-// The selectors of one command, and the first of them that a resource is among the matches of. Each selector
-// that does not match has its line where such lines are wanted, so that then all are asked one by one.
+// The selectors of one command, and the first of them that a resource is among the matches of.
 class Selectors {
 public:
     Selectors(const Matcher& matcher, const DDS_Monitoring_MetricSelectorSeq* metrics, DDS_Long count)
@@ -120,24 +119,38 @@ public:
                 static_cast<const DDS_Monitoring_MetricSelectorSeq*>(texts), static_cast<DDS_Long>(index))
                 ->resource_selector;
         };
-        if (!orx::log::isEnabled(ORX_LOG_BIT_STATUS, orxLogSubmodule))
-            (void)expressions_.prepare(
-                static_cast<ORX_UINT32>(count), textAt, metrics, matcher.accessor, opaque(matcher.root));
+        (void)expressions_.prepare(
+            static_cast<ORX_UINT32>(count), textAt, metrics, matcher.accessor, opaque(matcher.root));
     }
     // As firstMatch.
     DDS_Long first(const ORX_MonitoringResource* resource) const {
         if (expressions_.isPrepared()) {
             orx::path::Branch branch(opaque(resource), opaque(matcher_.root), matcher_.accessor);
-            if (branch.isComplete()) {
-                using Matches = orx::path::ExpressionSet::Matches;
-                const ORX_INT32 index = Matches(expressions_, opaque(resource), branch).next();
-                return index == Matches::end ? count_ : index == Matches::failed ? -1 : index;
-            }
+            if (branch.isComplete())
+                return firstPrepared(resource, branch);
         }
         return firstMatch(matcher_, resource, metrics_, count_);
     }
 
 private:
+    DDS_Long firstPrepared(const ORX_MonitoringResource* resource, orx::path::Branch& branch) const {
+        using Matches = orx::path::ExpressionSet::Matches;
+        Matches matches(expressions_, opaque(resource), branch);
+        const ORX_INT32 index = matches.next();
+        if (orx::log::isEnabled(ORX_LOG_BIT_STATUS, orxLogSubmodule))
+            reportOthers(index == Matches::end ? count_ : static_cast<DDS_Long>(matches.last()));
+        return index == Matches::end ? count_ : index == Matches::failed ? -1 : index;
+    }
+    // The lines of those that do not match: thousands for each resource, if a sender likes.
+    void reportOthers(DDS_Long count) const {
+        for (DDS_Long i = 0; i < count; ++i) {
+            ORX_FLOOD_REPORT_(ORX_LOG_BIT_STATUS, PROCESSING,
+                "Resource selector '%s' does not match resource named '%s'",
+                DDS_Monitoring_MetricSelectorSeq_get_reference(metrics_, i)->resource_selector,
+                matcher_.root->base.name);
+        }
+    }
+
     const Matcher& matcher_;
     const DDS_Monitoring_MetricSelectorSeq* metrics_;
     DDS_Long count_;

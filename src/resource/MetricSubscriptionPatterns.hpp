@@ -2,8 +2,8 @@
 // resources.
 //
 // Threads: the caller's. Nothing is allocated; the table is borrowed.
-#ifndef ORX_MONITORING_METRIC_PATTERNS_HPP
-#define ORX_MONITORING_METRIC_PATTERNS_HPP
+#ifndef ORX_MONITORING_METRIC_SUBSCRIPTION_PATTERNS_HPP
+#define ORX_MONITORING_METRIC_SUBSCRIPTION_PATTERNS_HPP
 
 #include <bit>
 

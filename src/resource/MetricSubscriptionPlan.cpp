@@ -32,8 +32,7 @@ SelectionPlan::SelectionPlan(const REDAInlineList& selections) : list_(selection
     const ORX_MonitoringGlobals* globals = ORX_MonitoringGlobals_get_instance();
     if (globals != nullptr && globals->monitoringClass != nullptr)
         root_ = globals->monitoringClass->rootResource;
-    // Each metric that a resource does not support has its line then, pass by pass.
-    if (root_ != nullptr && !orx::log::isEnabled(ORX_LOG_BIT_STATUS, orxLogSubmodule) && !prepare()) {
+    if (root_ != nullptr && !prepare()) {
         ORXOsapiHeap_freeArray(selections_);
         selections_ = nullptr;
     }
@@ -125,6 +124,17 @@ bool SelectionPlan::applyMatches(Selector& selector, Class& metrics, ORX_UINT32 
     return true;
 }
 
+// The lines that each selection has, pass by pass, wherever its metrics come from.
+void SelectionPlan::reportUnsupported(Selector& selector, ORX_UINT32 matchCount) const {
+    for (ORX_UINT32 i = 0; i < matchCount; ++i) {
+        const Selection& selection = *selections_[matches_[i]];
+        if (DDS_StringSeq_get_length(&selection.enabled_metrics_selection) > 0)
+            selector.reportUnsupported(Selector::Pass::enable);
+        if (DDS_StringSeq_get_length(&selection.disabled_metrics_selection) > 0)
+            selector.reportUnsupported(Selector::Pass::disable);
+    }
+}
+
 bool SelectionPlan::applyTo(ORX_MonitoringResource& self, Class& metrics, path::Branch& branch) {
     using Matches = path::ExpressionSet::Matches;
     Selector selector(self, ORX_Monitoring_getMetricInfo(metrics.id),
@@ -134,6 +144,8 @@ bool SelectionPlan::applyTo(ORX_MonitoringResource& self, Class& metrics, path::
     ORX_INT32 index = all.next();
     for (; index >= 0; index = all.next())
         matches_[found++] = static_cast<ORX_UINT32>(index);
+    if (orx::log::isEnabled(ORX_LOG_BIT_STATUS, orxLogSubmodule))
+        reportUnsupported(selector, found);
     if (index == Matches::failed)
         return applyMatches(selector, metrics, found) && reportUnprocessedExpression();
 

@@ -5,10 +5,9 @@
 // whatever the number of its resources, and expressions as ExpressionSet tells.
 //
 // Threads: under the library lock, from the preparation to the last use: the tree and the list stand still.
-// Ownership: the list is borrowed. Errors: where memory is out, or messages are asked for that tell of each
-// step, resources are computed in the plain way.
-#ifndef ORX_MONITORING_SELECTION_PLAN_HPP
-#define ORX_MONITORING_SELECTION_PLAN_HPP
+// Ownership: the list is borrowed. Errors: where memory is out, resources are computed in the plain way.
+#ifndef ORX_MONITORING_METRIC_SUBSCRIPTION_PLAN_HPP
+#define ORX_MONITORING_METRIC_SUBSCRIPTION_PLAN_HPP
 
 #include "src/resource/MetricSubscriptionPatterns.hpp"
 #include "src/utils/ExpressionSet.hpp"
@@ -24,7 +23,6 @@ public:
     SelectionPlan(const SelectionPlan&) = delete;
     SelectionPlan& operator=(const SelectionPlan&) = delete;
 
-    const REDAInlineList& selections() const { return list_; }
     bool compute(ORX_MonitoringResource& self);
 
 private:
@@ -64,6 +62,7 @@ private:
     Class* classOf(DDS_UnsignedLong id, const ORX_Monitoring_MetricInfo* table, DDS_UnsignedLong metricCount);
     const Answer& answerOf(Class& metrics, ORX_UINT32 selection);
     bool applyTo(ORX_MonitoringResource& self, Class& metrics, path::Branch& branch);
+    void reportUnsupported(Selector& selector, ORX_UINT32 matchCount) const;
     bool applyMatches(Selector& selector, Class& metrics, ORX_UINT32 matchCount);
 
     const REDAInlineList& list_;

@@ -68,6 +68,12 @@ bool Selector::disable(const MetricSet& metrics) {
     });
 }
 
+void Selector::reportUnsupported(Pass pass) {
+    for (DDS_UnsignedLong metric = 0; metric < count; ++metric)
+        if (!isSupported(metric))
+            report(metric, pass);
+}
+
 MetricSet Selector::supported() {
     MetricSet set;
     for (DDS_UnsignedLong metric = 0; metric < count; ++metric)

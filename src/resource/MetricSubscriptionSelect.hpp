@@ -24,6 +24,8 @@ public:
     // The same for metrics that are known already, without the messages about those that are not supported.
     bool enable(const MetricSet& metrics);
     bool disable(const MetricSet& metrics);
+    // Those messages.
+    void reportUnsupported(Pass pass);
     // All that the resource supports.
     MetricSet supported();
 

@@ -180,6 +180,7 @@ ORX_INT32 ExpressionSet::Matches::next() {
         if (*chain == none)
             return end;
         const ORX_UINT32 index = *chain;
+        last_ = index;
         const ORX_INT32 answer = set_.ask(index, resource_, branch_);
         if (answer < 0)
             return failed;

@@ -42,6 +42,8 @@ public:
         Matches(const ExpressionSet& set, const Resource* resource, Branch& branch);
         // The index of the next expression, in the order of the set, or one of the above, which stays.
         ORX_INT32 next();
+        // The index that `next` told of last, failures included.
+        ORX_UINT32 last() const { return last_; }
 
     private:
         const ExpressionSet& set_;
@@ -50,6 +52,7 @@ public:
         ORX_UINT32 named_;
         ORX_UINT32 identified_;
         ORX_UINT32 other_;
+        ORX_UINT32 last_ = 0;
     };
 
 private:
