@@ -62,14 +62,14 @@ inline ORX_UINT64 takeNumber(ORX_MonitoringLogging& logging, ZDDS_Config_LogFaci
     return std::atomic_ref(logging.sequenceNumber[counter]).fetch_add(1, std::memory_order_relaxed);
 }
 
-// One element, which nobody frees and nobody changes.
-template <class Sequence, class Element> constexpr Sequence oneOf(const Element& element) {
-    Sequence sequence{};
+// One element, which nobody frees and nobody changes. In place: a sequence that is made elsewhere is copied
+// in larger pieces than it was written in, for which the processor waits.
+template <class Sequence, class Element> constexpr void lend(Sequence& sequence, const Element& element) {
+    sequence = {};
     sequence._contiguous_buffer = const_cast<Element*>(&element);
     sequence._length = 1;
     sequence._maximum = 1;
     sequence._loaned = DDS_BOOLEAN_TRUE;
-    return sequence;
 }
 
 // The entry for messages without a category.
@@ -83,11 +83,11 @@ inline char* copyText(char* to, const char* text, size_t length) {
 
 // The entry of a category that comes behind the message; *end is where it begins, and then where it ends.
 inline const DDS_Monitoring_StructuredDataMapEntry& putCategory(char** end, const Source& source) {
-    auto* category = new (*end) Category{};
+    auto* category = reinterpret_cast<Category*>(*end);
     char* value = copyText(*end + sizeof *category, source.category, source.categoryLength);
     category->pair = {const_cast<char*>(pairName), value};
     category->entry.key = const_cast<char*>(entryKey);
-    category->entry.pairs = oneOf<DDS_Monitoring_NameValuePairSeq>(category->pair);
+    lend(category->entry.pairs, category->pair);
     *end = value + source.categoryLength + 1;
     return category->entry;
 }
@@ -99,18 +99,21 @@ inline void fillCompact(CompactMessage& self, ORX_MonitoringLogging& logging, co
     char* end = reinterpret_cast<char*>(&self + 1);
     const auto& entry = source.category == nullptr ? entryWithoutCategory : putCategory(&end, source);
     *std::to_chars(self.id, self.id + sizeof self.id - 1, source.messageId).ptr = '\0';
-    self.payload = {.base = &self.message, .isSnapshot = 0};
-    self.message = {.sn = number,
-        .facility = static_cast<DDS_Octet>(source.facility & 0xFF),
-        .severity = static_cast<DDS_Monitoring_LoggingLevel>(source.severity),
-        .timestamp = {source.timestamp->sec, source.timestamp->nanosec},
-        .hostname = nullptr,
-        .hostip = nullptr,
-        .appname = nullptr,
-        .procid = nullptr,
-        .msgid = self.id,
-        .message = copyText(end, source.text, source.textLength),
-        .structured_data = oneOf<DDS_Monitoring_StructuredDataMapEntrySeq>(entry)};
+    self.payload.base = &self.message;
+    self.payload.isSnapshot = 0;
+    DDS_Monitoring_LoggingMessage& message = self.message;
+    message.sn = number;
+    message.facility = static_cast<DDS_Octet>(source.facility & 0xFF);
+    message.severity = static_cast<DDS_Monitoring_LoggingLevel>(source.severity);
+    message.timestamp.sec = source.timestamp->sec;
+    message.timestamp.nanosec = source.timestamp->nanosec;
+    message.hostname = nullptr;
+    message.hostip = nullptr;
+    message.appname = nullptr;
+    message.procid = nullptr;
+    message.msgid = self.id;
+    lend(message.structured_data, entry);
+    message.message = copyText(end, source.text, source.textLength);
 }
 
 } // namespace orx::logging

@@ -131,8 +131,12 @@ constexpr DDS_Monitoring_NameValuePair pairWithoutCategory{
 
 } // namespace
 
-constexpr DDS_Monitoring_StructuredDataMapEntry orx::logging::entryWithoutCategory{
-    const_cast<char*>(entryKey), oneOf<DDS_Monitoring_NameValuePairSeq>(pairWithoutCategory)};
+constexpr DDS_Monitoring_StructuredDataMapEntry orx::logging::entryWithoutCategory = [] {
+    DDS_Monitoring_StructuredDataMapEntry entry{};
+    entry.key = const_cast<char*>(entryKey);
+    lend(entry.pairs, pairWithoutCategory);
+    return entry;
+}();
 
 ORX_MonitoringLoggingPayload* ORX_MonitoringLoggingPayload_createUpdate(ORX_MonitoringLogging* logging,
     REDAInlineMemory** memoryManager, const char* text, ZDDS_Config_SyslogLevel severity,
