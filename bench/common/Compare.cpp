@@ -27,13 +27,23 @@ double percentile(std::vector<double> values, double part) {
     return values[at];
 }
 
+using Times = std::vector<double>; // one for each round
+
+Times ratiosOf(const Times& times, const Times& reference) {
+    Times ratios;
+    for (std::size_t round = 0; round < times.size(); ++round)
+        ratios.push_back(times[round] / reference[round]);
+    return ratios;
+}
+
 } // namespace
 
 Table compare(std::string title, std::string note, std::vector<Candidate>& candidates, std::size_t batch,
-    std::size_t rounds) {
-    std::vector<std::vector<double>> times(candidates.size());
+    std::size_t rounds, const SecondReference* second) {
+    std::vector<Times> times(candidates.size());
     for (std::size_t round = 0; round < rounds + 1; ++round) {
         for (std::size_t i = 0; i < candidates.size(); ++i) {
+            candidates[i].beforeBatch();
             const double time =
                 candidates[i].timed ? candidates[i].timed(batch) : nanosecondsOf(candidates[i].run, batch);
             candidates[i].afterBatch();
@@ -41,17 +51,17 @@ Table compare(std::string title, std::string note, std::vector<Candidate>& candi
                 times[i].push_back(time); // the first round warms up
         }
     }
-    Table table{std::move(title), std::move(note), {}};
+    Table table{std::move(title), std::move(note), {}, second != nullptr ? second->head : std::string{}};
     for (std::size_t i = 0; i < candidates.size(); ++i) {
-        std::vector<double> ratios;
-        for (std::size_t round = 0; round < rounds; ++round)
-            ratios.push_back(times[i][round] / times[0][round]);
+        const Times ratios = ratiosOf(times[i], times[0]);
         Row row;
         row.name = candidates[i].name;
         row.nanoseconds = percentile(times[i], 0.5);
         row.ratio = percentile(ratios, 0.5);
         row.ratioLow = percentile(ratios, 0.1);
         row.ratioHigh = percentile(ratios, 0.9);
+        if (second != nullptr)
+            row.secondRatio = percentile(ratiosOf(times[i], times[second->candidate]), 0.5);
         table.rows.push_back(std::move(row));
     }
     return table;
@@ -75,11 +85,14 @@ void samplePercentiles(Row& row, const std::function<void()>& once, std::size_t 
 
 void print(const Table& table) {
     std::printf("\n%s\n  %s\n", table.title.c_str(), table.note.c_str());
-    std::printf(
-        "  %-44s %12s %8s %17s %10s %10s %8s\n", "", "ns", "ratio", "p10..p90", "p50 ns", "p99 ns", "heap");
+    const int secondWidth = table.second.empty() ? 0 : 10;
+    std::printf("  %-44s %12s %8s %17s%*s %10s %10s %8s\n", "", "ns", "ratio", "p10..p90", secondWidth,
+        table.second.c_str(), "p50 ns", "p99 ns", "heap");
     for (const Row& row : table.rows) {
         std::printf("  %-44s %12.1f %8.3f %8.3f..%-7.3f", row.name.c_str(), row.nanoseconds, row.ratio,
             row.ratioLow, row.ratioHigh);
+        if (row.secondRatio >= 0)
+            std::printf(" %9.3f", row.secondRatio);
         if (row.p99 > 0)
             std::printf(" %10.1f %10.1f", row.p50, row.p99);
         else
@@ -102,6 +115,8 @@ void writeJson(const std::string& file, const std::vector<Table>& tables) {
         for (const Row& row : table.rows) {
             nlohmann::ordered_json item{{"name", row.name}, {"nanoseconds", row.nanoseconds},
                 {"ratio", row.ratio}, {"ratio_p10", row.ratioLow}, {"ratio_p90", row.ratioHigh}};
+            if (row.secondRatio >= 0)
+                item["ratio_" + table.second] = row.secondRatio;
             if (row.p99 > 0) {
                 item["p50_nanoseconds"] = row.p50;
                 item["p99_nanoseconds"] = row.p99;
