@@ -21,6 +21,16 @@ struct InitializeGuard {
     InitializeGuard& operator=(const InitializeGuard&) = delete;
 };
 
+// So that who asks whether the library is enabled need not ask whether it is this process's. False when
+// memory is out.
+bool disableInChildren() {
+    static bool isWatching = false;
+    if (!isWatching)
+        isWatching = pthread_atfork(nullptr, nullptr,
+                         [] { theHost.enabled.store(false, std::memory_order_relaxed); }) == 0;
+    return isWatching;
+}
+
 bool isMonotonicClock = false;
 
 // Collectors only schedule by this clock, so it must not jump; times that are published are taken elsewhere.
@@ -55,7 +65,7 @@ DDS_Boolean ORX_MonitoringHost_initialize(void) {
     zdds::host::InitializeGuard guard;
     if (ORX_MonitoringGlobals_get_instance() != nullptr)
         return DDS_BOOLEAN_TRUE;
-    if (!zdds::ForkGeneration::watch())
+    if (!zdds::ForkGeneration::watch() || !zdds::host::disableInChildren())
         return ZDDS_FAIL(DDS_BOOLEAN_FALSE, FAILED_TO_CREATE, "monitoring globals");
     host().forkGeneration.store(zdds::ForkGeneration::current(), std::memory_order_relaxed);
     if (ZDDS_Config_Logger_get_instance() == nullptr)
@@ -88,7 +98,7 @@ void ORX_MonitoringHost_finalize(void) {
 }
 
 DDS_Boolean ORX_MonitoringHost_is_enabled(void) {
-    return host().enabled.load(std::memory_order_acquire) && host().isOfThisProcess();
+    return host().enabled.load(std::memory_order_acquire);
 }
 
 int ORX_MonitoringResourceForwarder_copy(

@@ -13,13 +13,13 @@
 
 namespace zdds::host {
 
-struct Host {
-    ORX_MonitoringGlobals globals{};
+struct alignas(64) Host {
+    // Set, with release, once the created object stands in the globals; cleared before anything of it goes
+    // away, and in a forked child. What a push reads of the host comes first, in one line of the cache.
+    std::atomic<bool> enabled{false};
     MutexPool metricPool{"metric"};
     MutexPool loggingPool{"logging"};
-    // Set, with release, once the created object stands in the globals; cleared before anything of it goes
-    // away.
-    std::atomic<bool> enabled{false};
+    ORX_MonitoringGlobals globals{};
     // Of the participant that the library serves commands with, and so deletes once its threads have ended.
     // Unknown of one that serves none.
     DDS_GUID_t participant{};

@@ -41,11 +41,12 @@ public:
     ORXOsapiSemaphore* getMade(DDS_UnsignedLong index) { return index < made() ? mutexes_[index] : nullptr; }
 
 private:
-    const char* name_;
-    std::array<ORXOsapiSemaphore*, maximumLevel> mutexes_{};
-    // Both are released after the mutexes below them were stored.
+    // Both are released after the mutexes below them were stored. Beside the first of these: a push reads
+    // all.
     std::atomic<DDS_UnsignedLong> made_{0};
     std::atomic<DDS_UnsignedLong> level_{0};
+    std::array<ORXOsapiSemaphore*, maximumLevel> mutexes_{};
+    const char* name_;
 };
 
 } // namespace zdds::host

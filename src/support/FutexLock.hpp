@@ -31,14 +31,6 @@ namespace zdds {
 
 class FutexLock {
 public:
-    // Whether a try before a wait is all gain. Under the thread sanitizer a try is no wait, and it would miss
-    // an order of locks that can wait for each other.
-#ifdef ZDDS_THREAD_SANITIZER
-    static constexpr bool isTriedFirst = false;
-#else
-    static constexpr bool isTriedFirst = true;
-#endif
-
     // How long others may get the lock before one who waits.
     static constexpr long patienceNs = 20'000;
 
@@ -56,11 +48,14 @@ public:
         afterTake(taken, isForEver);
         return taken;
     }
-    // By whoever took it.
+    // Somebody has spun in vain for it. For whoever took it, as the following two.
+    bool isWaitedFor() const { return waiters_.load(std::memory_order_relaxed) != 0; }
+    // Where it has just been seen that nobody waits.
+    void giveToNobody() { word_.store(notHeld, std::memory_order_release); }
     void give() {
         beforeGive();
-        if (waiters_.load(std::memory_order_relaxed) == 0) [[likely]]
-            word_.store(notHeld, std::memory_order_release);
+        if (!isWaitedFor()) [[likely]]
+            giveToNobody();
         else
             giveToWaiter();
         afterGive();
@@ -75,9 +70,7 @@ private:
         return word_.compare_exchange_strong(
             expected, held, std::memory_order_acquire, std::memory_order_relaxed);
     }
-    bool takeFree() {
-        return takeAs(notHeld);
-    }
+    bool takeFree() { return takeAs(notHeld); }
     [[gnu::cold]] bool waitAndTake(const timespec* deadline);
     bool spinAndTake();
     bool napAndTake(const timespec* deadline);

@@ -62,9 +62,16 @@ void REDAInlineListNode_init(REDAInlineListNode* self) {
     *self = {};
 }
 
-void REDAInlineList_addNodeToBackEA(REDAInlineList* self, REDAInlineListNode* node) {
+// As linkAfter, without a node behind: every push comes here.
+[[gnu::hot]] void REDAInlineList_addNodeToBackEA(REDAInlineList* self, REDAInlineListNode* node) {
     Node* tail = load(self->_tail, std::memory_order_relaxed);
-    linkAfter(*self, tail != nullptr ? *tail : self->_dummyNode, *node);
+    Node* before = tail != nullptr ? tail : &self->_dummyNode;
+    node->inlineList = self;
+    node->prev = before;
+    store(node->next, static_cast<Node*>(nullptr), std::memory_order_relaxed);
+    store(before->next, node, std::memory_order_release);
+    store(self->_tail, node, std::memory_order_release);
+    changeSize(*self, 1);
 }
 
 void REDAInlineList_addNodeToFrontEA(REDAInlineList* self, REDAInlineListNode* node) {

@@ -1,49 +1,18 @@
-// The mutex kind is a futex lock with an owner and a depth beside it, so that recursion and the check of the
-// owner cost two loads. The two other kinds are a count under a pthread mutex with a condition: giving
-// signals while the mutex is held, so that whoever was waiting may delete the semaphore at once.
+// The two kinds that count are a count under a pthread mutex with a condition: giving signals while the mutex
+// is held, so that whoever was waiting may delete the semaphore at once.
 #include "zddscore/semaphore.h"
 
-#include <pthread.h>
-
-#include <atomic>
 #include <cerrno>
 #include <new>
 
-#include "src/support/FutexLock.hpp"
 #include "src/support/LockOrder.hpp"
 #include "src/support/MonotonicTime.hpp"
+#include "src/support/SemaphoreImpl.hpp"
 #include "zddscore/heap.h"
 
 namespace {
 
-// A thread is known by the address of its own copy of this. In the initial block of thread storage, so that
-// taking the address is no call.
-[[gnu::tls_model("initial-exec")]] thread_local char selfMark;
-
-const void* currentThread() {
-    return &selfMark;
-}
-
-} // namespace
-
-struct ORXOsapiSemaphore {
-    ORXOsapiSemaphoreKind kind;
-    int rank;
-
-    // Mutex kind. `owner` is null or the holder, written by the holder alone; another thread that reads it
-    // only learns that it is not the holder itself. `depth` belongs to the holder.
-    zdds::FutexLock lock;
-    unsigned depth;
-    std::atomic<const void*> owner;
-    const char* name;
-
-    // Binary and counting kinds; the count is under the mutex.
-    pthread_mutex_t mutex;
-    pthread_cond_t changed;
-    unsigned count;
-};
-
-namespace {
+using zdds::currentThread;
 
 constexpr auto ok = ORX_OSAPI_SEMAPHORE_STATUS_OK;
 constexpr auto timedOut = ORX_OSAPI_SEMAPHORE_STATUS_TIMEOUT;
@@ -81,38 +50,41 @@ bool makeCount(ORXOsapiSemaphore& self) {
 
 ORXOsapiSemaphoreStatus own(ORXOsapiSemaphore& self, const void* me) {
     self.owner.store(me, std::memory_order_relaxed);
-    self.depth = 1;
     zdds::lockOrderPush(&self, self.rank, self.name);
     return ok;
 }
 
 [[gnu::noinline]] ORXOsapiSemaphoreStatus takeBusyMutex(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
-    if (!(zdds::isForEver(timeout) ? self.lock.take(nullptr) : takeWithin(self.lock, *timeout)))
-        return timedOut;
-    return own(self, currentThread());
-}
-
-ORXOsapiSemaphoreStatus takeMutex(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
     const void* me = currentThread();
     if (self.owner.load(std::memory_order_relaxed) == me) {
-        ++self.depth;
+        ++self.nested;
         return ok;
     }
     zdds::lockOrderCheck(&self, self.rank, self.name);
-    if (zdds::FutexLock::isTriedFirst && self.lock.tryTake())
-        return own(self, me);
-    return takeBusyMutex(self, timeout);
+    if (!(zdds::isForEver(timeout) ? self.lock.take(nullptr) : takeWithin(self.lock, *timeout)))
+        return timedOut;
+    return own(self, me);
 }
 
-ORXOsapiSemaphoreStatus giveMutex(ORXOsapiSemaphore& self) {
+ORXOsapiSemaphoreStatus takeMutex(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
+    return zdds::takeQuickly(self) ? ok : takeBusyMutex(self, timeout);
+}
+
+[[gnu::noinline]] ORXOsapiSemaphoreStatus giveBusyMutex(ORXOsapiSemaphore& self) {
     if (self.owner.load(std::memory_order_relaxed) != currentThread())
         return error;
-    if (--self.depth > 0)
+    if (self.nested > 0) {
+        --self.nested;
         return ok;
+    }
     zdds::lockOrderPop(&self);
     self.owner.store(nullptr, std::memory_order_relaxed);
     self.lock.give();
     return ok;
+}
+
+ORXOsapiSemaphoreStatus giveMutex(ORXOsapiSemaphore& self) {
+    return zdds::giveQuickly(self) ? ok : giveBusyMutex(self);
 }
 
 [[gnu::noinline]] ORXOsapiSemaphoreStatus takeCount(ORXOsapiSemaphore& self, const ORXNtpTime* timeout) {
@@ -186,13 +158,14 @@ int ORXOsapiSemaphore_delete(ORXOsapiSemaphore* self) {
     return ORX_TRUE;
 }
 
-ORXOsapiSemaphoreStatus ORXOsapiSemaphore_take(ORXOsapiSemaphore* self, const ORXNtpTime* timeout) {
+[[gnu::hot]] ORXOsapiSemaphoreStatus ORXOsapiSemaphore_take(
+    ORXOsapiSemaphore* self, const ORXNtpTime* timeout) {
     if (self == nullptr)
         return error;
     return isMutex(*self) ? takeMutex(*self, timeout) : takeCount(*self, timeout);
 }
 
-ORXOsapiSemaphoreStatus ORXOsapiSemaphore_give(ORXOsapiSemaphore* self) {
+[[gnu::hot]] ORXOsapiSemaphoreStatus ORXOsapiSemaphore_give(ORXOsapiSemaphore* self) {
     if (self == nullptr)
         return error;
     return isMutex(*self) ? giveMutex(*self) : giveCount(*self);
