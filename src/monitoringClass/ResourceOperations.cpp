@@ -1,6 +1,7 @@
 #include "src/monitoringClass/ResourceOperations.h"
 
 #include "src/entities/LibraryEntities.h"
+#include "src/eventMetrics/EventPush.hpp"
 #include "src/eventMetrics/EventTaskExecutor.h"
 #include "src/log/Log.hpp"
 #include "src/logging/MonitoringLogging.h"
@@ -27,6 +28,21 @@ const char* nameText(const char* name) {
 DDS_Entity* monitoringParticipantOf(struct ORX_MonitoringClass* self) {
     const ORX_MonitoringLibraryEntities* entities = implOf(self).entities;
     return entities != nullptr ? DDS_DomainParticipant_as_entity(entities->participant) : nullptr;
+}
+
+// What a push may meet besides the usual: a pause, a group that is not in force or that owns memory, memory
+// that is out, a worker that posts wake.
+[[gnu::noinline]] DDS_Boolean pushAnyEventMetric(ORX_MonitoringEventTaskExecutor* executor,
+    void* applicationMetricGroup, ORX_MonitoringResource& resource, DDS_UnsignedLong metricGroupIndex) {
+    // The pause first: while it lasts the sequence that the subscription is looked up in may be changing.
+    if (ORX_MonitoringResource_isPaused(&resource)) {
+        ++resource.stats.skippedEventUpdates;
+        return DDS_BOOLEAN_TRUE;
+    }
+    if (!orx::resource::publishesEventGroup(resource, metricGroupIndex))
+        return DDS_BOOLEAN_TRUE;
+    return ORX_MonitoringEventTaskExecutor_postEventUpdateTask(
+               executor, &resource, applicationMetricGroup, metricGroupIndex) != 0;
 }
 
 } // namespace
@@ -73,21 +89,23 @@ void ORX_Monitoring_deleteResourceChildren(
         self.resourceRegistry, resource, 1, self.parent.rootResource, self.eventTaskExecutor);
 }
 
-DDS_Boolean ORX_Monitoring_pushEventMetric(struct ORX_MonitoringClass* monitoringClass,
+[[gnu::hot]] DDS_Boolean ORX_Monitoring_pushEventMetric(struct ORX_MonitoringClass* monitoringClass,
     void* applicationMetricGroup, struct ORX_MonitoringResource* resource,
     DDS_UnsignedLong metricGroupIndex) {
     ORX_FAIL_IF(monitoringClass == ORX_NULL);
     ORX_FAIL_IF(applicationMetricGroup == ORX_NULL);
     ORX_FAIL_IF(resource == ORX_NULL);
-    // The pause first: while it lasts the sequence that the subscription is looked up in may be changing.
-    if (ORX_MonitoringResource_isPaused(resource)) {
-        ++resource->stats.skippedEventUpdates;
-        return DDS_BOOLEAN_TRUE;
+    ORX_MonitoringEventTaskExecutor* executor = implOf(monitoringClass).eventTaskExecutor;
+    // The usual push: nothing of it is asked twice. The pause first, here too.
+    if (!ORX_MonitoringResource_isPaused(resource) && executor != nullptr) [[likely]] {
+        ORX_MonitoringTaskExecutor& tasks = *executor->taskExecutor;
+        const ORX_UINT32 size = orx::resource::plainEventSize(*resource, metricGroupIndex);
+        if (size != 0 && !tasks.wakesByPosts &&
+            orx::event::linkPlainEvent(tasks, *resource, applicationMetricGroup, metricGroupIndex, size))
+            [[likely]]
+            return DDS_BOOLEAN_TRUE;
     }
-    if (!orx::resource::publishesEventGroup(*resource, metricGroupIndex))
-        return DDS_BOOLEAN_TRUE;
-    return ORX_MonitoringEventTaskExecutor_postEventUpdateTask(implOf(monitoringClass).eventTaskExecutor,
-               resource, applicationMetricGroup, metricGroupIndex) != 0;
+    return pushAnyEventMetric(executor, applicationMetricGroup, *resource, metricGroupIndex);
 }
 
 DDS_Boolean ORX_Monitoring_pauseResourceMetrics(

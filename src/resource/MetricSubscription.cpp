@@ -1,5 +1,9 @@
 #include "src/resource/MetricSubscription.h"
 
+#include <algorithm>
+#include <cstdint>
+
+#include "src/dataModel/DistributionMapping.hpp"
 #include "src/dataModel/MetricCatalogue.h"
 #include "src/eventMetrics/EventTaskExecutor.h"
 #include "src/log/Log.hpp"
@@ -35,6 +39,18 @@ Wait waitAndPause(ORX_MonitoringResource& self) {
     (void)ORX_ERROR(FAILED_TO_UNLOCK, "Giving Monitoring event metric lock with concurrency index %u",
         self.concurrencyIndex);
     return Wait::failed;
+}
+
+// Beside the event groups in force, for the push.
+void notePlainEventSizes(ORX_MonitoringResource& self) {
+    const auto forms = orx::dataModel::eventValueForms(self.base.class_id);
+    const DDS_UnsignedLongSeq& groups = self.monitoredEventMetricGroupIndex;
+    for (DDS_Long i = 0; i < DDS_UnsignedLongSeq_get_length(&groups); ++i) {
+        const DDS_UnsignedLong group = *DDS_UnsignedLongSeq_get_reference(&groups, i);
+        if (group < std::size(self.plainEventSizes) && group < forms.size() &&
+            forms[group].plainSize <= UINT8_MAX)
+            self.plainEventSizes[group] = static_cast<ORX_UINT8>(forms[group].plainSize);
+    }
 }
 
 bool updateAndPost(ORX_MonitoringResource* self, ORX_MonitoringEventTaskExecutor* eventTaskExecutor,
@@ -79,6 +95,7 @@ int ORX_MonitoringResource_computeMetricInfoIndexList(
 
 int ORX_MonitoringResource_updateMetricSubscriptionSequences(ORX_MonitoringResource* self) {
     ORX_FAIL_IF(self == ORX_NULL);
+    std::fill(std::begin(self->plainEventSizes), std::end(self->plainEventSizes), ORX_UINT8{0});
     const DDS_Long count = DDS_UnsignedLongSeq_get_length(&self->monitoredMetricInfoIndex);
     if (!DDS_UnsignedLongSeq_ensure_length(&self->base.metric_ids, count, count))
         return ORX_ERROR(FAILED_TO_SET, "Metric IDs sequence length to %d", count);
@@ -102,6 +119,7 @@ int ORX_MonitoringResource_updateMetricSubscriptionSequences(ORX_MonitoringResou
     }
     if (!ORX_MonitoringResource_registerLabelMetrics(self))
         return ORX_ERROR(FAILED_TO_REGISTER, "Resource label metrics");
+    notePlainEventSizes(*self);
     return 1;
 }
 

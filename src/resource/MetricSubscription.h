@@ -52,7 +52,15 @@ bool modifyMetricSelection(ORX_MonitoringResource& self,
     struct ORX_MonitoringEventTaskExecutor* eventTaskExecutor, SelectionPlan& plan,
     const ORX_MonitoringResource* applicationResource, bool isUpdateCommand);
 
-// The same in line, for the push. A class has ten event groups at most.
+// Bytes of the group's value, when it is published and plain. 0 tells nothing, and publishesEventGroup
+// decides. Under the same terms.
+inline ORX_UINT32 plainEventSize(const ORX_MonitoringResource& resource, ORX_UINT32 metricGroupIndex) {
+    return metricGroupIndex < ORX_MONITORING_RESOURCE_QUICK_EVENT_GROUPS
+               ? resource.plainEventSizes[metricGroupIndex]
+               : 0;
+}
+
+// isSubscribedToEventMetric in line. A class has ten event groups at most.
 inline bool publishesEventGroup(const ORX_MonitoringResource& resource, ORX_UINT32 metricGroupIndex) {
     const DDS_UnsignedLongSeq& groups = resource.monitoredEventMetricGroupIndex;
     const DDS_UnsignedLong* const end = groups._contiguous_buffer + groups._length;

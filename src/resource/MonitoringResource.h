@@ -26,6 +26,9 @@ typedef ORX_UINT32 ORX_MonitoringResourceLockThreadMask;
 #define ORX_MONITORING_RESOURCE_LOCK_THREAD_PERIODIC (0x1U)
 #define ORX_MONITORING_RESOURCE_LOCK_THREAD_DISPATCHER (0x2U)
 
+/* Event groups of a class that a push may find by one look at most; the others take a search. */
+#define ORX_MONITORING_RESOURCE_QUICK_EVENT_GROUPS 16
+
 /* Work that was skipped because the resource was paused. Each counter has one writer at a time: the first two
  * count under the metric mutex of the resource's index, the third on the periodic thread. */
 struct ORX_MonitoringResourceInternalStatistics {
@@ -39,12 +42,17 @@ struct ORX_MonitoringResource {
     /* Published as it stands, by reference. First, since the registry's index compares the GUID at its head.
      */
     struct DDS_Monitoring_Resource base;
+    /* What a push reads besides. `plainEventSizes` says of an event group by its index how many bytes its
+     * value has, when it is in force and its value owns no memory; otherwise 0, which says nothing. It goes
+     * with monitoredEventMetricGroupIndex. */
+    int isPaused;                /* through the two functions below */
+    ORX_UINT32 concurrencyIndex; /* of the event queue and the metric mutex; a root's is 0 */
+    ORX_UINT8 plainEventSizes[ORX_MONITORING_RESOURCE_QUICK_EVENT_GROUPS];
     const void* userResource;              /* the entity's handle; null once deleted, and for the root */
     struct ORX_MonitoringResource* parent; /* null for a root */
     ORX_MonitoringResourceForwarder forwarder;
-    ORX_INT32 indexInTheRegistrySequence; /* 0, not used */
-    ORX_UINT32 concurrencyIndex;          /* of the event queue and the metric mutex; a root's is 0 */
-    ORX_UINT32 lockCounter;               /* live pins; under resourcesMutex */
+    ORX_INT32 indexInTheRegistrySequence;                /* 0, not used */
+    ORX_UINT32 lockCounter;                              /* live pins; under resourcesMutex */
     ORX_MonitoringResourceLockThreadMask lockThreadMask; /* who holds them; under resourcesMutex */
     /* The metric groups in force. Rebuilt while the resource is paused; read under the metric mutex or a pin,
      * and only after isPaused was seen to be 0. */
@@ -57,7 +65,6 @@ struct ORX_MonitoringResource {
     struct ORX_MonitoringResource* prevSibling;
     struct ORX_MonitoringResource* nextSibling;
     struct ORX_MonitoringResourceRegistry* registry;
-    int isPaused; /* through the two functions below */
     ORX_MonitoringResourceInternalStatistics stats;
     /* Where this GUID was last known to stand in the parent's children_guids; verified before use. It saves a
      * search of all siblings at a deletion. */

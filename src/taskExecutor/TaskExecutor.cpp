@@ -17,10 +17,14 @@ using namespace orx::taskExecutor;
 
 bool createQueues(ORX_MonitoringTaskExecutor& self) {
     const ORX_UINT32 level = self.property.concurrencyLevel;
-    if (!ORXOsapiHeap_allocateArray(&self.queues, level, struct ORX_MonitoringTaskExecutorTaskQueue)) {
+    void* queues = nullptr;
+    if (!ORXOsapiHeap_reallocateMemoryInternal(&queues, size_t{level} * sizeof(Queue), alignof(Queue), 1,
+            "struct ORX_MonitoringTaskExecutorTaskQueue")) {
         return ORX_ERROR(
             FAILED_TO_ALLOCATE, "Array of %u Executor Task Queues for the Monitoring Executor\n", level);
     }
+    self.queues = static_cast<Queue*>(queues);
+    self.queueCount = level;
     for (ORX_UINT32 i = 0; i < level; ++i) {
         if (!initializeQueue(self.queues[i], self.property, i)) {
             return ORX_ERROR(FAILED_TO_INITIALIZE, "Executor Task Queue in position %u\n", i);
@@ -58,6 +62,7 @@ bool initialize(ORX_MonitoringTaskExecutor& self, const ORX_MonitoringTaskExecut
         return false;
     if (!createQueues(self))
         return false;
+    self.wakesByPosts = DDS_Duration_is_zero(&self.property.wakeUpPeriod);
     DDS_Duration_to_ntp_time(&self.property.wakeUpPeriod, &self.blockDuration);
     self.newTaskSignal = ORXOsapiSemaphore_new(ORX_OSAPI_SEMAPHORE_KIND_COUNTING, nullptr);
     if (self.newTaskSignal == nullptr) {

@@ -62,22 +62,23 @@ typedef struct ORX_MonitoringTaskExecutorTask ORX_MonitoringTaskExecutorTask;
 
 struct ORX_MonitoringTaskExecutorForeignTask; /* a node that waits in an inbox; TaskQueue.hpp */
 
+/* What a push touches comes first, and what only the worker does has lines of the cache of its own. */
 struct ORX_MonitoringTaskExecutorTaskQueue {
     /* Oldest first. Added to under `mutex`, walked by the worker without a lock. */
-    struct REDAInlineList tasks;
+    alignas(64) struct REDAInlineList tasks;
     struct REDAInlineMemory* memoryManager; /* owned; under `mutex` */
-    struct ORXOsapiSemaphore* mutex;        /* borrowed; rank 3: the metric or logging mutex of this index */
-    ORX_UINT32 concurrencyIndex;
     /* Nodes posted from other queues, oldest first. Changed under `inboxMutex`. The head is atomic: producers
      * look without the lock whether it is null. It is cleared with release and looked at with acquire, so
      * that who finds it null links behind whatever the worker took. */
     struct ORX_MonitoringTaskExecutorForeignTask* inboxHead;
-    struct ORX_MonitoringTaskExecutorForeignTask* inboxTail;
-    struct ORXOsapiSemaphore* inboxMutex; /* owned; rank 4: a leaf, nothing is waited for under it */
     /* Tasks that this queue owns, ever posted. Changed under `mutex`, read by anybody: atomic. */
     ORX_UINT64 postedTasks;
+    ORX_UINT32 concurrencyIndex;
+    struct ORXOsapiSemaphore* mutex; /* borrowed; rank 3: the metric or logging mutex of this index */
+    struct ORX_MonitoringTaskExecutorForeignTask* inboxTail;
+    struct ORXOsapiSemaphore* inboxMutex; /* owned; rank 4: a leaf, nothing is waited for under it */
     /* The worker's own. */
-    ORX_UINT32 processedTasks; /* nodes visited and not yet walked by the collector */
+    alignas(64) ORX_UINT32 processedTasks; /* nodes visited and not yet walked by the collector */
     struct ORX_MonitoringTaskExecutorTask* lastProcessedTask; /* cursor; null at first and once collected */
 };
 typedef struct ORX_MonitoringTaskExecutorTaskQueue ORX_MonitoringTaskExecutorTaskQueue;
@@ -111,7 +112,9 @@ typedef enum ORX_MonitoringTaskExecutor_ThreadStatus {
 } ORX_MonitoringTaskExecutor_ThreadStatus;
 
 struct ORX_MonitoringTaskExecutor {
-    struct ORX_MonitoringTaskExecutorTaskQueue* queues;
+    struct ORX_MonitoringTaskExecutorTaskQueue* queues; /* property.concurrencyLevel of them */
+    int wakesByPosts;                                   /* property.wakeUpPeriod is zero */
+    ORX_UINT32 queueCount; /* the same as the level: what a push reads is together */
     struct ORXOsapiJoinableThread* thread;
     ORX_UINT64 threadId; /* atomic: the worker stores its id; 0 before and after */
     /* Atomic: stored before the thread starts and by finalize. */

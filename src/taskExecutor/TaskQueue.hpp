@@ -67,9 +67,7 @@ inline bool linkTask(Queue& queue, Task& task) {
 }
 
 inline bool signalNewTask(ORX_MonitoringTaskExecutor& self) {
-    const DDS_Duration_t& period = self.property.wakeUpPeriod;
-    const bool hasPeriod = period.sec != DDS_DURATION_ZERO_SEC || period.nanosec != DDS_DURATION_ZERO_NSEC;
-    return hasPeriod || wakeWorker(self);
+    return !self.wakesByPosts || wakeWorker(self);
 }
 
 inline Task* asTask(REDAInlineListNode* node) {

@@ -3,6 +3,7 @@
 #include <future>
 #include <thread>
 
+#include "orxmonitoring2d/data_model.h"
 #include "src/resource/MetricSubscriptionSelect.hpp"
 #include "src/resource/ResourcePin.h"
 #include "tests/helpers/Wait.hpp"
@@ -351,6 +352,22 @@ TEST_F(MetricSubscription, TellsWhatIsSubscribed) {
     EXPECT_EQ(ORX_MonitoringResource_isSubscribedToEventMetric(writer, 11), 0); /* a periodic group */
     for (DDS_UnsignedLong label : {0u, 7u, 8u})
         EXPECT_NE(ORX_MonitoringResource_isSubscribedToEventMetric(writer, label), 0);
+}
+
+TEST_F(MetricSubscription, NotesTheSizesOfPlainEventGroupsInForce) {
+    using orx::resource::plainEventSize;
+    selections.add("//*", {missed});
+    auto* writer = addWriter();
+    EXPECT_EQ(plainEventSize(*writer, 0), sizeof(DDS_Monitoring_GUID_t)); /* a label */
+    EXPECT_EQ(plainEventSize(*writer, 1), 0U);                            /* not selected */
+    EXPECT_EQ(plainEventSize(*writer, 2), sizeof(DDS_Monitoring_OfferedDeadlineMissedStatus));
+    EXPECT_EQ(plainEventSize(*writer, 7), 0U); /* a text */
+    EXPECT_EQ(plainEventSize(*writer, ORX_MONITORING_RESOURCE_QUICK_EVENT_GROUPS), 0U);
+    SelectionList list;
+    list.add("//*", {}, {missed});
+    ASSERT_EQ(ORX_MonitoringResource_applyMetricSelectionList(writer, &list.list), 1);
+    EXPECT_EQ(plainEventSize(*writer, 2), 0U);
+    EXPECT_EQ(plainEventSize(*writer, 0), sizeof(DDS_Monitoring_GUID_t));
 }
 
 TEST_F(MetricSubscription, EveryAllocationOfACommandMayFail) {
