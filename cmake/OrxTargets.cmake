@@ -27,6 +27,18 @@ target_compile_options(orx_library_settings INTERFACE
 target_compile_definitions(orx_library_settings INTERFACE
   $<$<CONFIG:Debug>:ZDDS_LOCK_ORDER_CHECK=1>)
 
+# orx_settings_of_test(TARGET): what is under test is compiled as ever, the tests themselves as fast as can be; a stack
+# trace tells lines. Their precompiled headers are taken by the compiler cache only when told.
+function(orx_settings_of_test target)
+  target_link_libraries(${target} PRIVATE orx_settings GTest::gtest GTest::gmock Threads::Threads)
+  target_compile_options(${target} PRIVATE -O0 -g1
+    $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:Clang>>:SHELL:-Xclang -fno-pch-timestamp>)
+  if(CMAKE_CXX_COMPILER_LAUNCHER STREQUAL "ccache")
+    set_target_properties(${target} PROPERTIES
+      CXX_COMPILER_LAUNCHER "env;CCACHE_SLOPPINESS=pch_defines,time_macros;ccache")
+  endif()
+endfunction()
+
 # orx_room_sources(TARGET SOURCES...): the sources of a room, added to the library TARGET it belongs to.
 function(orx_room_sources target)
   list(TRANSFORM ARGN PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ OUTPUT_VARIABLE sources)
@@ -58,7 +70,9 @@ function(orx_add_test name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
-  target_link_libraries(${name} PRIVATE orx_settings ${arg_LIBS} GTest::gtest GTest::gmock Threads::Threads)
+  target_link_libraries(${name} PRIVATE ${arg_LIBS})
+  orx_settings_of_test(${name})
+  target_precompile_headers(${name} REUSE_FROM orx_test_headers)
   if(NOT arg_NO_MAIN)
     target_link_libraries(${name} PRIVATE GTest::gtest_main)
   endif()
