@@ -14,9 +14,10 @@ elseif(ORX_SANITIZE STREQUAL "thread")
   target_link_options(orx_settings INTERFACE -fsanitize=thread)
 endif()
 
-# Fuzzing is led by what the code under test does.
+# Fuzzing is led by what the code under test does, not by the tests that share it.
 if(ORX_BUILD_FUZZ)
-  target_compile_options(orx_settings INTERFACE -fsanitize=fuzzer-no-link)
+  target_compile_options(orx_settings INTERFACE
+    $<$<NOT:$<BOOL:$<TARGET_PROPERTY:ORX_TEST>>>:-fsanitize=fuzzer-no-link>)
 endif()
 
 # The libraries proper: no exceptions, no RTTI.
@@ -33,6 +34,7 @@ function(orx_settings_of_test target)
   target_link_libraries(${target} PRIVATE orx_settings GTest::gtest GTest::gmock Threads::Threads)
   target_compile_options(${target} PRIVATE -O0 -g1
     $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:Clang>>:SHELL:-Xclang -fno-pch-timestamp>)
+  set_target_properties(${target} PROPERTIES ORX_TEST ON)
   if(CMAKE_CXX_COMPILER_LAUNCHER STREQUAL "ccache")
     set_target_properties(${target} PROPERTIES
       CXX_COMPILER_LAUNCHER "env;CCACHE_SLOPPINESS=pch_defines,time_macros;ccache")
@@ -92,6 +94,7 @@ function(orx_add_fuzzer name)
   target_link_libraries(${name} PRIVATE orx_settings ${arg_LIBS})
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz)
+  add_dependencies(fuzzers ${name})
 endfunction()
 
 # A room of the middleware, and a room of the library proper: its sources join the objects of their library.
