@@ -39,7 +39,7 @@ struct Table {
     std::string title;
     std::string note; // what is imitated, and what the first row stands for
     std::vector<Row> rows;
-    std::string second; // what the second ratio is to, as a column's head; empty where there is none
+    std::string second = {}; // what the second ratio is to, as a column's head; empty where there is none
 };
 
 // What else ratios are wanted to.
