@@ -11,6 +11,14 @@ inline void copyBlock(char* to, const char* from) {
     std::memcpy(to, from, 16);
 }
 
+// 32 to 64 bytes.
+inline void copyTo64(char* to, const char* from, size_t size) {
+    copyBlock(to, from);
+    copyBlock(to + 16, from + 16);
+    copyBlock(to + size - 32, from + size - 32);
+    copyBlock(to + size - 16, from + size - 16);
+}
+
 // The two do not overlap.
 [[gnu::always_inline]] inline void copyBytes(char* to, const char* from, size_t size) {
     // Blocks from both ends, which may overlap in the middle.

@@ -130,6 +130,7 @@ public:
         data_[size_++] = item;
         return true;
     }
+    void pop() { --size_; }
     // Cleared to zeros when it grows.
     bool resize(size_t size) {
         if (size > capacity_ && !grow(size))

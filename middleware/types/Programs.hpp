@@ -32,6 +32,7 @@ struct DDS_TypePrograms {
     zdds::types::HeapArray<uint8_t> image;
     zdds::types::HeapArray<zdds::types::Instruction> instructions;
     zdds::types::HeapArray<zdds::types::OptionalMember> optionals;
+    zdds::types::HeapArray<uint32_t> armStarts;
 
     const DDS_TypePrograms& element() const { return *nested.data()[0]; }
 };

@@ -69,18 +69,21 @@ struct Arms {
         return valueOf(static_cast<const char*>(unionValue) + discriminatorOffset);
     }
     void write(void* unionValue, DDS_LongLong discriminator) const;
-    // The arm that the discriminator selects; null for none.
-    const Arm* select(DDS_LongLong label) const {
-        const ArmLabel* at = labels;
+    // The index of the label; labelCount when there is none such.
+    uint32_t find(DDS_LongLong label) const {
         if (isIndexed) {
-            at += index[static_cast<DDS_UnsignedLongLong>(label) >> indexShift & (indexSize - 1)];
-            return at->value == label ? at->arm : fallback;
+            const uint32_t at =
+                index[static_cast<DDS_UnsignedLongLong>(label) >> indexShift & (indexSize - 1)];
+            return labels[at].value == label ? at : labelCount;
         }
-        for (const ArmLabel* end = at + labelCount; at != end; ++at)
-            if (at->value == label)
-                return at->arm;
-        return fallback;
+        for (uint32_t at = 0; at != labelCount; ++at)
+            if (labels[at].value == label)
+                return at;
+        return labelCount;
     }
+    // The arm that belongs to what was found; null for none.
+    const Arm* armOf(uint32_t found) const { return found == labelCount ? fallback : labels[found].arm; }
+    const Arm* select(DDS_LongLong label) const { return armOf(find(label)); }
     // Looks for five bits in which all labels differ.
     void makeIndex();
 

@@ -3,10 +3,10 @@
 //
 // A program is a row of instructions that one loop runs. Neighbouring members of fixed size are one segment:
 // room is looked after once, and the pieces that follow work at constant offsets in both memory and stream,
-// headers of nested structures included. Structures within are part of the row; sequences and unions run the
-// programs of what they hold. Whatever has another form (a foreign byte order, XCDR 1, members more or fewer
-// than known) is left to the walker (XcdrReader.hpp). Threads: constant once made. Ownership: the type's
-// programs own it.
+// headers of nested structures included. Structures and unions within are part of the row unless they are
+// long; sequences run the programs of what they hold. Whatever has another form (a foreign byte order, XCDR
+// 1, members more or fewer than known) is left to the walker (XcdrReader.hpp). Threads: constant once made.
+// Ownership: the type's programs own it.
 #ifndef ZDDSC_TYPES_WIRE_HPP
 #define ZDDSC_TYPES_WIRE_HPP
 
@@ -26,6 +26,7 @@ enum class Code : uint8_t {
     copy4,
     copy8,
     copy16,
+    copyTo64,   // a: size, from 32 on
     copyMany,   // a: size
     boolean,    // checks the byte that a copy has moved
     range,      // checks an enumerator that a copy has moved: from a on, b values
@@ -35,9 +36,10 @@ enum class Code : uint8_t {
     constant12, // 12 bytes: a, b, c
     zero,       // a byte of padding
     zeros,      // padding before something of 4 bytes, which is written afterwards: up to 4 bytes
-    opening,    // a DHEADER at the start of the segment; slot
 
     segment,         // alignment; a: size; b: pieces that follow
+    openSegment,     // the same of alignment 4, behind a DHEADER, which is its first word; slot
+    word,            // a segment of 4 bytes without a check
     optionalSegment, // an optional member of fixed form, header included: the same; c: see OptionalMember
     block,           // alignment; a: size: plain bytes too many for a segment
     text,            // a: most characters
@@ -50,6 +52,9 @@ enum class Code : uint8_t {
     referenceSequence, // the same of references, each to a value of what `programs` refers to
     discriminated, // a union of `programs`; alignment: 4 for a discriminator that is a word within [a, a +
                    // b); c: not 0 when it is unsigned
+    branch,   // the same where the arms follow in the row, each up to its armEnd; slot; wire: see armStarts
+    armEnd,   // hasSize: the end of the union's DHEADER; slot; a: instructions to skip
+    closeArm, // a `close` of slot `wire` before it
 
     array,     // a: elements; of `programs`
     reference, // to a value of `programs`
@@ -62,7 +67,7 @@ enum class Code : uint8_t {
     flagged,  // an optional member behind its boolean; slot and `programs`; a: instructions to skip
     optional, // the same in a mutable structure, or isText: see OptionalMember; c: its index. A `header`
               // follows
-    leave     // the end of an optional value; slot
+    leave     // the end of an optional value; slot; hasSize: and of its member header, of the next slot
 };
 
 struct Instruction {
@@ -71,7 +76,7 @@ struct Instruction {
     bool hasSize = false;
     bool isText = false;
     uint16_t slot = 0;
-    uint16_t wire = 0;   // offset in the segment
+    uint16_t wire = 0;   // of a piece: offset in the segment
     uint32_t memory = 0; // offset in the value
     uint32_t a = 0;
     uint32_t b = 0;
@@ -96,6 +101,9 @@ struct Wire {
     const OptionalMember* optionals = nullptr;
     uint32_t count = 0; // of instructions, with the `end`
     uint32_t optionalCount = 0;
+    // Of each `branch`: the distance from it to the arm of each label, and to that of all others.
+    const uint32_t* armStarts = nullptr;
+    uint32_t armStartCount = 0;
     uint16_t slots = 0;         // that the row uses
     bool isFixed = false;       // one segment: the row is `segment`, what works in it, `end`
     uint8_t lengthCode = 4;     // in a member header: see Xcdr.hpp

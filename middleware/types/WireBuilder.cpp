@@ -9,13 +9,13 @@ namespace zdds::types {
 namespace {
 
 constexpr uint32_t mostUnrolled = 64;      // instructions of an array that is laid out element by element
-constexpr uint32_t mostPartOfTheRow = 256; // instructions of a structure that becomes part of another's row
+constexpr uint32_t mostPartOfTheRow = 512; // instructions of a structure or union that becomes part of a row
 
 class Builder {
 public:
     explicit Builder(DDS_TypePrograms& programs)
         : programs_(programs), type_(*programs.type), row_(programs.instructions),
-          optionals_(programs.optionals) {}
+          optionals_(programs.optionals), armStarts_(programs.armStarts) {}
 
     bool build() {
         Wire& wire = programs_.wire;
@@ -30,6 +30,8 @@ public:
         wire.count = static_cast<uint32_t>(row_.size());
         wire.optionals = optionals_.data();
         wire.optionalCount = static_cast<uint32_t>(optionals_.size());
+        wire.armStarts = armStarts_.data();
+        wire.armStartCount = static_cast<uint32_t>(armStarts_.size());
         wire.slots = static_cast<uint16_t>(slots_);
         wire.isFixed =
             row_[0].code == Code::segment && std::all_of(row_.begin() + 1, row_.end() - 1,
@@ -116,7 +118,54 @@ private:
             i.b = row->b == 1 ? 0 : row[2].b; // 0: 2^32
             i.c = kind == DDS_TYPE_ULONG;
         }
-        return push(i);
+        uint32_t instructions = programs_.arms.labelCount;
+        for (const Arm& arm : programs_.armList)
+            instructions += std::min(arm.programs->wire.count, mostPartOfTheRow) + 1;
+        return instructions > mostPartOfTheRow ? push(i) : branch(i);
+    }
+
+    bool branch(Instruction i) {
+        const Arms& arms = programs_.arms;
+        const uint32_t at = row_.size();
+        const auto first = static_cast<uint32_t>(armStarts_.size());
+        i.code = Code::branch;
+        i.wire = static_cast<uint16_t>(first);
+        if (!push(i) || !armStarts_.resize(first + arms.labelCount + 1))
+            return false;
+        use(1); // the DHEADER's
+        uint32_t end = at;
+        for (const Arm& arm : programs_.armList) {
+            for (uint32_t n = 0; n <= arms.labelCount; ++n)
+                if (arms.armOf(n) == &arm)
+                    armStarts_[first + n] = row_.size() - at;
+            if (!putValue(*arm.programs, arm.offset, 1))
+                return false;
+            row_.endSegment();
+            if (!endArm(i.hasSize, &end))
+                return false;
+        }
+        if (arms.fallback == nullptr) { // no label, no arm
+            armStarts_[first + arms.labelCount] = row_.size() - at;
+            if (!push({.code = Code::armEnd, .hasSize = i.hasSize, .b = end}))
+                return false;
+            end = row_.size() - 1;
+        }
+        while (end != at) {
+            Instruction& last = row_[end];
+            last.a = row_.size() - end - 1;
+            end = last.b;
+        }
+        return true;
+    }
+    // *end: of the arm before, and then of this one.
+    bool endArm(bool hasSize, uint32_t* end) {
+        Instruction& last = row_[row_.size() - 1];
+        if (last.code == Code::close)
+            last = {.code = Code::closeArm, .hasSize = hasSize, .wire = last.slot, .b = *end};
+        else if (!push({.code = Code::armEnd, .hasSize = hasSize, .b = *end}))
+            return false;
+        *end = row_.size() - 1;
+        return true;
     }
 
     bool array() {
@@ -172,7 +221,7 @@ private:
                push({.code = Code::close, .slot = slot});
     }
     bool closeSegment() {
-        row_.endSegment();
+        row_.closeSegment();
         return true;
     }
 
@@ -215,9 +264,10 @@ private:
         const auto slot = static_cast<uint16_t>(slots_++);
         if (!row_.beginSegment(4))
             return false;
+        row_.segment().code = Code::openSegment;
+        row_.segment().slot = slot;
         row_.segment().a = 4;
-        return push({.code = Code::opening, .slot = slot}) && putMembers() && closeSegment() &&
-               push({.code = Code::close, .slot = slot});
+        return putMembers() && closeSegment() && push({.code = Code::close, .slot = slot});
     }
 
     bool putMembers() {
@@ -228,7 +278,7 @@ private:
                         programs_.nested[i]->wire, static_cast<uint32_t>(type_.members[i].offset)))
                     return false;
             } else {
-                row_.endSegment();
+                row_.closeSegment();
                 if (!putMember(i, slots))
                     return false;
             }
@@ -268,10 +318,21 @@ private:
             !put(isText ? offset : 0, slots + 1))
             return false;
         row_.endSegment();
-        if (!isText && !push({.code = Code::leave, .slot = static_cast<uint16_t>(slots)}))
+        if (!isText && !leave(slots))
             return false;
         row_[at].a = row_.size() - at - 1;
         use(slots + 1);
+        return true;
+    }
+
+    // The end of a member's header comes with that of the value.
+    bool leave(unsigned slots) {
+        Instruction i{.code = Code::leave, .slot = static_cast<uint16_t>(slots)};
+        Instruction& last = row_[row_.size() - 1];
+        if (last.code != Code::closeHeader || last.slot != slots + 1)
+            return push(i);
+        i.hasSize = true;
+        last = i;
         return true;
     }
 
@@ -281,11 +342,15 @@ private:
     bool putValue(const DDS_TypePrograms& inner, uint32_t memory, unsigned slots) {
         const Wire& wire = inner.wire;
         row_.endSegment();
-        if (wire.count > mostPartOfTheRow)
+        if (wire.count > mostPartOfTheRow || armStarts_.size() + wire.armStartCount > UINT16_MAX)
             return push({.code = Code::call, .memory = memory, .programs = &inner});
         const auto optionals = static_cast<uint32_t>(optionals_.size());
         for (uint32_t i = 0; i < wire.optionalCount; ++i)
             if (!optionals_.push(wire.optionals[i]))
+                return false;
+        const auto armStarts = static_cast<uint32_t>(armStarts_.size());
+        for (uint32_t i = 0; i < wire.armStartCount; ++i)
+            if (!armStarts_.push(wire.armStarts[i]))
                 return false;
         uint32_t bodyEnd = 0; // before it, offsets are those of an optional value
         for (uint32_t i = 0; i + 1 < wire.count; ++i) {
@@ -293,6 +358,10 @@ private:
             const bool isMember = moved.code == Code::optional || moved.code == Code::optionalSegment;
             if (isMember)
                 moved.c += optionals;
+            if (moved.code == Code::branch)
+                moved.wire = static_cast<uint16_t>(moved.wire + armStarts);
+            if (moved.code == Code::closeArm)
+                moved.wire = static_cast<uint16_t>(moved.wire + slots);
             if (i >= bodyEnd) {
                 moved.memory += memory;
                 if (isMember)
@@ -400,6 +469,7 @@ private:
     const DDS_TypeDescriptor& type_;
     WireRow row_;
     HeapArray<OptionalMember>& optionals_;
+    HeapArray<uint32_t>& armStarts_;
     unsigned slots_ = 0;
 };
 

@@ -13,7 +13,7 @@ size_t add(size_t position, size_t alignment, size_t size) {
     return position + ((0 - position) & (alignment - 1)) + size;
 }
 
-size_t run(const Instruction* i, const char* value, size_t position);
+size_t run(const Wire& wire, const char* value, size_t position);
 
 // What writing would refuse of a segment is an enumerator.
 size_t addSegment(const Instruction& i, const char* value, size_t position) {
@@ -50,30 +50,33 @@ size_t addSequence(const Instruction& i, const DDS_SequenceBase& sequence, size_
     }
     const Wire& wire = i.programs->wire;
     for (uint32_t n = 0; n < length && position != failure; ++n)
-        position = run(wire.program, sequenceElement(sequence, n, size), position);
+        position = run(wire, sequenceElement(sequence, n, size), position);
     return position;
 }
 
-size_t addUnion(const Instruction& i, const char* value, size_t position) {
+size_t addDiscriminator(const Instruction& i, const char* value, size_t position) {
     const DDS_TypePrograms& programs = *i.programs;
-    const Arms& arms = programs.arms;
     if (i.hasSize)
         position = add(position, 4, 4);
-    position = run(programs.discriminator->wire.program, value + arms.discriminatorOffset, position);
-    const Arm* arm = arms.select(arms.read(value));
-    return arm == nullptr || position == failure
-               ? position
-               : run(arm->programs->wire.program, value + arm->offset, position);
+    return run(programs.discriminator->wire, value + programs.arms.discriminatorOffset, position);
 }
 
-size_t run(const Instruction* i, const char* value, size_t position) {
+size_t addUnion(const Instruction& i, const char* value, size_t position) {
+    position = addDiscriminator(i, value, position);
+    const Arm* arm = i.programs->arms.select(i.programs->arms.read(value));
+    return arm == nullptr || position == failure ? position
+                                                 : run(arm->programs->wire, value + arm->offset, position);
+}
+
+size_t run(const Wire& wire, const char* value, size_t position) {
     const char* around[mostSlots];
-    for (;; ++i) {
+    for (const Instruction* i = wire.program;; ++i) {
         const char* from = value + i->memory;
         switch (i->code) {
         case Code::end:
             return position;
         case Code::segment:
+        case Code::openSegment:
             position = addSegment(*i, value, position);
             i += i->b;
             break;
@@ -81,6 +84,10 @@ size_t run(const Instruction* i, const char* value, size_t position) {
             if (const char* pointer = pointerAt(from))
                 position = addSegment(*i, pointer, position);
             i += i->b;
+            break;
+        case Code::word:
+        case Code::open:
+            position = add(position, 4, 4);
             break;
         case Code::block:
             position = add(position, i->alignment, i->a);
@@ -104,21 +111,27 @@ size_t run(const Instruction* i, const char* value, size_t position) {
             break;
         case Code::array:
             for (uint32_t n = 0; n < i->a && position != failure; ++n)
-                position =
-                    run(i->programs->wire.program, from + n * size_t{i->programs->shape.size}, position);
+                position = run(i->programs->wire, from + n * size_t{i->programs->shape.size}, position);
             break;
         case Code::discriminated:
             position = addUnion(*i, from, position);
             break;
+        case Code::branch: {
+            const Arms& arms = i->programs->arms;
+            position = addDiscriminator(*i, from, position);
+            i += wire.armStarts[i->wire + arms.find(arms.read(from))] - 1;
+            break;
+        }
+        case Code::armEnd:
+        case Code::closeArm:
+            i += i->a;
+            break;
         case Code::reference:
             from = pointerAt(from);
-            position = from == nullptr ? failure : run(i->programs->wire.program, from, position);
+            position = from == nullptr ? failure : run(i->programs->wire, from, position);
             break;
         case Code::call:
-            position = run(i->programs->wire.program, from, position);
-            break;
-        case Code::open:
-            position = add(position, 4, 4);
+            position = run(i->programs->wire, from, position);
             break;
         case Code::header:
             position = add(position, 4, i->hasSize ? 8 : 4);
@@ -150,7 +163,7 @@ size_t run(const Instruction* i, const char* value, size_t position) {
 } // namespace
 
 bool measureWire(const Wire& wire, const char* value, size_t* position) {
-    *position = run(wire.program, value, *position);
+    *position = run(wire, value, *position);
     return *position != failure;
 }
 

@@ -48,9 +48,29 @@ private:
             case Code::end:
                 return from;
             case Code::segment:
-                if (!(from = getSegment(*i, value, from, limit, slots)))
+                if (!(from = getSegment(*i, value, from, limit)))
                     return nullptr;
                 i += i->b;
+                break;
+            case Code::openSegment: {
+                if (!(from = take(from, limit, 4, i->a)))
+                    return nullptr;
+                const uint32_t size = wordAt(from);
+                // What follows in the segment lies within.
+                if (size > static_cast<size_t>(limit - from) - 4 || size < i->a - 4)
+                    return nullptr;
+                slots[i->slot] = limit;
+                limit = from + 4 + size;
+                if (!(from = getPieces(*i, value, from)))
+                    return nullptr;
+                i += i->b;
+                break;
+            }
+            case Code::word:
+                if (!(from = take(from, limit, 4, 4)))
+                    return nullptr;
+                std::memcpy(to, from, 4);
+                from += 4;
                 break;
             case Code::optionalSegment:
             case Code::optional: {
@@ -67,7 +87,7 @@ private:
                 }
                 void** pointer = reinterpret_cast<void**>(value + member->memory);
                 if (i->code == Code::optionalSegment) {
-                    if (!(from = getOptionalSegment(*i, pointer, from, limit, slots)))
+                    if (!(from = getOptionalSegment(*i, pointer, from, limit)))
                         return nullptr;
                     i += i->b;
                 } else if (!i->isText) {
@@ -127,6 +147,26 @@ private:
                 if (!(from = readUnion(*i, to, from, limit)))
                     return nullptr;
                 break;
+            case Code::branch: {
+                slots[i->slot] = limit;
+                uint32_t found;
+                if ((i->hasSize && !(from = readSize(from, limit))) ||
+                    !(from = readDiscriminator(*i, to, from, limit, &found)))
+                    return nullptr;
+                i += wire.armStarts[i->wire + found] - 1;
+                break;
+            }
+            case Code::closeArm:
+                if (from != limit)
+                    return nullptr;
+                limit = static_cast<const char*>(slots[i->wire]);
+                [[fallthrough]];
+            case Code::armEnd:
+                if (i->hasSize && from != limit)
+                    return nullptr;
+                limit = static_cast<const char*>(slots[i->slot]);
+                i += i->a;
+                break;
             case Code::reference:
                 if (!(from = readReference(*i->programs, *reinterpret_cast<void**>(to), from, limit)))
                     return nullptr;
@@ -170,6 +210,8 @@ private:
                     return nullptr;
                 break;
             case Code::leave:
+                if (i->hasSize && from != slots[i->slot + 1])
+                    return nullptr;
                 optionals.leave();
                 value = static_cast<char*>(const_cast<void*>(slots[i->slot]));
                 break;
@@ -193,10 +235,13 @@ private:
     }
 
     [[gnu::always_inline]] const char* getSegment(
-        const Instruction& i, char* value, const char* from, const char*& limit, const void** slots) {
-        const char* segment = take(from, limit, i.alignment, i.a);
-        if (segment == nullptr)
-            return nullptr;
+        const Instruction& i, char* value, const char* from, const char* limit) const {
+        from = take(from, limit, i.alignment, i.a);
+        return from == nullptr ? nullptr : getPieces(i, value, from);
+    }
+    // The room is there.
+    [[gnu::always_inline]] static const char* getPieces(
+        const Instruction& i, char* value, const char* segment) {
         for (const Instruction *piece = &i + 1, *end = piece + i.b; piece != end; ++piece) {
             char* to = value + piece->memory;
             const char* at = segment + piece->wire;
@@ -215,6 +260,9 @@ private:
                 break;
             case Code::copy16:
                 std::memcpy(to, at, 16);
+                break;
+            case Code::copyTo64:
+                copyTo64(to, at, piece->a);
                 break;
             case Code::copyMany:
                 copyBytes(to, at, piece->a);
@@ -246,15 +294,6 @@ private:
             case Code::zero:
             case Code::zeros:
                 break; // padding may be anything
-            case Code::opening: {
-                const uint32_t size = wordAt(at);
-                // What follows in the segment lies within.
-                if (size > static_cast<size_t>(limit - at) - 4 || size < i.a - 4)
-                    return nullptr;
-                slots[piece->slot] = limit;
-                limit = at + 4 + size;
-                break;
-            }
             default:
                 __builtin_unreachable();
             }
@@ -268,11 +307,11 @@ private:
     }
 
     const char* getOptionalSegment(
-        const Instruction& i, void** pointer, const char* from, const char*& limit, const void** slots) {
+        const Instruction& i, void** pointer, const char* from, const char* limit) {
         const bool isNew = Target::isNew || *pointer == nullptr;
         if (isNew && !target_.optional(i, pointer))
             return nullptr;
-        from = getSegment(i, static_cast<char*>(*pointer), from, limit, slots);
+        from = getSegment(i, static_cast<char*>(*pointer), from, limit);
         if (from == nullptr && isNew)
             Target::removeOptional(i, pointer);
         return from;
@@ -381,11 +420,17 @@ private:
     const char* readUnion(const Instruction& i, char* value, const char* from, const char* limit) {
         if (i.hasSize && !(from = readSize(from, limit)))
             return nullptr;
-        from = readBranch(i, value, from, limit);
+        uint32_t found;
+        from = readDiscriminator(i, value, from, limit, &found);
+        const Arm* arm = from == nullptr ? nullptr : i.programs->arms.armOf(found);
+        if (arm != nullptr)
+            from = run(arm->programs->wire, value + arm->offset, from, limit);
         return i.hasSize && from != limit ? nullptr : from;
     }
 
-    const char* readBranch(const Instruction& i, char* value, const char* from, const char* limit) {
+    // Selects the arm; *found: see Arms.
+    const char* readDiscriminator(
+        const Instruction& i, char* value, const char* from, const char* limit, uint32_t* found) {
         const DDS_TypePrograms& programs = *i.programs;
         const Arms& arms = programs.arms;
         // Beside the value: its arm before must be known while it changes.
@@ -400,10 +445,8 @@ private:
         }
         const DDS_LongLong discriminator =
             i.alignment == 4 ? wordLabel(i, wordAt(scratch)) : arms.valueOf(scratch);
-        const Arm* arm = arms.select(discriminator);
-        if (!target_.select(i, value, discriminator, arm))
-            return nullptr;
-        return arm == nullptr ? from : run(arm->programs->wire, value + arm->offset, from, limit);
+        *found = arms.find(discriminator);
+        return target_.select(i, value, discriminator, arms.armOf(*found)) ? from : nullptr;
     }
 
     static constexpr uint32_t noHeader =

@@ -17,7 +17,7 @@ Code copyCode(uint32_t size) {
     case 16:
         return Code::copy16;
     default:
-        return Code::copyMany;
+        return size >= 32 && size <= 64 ? Code::copyTo64 : Code::copyMany;
     }
 }
 
@@ -30,6 +30,17 @@ void WireRow::endSegment() {
     if (hasSegment())
         segment().b = size() - segment_ - 1;
     segment_ = none;
+}
+
+void WireRow::closeSegment() {
+    if (hasSegment() && segment().code == Code::segment && segment().a == 4 && segment().alignment == 4 &&
+        size() == segment_ + 2 && row_.back().code == Code::copy4) {
+        const uint32_t memory = row_.back().memory;
+        row_.pop();
+        row_.back() = {.code = Code::word, .memory = memory};
+        segment_ = none;
+    }
+    endSegment();
 }
 
 bool WireRow::pad(uint32_t alignment) {

@@ -18,7 +18,7 @@ inline bool isCheck(Code code) {
     return code >= Code::boolean && code <= Code::literal;
 }
 inline bool isPiece(Code code) {
-    return code >= Code::copy1 && code <= Code::opening;
+    return code >= Code::copy1 && code <= Code::zeros;
 }
 Code copyCode(uint32_t size);
 
@@ -37,6 +37,8 @@ public:
     Instruction& segment() { return row_[segment_]; }
     bool beginSegment(uint32_t alignment);
     void endSegment();
+    // The same within a row that is more than a segment: shorter where it can be.
+    void closeSegment();
     // A DHEADER, or a part of a member header.
     bool putConstant(uint32_t value);
     // The first piece becomes the DHEADER of all that is in the segment behind it.

@@ -52,6 +52,19 @@ public:
                     return nullptr;
                 to = segment + i->a;
                 break;
+            case Code::openSegment:
+                if (!wordRoom(to, i->a))
+                    return nullptr;
+                segment = to;
+                to += i->a;
+                slots_[i->slot].sizeAt = segment;
+                break;
+            case Code::word:
+                if (!wordRoom(to, 4))
+                    return nullptr;
+                putWord(to, wordAt(value + i->memory));
+                to += 4;
+                break;
             case Code::copy1:
                 segment[i->wire] = value[i->memory];
                 break;
@@ -66,6 +79,9 @@ public:
                 break;
             case Code::copy16:
                 std::memcpy(segment + i->wire, value + i->memory, 16);
+                break;
+            case Code::copyTo64:
+                copyTo64(segment + i->wire, value + i->memory, i->a);
                 break;
             case Code::copyMany:
                 copyBytes(segment + i->wire, value + i->memory, i->a);
@@ -96,9 +112,6 @@ public:
                 break;
             case Code::zeros:
                 putWord(segment + i->wire, 0);
-                break;
-            case Code::opening:
-                slots_[i->slot].sizeAt = segment + i->wire;
                 break;
             case Code::optionalSegment:
             case Code::optional: {
@@ -188,19 +201,11 @@ public:
                     wire_, i, value, value + i->memory, nullptr, i->programs->shape.size, i->a, nullptr};
                 goto enter;
             case Code::discriminated: {
-                char* sizeAt = nullptr;
-                if (i->hasSize) {
-                    if (!(to = wordRoom(to, 4)))
-                        return nullptr;
-                    sizeAt = to;
-                    to += 4;
-                }
-                const Arms& arms = i->programs->arms;
-                const char* discriminator = value + i->memory + arms.discriminatorOffset;
-                DDS_LongLong label;
-                if (!(to = putDiscriminator(*i, discriminator, to, &label)))
+                char* sizeAt;
+                uint32_t found;
+                if (!(to = putDiscriminator(*i, value + i->memory, to, &sizeAt, &found)))
                     return nullptr;
-                const Arm* arm = arms.select(label);
+                const Arm* arm = i->programs->arms.armOf(found);
                 if (arm == nullptr) {
                     if (sizeAt != nullptr)
                         putSize(sizeAt, to);
@@ -218,6 +223,21 @@ public:
                 ++frame_;
                 break;
             }
+            case Code::branch: {
+                uint32_t found;
+                if (!(to = putDiscriminator(*i, value + i->memory, to, &slots_[i->slot].sizeAt, &found)))
+                    return nullptr;
+                i += wire_->armStarts[i->wire + found] - 1;
+                break;
+            }
+            case Code::closeArm:
+                putSize(slots_[i->wire].sizeAt, to);
+                [[fallthrough]];
+            case Code::armEnd:
+                if (i->hasSize)
+                    putSize(slots_[i->slot].sizeAt, to);
+                i += i->a;
+                break;
             case Code::reference:
                 if (pointerAt(value + i->memory) == nullptr)
                     return nullptr;
@@ -233,7 +253,7 @@ public:
                 break;
 
             case Code::open:
-                if (!(to = wordRoom(to, 4)))
+                if (!wordRoom(to, 4))
                     return nullptr;
                 slots_[i->slot].sizeAt = to;
                 to += 4;
@@ -245,7 +265,7 @@ public:
             case Code::header:
             header : {
                 const size_t size = i->hasSize ? 8 : 4;
-                if (!(to = wordRoom(to, size)))
+                if (!wordRoom(to, size))
                     return nullptr;
                 putWord(to, i->a);
                 to += size;
@@ -265,6 +285,8 @@ public:
                 break;
             }
             case Code::leave:
+                if (i->hasSize)
+                    putSize(slots_[i->slot + 1].sizeAt, to);
                 value = slots_[i->slot].around;
                 break;
             default:
@@ -315,7 +337,9 @@ private:
     static void putSize(char* at, const char* end) { putWord(at, static_cast<uint32_t>(end - at - 4)); }
 
     [[gnu::always_inline]] char* segmentRoom(const Instruction& i, char* to) {
-        return i.alignment == 4 && i.a >= 4 ? wordRoom(to, i.a) : room(to, i.alignment, i.a);
+        if (i.alignment == 4 && i.a >= 4)
+            return wordRoom(to, i.a) ? to : nullptr;
+        return room(to, i.alignment, i.a);
     }
 
     // The pieces of a segment that has a value of its own: nothing of variable size is in it.
@@ -359,21 +383,36 @@ private:
         return true;
     }
 
-    // *label: what it selects by.
+    // Behind the DHEADER, if there is one, at *sizeAt.
     [[gnu::always_inline]] char* putDiscriminator(
-        const Instruction& i, const char* discriminator, char* to, DDS_LongLong* label) {
-        if (i.alignment != 4) {
-            const Instruction& segment = *i.programs->discriminator->wire.program;
-            *label = i.programs->arms.valueOf(discriminator);
-            to = segmentRoom(segment, to);
-            return to != nullptr && putPieces(segment, discriminator, to) ? to + segment.a : nullptr;
-        }
+        const Instruction& i, const char* unionValue, char* to, char** sizeAt, uint32_t* found) {
+        const Arms& arms = i.programs->arms;
+        const char* discriminator = unionValue + arms.discriminatorOffset;
+        if (i.alignment != 4)
+            return putOtherDiscriminator(i, discriminator, to, sizeAt, found);
         const uint32_t word = wordAt(discriminator);
-        if ((i.b != 0 && word - i.a >= i.b) || !(to = wordRoom(to, 4)))
+        const size_t size = i.hasSize ? 8 : 4;
+        if ((i.b != 0 && word - i.a >= i.b) || !wordRoom(to, size))
             return nullptr;
-        putWord(to, word);
-        *label = wordLabel(i, word);
-        return to + 4;
+        *sizeAt = i.hasSize ? to : nullptr;
+        to += size;
+        putWord(to - 4, word);
+        *found = arms.find(wordLabel(i, word));
+        return to;
+    }
+    [[gnu::noinline]] char* putOtherDiscriminator(
+        const Instruction& i, const char* discriminator, char* to, char** sizeAt, uint32_t* found) {
+        *sizeAt = nullptr;
+        if (i.hasSize) {
+            if (!wordRoom(to, 4))
+                return nullptr;
+            *sizeAt = to;
+            to += 4;
+        }
+        const Instruction& segment = *i.programs->discriminator->wire.program;
+        *found = i.programs->arms.find(i.programs->arms.valueOf(discriminator));
+        to = segmentRoom(segment, to);
+        return to != nullptr && putPieces(segment, discriminator, to) ? to + segment.a : nullptr;
     }
 
     [[gnu::cold]] char* failForRoom() {
@@ -395,12 +434,13 @@ private:
         return to + gap;
     }
     // The same of alignment 4 for something of at least 4 bytes: so a whole word may be cleared.
-    [[gnu::always_inline]] char* wordRoom(char* to, size_t size) {
+    [[gnu::always_inline]] bool wordRoom(char*& to, size_t size) {
         const size_t gap = gapAt(to, 4);
         if (__builtin_expect(static_cast<size_t>(end_ - to) < gap + size, 0))
-            return failForRoom();
+            return failForRoom() != nullptr;
         putWord(to, 0);
-        return to + gap;
+        to += gap;
+        return true;
     }
 
     [[gnu::always_inline]] char* putText(char* to, const char* text, size_t bound) {
@@ -416,7 +456,7 @@ private:
         }
 #endif
         const size_t length = textLength(text);
-        if (__builtin_expect(length > bound, 0) || !(to = wordRoom(to, 4 + length + 1)))
+        if (__builtin_expect(length > bound, 0) || !wordRoom(to, 4 + length + 1))
             return nullptr;
         putWord(to, static_cast<uint32_t>(length + 1));
         copyBytes(to + 4, text, length + 1);
@@ -438,7 +478,7 @@ private:
     [[gnu::always_inline]] char* putCount(
         const Instruction& i, const DDS_SequenceBase& sequence, char* to, char** sizeAt) {
         const size_t size = i.hasSize ? 8 : 4;
-        if (sequence._length > i.a || !(to = wordRoom(to, size)))
+        if (sequence._length > i.a || !wordRoom(to, size))
             return nullptr;
         *sizeAt = i.hasSize ? to : nullptr;
         to += size;
