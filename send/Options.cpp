@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <iostream>
 
-#include "agent/PeerLists.hpp"
+#include "agent/JoiningOptions.hpp"
 #include "reading/Words.hpp"
 
 namespace send {
@@ -159,15 +159,7 @@ Parsed parseOptions(int argc, char** argv) {
     app.add_option("--app", options.application,
            "name of the application; without it there must be just one in the domain")
         ->always_capture_default(false);
-    app.add_option("--domain", options.domain, "domain of the monitoring")
-        ->check(CLI::Range(0, reading::lastDomain))
-        ->envname("ORX_DOMAIN")
-        ->capture_default_str();
-    app.add_option("--peers", peers,
-           "addresses to announce to, with commas between them, on a network without multicast")
-        ->check(orx::agent::problemOfPeers, "")
-        ->allow_extra_args(false)
-        ->envname("ORX_PEERS");
+    orx::agent::addJoiningOptions(app, options.domain, peers);
     app.add_option("--timeout", options.seconds, "seconds for finding the application and for its reply")
         ->check(isDuration, "SECONDS");
     app.add_flag("--json", options.json, "print the reply as a JSON object");

@@ -3,8 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
-#include "agent/PeerLists.hpp"
-#include "reading/Words.hpp"
+#include "agent/JoiningOptions.hpp"
 
 namespace tail {
 
@@ -29,15 +28,7 @@ Parsed parseOptions(int argc, char** argv) {
     std::vector<std::string> peers;
     CLI::App app{"Prints what monitored applications publish, a line for each change, until interrupted."};
     app.option_defaults()->always_capture_default();
-    app.add_option("--domain", options.domain, "domain of the monitoring")
-        ->check(CLI::Range(0, reading::lastDomain))
-        ->envname("ORX_DOMAIN")
-        ->capture_default_str();
-    app.add_option("--peers", peers,
-           "addresses to announce to, with commas between them, on a network without multicast")
-        ->check(orx::agent::problemOfPeers, "")
-        ->allow_extra_args(false)
-        ->envname("ORX_PEERS");
+    orx::agent::addJoiningOptions(app, options.domain, peers);
     auto* forOption = app.add_option("--for", seconds, "end after this many seconds")
                           ->check(isDuration, "SECONDS")
                           ->always_capture_default(false);

@@ -2,8 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "agent/PeerLists.hpp"
-#include "reading/Words.hpp"
+#include "agent/JoiningOptions.hpp"
 
 namespace collector::run {
 
@@ -36,14 +35,7 @@ Parsed parseOptions(int argc, const char* const* argv) {
         "Prometheus, an API, log messages. Ends at SIGTERM and SIGINT; opens its log file again at SIGHUP."};
     app.name("orx-collector");
     app.option_defaults()->always_capture_default();
-    app.add_option("--domain", options.domain, "domain of the monitoring")
-        ->check(CLI::Range(0, reading::lastDomain))
-        ->envname("ORX_DOMAIN");
-    app.add_option("--peers", peers,
-           "addresses to announce to, with commas between them, on a network without multicast")
-        ->check(orx::agent::problemOfPeers, "")
-        ->allow_extra_args(false)
-        ->envname("ORX_PEERS");
+    orx::agent::addJoiningOptions(app, options.domain, peers);
     app.add_option("--listen", listen,
            "where to serve; port 0 takes a free one, :PORT every interface. Whoever reaches it may read, and "
            "send "

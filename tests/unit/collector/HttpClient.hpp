@@ -33,8 +33,6 @@ public:
         address.sin_port = htons(port);
         isOpen_ = connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
     }
-    // A connected socket, taken over.
-    static HttpClient of(int socket) { return HttpClient(socket, true); }
     ~HttpClient() { close(); }
     HttpClient(const HttpClient&) = delete;
     HttpClient& operator=(const HttpClient&) = delete;
@@ -102,7 +100,6 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    HttpClient(int socket, bool isOpen) : socket_(socket), isOpen_(isOpen) {}
 
     static Clock::time_point after(double seconds) {
         return Clock::now() +
