@@ -34,6 +34,27 @@ struct Source {
     size_t categoryLength;
 };
 
+// With the lengths of the texts. The category may be null.
+inline Source sourceOf(const char* text, ZDDS_Config_SyslogLevel severity, DDS_UnsignedLong messageId,
+    const DDS_Duration_t* timestamp, ZDDS_Config_LogFacility facility, const char* category) {
+    return {.text = text,
+        .textLength = std::strlen(text),
+        .severity = severity,
+        .messageId = messageId,
+        .timestamp = timestamp,
+        .facility = facility,
+        .category = category,
+        .categoryLength = category != nullptr ? std::strlen(category) : 0};
+}
+
+// All that is no text, but the number.
+inline void setHeader(DDS_Monitoring_LoggingMessage& message, const Source& source) {
+    message.facility = static_cast<DDS_Octet>(source.facility & 0xFF);
+    message.severity = static_cast<DDS_Monitoring_LoggingLevel>(source.severity);
+    message.timestamp.sec = source.timestamp->sec;
+    message.timestamp.nanosec = source.timestamp->nanosec;
+}
+
 struct CompactMessage {
     ORX_MonitoringLoggingPayload payload; // first
     DDS_Monitoring_LoggingMessage message;
@@ -103,10 +124,7 @@ inline void fillCompact(CompactMessage& self, ORX_MonitoringLogging& logging, co
     self.payload.isSnapshot = 0;
     DDS_Monitoring_LoggingMessage& message = self.message;
     message.sn = number;
-    message.facility = static_cast<DDS_Octet>(source.facility & 0xFF);
-    message.severity = static_cast<DDS_Monitoring_LoggingLevel>(source.severity);
-    message.timestamp.sec = source.timestamp->sec;
-    message.timestamp.nanosec = source.timestamp->nanosec;
+    setHeader(message, source);
     message.hostname = nullptr;
     message.hostip = nullptr;
     message.appname = nullptr;

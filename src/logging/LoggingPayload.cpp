@@ -3,7 +3,6 @@
 #include "src/logging/LoggingPayload.h"
 
 #include <climits>
-#include <cstring>
 #include <new>
 
 #include "src/log/Log.hpp"
@@ -23,13 +22,6 @@ using Entry = DDS_Monitoring_StructuredDataMapEntry;
 using EntrySeq = DDS_Monitoring_StructuredDataMapEntrySeq;
 
 constexpr size_t idTextSize = 51;
-
-// All that is no text, but the number.
-void setHeader(Message& message, const Source& source) {
-    message.facility = static_cast<DDS_Octet>(source.facility & 0xFF);
-    message.severity = static_cast<DDS_Monitoring_LoggingLevel>(source.severity);
-    message.timestamp = {source.timestamp->sec, source.timestamp->nanosec};
-}
 
 void* reserve(REDAInlineMemory** memoryManager, size_t size) {
     return size > INT_MAX
@@ -147,14 +139,7 @@ ORX_MonitoringLoggingPayload* ORX_MonitoringLoggingPayload_createUpdate(ORX_Moni
     ORX_FAIL_IF(text == ORX_NULL);
     ORX_FAIL_IF(timestamp == ORX_NULL);
     ORX_FAIL_IF(categoryString == ORX_NULL);
-    const Source source{.text = text,
-        .textLength = std::strlen(text),
-        .severity = severity,
-        .messageId = message_id,
-        .timestamp = timestamp,
-        .facility = facility,
-        .category = categoryString,
-        .categoryLength = std::strlen(categoryString)};
+    const Source source = sourceOf(text, severity, message_id, timestamp, facility, categoryString);
     return structuredData == nullptr ? createCompact(*logging, memoryManager, source)
                                      : createFromParts(*logging, memoryManager, source, *structuredData);
 }

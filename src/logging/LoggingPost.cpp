@@ -267,14 +267,7 @@ int ORX_MonitoringLogging_postMessage(ORX_MonitoringLogging* self, const char* t
     Queue* queue = queueOf(*self, concurrencyIndex);
     if (queue == nullptr)
         return 0;
-    const Source source{.text = text,
-        .textLength = std::strlen(text),
-        .severity = severity,
-        .messageId = message_id,
-        .timestamp = timestamp,
-        .facility = facility,
-        .category = category,
-        .categoryLength = category != nullptr ? std::strlen(category) : 0};
+    const Source source = sourceOf(text, severity, message_id, timestamp, facility, category);
     switch (postSource(*self, *queue, source,
         static_cast<const DDS_Monitoring_StructuredDataMapEntrySeq*>(structured_data))) {
     case Posted::done:
