@@ -2,15 +2,13 @@
 
 #include <cstring>
 
+#include "src/utils/LiteralText.hpp"
 #include "zddscore/text.h"
 
 using namespace orx::resource;
 
 unsigned MetricNames::slotOf(const char* name) {
-    ORX_UINT32 hash = 2166136261U;
-    for (; *name != '\0'; ++name)
-        hash = (hash ^ static_cast<unsigned char>(*name)) * 16777619U;
-    return (hash ^ (hash >> 16)) % slotCount;
+    return hashOfText(name) % slotCount;
 }
 
 MetricNames::MetricNames(const ORX_Monitoring_MetricInfo* table, DDS_UnsignedLong count)
@@ -36,7 +34,7 @@ MetricSet MetricNames::named(const DDS_StringSeq& patterns) const {
     const DDS_Long patternCount = DDS_StringSeq_get_length(&patterns);
     for (DDS_Long i = 0; i < patternCount; ++i) {
         const char* pattern = DDS_StringSeq_get(&patterns, i);
-        if (std::strpbrk(pattern, "*?[\\") == nullptr) {
+        if (isLiteral(pattern)) {
             addLiteral(set, pattern);
             continue;
         }

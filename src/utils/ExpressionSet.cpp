@@ -1,15 +1,11 @@
 #include "src/utils/ExpressionSet.hpp"
 
+#include "src/utils/LiteralText.hpp"
 #include "zddscore/heap.h"
 
 namespace {
 
 using namespace orx::path;
-
-// A pattern that matches the one text that it is.
-bool isLiteral(const char* pattern) {
-    return std::strpbrk(pattern, "*?[\\") == nullptr;
-}
 
 // A GUID as it is printed, in any case; what else may be read as one is left to whoever reads it.
 bool isPrintedGuid(const char* token) {
@@ -38,13 +34,6 @@ bool tokenize(ORX_MonitoringResourceTokenizer& tokenizer, const char* text) {
 }
 
 } // namespace
-
-ORX_UINT32 ExpressionSet::hashOf(const char* text) {
-    ORX_UINT32 hash = 2166136261U;
-    for (; *text != '\0'; ++text)
-        hash = (hash ^ static_cast<unsigned char>(*text)) * 16777619U;
-    return hash ^ (hash >> 15);
-}
 
 bool ExpressionSet::allocate(ORX_UINT32 count, size_t tokens, size_t bytes) {
     ORX_UINT32 chains = 16;
@@ -104,9 +93,9 @@ void ExpressionSet::file(ORX_UINT32 index, const Accessor& accessor, const Resou
         DDS_Monitoring_GUID_t guid;
         if (!startsAsGuid(last)) {
             if (isLiteral(last))
-                chain = &named_[hashOf(last) & mask_];
+                chain = &named_[hashOfText(last) & mask_];
         } else if (entry.kind == Kind::climbed) {
-            chain = &identified_[hashOf(last) & mask_];
+            chain = &identified_[hashOfText(last) & mask_];
         } else {
             // Alone, it may be found whatever the case of its digits.
             entry.kind = Kind::asked;
@@ -114,7 +103,7 @@ void ExpressionSet::file(ORX_UINT32 index, const Accessor& accessor, const Resou
                 const bool isFound = accessor.findByGuidFunction(root, guid) != nullptr;
                 if (isFound)
                     DDS_Monitoring_GUID_toStr(guid, text);
-                chain = &identified_[hashOf(isFound ? text : last) & mask_];
+                chain = &identified_[hashOfText(isFound ? text : last) & mask_];
             }
         }
     }
@@ -160,6 +149,10 @@ ORX_INT32 ExpressionSet::ask(ORX_UINT32 index, const Resource* resource, Branch&
             &isMatching, resource, entry.text, &branch.accessor(), branch.root()))
         return -1;
     return isMatching != 0 ? 1 : 0;
+}
+
+ORX_UINT32 ExpressionSet::firstOf(const ORX_UINT32* heads, const char* text) const {
+    return heads[hashOfText(text) & mask_];
 }
 
 ExpressionSet::Matches::Matches(const ExpressionSet& set, const Resource* resource, Branch& branch)

@@ -75,10 +75,7 @@ private:
     void fill(Entry& entry, const ORX_MonitoringResourceTokenizer& tokenizer);
     void file(ORX_UINT32 index, const Accessor& accessor, const Resource* root);
     ORX_INT32 ask(ORX_UINT32 index, const Resource* resource, Branch& branch) const;
-    ORX_UINT32 firstOf(const ORX_UINT32* heads, const char* name) const {
-        return heads[hashOf(name) & mask_];
-    }
-    static ORX_UINT32 hashOf(const char* text);
+    ORX_UINT32 firstOf(const ORX_UINT32* heads, const char* text) const;
 
     Entry* entries_ = nullptr;
     const char** tokens_ = nullptr;
